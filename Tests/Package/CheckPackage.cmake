@@ -1,0 +1,17 @@
+function(run)
+    execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
+    if(NOT status EQUAL 0)
+        message(FATAL_ERROR "${ARGN} failed (${status}):\n${output}")
+    endif()
+    set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+file(REMOVE_RECURSE ${SCRATCH})
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${SCRATCH}/prefix)
+run(${CMAKE_COMMAND} -S ${CONSUMER} -B ${SCRATCH}/build
+    -DCMAKE_PREFIX_PATH=${SCRATCH}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_BUILD_TYPE=Debug)
+run(${CMAKE_COMMAND} --build ${SCRATCH}/build)
+run(${SCRATCH}/build/consumer)
+if(NOT output MATCHES "C4 is key 60")
+    message(FATAL_ERROR "The consumer printed: ${output}")
+endif()
