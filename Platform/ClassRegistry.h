@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string_view>
+
+namespace tarn {
+
+struct ClassDescription;
+
+/// The class that registerClass made known under this name; null when there is none. Thread-safe.
+[[nodiscard]] const ClassDescription* registeredClass(std::string_view name);
+
+} // namespace tarn

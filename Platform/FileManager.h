@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Platform/Error.h"
+#include "Platform/KeyedArchive.h"
+
+#include <filesystem>
+#include <optional>
+#include <span>
+
+namespace tarn {
+
+/// Where files live and how they are read and written. Failures are reported in `error` (when given) with the
+/// path in the description; the domain is kFileErrorDomain, the code the system's errno.
+namespace FileManager {
+
+inline constexpr const char* kFileErrorDomain = "TarnFileErrorDomain";
+
+/// The user's caches directory by the convention of the system (XDG on Linux, Library/Caches on macOS, the
+/// local application data on Windows), or the folder that the application has set. Not created by this call.
+[[nodiscard]] std::filesystem::path cachesDirectory();
+void setCachesDirectory(std::filesystem::path directory); ///< an empty path restores the system's
+
+/// The user's configuration directory by the convention of the system.
+[[nodiscard]] std::filesystem::path configurationDirectory();
+
+/// The whole file, or nothing and a reason. Missing is told from unreadable by the error's code (ENOENT).
+[[nodiscard]] std::optional<Data> contentsOf(const std::filesystem::path& file, Error* error = nullptr);
+
+/// Writes in place: the file is truncated first, a failure may leave a part of the new content.
+bool write(std::span<const std::byte> bytes, const std::filesystem::path& file, Error* error = nullptr);
+
+/// Crash-safe: writes a temporary file beside the target, flushes it to the disk and renames it over the
+/// target, so that at any moment the file is either the old or the new one, whole. A failure leaves the old
+/// file untouched and no temporary file behind. Keeps the permissions of an existing file; follows a symbolic
+/// link to its target. A pipe or device is written in place.
+bool writeAtomically(std::span<const std::byte> bytes, const std::filesystem::path& file,
+                     Error* error = nullptr);
+
+} // namespace FileManager
+
+} // namespace tarn

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+/// Logging by subsystem and category, with private and public arguments, and signpost intervals.
+namespace tarn {
+
+enum class LogLevel { debug, info, standard, error, fault };
+
+/// One argument of a log message: its text and whether it may be shown to everybody.
+struct LogArgument {
+    std::string text;
+    bool isPrivate = true;
+};
+
+[[nodiscard]] inline LogArgument logPublic(std::string text) {
+    return {std::move(text), false};
+}
+[[nodiscard]] inline LogArgument logPrivate(std::string text) {
+    return {std::move(text), true};
+}
+template <typename Number>
+requires std::is_arithmetic_v<Number>
+[[nodiscard]] LogArgument logPublic(Number number) {
+    return {std::to_string(number), false};
+}
+
+/// What a sink receives. `format` holds a placeholder "{}" for each argument, in order.
+struct LogMessage {
+    std::string subsystem;
+    std::string category;
+    LogLevel level = LogLevel::standard;
+    std::string format;
+    std::vector<LogArgument> arguments;
+
+    /// The text with private arguments shown, or hidden as "<private>".
+    [[nodiscard]] std::string text(bool showPrivate) const;
+};
+
+/// Takes messages away from wherever they were logged; called from any thread, one call at a time. What a
+/// sink throws is dropped, and what it logs itself goes to standard error.
+using LogSink = std::function<void(const LogMessage&)>;
+
+/// Replaces the process-wide sink and answers the one before. An empty sink restores the default one, which
+/// writes messages of level `standard` and above to standard error with private arguments hidden, unless
+/// setLogShowsPrivateArguments asked for them.
+/// After the call the earlier sink is not called any more.
+LogSink setLogSink(LogSink sink);
+void setLogShowsPrivateArguments(bool show);
+/// For fatalError: gives the message to a sink that was set, at level `fault` and in the category
+/// "FatalError", unless the caller is that sink or the sink is stuck in another thread.
+void deliverFatalError(std::string_view message) noexcept;
+
+/// A cheap handle for one subsystem and category; a disabled one drops everything before an argument is
+/// built.
+class Log {
+public:
+    Log(std::string subsystem, std::string category);
+    /// The log that drops everything.
+    static const Log& disabled();
+    /// The log without subsystem and category.
+    static const Log& standard();
+
+    [[nodiscard]] bool isEnabled() const { return mEnabled; }
+
+    /// `arguments` answers the arguments and is only called when the log is enabled.
+    template <typename Arguments>
+    requires std::is_invocable_r_v<std::vector<LogArgument>, Arguments>
+    void write(LogLevel level, std::string_view format, Arguments&& arguments) const {
+        if (mEnabled)
+            deliver(level, format, arguments());
+    }
+    void write(LogLevel level, std::string_view format) const {
+        if (mEnabled)
+            deliver(level, format, {});
+    }
+
+    /// A new identifier for signpost intervals of this log.
+    [[nodiscard]] std::uint64_t makeSignpost() const;
+    /// The begin and end of a named interval; delivered to the sink at debug level as "signpost begin <name>
+    /// <id>" and "signpost end <name> <id>".
+    void signpostBegin(std::string_view intervalName, std::uint64_t signpost) const;
+    void signpostEnd(std::string_view intervalName, std::uint64_t signpost) const;
+
+private:
+    Log() = default;
+    void deliver(LogLevel level, std::string_view format, std::vector<LogArgument> arguments) const;
+
+    std::string mSubsystem;
+    std::string mCategory;
+    bool mEnabled = false;
+};
+
+} // namespace tarn

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+namespace tarn {
+
+/// Facts about and switches of the running process.
+namespace ProcessInfo {
+
+/// Whether the environment holds the variable, whatever its value.
+[[nodiscard]] bool hasEnvironmentVariable(const std::string& name);
+
+/// Counted: while the count is above zero the embedding application must not kill the process without notice.
+/// The count starts at zero; enabling below zero stops the process. Thread-safe.
+void disableSuddenTermination();
+void enableSuddenTermination();
+[[nodiscard]] int suddenTerminationDisableCount();
+
+} // namespace ProcessInfo
+
+/// Disables sudden termination for its lifetime.
+class SuddenTerminationGuard {
+public:
+    SuddenTerminationGuard() { ProcessInfo::disableSuddenTermination(); }
+    ~SuddenTerminationGuard() { ProcessInfo::enableSuddenTermination(); }
+    SuddenTerminationGuard(const SuddenTerminationGuard&) = delete;
+    SuddenTerminationGuard& operator=(const SuddenTerminationGuard&) = delete;
+};
+
+} // namespace tarn

@@ -1,0 +1,154 @@
+#include "Platform/Bundle.h"
+
+#include "Tests/Platform/TemporaryFolder.h"
+
+#include <sstream>
+
+namespace tarn {
+
+namespace {
+
+using Texts = std::map<std::string, std::string>;
+
+void writeTable(const TemporaryFolder& folder, const std::string& language, const std::string& text,
+                const std::string& table = "Localizable") {
+    writeText(folder.path() / (language + ".lproj") / (table + ".strings"), text);
+}
+
+} // namespace
+
+TEST(Bundle, readsStringsFiles) {
+    const TemporaryFolder folder;
+    writeTable(folder, "en", R"(/* "commented" = "out"; */ // to the end of the line "a" = "b";
+"plain" = "text";"beside"="it";
+"quote \"\\\n\t\'" /* between */ = // and here
+    "escapes \"\\\n\r\t\'\q";
+"unicode" = "\U00e9 \u266F \Ud834\Udd1e é";
+"lone" = "\Ud834 \Udd1e \Ud834\U0041 \U12";
+"two
+lines" = "kept
+apart";
+"malformed" "no sign";
+"no semicolon" = "x"
+"after" = "found";
+"twice" = "first";
+"twice" = "second";
+"url" = "http://example.org/*;";
+"open comment" = "y"; /* "z" = "z";)");
+    Bundle bundle;
+    bundle.setResourceFolder(folder.path());
+    bundle.setPreferredLanguages({"en"});
+    const Texts expected = {
+        {"plain", "text"},
+        {"beside", "it"},
+        {"quote \"\\\n\t'", "escapes \"\\\n\r\t'q"},
+        {"unicode", "é ♯ 𝄞 é"},
+        {"lone", "\uFFFD \uFFFD \uFFFDA U12"},
+        {"two\nlines", "kept\napart"},
+        {"after", "found"},
+        {"twice", "second"},
+        {"url", "http://example.org/*;"},
+        {"open comment", "y"},
+    };
+    for (const auto& [key, text] : expected)
+        EXPECT_EQ(bundle.localizedString(key, "missing"), text) << key;
+    for (const char* key : {"commented", "a", "malformed", "z"})
+        EXPECT_EQ(bundle.localizedString(key, "missing"), "missing") << key;
+}
+
+TEST(Bundle, looksInEachPreferredLanguageFromTheRegionalToTheGeneral) {
+    const TemporaryFolder folder;
+    writeTable(folder, "de-AT", R"("January" = "Jänner";)");
+    writeTable(folder, "de", R"("January" = "Januar"; "March" = "März";)");
+    writeTable(folder, "fr", R"("January" = "janvier"; "March" = "mars"; "May" = "mai";)");
+    writeTable(folder, "de", R"("January" = "1";)", "Short");
+    Bundle bundle;
+    bundle.setResourceFolder(folder.path());
+    struct Case {
+        std::vector<std::string> languages;
+        const char* january;
+        const char* march;
+        const char* may;
+    };
+    const Case cases[] = {
+        {{"de_AT.UTF-8", "fr"}, "Jänner", "März", "mai"},
+        {{"de-CH", "fr"}, "Januar", "März", "mai"},
+        {{"fr-CA@euro"}, "janvier", "mars", "mai"},
+        {{"it", "de"}, "Januar", "März", "May"},
+        {{"../de"}, "January", "March", "May"}, // no language, and no way out of the folder
+        {{"C"}, "January", "March", "May"},
+        {{}, "January", "March", "May"},
+    };
+    for (const Case& c : cases) {
+        bundle.setPreferredLanguages(c.languages);
+        EXPECT_EQ(bundle.localizedString("January"), c.january);
+        EXPECT_EQ(bundle.localizedString("March"), c.march);
+        EXPECT_EQ(bundle.localizedString("May"), c.may);
+    }
+    EXPECT_EQ(bundle.localizedString("May", "default"), "default");
+    bundle.setPreferredLanguages({"de"});
+    EXPECT_EQ(bundle.localizedString("January", "", "Short"), "1");
+    bundle.setResourceFolder({});
+    EXPECT_EQ(bundle.localizedString("January"), "January");
+}
+
+TEST(Bundle, startsWithTheLanguagesOfTheEnvironment) {
+    const TemporaryFolder folder;
+    for (const std::string language : {"de", "fr", "it", "es"})
+        writeTable(folder, language, "\"language\" = \"" + language + "\";");
+    struct Case {
+        const char* language;
+        const char* all;
+        const char* messages;
+        const char* lang;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {nullptr, nullptr, nullptr, "de_DE.UTF-8", "de"},
+        {nullptr, nullptr, "fr_FR", "de_DE", "fr"},
+        {nullptr, "it_IT", "fr_FR", "de_DE", "it"},
+        {nullptr, "", "fr_FR", "de_DE", "fr"}, // an empty variable counts as absent
+        {"nl:es:de", nullptr, nullptr, "it_IT", "es"},
+        {"nl", nullptr, nullptr, "it_IT", "it"},
+        {"es", "C.UTF-8", nullptr, "it_IT", "none"}, // the C locale wants no translation
+        {"es", nullptr, nullptr, nullptr, "none"},
+    };
+    for (const Case& c : cases) {
+        const EnvironmentVariable language("LANGUAGE", c.language);
+        const EnvironmentVariable all("LC_ALL", c.all);
+        const EnvironmentVariable messages("LC_MESSAGES", c.messages);
+        const EnvironmentVariable lang("LANG", c.lang);
+        Bundle bundle;
+        bundle.setResourceFolder(folder.path());
+        EXPECT_EQ(bundle.localizedString("language", "none"), c.expected);
+    }
+}
+
+TEST(Bundle, theShippedTablesHoldTheSameKeysAndEnglishIsItsOwnKey) {
+    const auto resources =
+        (std::filesystem::path(TARN_TEST_DATA) / "../../../TarnFoundation/Resources").lexically_normal();
+    std::map<std::string, Texts> tables;
+    for (const std::string language : {"en", "de"}) {
+        std::istringstream lines(textOf(resources / (language + ".lproj") / "Localizable.strings"));
+        Bundle bundle;
+        bundle.setResourceFolder(resources);
+        bundle.setPreferredLanguages({language});
+        for (std::string line; std::getline(lines, line);) {
+            const std::size_t middle = line.find("\" = \"");
+            if (middle == std::string::npos)
+                continue;
+            const std::string key = line.substr(1, middle - 1);
+            tables[language][key] = bundle.localizedString(key, "missing");
+            EXPECT_EQ('"' + key + "\" = \"" + tables[language][key] + "\";", line);
+        }
+    }
+    EXPECT_GE(tables["en"].size(), 19U) << "the table was read";
+    EXPECT_EQ(tables["en"].size(), tables["de"].size());
+    for (const auto& [key, text] : tables["en"]) {
+        EXPECT_EQ(text, key);
+        EXPECT_TRUE(tables["de"].contains(key)) << key;
+    }
+    EXPECT_EQ(tables["de"]["Chorus"], "Refrain");
+}
+
+} // namespace tarn

@@ -1,0 +1,177 @@
+#include "Platform/FileManager.h"
+
+#include "Tests/Platform/TemporaryFolder.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tarn {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uid_t kUnprivilegedUser = 65534;
+
+std::span<const std::byte> bytesOf(const std::string& text) {
+    return std::as_bytes(std::span(text));
+}
+
+mode_t modeOf(const fs::path& file) {
+    struct stat status {};
+    EXPECT_EQ(::stat(file.c_str(), &status), 0);
+    return status.st_mode & 07777;
+}
+
+} // namespace
+
+TEST(FileManager, systemFoldersFollowTheDesktopConventions) {
+    struct Case {
+        const char* home;
+        const char* xdg;
+        const char* caches;
+        const char* configuration;
+    };
+    const Case cases[] = {
+        {"/home/me", "/else", "/else", "/else"},
+        {"/home/me", nullptr, "/home/me/.cache", "/home/me/.config"},
+        {"/home/me", "", "/home/me/.cache", "/home/me/.config"},
+        {"/home/me", "relative", "/home/me/.cache", "/home/me/.config"},
+    };
+    for (const Case& c : cases) {
+        const EnvironmentVariable home("HOME", c.home);
+        const EnvironmentVariable cache("XDG_CACHE_HOME", c.xdg);
+        const EnvironmentVariable config("XDG_CONFIG_HOME", c.xdg);
+        EXPECT_EQ(FileManager::cachesDirectory(), c.caches);
+        EXPECT_EQ(FileManager::configurationDirectory(), c.configuration);
+    }
+    const EnvironmentVariable home("HOME", nullptr);
+    const EnvironmentVariable cache("XDG_CACHE_HOME", nullptr);
+    EXPECT_TRUE(FileManager::cachesDirectory().is_absolute());
+    FileManager::setCachesDirectory("/moved");
+    EXPECT_EQ(FileManager::cachesDirectory(), "/moved");
+    FileManager::setCachesDirectory({});
+    EXPECT_NE(FileManager::cachesDirectory(), "/moved");
+}
+
+TEST(FileManager, readsWholeFilesOfAnySize) {
+    const TemporaryFolder folder;
+    const fs::path file = folder.path() / "file";
+    for (const std::size_t size : {0U, 1U, 4095U, 4096U, 100'000U}) {
+        const std::string text(size, 'x');
+        ASSERT_TRUE(FileManager::write(bytesOf(text), file));
+        const auto bytes = FileManager::contentsOf(file);
+        ASSERT_TRUE(bytes);
+        EXPECT_TRUE(std::ranges::equal(*bytes, bytesOf(text))) << size;
+    }
+    if (fs::exists("/proc/self/status")) {
+        const auto bytes = FileManager::contentsOf("/proc/self/status"); // its size reads as zero
+        EXPECT_TRUE(bytes && !bytes->empty());
+    }
+}
+
+TEST(FileManager, tellsWhyAFileCannotBeRead) {
+    const TemporaryFolder folder;
+    Error error;
+    EXPECT_FALSE(FileManager::contentsOf(folder.path() / "missing", &error));
+    EXPECT_EQ(error.domain, FileManager::kFileErrorDomain);
+    EXPECT_EQ(error.code, ENOENT);
+    EXPECT_NE(error.localizedDescription().find((folder.path() / "missing").string()), std::string::npos);
+    EXPECT_FALSE(FileManager::contentsOf(folder.path(), &error));
+    EXPECT_EQ(error.code, EISDIR);
+}
+
+TEST(FileManager, atomicWritesReplaceTheContentAndKeepThePermissions) {
+    const TemporaryFolder folder;
+    const fs::path file = folder.path() / (std::string(250, 'n') + ".mid"); // as long as a name may be
+    const mode_t mask = ::umask(027);
+    EXPECT_TRUE(FileManager::writeAtomically(bytesOf("a long first content"), file));
+    EXPECT_EQ(modeOf(file), 0640U);
+    ::chmod(file.c_str(), 0606);
+    EXPECT_TRUE(FileManager::writeAtomically(bytesOf("second"), file));
+    ::umask(mask);
+    EXPECT_EQ(modeOf(file), 0606U);
+    EXPECT_EQ(textOf(file), "second");
+    EXPECT_EQ(folder.fileNames().size(), 1U);
+}
+
+TEST(FileManager, atomicWritesFollowSymbolicLinksAndKeepThem) {
+    const TemporaryFolder folder;
+    const fs::path real = folder.path() / "real";
+    fs::create_directory(real);
+    fs::create_symlink("real/target", folder.path() / "inner");
+    fs::create_symlink(folder.path() / "inner", folder.path() / "outer");
+    for (const std::string text : {"made through a dangling link", "replaced"}) {
+        EXPECT_TRUE(FileManager::writeAtomically(bytesOf(text), folder.path() / "outer"));
+        EXPECT_EQ(textOf(real / "target"), text);
+    }
+    EXPECT_TRUE(fs::is_symlink(folder.path() / "outer") && fs::is_symlink(folder.path() / "inner"));
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(real / "target")));
+}
+
+TEST(FileManager, aPipeIsWrittenInPlace) {
+    const TemporaryFolder folder;
+    const fs::path pipe = folder.path() / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = ::open(pipe.c_str(), O_RDWR);
+    EXPECT_TRUE(FileManager::writeAtomically(bytesOf("through"), pipe));
+    char buffer[16];
+    EXPECT_EQ(::read(reader, buffer, sizeof buffer), 7);
+    ::close(reader);
+    EXPECT_TRUE(fs::is_fifo(pipe));
+}
+
+TEST(FileManager, aFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
+    const TemporaryFolder folder;
+    const fs::path file = folder.path() / "file";
+    writeText(file, "old");
+    fs::create_symlink("loop", folder.path() / "loop");
+    const auto before = folder.fileNames();
+    const std::string large(100'000, 'x');
+    const auto failure = [&](const fs::path& target) {
+        Error error;
+        EXPECT_FALSE(FileManager::writeAtomically(bytesOf(large), target, &error)) << target;
+        EXPECT_EQ(textOf(file), "old");
+        EXPECT_EQ(folder.fileNames(), before);
+        return error.code;
+    };
+
+    EXPECT_EQ(failure(folder.path() / "missing" / "file"), ENOENT);
+    EXPECT_EQ(failure(folder.path() / "loop"), ELOOP);
+    EXPECT_EQ(failure(folder.path()), EISDIR);
+    EXPECT_EQ(failure(folder.path() / std::string(300, 'n')), ENAMETOOLONG);
+
+    // A disk that fills up in the middle of the file.
+    rlimit limit{};
+    ::getrlimit(RLIMIT_FSIZE, &limit);
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit small{50'000, limit.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    EXPECT_EQ(failure(file), EFBIG);
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, handler);
+
+    // A folder that nobody may write to; the superuser takes another identity for it.
+    const uid_t self = ::geteuid();
+    ::chmod(folder.path().c_str(), 0555);
+    if (self == 0 && ::seteuid(kUnprivilegedUser) != 0)
+        GTEST_SKIP() << "the superuser of this system has no other identity";
+    EXPECT_EQ(failure(file), EACCES);
+    EXPECT_EQ(::seteuid(self), 0);
+    ::chmod(folder.path().c_str(), 0755);
+}
+
+TEST(FileManager, aWriteInPlaceReportsAFullDisk) {
+    Error error;
+    if (!fs::exists("/dev/full"))
+        GTEST_SKIP() << "no device that is always full";
+    EXPECT_FALSE(FileManager::write(bytesOf("text"), "/dev/full", &error));
+    EXPECT_EQ(error.code, ENOSPC);
+}
+
+} // namespace tarn

@@ -1,0 +1,82 @@
+#include "Platform/KeyValueObserving.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace tarn {
+namespace {
+
+struct Document : KeyValueObservable {
+    void change(const std::string& key) const {
+        willChangeValueForKey(key);
+        didChangeValueForKey(key);
+    }
+};
+
+TEST(KeyValueObserving, TellsTheObserversOfTheKeyBeforeAndAfter) {
+    Document document;
+    std::vector<std::string> heard;
+    const auto observe = [&](const std::string& label, const std::string& key) {
+        return document.observeKey(key, [&heard, label](const std::string& changed, KeyValueChange change) {
+            heard.push_back(label + (change == KeyValueChange::willChange ? " will " : " did ") + changed);
+        });
+    };
+    const auto first = observe("1", "beats");
+    auto second = observe("2", "beats");
+    const auto third = observe("3", "chords");
+    document.change("beats");
+    EXPECT_EQ(heard,
+              (std::vector<std::string>{"1 will beats", "2 will beats", "1 did beats", "2 did beats"}));
+
+    heard.clear();
+    second.reset();
+    document.change("beats");
+    document.change("beat");
+    EXPECT_EQ(heard, (std::vector<std::string>{"1 will beats", "1 did beats"}));
+}
+
+TEST(KeyValueObserving, ObserversMayRemoveThemselvesAndDropTheObject) {
+    auto document = std::make_unique<Document>();
+    const auto captured = std::make_shared<int>(0);
+    int calls = 0;
+    KeyValueObservable::Token self;
+    KeyValueObservable::Token added;
+    self = document->observeKey("key", [&, captured](const std::string&, KeyValueChange) {
+        ++calls;
+        self.reset();
+        added = document->observeKey("key", [&](const std::string&, KeyValueChange) { calls += 100; });
+        document.reset();
+    });
+    const auto last = document->observeKey("key", [&](const std::string&, KeyValueChange) { calls += 10; });
+    document->willChangeValueForKey("key");
+    EXPECT_EQ(calls, 11);
+    EXPECT_EQ(captured.use_count(), 1);
+}
+
+TEST(KeyValueObservingConcurrency, ThreadsObserveWhileOthersChange) {
+    std::atomic<int> permanentCalls = 0;
+    Document observed;
+    const auto permanent =
+        observed.observeKey("key", [&](const std::string&, KeyValueChange) { ++permanentCalls; });
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 8; ++t) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 200; ++round) {
+                auto own = std::make_shared<std::atomic<int>>(0);
+                const auto token =
+                    observed.observeKey("key", [own](const std::string&, KeyValueChange) { ++*own; });
+                observed.change("key");
+                EXPECT_GE(*own, 2);
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(permanentCalls, 8 * 200 * 2);
+}
+
+} // namespace
+} // namespace tarn

@@ -1,0 +1,258 @@
+#include "Platform/NotificationCenter.h"
+
+#include "Platform/DispatchQueue.h"
+#include "Platform/OperationQueue.h"
+#include "Platform/Signal.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace tarn {
+namespace {
+
+using Names = std::vector<std::string>;
+
+TEST(NotificationCenter, DeliversByNameAndSenderInOrderOfRegistration) {
+    NotificationCenter center;
+    const auto song = std::make_shared<int>(1);
+    const auto other = std::make_shared<int>(1);
+    Names heard;
+    const auto listen = [&](const std::string& label, const std::string& name, const auto& object) {
+        center.addObserver(name, object, nullptr,
+                           [&heard, label](const Notification&) { heard.push_back(label); });
+    };
+    listen("all", "", nullptr);
+    listen("beats", "beats", nullptr);
+    listen("beats of song", "beats", song);
+    listen("all of song", "", song);
+    listen("chords", "chords", nullptr);
+    listen("beats again", "beats", nullptr);
+
+    const struct {
+        std::string name;
+        std::shared_ptr<int> object;
+        Names expected;
+    } cases[] = {
+        {"beats", song, {"all", "beats", "beats of song", "all of song", "beats again"}},
+        {"beats", other, {"all", "beats", "beats again"}},
+        {"beats", nullptr, {"all", "beats", "beats again"}},
+        {"chords", song, {"all", "all of song", "chords"}},
+        {"unknown", other, {"all"}},
+        {"", song, {"all", "all of song"}},
+    };
+    for (const auto& c : cases) {
+        heard.clear();
+        center.post(c.name, c.object);
+        EXPECT_EQ(heard, c.expected) << c.name;
+    }
+}
+
+TEST(NotificationCenter, HandsOverTheUserInformationByType) {
+    NotificationCenter center;
+    center.addObserver("n", nullptr, nullptr, [](const Notification& notification) {
+        ASSERT_TRUE(notification.value<int>("count"));
+        EXPECT_EQ(*notification.value<int>("count"), 7);
+        EXPECT_FALSE(notification.value<long>("count"));
+        EXPECT_FALSE(notification.value<int>("absent"));
+    });
+    center.post("n", nullptr, {{"count", 7}});
+}
+
+TEST(NotificationCenter, ALaterObjectAtTheAddressOfASenderIsAnotherSender) {
+    NotificationCenter center;
+    int storage = 0;
+    const auto keep = [](int*) {};
+    auto first = std::shared_ptr<int>(&storage, keep);
+    int calls = 0;
+    center.addObserver("n", first, nullptr, [&](const Notification&) { ++calls; });
+    // Another part of the same object stands for the same sender.
+    center.post("n", std::shared_ptr<int>(first, &calls));
+    EXPECT_EQ(calls, 1);
+    first.reset();
+    center.post("n", std::shared_ptr<int>(&storage, keep));
+    EXPECT_EQ(calls, 1);
+    EXPECT_DEATH(center.addObserver("n", std::shared_ptr<int>(std::shared_ptr<int>(), &storage), nullptr,
+                                    [](const Notification&) {}),
+                 "must be owned");
+}
+
+TEST(NotificationCenter, ObserversMayChangeInsideADelivery) {
+    NotificationCenter center;
+    Names heard;
+    const auto listen = [&](const std::string& label) {
+        return center.addObserver("n", nullptr, nullptr,
+                                  [&heard, label](const Notification&) { heard.push_back(label); });
+    };
+    NotificationCenter::Token self;
+    NotificationCenter::Token later;
+    self = center.addObserver("n", nullptr, nullptr, [&](const Notification&) {
+        heard.push_back("self");
+        self->remove();
+        center.removeObserver(later);
+        listen("new");
+        center.post("n", nullptr);
+        heard.push_back("end");
+    });
+    listen("kept");
+    later = listen("later");
+    center.post("n", nullptr);
+    // The inner delivery comes first; the outer one neither reaches the removed nor the added observer.
+    EXPECT_EQ(heard, (Names{"self", "kept", "new", "end", "kept"}));
+}
+
+struct Target {
+    explicit Target(NotificationCenter& notificationCenter) : center(notificationCenter) {}
+    ~Target() { center.post("gone", nullptr); }
+    void hear(const Notification&) {
+        ++calls;
+        owner.reset();
+        ++calls; // still here
+        finalCalls = calls;
+    }
+    NotificationCenter& center;
+    std::shared_ptr<Target> owner;
+    int calls = 0;
+    static inline int finalCalls = 0;
+};
+
+TEST(NotificationCenter, TargetsAreHeldWeaklyAndLiveThroughTheirCalls) {
+    NotificationCenter center;
+    int gone = 0;
+    center.addObserver("gone", nullptr, nullptr, [&](const Notification&) { ++gone; });
+    auto target = std::make_shared<Target>(center);
+    auto* const raw = target.get();
+    raw->owner = target;
+    center.addObserver(target, &Target::hear, "n", nullptr);
+    center.addObserver(target, &Target::hear, "n", nullptr);
+    target.reset();
+    center.post("n", nullptr);
+    EXPECT_EQ(Target::finalCalls, 2) << "the second registration has lost its target";
+    EXPECT_EQ(gone, 1);
+
+    target = std::make_shared<Target>(center);
+    center.addObserver(target, &Target::hear, "n", nullptr);
+    center.addObserver(target, &Target::hear, "", nullptr);
+    center.removeObserver(target);
+    center.post("n", nullptr);
+    EXPECT_EQ(target->calls, 0);
+}
+
+TEST(NotificationCenter, ReleasesWhatRemovedAndDeadObserversCaptured) {
+    NotificationCenter center;
+    const auto captured = std::make_shared<int>(0);
+    const auto token = center.addObserver("n", nullptr, nullptr, [captured](const Notification&) {});
+    EXPECT_EQ(captured.use_count(), 2);
+    token->remove();
+    token->remove();
+    EXPECT_EQ(captured.use_count(), 1) << "although the token is kept";
+
+    // Observers of senders that have gone do not pile up, neither with posts nor without.
+    for (int i = 0; i < 1000; ++i)
+        center.addObserver("n", std::make_shared<int>(i), nullptr, [captured](const Notification&) {});
+    EXPECT_LE(captured.use_count(), 50);
+    center.post("n", nullptr);
+    EXPECT_EQ(captured.use_count(), 1);
+    center.post("any", nullptr);
+
+    // What a closure captured may call back while it is destroyed.
+    int posts = 0;
+    center.addObserver("gone", nullptr, nullptr, [&](const Notification&) { ++posts; });
+    auto capturedTarget = std::make_shared<Target>(center);
+    const auto owning =
+        center.addObserver("n", nullptr, nullptr, [kept = std::move(capturedTarget)](const Notification&) {});
+    center.removeObserver(owning);
+    EXPECT_EQ(posts, 1);
+}
+
+TEST(NotificationCenter, MayGoBeforeItsTokensAndInsideADelivery) {
+    auto center = std::make_unique<NotificationCenter>();
+    int calls = 0;
+    const auto first =
+        center->addObserver("n", nullptr, nullptr, [&](const Notification&) { center.reset(); });
+    center->addObserver("n", nullptr, nullptr, [&](const Notification&) { ++calls; });
+    center->post("n", nullptr);
+    EXPECT_EQ(calls, 1);
+    first->remove();
+}
+
+TEST(NotificationCenter, ObserversWithAQueueHearOnIt) {
+    NotificationCenter center;
+    Names heard;
+    const auto listen = [&](const std::string& label) {
+        return center.addObserver("n", nullptr, OperationQueue::mainQueue(),
+                                  [&heard, label](const Notification&) { heard.push_back(label); });
+    };
+    listen("first");
+    const auto removed = listen("removed before its turn");
+    listen("last");
+    center.post("n", nullptr);
+    EXPECT_TRUE(heard.empty());
+    removed->remove();
+    EXPECT_TRUE(MainQueue::runUntil([&] { return heard.size() == 2; }, std::chrono::seconds(10)));
+    EXPECT_EQ(heard, (Names{"first", "last"}));
+}
+
+TEST(NotificationCenter, SignalsDeliverUntilDisposedOf) {
+    NotificationCenter center;
+    auto sender = std::make_shared<int>(0);
+    const auto signal = notificationSignal(center, "n", sender);
+    int calls = 0;
+    auto subscription = signal.subscribe([&](const Notification&) { ++calls; });
+    {
+        auto moved = std::move(subscription);
+        center.post("n", sender);
+        center.post("n", nullptr);
+        EXPECT_EQ(calls, 1);
+    }
+    center.post("n", sender);
+    EXPECT_EQ(calls, 1);
+    sender.reset();
+    const auto tooLate = signal.subscribe([&](const Notification&) { ++calls; });
+    center.post("n", nullptr);
+    EXPECT_EQ(calls, 1) << "a sender that has gone is not any sender";
+}
+
+TEST(NotificationCenterConcurrency, EightThreadsAddPostAndRemove) {
+    NotificationCenter center;
+    const auto sender = std::make_shared<int>(0);
+    std::atomic<int> permanentCalls = 0;
+    std::atomic<int> callsAfterOwnRemoval = 0;
+    center.addObserver("n", nullptr, nullptr, [&](const Notification&) { ++permanentCalls; });
+    constexpr int kThreads = 8;
+    constexpr int kRounds = 400;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&] {
+            const auto target = std::make_shared<Target>(center);
+            for (int round = 0; round < kRounds; ++round) {
+                int ownCalls = 0; // of this thread's posts only
+                const auto self = std::this_thread::get_id();
+                std::atomic<bool> isRemoved = false;
+                const auto token = center.addObserver("n", sender, nullptr, [&, self](const Notification&) {
+                    if (std::this_thread::get_id() != self)
+                        return;
+                    ++ownCalls;
+                    if (isRemoved)
+                        ++callsAfterOwnRemoval;
+                });
+                center.addObserver(target, &Target::hear, "other", sender);
+                center.post("n", sender);
+                EXPECT_EQ(ownCalls, 1);
+                isRemoved = true;
+                center.removeObserver(token);
+                center.removeObserver(target);
+                center.post("n", sender);
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(permanentCalls, kThreads * kRounds * 2);
+    EXPECT_EQ(callsAfterOwnRemoval, 0);
+}
+
+} // namespace
+} // namespace tarn

@@ -1,0 +1,355 @@
+#include "Platform/OperationQueue.h"
+
+#include "Platform/DispatchQueue.h"
+#include "Platform/Progress.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <future>
+#include <mutex>
+#include <thread>
+
+namespace tarn {
+namespace {
+
+using Names = std::vector<std::string>;
+using Operations = std::vector<std::shared_ptr<Operation>>;
+
+/// Runs operations that note their names; names are kept in the order of execution.
+class Journal {
+public:
+    std::shared_ptr<Operation> operation(const std::string& name) {
+        auto made = std::make_shared<BlockOperation>([this, name] { note(name); });
+        made->name = name;
+        return made;
+    }
+    void note(const std::string& name) {
+        const std::lock_guard lock(mMutex);
+        mNames.push_back(name);
+    }
+    Names names() const {
+        const std::lock_guard lock(mMutex);
+        return mNames;
+    }
+
+private:
+    mutable std::mutex mMutex;
+    Names mNames;
+};
+
+/// Holds every operation that depends on it, until it is opened.
+struct Gate {
+    std::promise<void> promise;
+    std::shared_ptr<Operation> operation =
+        std::make_shared<BlockOperation>([opened = promise.get_future().share()] { opened.wait(); });
+    void open() { promise.set_value(); }
+};
+
+TEST(OperationQueue, ReadyOperationsRunInOrderOfAddition) {
+    Journal journal;
+    OperationQueue queue;
+    queue.setMaxConcurrentOperationCount(1);
+    Gate gate;
+    const auto a = journal.operation("a");
+    const auto b = journal.operation("b");
+    const auto c = journal.operation("c");
+    const auto d = journal.operation("d");
+    const auto cancelled = journal.operation("cancelled");
+    a->addDependency(c);
+    a->addDependency(c);
+    cancelled->addDependency(c);
+    d->addDependency(cancelled); // still runs
+    cancelled->cancel();
+    EXPECT_EQ(a->dependencies(), Operations{c});
+    queue.addOperations({gate.operation, d, a, b, c, cancelled}, false);
+    EXPECT_EQ(queue.operations(), (Operations{gate.operation, d, a, b, c, cancelled}));
+    EXPECT_FALSE(cancelled->isFinished()) << "finishes in its turn";
+    gate.open();
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_EQ(journal.names(), (Names{"b", "c", "a", "d"}));
+    EXPECT_TRUE(queue.operations().empty());
+    EXPECT_TRUE(cancelled->isFinished());
+    EXPECT_TRUE(a->dependencies().empty()) << "let go when finished";
+
+    const auto late = journal.operation("late");
+    late->addDependency(a); // finished already
+    queue.addOperations({late}, true);
+    EXPECT_EQ(journal.names().back(), "late");
+}
+
+TEST(OperationQueue, CancellingAllLeavesOnlyTheRunningOneToLook) {
+    OperationQueue queue;
+    queue.setMaxConcurrentOperationCount(1);
+    std::promise<void> started;
+    std::weak_ptr<Operation> self;
+    const auto running = std::make_shared<BlockOperation>([&] {
+        started.set_value();
+        while (!self.lock()->isCancelled())
+            std::this_thread::yield();
+    });
+    self = running;
+    std::atomic<int> ran = 0;
+    queue.addOperation(running);
+    for (int i = 0; i < 10; ++i)
+        queue.addOperation([&] { ++ran; });
+    started.get_future().wait();
+    queue.cancelAllOperations();
+    queue.addOperation([&] { ran += 100; });
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_EQ(ran, 100) << "what is added afterwards runs";
+}
+
+TEST(OperationQueue, TellsStatesAndFinishesTheProgress) {
+    for (const bool isCancelled : {false, true}) {
+        OperationQueue queue;
+        const auto parent = Progress::discrete(12);
+        std::vector<Operation::State> states;
+        const auto operation = std::make_shared<BlockOperation>([] {});
+        parent->addChild(operation->progress(), 12);
+        const auto token = operation->observeState([&](const Operation& changed, Operation::State state) {
+            EXPECT_EQ(changed.state(), state);
+            EXPECT_EQ(parent->isFinished(), state == Operation::State::finished);
+            if (state == Operation::State::finished)
+                changed.waitUntilFinished(); // returns at once
+            states.push_back(state);
+        });
+        if (isCancelled)
+            operation->cancel();
+        queue.addOperation(operation);
+        operation->waitUntilFinished();
+        EXPECT_EQ(states, isCancelled
+                              ? (std::vector{Operation::State::finished})
+                              : (std::vector{Operation::State::executing, Operation::State::finished}));
+        EXPECT_EQ(parent->completedUnitCount(), 12);
+    }
+}
+
+TEST(OperationQueue, DependenciesReachAcrossQueuesThatHaveGone) {
+    Journal journal;
+    Gate gate;
+    const auto second = journal.operation("second");
+    std::weak_ptr<Operation> third;
+    {
+        OperationQueue first;
+        OperationQueue other;
+        const auto last = journal.operation("third");
+        third = last;
+        second->addDependency(gate.operation);
+        last->addDependency(second);
+        other.addOperation(last);
+        other.addOperation(second);
+        first.addOperation(gate.operation);
+    }
+    gate.open();
+    const auto last = third.lock();
+    ASSERT_TRUE(last) << "an operation that was added stays until it has run";
+    last->waitUntilFinished();
+    EXPECT_EQ(journal.names(), (Names{"second", "third"}));
+}
+
+TEST(OperationQueue, MayBeDroppedByItsOwnOperation) {
+    auto queue = std::make_shared<OperationQueue>();
+    queue->setMaxConcurrentOperationCount(1);
+    Journal journal;
+    const auto last = journal.operation("last");
+    std::promise<void> mayDrop;
+    queue->addOperation([&, dropped = mayDrop.get_future().share()] {
+        dropped.wait();
+        queue.reset();
+    });
+    queue->addOperation(last);
+    mayDrop.set_value();
+    last->waitUntilFinished();
+    EXPECT_EQ(journal.names(), Names{"last"});
+}
+
+TEST(OperationQueue, CyclesNeverRunAndAreLetGoWithTheirQueues) {
+    const auto captured = std::make_shared<std::atomic<int>>(0);
+    const auto make = [&] { return std::make_shared<BlockOperation>([captured] { ++*captured; }); };
+    {
+        OperationQueue queue;
+        OperationQueue other;
+        const auto a = make();
+        const auto b = make();
+        const auto c = make();
+        const auto behind = make();
+        const auto alone = make();
+        const auto free = make();
+        a->addDependency(b);
+        b->addDependency(c);
+        c->addDependency(a);
+        behind->addDependency(a);
+        alone->addDependency(alone);
+        EXPECT_EQ(c->dependencies(), Operations{a});
+        queue.addOperations({a, b, behind, alone, free}, false);
+        other.addOperation(c);
+        free->waitUntilFinished();
+        EXPECT_EQ(queue.operations(), (Operations{a, b, behind, alone}));
+    }
+    EXPECT_EQ(*captured, 1);
+    EXPECT_EQ(captured.use_count(), 1) << "nothing is left of the cycles";
+}
+
+TEST(OperationQueue, ALongChainNeitherNestsInRunningNorInGoing) {
+    constexpr int kLength = 20000;
+    for (const bool runs : {true, false}) {
+        Operations chain;
+        int ran = 0;
+        for (int i = 0; i < kLength; ++i) {
+            chain.push_back(std::make_shared<BlockOperation>([&] { ++ran; }));
+            if (i > 0)
+                chain[i]->addDependency(chain[i - 1]);
+        }
+        if (runs) {
+            OperationQueue queue;
+            queue.addOperations(chain, true);
+        }
+        EXPECT_EQ(ran, runs ? kLength : 0);
+        const auto last = chain.back();
+        chain.clear();
+    }
+}
+
+TEST(OperationQueue, TheMainQueueRunsOneAfterAnotherOnTheMainThread) {
+    MainQueue::becomeMainThread();
+    const auto& queue = OperationQueue::mainQueue();
+    Names heard;
+    const auto background =
+        std::make_shared<BlockOperation>([&] { EXPECT_FALSE(MainQueue::isMainThread()); });
+    const auto dependent = std::make_shared<BlockOperation>([&] { heard.emplace_back("dependent"); });
+    dependent->addDependency(background);
+    queue->addOperation(dependent);
+    for (const char* name : {"a", "b"}) {
+        queue->addOperation([&, name] {
+            EXPECT_TRUE(MainQueue::isMainThread());
+            heard.emplace_back(name);
+        });
+    }
+    MainQueue::async([&] { heard.emplace_back("other work"); });
+    EXPECT_TRUE(MainQueue::runUntil([&] { return heard.size() == 3; }, std::chrono::seconds(20)));
+    EXPECT_EQ(heard, (Names{"a", "other work", "b"}));
+    OperationQueue().addOperation(background);
+    EXPECT_TRUE(MainQueue::runUntil([&] { return dependent->isFinished(); }, std::chrono::seconds(20)));
+}
+
+TEST(OperationQueue, WrongUseStopsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    MainQueue::becomeMainThread();
+    OperationQueue queue;
+    const auto operation = std::make_shared<BlockOperation>([] {});
+    queue.addOperations({operation}, true);
+    EXPECT_DEATH(queue.addOperation(operation), "only once");
+    EXPECT_DEATH(operation->addDependency(std::make_shared<BlockOperation>([] {})),
+                 "before the operation is added");
+    EXPECT_DEATH(BlockOperation([] {}).addDependency(operation), "shared pointer");
+    EXPECT_DEATH(queue.setMaxConcurrentOperationCount(0), "at least one");
+    EXPECT_DEATH(OperationQueue::mainQueue()->addOperations({std::make_shared<BlockOperation>([] {})}, true),
+                 "main thread cannot wait");
+    EXPECT_DEATH(
+        {
+            queue.addOperation([] { throw std::runtime_error("odd"); });
+            queue.waitUntilAllOperationsAreFinished();
+            std::this_thread::sleep_for(std::chrono::seconds(20));
+        },
+        "exception left background work: odd");
+}
+
+TEST(OperationQueueConcurrency, NeverMoreAtATimeThanAllowed) {
+    for (const int limit : {1, 2, 5}) {
+        OperationQueue queue;
+        queue.setMaxConcurrentOperationCount(limit);
+        std::atomic<int> current = 0;
+        std::atomic<int> most = 0;
+        std::promise<void> allAreIn; // shows that as many as allowed do run together
+        const auto together = allAreIn.get_future().share();
+        for (int i = 0; i < 200; ++i) {
+            queue.addOperation([&, i, together] {
+                const int now = ++current;
+                for (int m = most; m < now && !most.compare_exchange_weak(m, now);) {
+                }
+                if (now == limit && i < limit)
+                    allAreIn.set_value();
+                if (i < limit)
+                    together.wait();
+                --current;
+            });
+        }
+        queue.waitUntilAllOperationsAreFinished();
+        EXPECT_EQ(most, limit);
+    }
+}
+
+TEST(OperationQueueConcurrency, EightThreadsBuildGraphsCancelAndWait) {
+    constexpr int kThreads = 8;
+    constexpr int kRounds = 25;
+    const auto shared = std::make_shared<OperationQueue>();
+    std::atomic<int> ran = 0;
+    std::atomic<int> outOfOrder = 0;
+    std::atomic<int> expected = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            for (int round = 0; round < kRounds; ++round) {
+                auto own = std::make_shared<OperationQueue>();
+                own->setMaxConcurrentOperationCount(1 + round % 3);
+                Operations operations;
+                for (int i = 0; i < 12; ++i) {
+                    std::weak_ptr<Operation> before;
+                    if (i >= 2)
+                        before = operations[i - 2];
+                    operations.push_back(std::make_shared<BlockOperation>([&, before] {
+                        if (const auto finished = before.lock(); finished && !finished->isFinished())
+                            ++outOfOrder;
+                        ++ran;
+                    }));
+                    if (i >= 2)
+                        operations[i]->addDependency(operations[i - 2]);
+                }
+                const bool cancels = (t + round) % 4 == 0;
+                if (cancels)
+                    operations[5]->cancel();
+                expected += cancels ? 11 : 12;
+                for (std::size_t i = 0; i < operations.size(); ++i)
+                    (i % 2 ? *own : *shared).addOperation(operations[i]);
+                own.reset();
+                operations.back()->cancel(); // may come too late
+                operations[10]->waitUntilFinished();
+                EXPECT_TRUE(operations[8]->isFinished());
+                operations[9]->waitUntilFinished();
+                operations[11]->waitUntilFinished();
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    shared->waitUntilAllOperationsAreFinished();
+    EXPECT_EQ(outOfOrder, 0);
+    EXPECT_LE(ran, expected);
+    EXPECT_GE(ran, expected - kThreads * kRounds)
+        << "only the last of each round may have been cancelled in time";
+}
+
+/// Runs while the process ends: its thread must not stumble over what is destroyed.
+TEST(OperationQueueConcurrency, TheProcessMayEndWhileOperationsRun) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            static OperationQueue queue;
+            static std::promise<void> started;
+            queue.addOperation([] {
+                started.set_value();
+                for (;;)
+                    OperationQueue::mainQueue()->addOperation([] {});
+            });
+            GlobalQueue::async([] { MainQueue::sync([] {}); });
+            queue.addOperation([] { MainQueue::sync([] {}); });
+            started.get_future().wait();
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+} // namespace
+} // namespace tarn

@@ -1,0 +1,203 @@
+#include "Platform/Progress.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <limits>
+#include <thread>
+#include <vector>
+
+namespace tarn {
+namespace {
+
+using ProgressPointer = std::shared_ptr<Progress>;
+
+TEST(Progress, CountsOfOneAlone) {
+    const struct {
+        std::int64_t total, completed;
+        double fraction;
+        bool isFinished;
+    } cases[] = {{0, 0, 0, false}, {0, 5, 0, false}, {-1, 0, 0, false}, {4, 1, 0.25, false},
+                 {4, 4, 1, true},  {4, 9, 1, true},  {4, -2, 0, false}};
+    for (const auto& c : cases) {
+        const auto progress = Progress::discrete(c.total);
+        progress->setCompletedUnitCount(c.completed);
+        EXPECT_EQ(progress->completedUnitCount(), c.completed);
+        EXPECT_EQ(progress->fractionCompleted(), c.fraction) << c.total << ' ' << c.completed;
+        EXPECT_EQ(progress->isFinished(), c.isFinished) << c.total << ' ' << c.completed;
+        progress->markFinished();
+        EXPECT_TRUE(progress->isFinished());
+        EXPECT_EQ(progress->fractionCompleted(), 1);
+        EXPECT_EQ(progress->completedUnitCount(), c.completed) << "the counts stay true";
+    }
+}
+
+TEST(Progress, AChildContributesItsUnitsOnceHoweverItEnds) {
+    const struct {
+        const char* label;
+        std::function<void(ProgressPointer&)> before; ///< before the child is added
+        std::function<void(ProgressPointer&)> after;
+    } cases[] = {
+        {"completed", [](auto&) {}, [](auto& child) { child->setCompletedUnitCount(10); }},
+        {"overshot", [](auto&) {}, [](auto& child) { child->setCompletedUnitCount(11); }},
+        {"cancelled", [](auto&) {}, [](auto& child) { child->markFinished(); }},
+        {"added finished", [](auto& child) { child->markFinished(); }, [](auto&) {}},
+        {"completed and marked", [](auto&) {},
+         [](auto& child) {
+             child->setCompletedUnitCount(10);
+             child->markFinished();
+         }},
+        {"total lowered", [](auto& child) { child->setCompletedUnitCount(5); },
+         [](auto& child) { child->setTotalUnitCount(5); }},
+        {"total known last", [](auto& child) { child->setTotalUnitCount(0); },
+         [](auto& child) {
+             child->setTotalUnitCount(3);
+             child->setCompletedUnitCount(3);
+         }},
+        {"taken back and finished again", [](auto&) {},
+         [](auto& child) {
+             child->setCompletedUnitCount(10);
+             child->setCompletedUnitCount(1);
+             child->setCompletedUnitCount(10);
+         }},
+        {"gone", [](auto&) {}, [](auto& child) { child.reset(); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.label);
+        const auto song = Progress::discrete(1);
+        const auto parent = Progress::discrete(18);
+        song->addChild(parent, 1);
+        parent->setCompletedUnitCount(6);
+        auto child = Progress::discrete(10);
+        c.before(child);
+        parent->addChild(child, 12);
+        EXPECT_EQ(song->completedUnitCount(), parent->isFinished() ? 1 : 0);
+        c.after(child);
+        EXPECT_EQ(parent->completedUnitCount(), 18);
+        EXPECT_TRUE(parent->isFinished());
+        EXPECT_EQ(song->completedUnitCount(), 1);
+        if (child)
+            child->setCompletedUnitCount(2);
+        EXPECT_EQ(parent->completedUnitCount(), 18) << "what has been contributed stays";
+    }
+}
+
+TEST(Progress, UnfinishedChildrenMoveTheFractionOnly) {
+    const auto parent = Progress::discrete(18);
+    const auto middle = Progress::discrete(4);
+    const auto leaf = Progress::discrete(2);
+    parent->addChild(middle, 12);
+    middle->addChild(leaf, 2);
+    middle->setCompletedUnitCount(1);
+    leaf->setCompletedUnitCount(1);
+    EXPECT_EQ(middle->fractionCompleted(), 0.5);
+    EXPECT_EQ(parent->fractionCompleted(), 6.0 / 18);
+    EXPECT_EQ(parent->completedUnitCount(), 0);
+    leaf->setCompletedUnitCount(2);
+    EXPECT_EQ(middle->completedUnitCount(), 3);
+    EXPECT_EQ(parent->completedUnitCount(), 0);
+    middle->setCompletedUnitCount(2);
+    EXPECT_EQ(parent->completedUnitCount(), 12);
+    EXPECT_FALSE(parent->isFinished());
+}
+
+TEST(Progress, ParentsAndChildrenDoNotKeepEachOther) {
+    auto parent = Progress::discrete(2);
+    auto child = Progress::discrete(1);
+    parent->addChild(child, 1);
+    const std::weak_ptr<Progress> weakParent = parent;
+    parent.reset();
+    EXPECT_TRUE(weakParent.expired());
+    child->setCompletedUnitCount(1);
+    EXPECT_TRUE(child->isFinished());
+}
+
+TEST(Progress, ObserversHearEveryChangeBelowWithoutLocks) {
+    const auto parent = Progress::discrete(10);
+    const auto child = Progress::discrete(2);
+    parent->addChild(child, 10);
+    std::vector<std::string> heard;
+    const auto childToken = child->observe([&](const Progress& progress) {
+        heard.push_back("child " + std::to_string(progress.completedUnitCount()));
+        parent->setLocalizedDescription("step " + std::to_string(progress.completedUnitCount()));
+    });
+    auto parentToken = parent->observe([&](const Progress& progress) {
+        heard.push_back("parent " + std::to_string(progress.completedUnitCount()) + ' ' +
+                        progress.localizedDescription());
+    });
+    child->setCompletedUnitCount(1);
+    EXPECT_EQ(heard, (std::vector<std::string>{"child 1", "parent 0 step 1", "parent 0 step 1"}));
+    heard.clear();
+    child->setCompletedUnitCount(1);
+    parent->setLocalizedDescription("step 1");
+    EXPECT_TRUE(heard.empty()) << "nothing has changed";
+    child->setCompletedUnitCount(2);
+    EXPECT_EQ(heard, (std::vector<std::string>{"child 2", "parent 10 step 2", "parent 10 step 2"}));
+    parentToken.reset();
+    heard.clear();
+    parent->markFinished();
+    EXPECT_TRUE(heard.empty());
+}
+
+TEST(Progress, WrongTreesStopTheProcess) {
+    const auto parent = Progress::discrete(1);
+    const auto child = Progress::discrete(1);
+    const auto grandchild = Progress::discrete(1);
+    parent->addChild(child, 1);
+    child->addChild(grandchild, 1);
+    const auto other = Progress::discrete(1);
+    EXPECT_DEATH(other->addChild(child, 1), "child of one other only");
+    EXPECT_DEATH(grandchild->addChild(parent, 1), "below itself");
+    EXPECT_DEATH(other->addChild(other, 1), "below itself");
+    EXPECT_DEATH(other->addChild(Progress::discrete(1), -1), "number of units");
+    const auto huge = Progress::discrete(1);
+    huge->setCompletedUnitCount(std::numeric_limits<std::int64_t>::max());
+    const auto last = Progress::discrete(1);
+    huge->addChild(last, 1);
+    last->markFinished();
+    EXPECT_DEATH(static_cast<void>(huge->completedUnitCount()), "overflow");
+}
+
+TEST(ProgressConcurrency, ATreeFinishesExactlyWithItsLeaves) {
+    constexpr int kThreads = 8;
+    constexpr int kChildren = 50;
+    const auto root = Progress::discrete(kThreads);
+    std::atomic<int> finishedReports = 0;
+    std::atomic<bool> wentBack = false;
+    std::atomic<std::int64_t> highest = 0;
+    const auto token = root->observe([&](const Progress& progress) {
+        if (progress.isFinished())
+            ++finishedReports;
+        const auto seen = highest.load();
+        const auto now = progress.completedUnitCount();
+        wentBack = wentBack || now < seen;
+        for (auto h = highest.load(); h < now && !highest.compare_exchange_weak(h, now);) {
+        }
+    });
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&] {
+            const auto branch = Progress::discrete(kChildren);
+            root->addChild(branch, 1);
+            for (int i = 0; i < kChildren; ++i) {
+                const auto leaf = Progress::discrete(4);
+                branch->addChild(leaf, 1);
+                std::thread ends([&] { leaf->markFinished(); });
+                for (int unit = 1; unit <= 4; ++unit)
+                    leaf->setCompletedUnitCount(unit);
+                EXPECT_LE(root->fractionCompleted(), 1);
+                ends.join();
+                EXPECT_EQ(branch->completedUnitCount(), i + 1);
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(root->completedUnitCount(), kThreads);
+    EXPECT_GE(finishedReports, 1);
+    EXPECT_FALSE(wentBack);
+}
+
+} // namespace
+} // namespace tarn

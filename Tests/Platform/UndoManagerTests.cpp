@@ -1,0 +1,140 @@
+#include "Platform/UndoManager.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace tarn {
+namespace {
+
+/// A text that records its changes as a document does.
+struct UndoManagerTest : testing::Test {
+    void set(const std::string& value) {
+        manager.registerUndo([this, before = text] { set(before); });
+        text = value;
+    }
+    void append(const std::string& piece) { set(text + piece); }
+
+    UndoManager manager;
+    std::string text;
+};
+
+TEST_F(UndoManagerTest, TheOutermostGroupIsOneStep) {
+    set("a");
+    manager.beginUndoGrouping();
+    append("b");
+    manager.beginUndoGrouping();
+    append("c");
+    manager.endUndoGrouping();
+    EXPECT_EQ(manager.groupingLevel(), 1);
+    append("d");
+    manager.endUndoGrouping();
+    manager.beginUndoGrouping();
+    manager.endUndoGrouping(); // no actions, no step
+
+    const struct {
+        bool undo;
+        std::string text;
+        bool canUndo;
+        bool canRedo;
+    } steps[] = {
+        {true, "a", true, true},  {true, "", false, true},      {true, "", false, true},
+        {false, "a", true, true}, {false, "abcd", true, false}, {false, "abcd", true, false},
+        {true, "a", true, true},
+    };
+    int index = 0;
+    for (const auto& step : steps) {
+        step.undo ? manager.undo() : manager.redo();
+        EXPECT_EQ(text, step.text) << index;
+        EXPECT_EQ(manager.canUndo(), step.canUndo) << index;
+        EXPECT_EQ(manager.canRedo(), step.canRedo) << index;
+        ++index;
+    }
+}
+
+TEST_F(UndoManagerTest, ANewStepDiscardsWhatCouldBeRedone) {
+    set("a");
+    manager.undo();
+    manager.beginUndoGrouping();
+    manager.endUndoGrouping();
+    EXPECT_TRUE(manager.canRedo()) << "an empty group is no step";
+    set("b");
+    EXPECT_FALSE(manager.canRedo());
+    manager.undo();
+    EXPECT_EQ(text, "");
+}
+
+TEST_F(UndoManagerTest, DisablingIsCounted) {
+    manager.beginUndoGrouping();
+    manager.disableUndoRegistration();
+    manager.disableUndoRegistration();
+    append("a");
+    manager.enableUndoRegistration();
+    EXPECT_FALSE(manager.isUndoRegistrationEnabled());
+    append("b");
+    manager.enableUndoRegistration();
+    append("c");
+    manager.endUndoGrouping();
+    manager.undo();
+    EXPECT_EQ(text, "ab");
+    EXPECT_FALSE(manager.canUndo());
+}
+
+TEST_F(UndoManagerTest, ActionsMayGroupAndAskWhatIsGoingOn) {
+    bool wasUndoing = false;
+    bool wasRedoing = false;
+    manager.registerUndo([&] {
+        wasUndoing = manager.isUndoing() && !manager.isRedoing();
+        manager.beginUndoGrouping();
+        manager.registerUndo([&] { wasRedoing = manager.isRedoing() && !manager.isUndoing(); });
+        manager.endUndoGrouping();
+    });
+    manager.undo();
+    EXPECT_TRUE(wasUndoing);
+    EXPECT_FALSE(manager.isUndoing());
+    manager.redo();
+    EXPECT_TRUE(wasRedoing);
+    EXPECT_FALSE(manager.canUndo()) << "the redone action registered nothing";
+}
+
+TEST_F(UndoManagerTest, AnActionThatThrowsLeavesTheManagerUsable) {
+    manager.beginUndoGrouping();
+    manager.registerUndo([] { throw std::runtime_error("no"); });
+    append("a");
+    manager.endUndoGrouping();
+    EXPECT_THROW(manager.undo(), std::runtime_error);
+    EXPECT_EQ(text, "");
+    EXPECT_FALSE(manager.isUndoing());
+    EXPECT_EQ(manager.groupingLevel(), 0);
+    manager.redo();
+    EXPECT_EQ(text, "a") << "the part that was undone can be redone";
+}
+
+TEST_F(UndoManagerTest, RemovingAllActionsKeepsTheOpenGroup) {
+    set("a");
+    set("b");
+    manager.undo();
+    manager.beginUndoGrouping();
+    append("c");
+    manager.removeAllActions();
+    EXPECT_FALSE(manager.canUndo() || manager.canRedo());
+    manager.endUndoGrouping();
+    EXPECT_FALSE(manager.canUndo());
+}
+
+TEST_F(UndoManagerTest, WrongUseStopsTheProcess) {
+    EXPECT_DEATH(manager.endUndoGrouping(), "endUndoGrouping without beginUndoGrouping");
+    EXPECT_DEATH(manager.enableUndoRegistration(), "enableUndoRegistration without disableUndoRegistration");
+    manager.registerUndo([this] { manager.undo(); });
+    EXPECT_DEATH(manager.undo(), "inside an open undo group");
+    manager.removeAllActions();
+    manager.registerUndo([this] { manager.endUndoGrouping(); });
+    EXPECT_DEATH(manager.undo(), "endUndoGrouping without beginUndoGrouping");
+    manager.beginUndoGrouping();
+    EXPECT_DEATH(manager.undo(), "inside an open undo group");
+}
+
+} // namespace
+} // namespace tarn
