@@ -1,0 +1,61 @@
+#include "KELPMusicInformationRetrieval/AnalysisOperationFactory.h"
+
+#include <mutex>
+
+namespace tarn {
+
+namespace {
+
+/// Has no beats to align, so it never finds a downbeat.
+class NoBeatAlignment : public BeatAlignmentOperation {
+protected:
+    std::optional<Result> process(const Input&) override { return std::nullopt; }
+};
+
+class RefusingFactory : public AnalysisOperationFactory {
+public:
+    std::shared_ptr<TuningEstimationOperation> makeTuningEstimationOperation(const File&) override {
+        return nullptr;
+    }
+    std::shared_ptr<KeyDetectionOperation> makeKeyDetectionOperation(const File&) override { return nullptr; }
+    std::shared_ptr<BeatDetectionOperation> makeBeatDetectionOperation(const File&) override {
+        return nullptr;
+    }
+    std::shared_ptr<BeatAlignmentOperation> makeBeatAlignmentOperation() override {
+        return std::make_shared<NoBeatAlignment>();
+    }
+    std::shared_ptr<KELPSpectrogramOperation> makeSpectrogramOperation(const File&) override {
+        return nullptr;
+    }
+    std::shared_ptr<KELPWaveformOperation> makeWaveformOperation(const File&, const File&) override {
+        return nullptr;
+    }
+    std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File&) override { return nullptr; }
+    std::shared_ptr<LegacyChordDetectionOperation> makeLegacyChordDetectionOperation(const File&) override {
+        return nullptr;
+    }
+};
+
+struct SharedFactory {
+    std::mutex mutex;
+    std::shared_ptr<AnalysisOperationFactory> factory = std::make_shared<RefusingFactory>();
+};
+
+SharedFactory& sharedFactory() {
+    static SharedFactory shared;
+    return shared;
+}
+
+} // namespace
+
+std::shared_ptr<AnalysisOperationFactory> AnalysisOperationFactory::shared() {
+    const std::lock_guard guard(sharedFactory().mutex);
+    return sharedFactory().factory;
+}
+
+void AnalysisOperationFactory::setShared(std::shared_ptr<AnalysisOperationFactory> factory) {
+    const std::lock_guard guard(sharedFactory().mutex);
+    sharedFactory().factory = factory ? std::move(factory) : std::make_shared<RefusingFactory>();
+}
+
+} // namespace tarn

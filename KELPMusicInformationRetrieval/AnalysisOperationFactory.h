@@ -1,0 +1,40 @@
+#pragma once
+
+#include "KELPMusicInformationRetrieval/BeatAlignmentOperation.h"
+#include "KELPMusicInformationRetrieval/BeatDetectionOperation.h"
+#include "KELPMusicInformationRetrieval/ChordDetectionOperation.h"
+#include "KELPMusicInformationRetrieval/KELPSpectrogramOperation.h"
+#include "KELPMusicInformationRetrieval/KELPWaveformOperation.h"
+#include "KELPMusicInformationRetrieval/KeyDetectionOperation.h"
+#include "KELPMusicInformationRetrieval/TuningEstimationOperation.h"
+
+#include <filesystem>
+#include <memory>
+
+namespace tarn {
+
+/// Makes the analysis operations for an audio file. An operation that refuses the file is not made: the
+/// answer is nothing. An engine derives from this class and registers itself for the process.
+class AnalysisOperationFactory {
+public:
+    virtual ~AnalysisOperationFactory() = default;
+
+    using File = std::filesystem::path;
+    virtual std::shared_ptr<TuningEstimationOperation> makeTuningEstimationOperation(const File& audio) = 0;
+    virtual std::shared_ptr<KeyDetectionOperation> makeKeyDetectionOperation(const File& audio) = 0;
+    virtual std::shared_ptr<BeatDetectionOperation> makeBeatDetectionOperation(const File& audio) = 0;
+    virtual std::shared_ptr<BeatAlignmentOperation> makeBeatAlignmentOperation() = 0; ///< never nothing
+    virtual std::shared_ptr<KELPSpectrogramOperation> makeSpectrogramOperation(const File& audio) = 0;
+    virtual std::shared_ptr<KELPWaveformOperation> makeWaveformOperation(const File& audio,
+                                                                         const File& cache) = 0;
+    virtual std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File& audio) = 0;
+    virtual std::shared_ptr<LegacyChordDetectionOperation>
+    makeLegacyChordDetectionOperation(const File& audio) = 0;
+
+    /// The process-wide factory; until an engine has registered, one that refuses every file. Never nothing.
+    /// Thread-safe.
+    static std::shared_ptr<AnalysisOperationFactory> shared();
+    static void setShared(std::shared_ptr<AnalysisOperationFactory> factory);
+};
+
+} // namespace tarn

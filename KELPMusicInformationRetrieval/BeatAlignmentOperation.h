@@ -1,0 +1,48 @@
+#pragma once
+
+#include "KELPMusicInformationRetrieval/AnalysisOperation.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace tarn {
+
+class BeatAlignmentOperation;
+
+class BeatAlignmentOperationDelegate {
+public:
+    virtual ~BeatAlignmentOperationDelegate() = default;
+    virtual bool requiresBeatAlignment(BeatAlignmentOperation& operation) = 0;
+    virtual std::vector<std::int64_t> beatLocations(BeatAlignmentOperation& operation) = 0;
+    virtual std::int64_t numberOfTatumsPerBar(BeatAlignmentOperation& operation) = 0;
+    virtual std::vector<std::int64_t> chordChangeLocations(BeatAlignmentOperation& operation) = 0;
+    virtual void beatAlignmentOperationDidBegin(BeatAlignmentOperation&) {}
+    virtual void beatAlignmentOperationDidEnd(BeatAlignmentOperation&) {}
+    virtual void beatAlignmentOperationDidBeginProcessing(BeatAlignmentOperation&) {}
+    /// `downbeatLocation` is one of the beat locations; a bar has `tatumCount` tatums.
+    virtual void beatAlignmentOperationDidFindDownbeatLocation(BeatAlignmentOperation&,
+                                                               std::int64_t /*downbeatLocation*/,
+                                                               std::int64_t /*tatumCount*/) {}
+};
+
+/// Finds the first downbeat and the length of the bars from the beats and the chord changes.
+class BeatAlignmentOperation : public AnalysisOperation<BeatAlignmentOperationDelegate> {
+public:
+    struct Input {
+        std::vector<std::int64_t> beatLocations;
+        std::int64_t tatumsPerBar = 0; ///< what to assume where the music does not tell
+        std::vector<std::int64_t> chordChangeLocations;
+    };
+    struct Result {
+        std::int64_t downbeatLocation = 0;
+        std::int64_t tatumCount = 0;
+    };
+
+protected:
+    void main() override;
+    /// Nothing when cancelled. Without beats the downbeat location is -1, which no beat has.
+    virtual std::optional<Result> process(const Input& input) = 0;
+};
+
+} // namespace tarn

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "KELPMusicInformationRetrieval/AnalysisOperation.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace tarn {
+
+class KeyDetectionOperation;
+
+class KeyDetectionOperationDelegate {
+public:
+    virtual ~KeyDetectionOperationDelegate() = default;
+    virtual bool requiresKeyDetection(KeyDetectionOperation& operation) = 0;
+    virtual double tuningFrequencyEstimation(KeyDetectionOperation& operation) = 0; ///< Hz of A4
+    virtual void willBeginKeyDetection(KeyDetectionOperation&) {}
+    virtual void didFinishKeyDetection(KeyDetectionOperation&) {}
+};
+
+/// Finds the song's key.
+class KeyDetectionOperation : public AnalysisOperation<KeyDetectionOperationDelegate> {
+public:
+    /// 0 to 11 the major keys from C, 12 to 23 the minor keys; nothing before the work, and for music without
+    /// a key.
+    [[nodiscard]] std::optional<int> key() const { return mKey; }
+
+protected:
+    void main() override;
+    virtual std::optional<int> process(double tuningFrequency) = 0;
+
+private:
+    std::optional<int> mKey;
+};
+
+} // namespace tarn

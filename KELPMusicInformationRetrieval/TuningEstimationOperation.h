@@ -1,0 +1,38 @@
+#pragma once
+
+#include "KELPMusicInformationRetrieval/AnalysisOperation.h"
+
+#include <optional>
+
+namespace tarn {
+
+class TuningEstimationOperation;
+
+class TuningEstimationOperationDelegate {
+public:
+    virtual ~TuningEstimationOperationDelegate() = default;
+    virtual bool requiresTuningEstimation(TuningEstimationOperation& operation) = 0;
+    virtual void tuningEstimationOperationDidBegin(TuningEstimationOperation&) {}
+    virtual void tuningEstimationOperationDidBeginProcessing(TuningEstimationOperation&) {}
+    virtual void tuningEstimationOperationDidFinishProcessing(TuningEstimationOperation&) {}
+    /// The result of the estimation can be read. Reported only when there was one: not by an operation that
+    /// was not required, since its estimate would mean nothing.
+    virtual void tuningEstimationOperationDidFinish(TuningEstimationOperation&) {}
+};
+
+/// Estimates what the recording is tuned to.
+class TuningEstimationOperation : public AnalysisOperation<TuningEstimationOperationDelegate> {
+public:
+    /// Hz of A4; 440 before there is an estimate.
+    [[nodiscard]] double tuningEstimate() const { return mTuningEstimate; }
+
+protected:
+    void main() override;
+    /// The estimate, or nothing when cancelled.
+    virtual std::optional<double> process() = 0;
+
+private:
+    double mTuningEstimate = 440.0;
+};
+
+} // namespace tarn
