@@ -1,0 +1,402 @@
+#pragma once
+
+#include "Platform/CheckedArithmetic.h"
+#include "Platform/Range.h"
+#include "TarnFoundation/UserEntries/TarnBeatEntry.h"
+
+#include <algorithm>
+#include <concepts>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <ranges>
+#include <utility>
+#include <vector>
+
+/// Where in a sorted list something lies: searches over any random-access range of comparable values, of
+/// entries (by location), and of beats. Every answer is an index of the range, or nothing. Which comparisons
+/// are strict and which way a tie falls is part of each operation. Searches take O(log n) unless they say
+/// otherwise.
+namespace tarn {
+
+template <typename Item>
+inline constexpr bool kIsEntryReference = false;
+template <std::derived_from<TarnUserEntry> Entry>
+inline constexpr bool kIsEntryReference<std::shared_ptr<Entry>> = true;
+
+/// A random-access range of references to entries, sorted by location; equal locations may occur.
+template <typename Entries>
+concept EntryRange = std::ranges::random_access_range<const Entries> &&
+    std::ranges::sized_range<const Entries> && kIsEntryReference<std::ranges::range_value_t<const Entries>>;
+
+template <typename Beats>
+concept BeatEntryRange = EntryRange<Beats> &&
+    std::derived_from<typename std::ranges::range_value_t<const Beats>::element_type, TarnBeatEntry>;
+
+/// A random-access range of comparable values, sorted ascending.
+template <typename Values>
+concept ValueRange = std::ranges::random_access_range<const Values> &&
+                     std::ranges::sized_range<const Values> && !EntryRange<Values> &&
+                     requires(const std::ranges::range_value_t<const Values>& value) {
+    { value < value } -> std::convertible_to<bool>;
+    { value == value } -> std::convertible_to<bool>;
+};
+
+namespace detail {
+
+template <typename Items>
+[[nodiscard]] decltype(auto) itemAt(const Items& items, std::size_t index) {
+    return std::ranges::begin(items)[static_cast<std::ranges::range_difference_t<const Items>>(index)];
+}
+
+template <typename Items>
+[[nodiscard]] std::size_t countOf(const Items& items) {
+    return static_cast<std::size_t>(std::ranges::size(items));
+}
+
+/// The first index of the range whose item does not satisfy `test`, which holds for a beginning of the range
+/// only.
+template <typename Items, typename Test>
+[[nodiscard]] std::size_t partitionPoint(const Items& items, Test&& test) {
+    std::size_t start = 0;
+    std::size_t count = countOf(items);
+    while (count > 0) {
+        const std::size_t half = count / 2;
+        const std::size_t middle = start + half;
+        if (test(itemAt(items, middle))) {
+            start = middle + 1;
+            count -= half + 1;
+        } else {
+            count = half;
+        }
+    }
+    return start;
+}
+
+/// The first item whose key is strictly greater than `value`.
+template <typename Items, typename Value, typename Key>
+[[nodiscard]] std::optional<std::size_t> indexPast(const Items& items, const Value& value, Key key) {
+    const std::size_t count = countOf(items);
+    if (count == 0)
+        return std::nullopt;
+    if (value < key(itemAt(items, 0)))
+        return 0;
+    std::size_t i = partitionPoint(items, [&](const auto& item) { return !(value < key(item)); });
+    if (i == count)
+        return std::nullopt;
+    // Only reached by a type whose equality and order disagree: what equals the value never lies past it.
+    if (key(itemAt(items, i)) == value)
+        ++i;
+    return i == count ? std::nullopt : std::optional(i);
+}
+
+/// The last item whose key is strictly less than `value`.
+template <typename Items, typename Value, typename Key>
+[[nodiscard]] std::optional<std::size_t> indexBefore(const Items& items, const Value& value, Key key) {
+    const std::size_t count = countOf(items);
+    if (count == 0)
+        return std::nullopt;
+    if (key(itemAt(items, count - 1)) < value)
+        return count - 1;
+    const std::size_t bound = partitionPoint(items, [&](const auto& item) { return key(item) < value; });
+    if (bound == 0)
+        return std::nullopt;
+    const std::size_t i = bound - 1;
+    if (!(key(itemAt(items, i)) == value)) // see indexPast
+        return i;
+    return i == 0 ? std::nullopt : std::optional(i - 1);
+}
+
+/// `a - b` for a >= b; a distance that its integer type cannot hold stops the process.
+template <typename Value>
+[[nodiscard]] auto valueDistance(const Value& a, const Value& b) {
+    if constexpr (std::integral<Value>)
+        return checkedSubtract(a, b);
+    else
+        return a - b;
+}
+
+} // namespace detail
+
+/// The first index whose element does NOT satisfy `predicate(element, value)`; the number of elements if all
+/// do.
+template <std::ranges::random_access_range Values, typename Value, typename Predicate>
+[[nodiscard]] std::size_t lowerBound(const Values& values, const Value& value, Predicate predicate) {
+    return detail::partitionPoint(values, [&](const auto& element) { return predicate(element, value); });
+}
+
+/// The first index whose element satisfies `predicate(value, element)`; the number of elements if none does.
+template <std::ranges::random_access_range Values, typename Value, typename Predicate>
+[[nodiscard]] std::size_t upperBound(const Values& values, const Value& value, Predicate predicate) {
+    return detail::partitionPoint(values, [&](const auto& element) { return !predicate(value, element); });
+}
+
+/// The first element strictly greater than `value`.
+template <ValueRange Values>
+[[nodiscard]] std::optional<std::size_t>
+indexOfElementPast(const Values& values, const std::ranges::range_value_t<const Values>& value) {
+    return detail::indexPast(values, value, std::identity());
+}
+
+/// The last element strictly less than `value`.
+template <ValueRange Values>
+[[nodiscard]] std::optional<std::size_t>
+indexOfElementBefore(const Values& values, const std::ranges::range_value_t<const Values>& value) {
+    return detail::indexBefore(values, value, std::identity());
+}
+
+/// The element nearest to `to`; of two equally near ones the later. Nothing only without elements.
+template <ValueRange Values>
+[[nodiscard]] std::optional<std::size_t>
+indexOfClosestElement(const Values& values, const std::ranges::range_value_t<const Values>& to) {
+    if (detail::countOf(values) == 0)
+        return std::nullopt;
+    const auto past = indexOfElementPast(values, to);
+    if (!past)
+        return detail::countOf(values) - 1;
+    if (*past == 0 || detail::itemAt(values, *past) == to)
+        return past;
+    const auto distanceBefore = detail::valueDistance(to, detail::itemAt(values, *past - 1));
+    const auto distanceAfter = detail::valueDistance(detail::itemAt(values, *past), to);
+    return distanceBefore < distanceAfter ? *past - 1 : *past;
+}
+
+/// The element `offsetBy` steps from the one nearest to `to`, clamped to the first and the last. A closest
+/// element that lies off the value in the direction of the steps already counts as the first of them. Nothing
+/// only without elements.
+template <ValueRange Values>
+[[nodiscard]] auto closest(const Values& values, const std::ranges::range_value_t<const Values>& to,
+                           std::int64_t offsetBy) -> std::optional<std::ranges::range_value_t<const Values>> {
+    const auto index = indexOfClosestElement(values, to);
+    if (!index)
+        return std::nullopt;
+    const auto& nearest = detail::itemAt(values, *index);
+    if (offsetBy > 0) {
+        const auto steps = static_cast<std::uint64_t>(offsetBy) - (to < nearest ? 1 : 0);
+        const std::uint64_t limit = detail::countOf(values) - 1 - *index;
+        return detail::itemAt(values, *index + std::min(steps, limit));
+    }
+    if (offsetBy < 0) {
+        // The magnitude as an unsigned number, which also holds that of the smallest offset.
+        const auto steps = std::uint64_t{0} - static_cast<std::uint64_t>(offsetBy) - (nearest < to ? 1 : 0);
+        return detail::itemAt(values, *index - std::min<std::uint64_t>(steps, *index));
+    }
+    return nearest;
+}
+
+/// The last entry at or before the sample (inclusive).
+template <EntryRange Entries>
+[[nodiscard]] std::optional<std::size_t> indexForSample(const Entries& entries, std::int64_t sample) {
+    const std::size_t past = lowerBound(
+        entries, sample, [](const auto& entry, std::int64_t value) { return entry->location() <= value; });
+    return past == 0 ? std::nullopt : std::optional(past - 1);
+}
+
+/// The identifier of the last entry at or before the sample.
+template <EntryRange Entries>
+[[nodiscard]] std::optional<std::uint64_t> identifierForSample(const Entries& entries, std::int64_t sample) {
+    const auto index = indexForSample(entries, sample);
+    return index ? std::optional(detail::itemAt(entries, *index)->eventId()) : std::nullopt;
+}
+
+/// The first entry strictly after the sample.
+template <EntryRange Entries>
+[[nodiscard]] std::optional<std::size_t> indexOfElementPast(const Entries& entries,
+                                                            std::int64_t sampleLocation) {
+    return detail::indexPast(entries, sampleLocation, [](const auto& entry) { return entry->location(); });
+}
+
+/// The last entry strictly before the sample.
+template <EntryRange Entries>
+[[nodiscard]] std::optional<std::size_t> indexOfElementBefore(const Entries& entries,
+                                                              std::int64_t sampleLocation) {
+    return detail::indexBefore(entries, sampleLocation, [](const auto& entry) { return entry->location(); });
+}
+
+/// The nearest of the entry at or before the sample and its two neighbours; a tie stays with the one at or
+/// before. Nothing for a sample before the first entry. A distance beyond 64 bits stops the process.
+template <EntryRange Entries>
+[[nodiscard]] std::optional<std::size_t> indexOfClosestEntry(const Entries& entries, std::int64_t to) {
+    const auto found = indexForSample(entries, to);
+    if (!found)
+        return std::nullopt;
+    constexpr auto kNone = std::numeric_limits<std::int64_t>::max();
+    const auto distance = [&](std::size_t index) {
+        return checkedDistance(detail::itemAt(entries, index)->location(), to);
+    };
+    const std::size_t i = *found;
+    const auto own = distance(i);
+    const auto previous = i > 0 ? distance(i - 1) : kNone;
+    if (i + 1 == detail::countOf(entries))
+        return previous != kNone && previous < own ? i - 1 : i;
+    const auto next = distance(i + 1);
+    if (previous < next && previous < own)
+        return i - 1;
+    return next < previous && next < own ? i + 1 : i;
+}
+
+/// The first entry with this identifier. O(n).
+template <EntryRange Entries>
+[[nodiscard]] std::optional<std::size_t> firstIndexOfEntryWithId(const Entries& entries,
+                                                                 std::uint64_t eventId) {
+    const std::size_t count = detail::countOf(entries);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (detail::itemAt(entries, i)->eventId() == eventId)
+            return i;
+    }
+    return std::nullopt;
+}
+
+/// The index behind the entry with the given entry's identifier; nothing when it is absent or the last. O(n).
+template <EntryRange Entries>
+[[nodiscard]] std::optional<std::size_t> indexOfEntryAfter(const Entries& entries,
+                                                           const TarnUserEntry& after) {
+    const auto index = firstIndexOfEntryWithId(entries, after.eventId());
+    return index && *index + 1 < detail::countOf(entries) ? std::optional(*index + 1) : std::nullopt;
+}
+
+/// The index before the entry with the given entry's identifier; nothing when it is absent or the first.
+/// O(n).
+template <EntryRange Entries>
+[[nodiscard]] std::optional<std::size_t> indexOfEntryBefore(const Entries& entries,
+                                                            const TarnUserEntry& before) {
+    const auto index = firstIndexOfEntryWithId(entries, before.eventId());
+    return index && *index > 0 ? std::optional(*index - 1) : std::nullopt;
+}
+
+/// The samples that an entry governs: from its location up to the next location behind it, without an end
+/// (the largest sample) when there is none. The neighbour is found by location, so entries at one location
+/// govern the same samples. Nothing when no entry lies at or before the given one.
+template <EntryRange Entries>
+[[nodiscard]] std::optional<Range<std::int64_t>> rangeForEntry(const Entries& entries,
+                                                               const TarnUserEntry& entry) {
+    const auto index = indexForSample(entries, entry.location());
+    if (!index)
+        return std::nullopt;
+    const std::int64_t end = *index + 1 < detail::countOf(entries)
+                                 ? detail::itemAt(entries, *index + 1)->location()
+                                 : std::numeric_limits<std::int64_t>::max();
+    return Range<std::int64_t>(entry.location(), end);
+}
+
+namespace detail {
+
+/// From where (included) to where (excluded) a range expression reaches when its open ends take the given
+/// limits. The ends may come out reversed: 500... above an upper limit of 201.
+template <std::integral Key>
+[[nodiscard]] std::pair<Key, Key> reach(const Range<Key>& expression, Key, Key) {
+    return {expression.lower, expression.upper};
+}
+template <std::integral Key>
+[[nodiscard]] std::pair<Key, Key> reach(const ClosedRange<Key>& expression, Key, Key) {
+    return {expression.lower, checkedAdd(expression.upper, Key{1})};
+}
+template <std::integral Key>
+[[nodiscard]] std::pair<Key, Key> reach(const PartialRangeFrom<Key>& expression, Key, Key upperLimit) {
+    return {expression.lower, upperLimit};
+}
+template <std::integral Key>
+[[nodiscard]] std::pair<Key, Key> reach(const PartialRangeThrough<Key>& expression, Key lowerLimit, Key) {
+    return {lowerLimit, checkedAdd(expression.upper, Key{1})};
+}
+template <std::integral Key>
+[[nodiscard]] std::pair<Key, Key> reach(const PartialRangeUpTo<Key>& expression, Key lowerLimit, Key) {
+    return {lowerLimit, expression.upper};
+}
+
+} // namespace detail
+
+/// The items whose integer key lies in a range expression of that integer type (Range, ClosedRange,
+/// PartialRange…); the items are sorted by the key. A range that is open at the bottom starts behind the
+/// first item's key: it never answers the first item. A range that ends before it starts among the items
+/// stops the process.
+template <std::ranges::random_access_range Items, typename Expression, typename Key>
+[[nodiscard]] std::vector<std::ranges::range_value_t<const Items>>
+entriesIn(const Items& items, const Expression& expression, Key key) {
+    using KeyValue =
+        std::remove_cvref_t<std::invoke_result_t<Key&, std::ranges::range_reference_t<const Items>>>;
+    static_assert(std::integral<KeyValue>);
+    const std::size_t count = detail::countOf(items);
+    const auto limit = [&](std::size_t index) {
+        return checkedAdd<KeyValue>(count > 0 ? std::invoke(key, detail::itemAt(items, index)) : KeyValue{0},
+                                    1);
+    };
+    const KeyValue lowerLimit = limit(0);
+    const KeyValue upperLimit = limit(count - 1); // of no items, the index is not looked at
+    precondition(lowerLimit <= upperLimit, "Entries must be sorted by the key that they are searched by");
+    const auto [lower, upper] = detail::reach(expression, lowerLimit, upperLimit);
+    const auto firstAtOrPast = [&](KeyValue bound) {
+        return lowerBound(items, bound,
+                          [&](const auto& item, KeyValue value) { return std::invoke(key, item) < value; });
+    };
+    const std::size_t start = firstAtOrPast(lower);
+    const std::size_t end = firstAtOrPast(upper);
+    precondition(start <= end, "A range of entries must not end before it starts");
+    const auto first = std::ranges::begin(items);
+    using Offset = std::ranges::range_difference_t<const Items>;
+    return {first + static_cast<Offset>(start), first + static_cast<Offset>(end)};
+}
+
+/// The entries whose location lies in a range expression of samples.
+template <EntryRange Entries, typename Expression>
+[[nodiscard]] auto entriesIn(const Entries& entries, const Expression& expression) {
+    return entriesIn(entries, expression, [](const auto& entry) { return entry->location(); });
+}
+
+/// The last downbeat at or before the sample (inclusive). O(log n + length of a bar).
+template <BeatEntryRange Beats>
+[[nodiscard]] std::optional<std::size_t> indexOfDownbeatEntryBefore(const Beats& beats, std::int64_t before) {
+    const auto found = indexForSample(beats, before);
+    for (std::size_t end = found ? *found + 1 : 0; end > 0; --end) {
+        if (detail::itemAt(beats, end - 1)->isDownbeat())
+            return end - 1;
+    }
+    return std::nullopt;
+}
+
+/// The first downbeat strictly after the sample. O(log n + length of a bar).
+template <BeatEntryRange Beats>
+[[nodiscard]] std::optional<std::size_t> indexOfDownbeatEntryAfter(const Beats& beats, std::int64_t after) {
+    const auto found = indexForSample(beats, after);
+    const std::size_t count = detail::countOf(beats);
+    for (std::size_t i = found ? *found + 1 : 0; i < count; ++i) {
+        if (detail::itemAt(beats, i)->isDownbeat())
+            return i;
+    }
+    return std::nullopt;
+}
+
+// Quarter-note beats are a downbeat and every second beat behind it, counted from the last downbeat at or
+// before the sample, or from the first beat when there is none; the next downbeat does not restart the count.
+
+/// The last quarter-note beat at or before the sample; the first beat for a sample before all beats. O(log n
+/// + distance from the downbeat).
+template <BeatEntryRange Beats>
+[[nodiscard]] std::optional<std::size_t> indexOfQuarterNoteEntryBefore(const Beats& beats,
+                                                                       std::int64_t before) {
+    const std::size_t count = detail::countOf(beats);
+    if (count == 0)
+        return std::nullopt;
+    std::size_t i = indexOfDownbeatEntryBefore(beats, before).value_or(0);
+    while (i + 2 < count && detail::itemAt(beats, i + 2)->location() <= before)
+        i += 2;
+    return i;
+}
+
+/// The first quarter-note beat strictly after the sample. Stops the process without beats. O(log n + distance
+/// from the downbeat).
+template <BeatEntryRange Beats>
+[[nodiscard]] std::optional<std::size_t> indexOfQuarterNoteEntryAfter(const Beats& beats,
+                                                                      std::int64_t after) {
+    const std::size_t count = detail::countOf(beats);
+    precondition(count > 0, "A quarter-note beat can only be searched among beats");
+    for (std::size_t i = indexOfDownbeatEntryBefore(beats, after).value_or(0); i < count; i += 2) {
+        if (detail::itemAt(beats, i)->location() > after)
+            return i;
+    }
+    return std::nullopt;
+}
+
+} // namespace tarn

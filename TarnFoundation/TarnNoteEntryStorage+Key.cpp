@@ -1,0 +1,33 @@
+#include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
+
+namespace tarn {
+
+KELPKeyRef TarnNoteEntryStorage::globalKey() const {
+    const auto keys = keyEntries();
+    if (keys.empty() || !keys.front()->tonicChord())
+        return nullptr;
+    return KELPKey::keyWithTonicChord(keys.front()->tonicChord());
+}
+
+void TarnNoteEntryStorage::overrideGlobalKey(const KELPKeyRef& with) {
+    precondition(with != nullptr, "The key to override with must not be absent");
+    const auto oldKeys = keyEntries();
+    const auto newKey = newKeyEntry();
+    newKey->setTonicChord(with->tonicChord());
+    const auto oldChords = chordEntries();
+    std::vector<std::shared_ptr<TarnChordEntry>> newChords;
+    newChords.reserve(oldChords.size());
+    for (const auto& chord : oldChords) {
+        newChords.push_back(copyOfChordEntry(chord));
+        if (chord->chord())
+            newChords.back()->setChord(with->scaleNormalizedChord(chord->chord()));
+    }
+    if (undoManager)
+        undoManager->beginUndoGrouping();
+    replaceKeyEntriesInArrayWithKeyEntriesInArray(oldKeys, {newKey});
+    replaceChordEntriesInArrayWithChordEntriesInArray(oldChords, std::move(newChords));
+    if (undoManager)
+        undoManager->endUndoGrouping();
+}
+
+} // namespace tarn

@@ -1,0 +1,166 @@
+#include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
+
+#include "TarnFoundation/BeatSpacing.h"
+
+#include <algorithm>
+#include <map>
+
+namespace tarn {
+
+namespace {
+
+/// While it lives, nothing is registered for undo, and what is done lies in one undo group.
+class UnregisteredUndoGroup {
+public:
+    explicit UnregisteredUndoGroup(std::shared_ptr<UndoManager> manager) : mManager(std::move(manager)) {
+        if (mManager) {
+            mManager->disableUndoRegistration();
+            mManager->beginUndoGrouping();
+        }
+    }
+    ~UnregisteredUndoGroup() {
+        if (mManager) {
+            mManager->endUndoGrouping();
+            mManager->enableUndoRegistration();
+        }
+    }
+    UnregisteredUndoGroup(const UnregisteredUndoGroup&) = delete;
+    UnregisteredUndoGroup& operator=(const UnregisteredUndoGroup&) = delete;
+
+private:
+    std::shared_ptr<UndoManager> mManager;
+};
+
+} // namespace
+
+TimeSignature TarnNoteEntryStorage::timeSignature() const {
+    const auto signatures = timeSignatureEntries();
+    if (signatures.empty())
+        return {4, 4};
+    return {signatures.front()->numerator(), signatures.front()->denominator()};
+}
+
+void TarnNoteEntryStorage::setTimeSignature(std::uint8_t numerator, std::uint8_t denominator) {
+    const auto signature = newTimeSignatureEntry();
+    signature->setLocation(0);
+    signature->setNumerator(numerator);
+    signature->setDenominator(denominator);
+    replaceTimeSignatureEntriesInArrayWithTimeSignatureEntriesInArray(timeSignatureEntries(), {signature});
+}
+
+bool TarnNoteEntryStorage::useQuarterNoteSpacing() const {
+    // Without an entry the signature reads 4/4, yet the grid is not in quarter-note spacing.
+    const auto signatures = timeSignatureEntries();
+    return !signatures.empty() && signatures.front()->denominator() == 4;
+}
+
+void TarnNoteEntryStorage::setTimeSignatureByDenominator(std::int64_t denominator) {
+    if (denominator != 8 && denominator != 4)
+        return;
+    constexpr std::size_t kSmallestNumerator = 2;
+    constexpr std::size_t kLargestNumerator = 20;
+
+    // Pickup beats before the first downbeat count like a bar; a downbeat without beats behind it does not
+    // count.
+    std::map<std::size_t, std::size_t> countsByBarLength;
+    std::size_t beatsBehindDownbeat = 0;
+    const auto endBar = [&] {
+        if (beatsBehindDownbeat > 0)
+            ++countsByBarLength[beatsBehindDownbeat + 1];
+        beatsBehindDownbeat = 0;
+    };
+    for (const auto& beat : beatEntriesFilteredByTimeSignatureDenominator(denominator)) {
+        if (beat->isDownbeat())
+            endBar();
+        else
+            ++beatsBehindDownbeat;
+    }
+    endBar();
+
+    auto numerator = static_cast<std::size_t>(denominator);
+    std::size_t greatestCount = 0;
+    for (const auto& [length, count] : countsByBarLength) {
+        // The map ascends, so of equally frequent lengths the smallest stays.
+        if (length >= kSmallestNumerator && length <= kLargestNumerator && count > greatestCount) {
+            numerator = length;
+            greatestCount = count;
+        }
+    }
+    setTimeSignature(static_cast<std::uint8_t>(numerator), static_cast<std::uint8_t>(denominator));
+}
+
+EntryList<TarnBeatEntry>
+TarnNoteEntryStorage::beatEntriesFilteredByTimeSignatureDenominator(std::int64_t denominator) const {
+    const auto beats = beatEntries();
+    if (denominator != 4)
+        return beats;
+    const auto isDownbeat = [](const auto& beat) { return beat->isDownbeat(); };
+    const auto firstDownbeat = std::find_if(beats.begin(), beats.end(), isDownbeat);
+    std::vector<std::shared_ptr<TarnBeatEntry>> view;
+    view.reserve(beats.size() / 2 + 1);
+    // Before the first downbeat the positions of its parity stay; without a downbeat the even ones.
+    bool keep = firstDownbeat == beats.end() || (firstDownbeat - beats.begin()) % 2 == 0;
+    for (const auto& beat : beats) {
+        keep = keep || beat->isDownbeat();
+        if (keep)
+            view.push_back(beat);
+        keep = !keep;
+    }
+    // An odd last bar ends in a quarter-note position without its off-beat (the last beat was kept); it goes,
+    // even when it is the downbeat.
+    if (firstDownbeat != beats.end() && !keep)
+        view.pop_back();
+    return view;
+}
+
+EntryList<TarnBeatEntry> TarnNoteEntryStorage::beatEntriesFilteredByTimeSignature() const {
+    return beatEntriesFilteredByTimeSignatureDenominator(useQuarterNoteSpacing() ? 4 : 8);
+}
+
+void TarnNoteEntryStorage::applyTimeSignatureToBeatEntries(const TarnTimeSignatureEntry& signature) {
+    const auto beats = beatEntries();
+    if (const auto marked = _beatEntriesWithTimeSignature(signature, beats))
+        replaceBeatEntriesInArrayWithBeatEntriesInArray(beats, *marked);
+}
+
+std::optional<EntryList<TarnBeatEntry>>
+TarnNoteEntryStorage::_beatEntriesWithTimeSignature(const TarnTimeSignatureEntry& signature,
+                                                    const EntryList<TarnBeatEntry>& beats) {
+    if (signature.numerator() == 0 || signature.denominator() == 0)
+        return beats;
+    const auto firstDownbeat =
+        std::find_if(beats.begin(), beats.end(), [](const auto& beat) { return beat->isDownbeat(); });
+    if (firstDownbeat == beats.end()) {
+        mLog.write(LogLevel::debug, "No downbeat to apply the time signature from.");
+        return std::nullopt;
+    }
+    auto copies = mutableCopiesOfUserEntriesInArray(beats);
+    for (const auto& copy : copies)
+        copy->setDownbeat(false);
+    const std::size_t step = signature.numerator() * std::size_t{signature.denominator() == 4 ? 2u : 1u};
+    for (auto i = static_cast<std::size_t>(firstDownbeat - beats.begin()); i < copies.size(); i += step)
+        copies[i]->setDownbeat(true);
+    return copies;
+}
+
+bool TarnNoteEntryStorage::needsTimeSignatureMigration() const {
+    return !useLegacyBeatFiltering() && timeSignature().denominator != 4;
+}
+
+bool TarnNoteEntryStorage::performTimeSignatureMigration() {
+    const TimeSignature signature = timeSignature();
+    if (signature.denominator == 4)
+        return false;
+    std::vector<std::int64_t> locations;
+    for (const auto& beat : beatEntries())
+        locations.push_back(beat->location());
+    const auto inBetween = newBeatEntriesAtLocations(*this, midpointLocations(locations));
+
+    const UnregisteredUndoGroup group(undoManager);
+    // The beats first: while the old signature stands, no rule prunes them.
+    addBeatEntriesFromArray(inBetween);
+    setTimeSignature(signature.numerator, 4);
+    return true;
+}
+
+} // namespace tarn

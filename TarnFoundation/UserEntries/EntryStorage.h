@@ -1,0 +1,302 @@
+#pragma once
+
+#include "Platform/KeyValueObserving.h"
+#include "Platform/NotificationCenter.h"
+#include "Platform/RecursiveLock.h"
+#include "TarnFoundation/UserEntries/EntryArray.h"
+#include "TarnFoundation/UserEntries/KELPChangeset.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace tarn {
+
+/// The user-information keys of one storage class's notifications.
+struct StorageUserInfoKeys {
+    const char* changeset;
+    const char* addedEntries;
+    const char* removedEntries;
+};
+
+/// What the storages have in common: the identifier counter, the core operations on arrays of entries, and
+/// the sequence of notices around every change. `Storage` is the storage class itself, which offers:
+///   static const StorageUserInfoKeys& userInfoKeys();
+///   void enforceConsistencyOfUserEntriesInArray(EntryArray<Entry>::Draft&) for each of its kinds: called
+///   under the
+///       lock on the new contents of an array before they are stored
+///   void invalidateDisplayOfEntries(removed, added): called without the lock after the contents were stored.
+///
+/// One recursive lock guards the counter and the arrays; every core operation takes it for exactly its array
+/// work. Notices and notifications go out on the caller's thread without the lock, so observers may call
+/// back, and drop the last other reference to the storage. The snapshots around a change are taken
+/// separately: callers change a storage from one thread. Storages are made by std::make_shared, because their
+/// notifications carry them.
+template <typename Storage>
+class EntryStorage : public KeyValueObservable, public std::enable_shared_from_this<Storage> {
+public:
+    /// A new entry with the next identifier, at location 0; it is not added to the storage.
+    template <typename Entry>
+    [[nodiscard]] std::shared_ptr<Entry> newUserEntryOfClass() {
+        return std::make_shared<Entry>(takeEventId());
+    }
+
+    /// A new entry of the entry's own class with the next identifier and the entry's attributes.
+    template <typename Entry>
+    [[nodiscard]] std::shared_ptr<Entry> copyOfUserEntry(const std::shared_ptr<Entry>& entry) {
+        precondition(entry != nullptr, "Cannot copy an absent entry");
+        auto copy = std::static_pointer_cast<Entry>(entry->newEntryOfSameClass(takeEventId()));
+        entry->copyAttributesToEntry(*copy);
+        return copy;
+    }
+
+    /// The identifier that the next new entry receives.
+    [[nodiscard]] std::uint64_t nextEventId() const {
+        const LockGuard guard(mStorageLock);
+        return mNextEventID;
+    }
+
+protected:
+    EntryStorage() = default;
+    ~EntryStorage() = default;
+
+    // Core operations. `array` is always one of the storage's own.
+
+    /// Entries with location in [start, start + length), all unsigned, in stored order.
+    template <typename Entry>
+    [[nodiscard]] EntryList<Entry> userEntriesInArray(const EntryArray<Entry>& array, std::uint64_t start,
+                                                      std::uint64_t length) const {
+        const LockGuard guard(mStorageLock);
+        return array.inRange(start, length);
+    }
+
+    /// Appends all entries, also those that are stored already.
+    template <typename Entry>
+    void addUserEntriesFromArray(const EntryList<Entry>& entries, EntryArray<Entry>& array) {
+        store(array, {}, entries);
+    }
+
+    /// Removes every stored entry that is equal to any given one.
+    template <typename Entry>
+    void removeUserEntries(const EntryList<Entry>& entries, EntryArray<Entry>& array) {
+        store(array, entries, {});
+    }
+
+    /// Removes what equals an old entry, then appends the new ones. Two empty lists: nothing happens at all.
+    template <typename Entry>
+    void replaceUserEntries(const EntryList<Entry>& oldEntries, EntryArray<Entry>& array,
+                            const EntryList<Entry>& newEntries) {
+        if (!oldEntries.empty() || !newEntries.empty())
+            store(array, oldEntries, newEntries);
+    }
+
+    template <typename Entry>
+    [[nodiscard]] bool userEntriesContainsEntry(const EntryArray<Entry>& array,
+                                                const std::shared_ptr<Entry>& entry) const {
+        const LockGuard guard(mStorageLock);
+        return entry && array.contains(*entry);
+    }
+
+    /// By location, equal locations in stored order.
+    template <typename Entry>
+    [[nodiscard]] EntryList<Entry> sortedUserEntriesFromArray(const EntryArray<Entry>& array) const {
+        const LockGuard guard(mStorageLock);
+        return array.sorted();
+    }
+
+    /// In the order in which they were added.
+    template <typename Entry>
+    [[nodiscard]] EntryList<Entry> storedUserEntriesFromArray(const EntryArray<Entry>& array) const {
+        const LockGuard guard(mStorageLock);
+        return array.stored();
+    }
+
+    // The operations of a kind, each one change: one changeset, one notification, posted also when nothing
+    // changed. `Kind` describes the kind: Entry, kObservableKey, kDidChangeNotification.
+
+    template <typename Kind, typename Entry>
+    void addEntriesOfKind(const EntryList<Entry>& added, EntryArray<Entry>& array) {
+        const auto alive = sharedSelf();
+        const auto changeset = change<Kind>(array, [&] { addUserEntriesFromArray(added, array); });
+        post<Kind>({{keys().changeset, changeset}, {keys().addedEntries, added}});
+    }
+
+    template <typename Kind, typename Entry>
+    void removeEntriesOfKind(const EntryList<Entry>& removed, EntryArray<Entry>& array) {
+        const auto alive = sharedSelf();
+        const auto changeset = change<Kind>(array, [&] { removeUserEntries(removed, array); });
+        post<Kind>({{keys().changeset, changeset}, {keys().removedEntries, removed}});
+    }
+
+    template <typename Kind, typename Entry>
+    void replaceEntriesOfKind(const EntryList<Entry>& removed, EntryArray<Entry>& array,
+                              const EntryList<Entry>& added) {
+        const auto alive = sharedSelf();
+        const auto changeset = change<Kind>(array, [&] { replaceUserEntries(removed, array, added); });
+        post<Kind>(
+            {{keys().changeset, changeset}, {keys().removedEntries, removed}, {keys().addedEntries, added}});
+    }
+
+    /// Takes over `entries` as they stand, in their order, without consistency rules, display or key-value
+    /// notices. The changeset and the notification's lists are in stored order. For calls that hold the lock.
+    template <typename Kind, typename Entry>
+    void populateEntriesOfKind(EntryArray<Entry>& array, const EntryList<Entry>& entries) {
+        const EntryList<Entry> previous = array.stored();
+        array.store(entries);
+        post<Kind>({{keys().changeset,
+                     EntryChangesetRef<Entry>(std::make_shared<EntryChangeset<Entry>>(previous, entries))},
+                    {keys().removedEntries, previous},
+                    {keys().addedEntries, entries}});
+    }
+
+    /// Takes a change of the kind back without the consistency rules: `restored` answers the contents to
+    /// store for the present ones, or nothing when they no longer fit; then `removed` is replaced by `added`
+    /// as by any edit.
+    template <typename Kind, typename Entry, typename Restored>
+    void restoreEntriesOfKind(EntryArray<Entry>& array, const Restored& restored,
+                              const EntryList<Entry>& removed, const EntryList<Entry>& added) {
+        const auto alive = sharedSelf();
+        const auto changeset = change<Kind>(array, [&] {
+            if (storeRestored(array, restored, added))
+                self().invalidateDisplayOfEntries(removed, added);
+            else
+                replaceUserEntries(removed, array, added);
+        });
+        post<Kind>(
+            {{keys().changeset, changeset}, {keys().removedEntries, removed}, {keys().addedEntries, added}});
+    }
+
+    /// Performs `work` on the array between the key-value notices and answers the difference of the sorted
+    /// entries.
+    template <typename Kind, typename Entry, typename Work>
+    EntryChangesetRef<Entry> change(EntryArray<Entry>& array, Work&& work) {
+        using Changeset = EntryChangeset<Entry>;
+        willChangeValueForKey(Kind::kObservableKey);
+        auto [before, wasDistinct] = snapshot(array);
+        work();
+        auto [after, isDistinct] = snapshot(array);
+        const auto repetition =
+            wasDistinct && isDistinct ? Changeset::Repetition::none : Changeset::Repetition::possible;
+        auto changeset =
+            std::make_shared<const Changeset>(std::move(before), std::move(after), nullptr, repetition);
+        didChangeValueForKey(Kind::kObservableKey);
+        return changeset;
+    }
+
+    template <typename Kind>
+    void post(UserInfo userInfo) {
+        post(Kind::kDidChangeNotification, std::move(userInfo));
+    }
+    void post(const char* notification, UserInfo userInfo) {
+        NotificationCenter::defaultCenter().post(notification, sharedSelf(), std::move(userInfo));
+    }
+
+    [[nodiscard]] std::shared_ptr<Storage> sharedSelf() {
+        auto self = this->weak_from_this().lock();
+        precondition(self != nullptr, "A storage must be made by std::make_shared");
+        return self;
+    }
+
+    RecursiveLock& storageLock() const { return mStorageLock; }
+    void setNextEventId(std::uint64_t identifier) {
+        const LockGuard guard(mStorageLock);
+        mNextEventID = identifier;
+    }
+    /// Continues with the source's identifiers. The source's lock is not taken.
+    void takeOverNextEventId(const EntryStorage& source) {
+        const LockGuard guard(mStorageLock);
+        mNextEventID = source.mNextEventID;
+    }
+
+private:
+    static const StorageUserInfoKeys& keys() { return Storage::userInfoKeys(); }
+    Storage& self() { return static_cast<Storage&>(*this); }
+
+    std::uint64_t takeEventId() {
+        const LockGuard guard(mStorageLock);
+        return mNextEventID++;
+    }
+
+    /// Stores what `restored` answers; false when it answers nothing. Identifiers that come back are not
+    /// given to new entries, also when the counter was taken over from another storage meanwhile.
+    template <typename Entry, typename Restored>
+    bool storeRestored(EntryArray<Entry>& array, const Restored& restored, const EntryList<Entry>& added) {
+        const LockGuard guard(mStorageLock);
+        for (const auto& entry : added) {
+            const std::uint64_t following = entry->eventId() + 1; // 0 behind the greatest identifier
+            mNextEventID = std::max(mNextEventID, following);
+        }
+        const auto contents = restored(array.stored());
+        if (contents)
+            array.store(*contents);
+        return contents.has_value();
+    }
+
+    /// The sorted entries, and whether none of them is stored twice.
+    template <typename Entry>
+    std::pair<EntryList<Entry>, bool> snapshot(const EntryArray<Entry>& array) const {
+        const LockGuard guard(mStorageLock);
+        return {array.sorted(), array.isDistinct()};
+    }
+
+    template <typename Entry>
+    void store(EntryArray<Entry>& array, const EntryList<Entry>& removed, const EntryList<Entry>& added) {
+        {
+            const LockGuard guard(mStorageLock);
+            auto draft = array.replacing(removed, added);
+            self().enforceConsistencyOfUserEntriesInArray(draft);
+            array.store(std::move(draft));
+        }
+        self().invalidateDisplayOfEntries(removed, added);
+    }
+
+    mutable RecursiveLock mStorageLock;
+    std::uint64_t mNextEventID = 0;
+};
+
+/// The named operations of one kind, each a forward to the operation above: newBeatEntry, copyOfBeatEntry,
+/// beatEntries, … `Stem` and `stem` name the kind ("Beat", "beat").
+#define TARN_DECLARE_ENTRY_OPERATIONS(Stem, stem)                                                            \
+public:                                                                                                      \
+    [[nodiscard]] std::shared_ptr<Tarn##Stem##Entry> new##Stem##Entry() {                                    \
+        return newUserEntryOfClass<Tarn##Stem##Entry>();                                                     \
+    }                                                                                                        \
+    [[nodiscard]] std::shared_ptr<Tarn##Stem##Entry> copyOf##Stem##Entry(                                    \
+        const std::shared_ptr<Tarn##Stem##Entry>& entry) {                                                   \
+        return copyOfUserEntry(entry);                                                                       \
+    }                                                                                                        \
+    [[nodiscard]] EntryList<Tarn##Stem##Entry> stem##Entries() const {                                       \
+        return sortedUserEntriesFromArray(m##Stem##EntryArray);                                              \
+    }                                                                                                        \
+    [[nodiscard]] EntryList<Tarn##Stem##Entry> stem##EntriesInRange(std::uint64_t location,                  \
+                                                                    std::uint64_t length) const {            \
+        return userEntriesInArray(m##Stem##EntryArray, location, length);                                    \
+    }                                                                                                        \
+    void add##Stem##Entry(const std::shared_ptr<Tarn##Stem##Entry>& entry) {                                 \
+        add##Stem##EntriesFromArray({entry});                                                                \
+    }                                                                                                        \
+    void add##Stem##EntriesFromArray(const EntryList<Tarn##Stem##Entry>& entries) {                          \
+        addEntriesOfKind<Stem##Kind>(entries, m##Stem##EntryArray);                                          \
+    }                                                                                                        \
+    void remove##Stem##Entry(const std::shared_ptr<Tarn##Stem##Entry>& entry) {                              \
+        remove##Stem##EntriesInArray({entry});                                                               \
+    }                                                                                                        \
+    void remove##Stem##EntriesInArray(const EntryList<Tarn##Stem##Entry>& entries) {                         \
+        removeEntriesOfKind<Stem##Kind>(entries, m##Stem##EntryArray);                                       \
+    }                                                                                                        \
+    void replace##Stem##Entry(const std::shared_ptr<Tarn##Stem##Entry>& oldEntry,                            \
+                              const std::shared_ptr<Tarn##Stem##Entry>& newEntry) {                          \
+        replace##Stem##EntriesInArrayWith##Stem##EntriesInArray({oldEntry}, {newEntry});                     \
+    }                                                                                                        \
+    void replace##Stem##EntriesInArrayWith##Stem##EntriesInArray(                                            \
+        const EntryList<Tarn##Stem##Entry>& oldEntries, const EntryList<Tarn##Stem##Entry>& newEntries) {    \
+        replaceEntriesOfKind<Stem##Kind>(oldEntries, m##Stem##EntryArray, newEntries);                       \
+    }                                                                                                        \
+    [[nodiscard]] bool contains##Stem##Entry(const std::shared_ptr<Tarn##Stem##Entry>& entry) const {        \
+        return userEntriesContainsEntry(m##Stem##EntryArray, entry);                                         \
+    }                                                                                                        \
+                                                                                                             \
+private:                                                                                                     \
+    EntryArray<Tarn##Stem##Entry> m##Stem##EntryArray;
+
+} // namespace tarn

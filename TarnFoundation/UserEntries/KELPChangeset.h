@@ -1,0 +1,183 @@
+#pragma once
+
+#include "Platform/IndexSet.h"
+#include "TarnFoundation/UserEntries/EntryList.h"
+
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <unordered_map>
+
+namespace tarn {
+
+/// The difference between two snapshots of one list: which items are new, gone, or the same item with other
+/// contents. Immutable. What makes two items the same is ItemIdentity; contents are only compared by the
+/// function given.
+///
+/// Positions refer to first occurrences; an item that occurs several times is reported once. Costs one pass
+/// over both lists; only what lies between their common beginning and end is looked at closely.
+template <typename Item>
+class KELPChangeset {
+public:
+    using Items = List<Item>;
+    /// Whether the new and the old item, which are the same item, have equal contents.
+    using ContentsEqual = std::function<bool(const Item& newItem, const Item& oldItem)>;
+
+    /// Whether an item may occur more than once in one of the lists; a caller that knows that none does saves
+    /// a pass.
+    enum class Repetition { possible, none };
+
+    /// Without a function no item counts as changed.
+    KELPChangeset(Items oldItems, Items newItems, const ContentsEqual& contentsEqual = nullptr,
+                  Repetition repetition = Repetition::possible)
+        : mOldItems(std::move(oldItems)), mItems(std::move(newItems)) {
+        if (!mOldItems.isSameListAs(mItems))
+            compareIdentities(repetition);
+        if (contentsEqual)
+            compareContents(contentsEqual);
+    }
+
+    [[nodiscard]] const Items& oldItems() const { return mOldItems; }
+    [[nodiscard]] const Items& items() const { return mItems; }
+    [[nodiscard]] const IndexSet& added() const { return mAdded; }     ///< positions in `items`
+    [[nodiscard]] const IndexSet& removed() const { return mRemoved; } ///< positions in `oldItems`
+    [[nodiscard]] const IndexSet& changed() const { return mChanged; } ///< positions in `oldItems`
+
+    [[nodiscard]] Items addedItems() const { return itemsAt(mItems, mAdded); }
+    [[nodiscard]] Items removedItems() const { return itemsAt(mOldItems, mRemoved); }
+    /// The new list's items at the positions of `changed`, which are positions in the old list: items that
+    /// were added or removed before them shift the result. A position beyond the new list stops the process.
+    [[nodiscard]] Items changedItems() const { return itemsAt(mItems, mChanged); }
+
+    [[nodiscard]] std::string description() const {
+        std::ostringstream text;
+        text << "<KELPChangeset: " << static_cast<const void*>(this)
+             << "> [\n\tadded: " << mAdded.description() << "\n\tremoved: " << mRemoved.description()
+             << "\n\tchanged: " << mChanged.description() << "\n]";
+        return text.str();
+    }
+
+private:
+    using Identity = ItemIdentity<Item>;
+    struct Hash {
+        std::size_t operator()(const Item* item) const { return Identity::hash(*item); }
+    };
+    struct Equal {
+        bool operator()(const Item* a, const Item* b) const { return Identity::equal(*a, *b); }
+    };
+    /// Items by identity, each with its first position.
+    using Positions = std::unordered_map<const Item*, std::size_t, Hash, Equal>;
+
+    static Positions positions(const Items& items, std::size_t first, std::size_t last) {
+        Positions result;
+        result.reserve(last - first);
+        for (std::size_t i = first; i < last; ++i)
+            result.emplace(items.begin() + i, i);
+        return result;
+    }
+
+    static Items itemsAt(const Items& items, const IndexSet& positions) {
+        std::vector<Item> result;
+        result.reserve(positions.size());
+        for (const std::size_t position : positions)
+            result.push_back(items[position]);
+        return result;
+    }
+
+    void compareIdentities(Repetition repetition) {
+        const std::size_t shorter = std::min(mOldItems.size(), mItems.size());
+        std::size_t prefix = 0;
+        while (prefix < shorter && Identity::equal(mOldItems.begin()[prefix], mItems.begin()[prefix]))
+            ++prefix;
+        std::size_t suffix = 0;
+        while (suffix < shorter - prefix && Identity::equal(mOldItems.end()[-1 - std::ptrdiff_t(suffix)],
+                                                            mItems.end()[-1 - std::ptrdiff_t(suffix)]))
+            ++suffix;
+
+        // An item between the common parts may occur in them as well; then it is in both lists.
+        auto onlyOld = positions(mOldItems, prefix, mOldItems.size() - suffix);
+        auto onlyNew = positions(mItems, prefix, mItems.size() - suffix);
+        dropCommon(onlyOld, onlyNew);
+        if (repetition == Repetition::possible && (!onlyOld.empty() || !onlyNew.empty())) {
+            const CommonItemFilter filter(onlyOld, onlyNew);
+            const auto dropIfCommon = [&](const Item& item) {
+                if (filter.mayHold(item)) {
+                    onlyOld.erase(&item);
+                    onlyNew.erase(&item);
+                }
+            };
+            std::for_each(mItems.begin(), mItems.begin() + prefix, dropIfCommon);
+            std::for_each(mItems.end() - suffix, mItems.end(), dropIfCommon);
+        }
+        mRemoved = indexSet(onlyOld);
+        mAdded = indexSet(onlyNew);
+    }
+
+    /// A quick test that rules out nearly every item which is in neither of the two small maps.
+    class CommonItemFilter {
+    public:
+        CommonItemFilter(const Positions& a, const Positions& b) {
+            std::size_t slots = 64;
+            while (slots < 8 * (a.size() + b.size()))
+                slots *= 2;
+            mOccupied.resize(slots);
+            for (const auto* map : {&a, &b}) {
+                for (const auto& [item, position] : *map)
+                    mOccupied[slot(*item)] = true;
+            }
+        }
+        [[nodiscard]] bool mayHold(const Item& item) const { return mOccupied[slot(item)]; }
+
+    private:
+        [[nodiscard]] std::size_t slot(const Item& item) const {
+            return Identity::hash(item) & (mOccupied.size() - 1);
+        }
+        std::vector<char> mOccupied;
+    };
+
+    static void dropCommon(Positions& a, Positions& b) {
+        for (auto entry = a.begin(); entry != a.end();) {
+            if (const auto found = b.find(entry->first); found != b.end()) {
+                b.erase(found);
+                entry = a.erase(entry);
+            } else {
+                ++entry;
+            }
+        }
+    }
+
+    static IndexSet indexSet(const Positions& items) {
+        std::vector<std::size_t> indexes;
+        indexes.reserve(items.size());
+        for (const auto& [item, position] : items)
+            indexes.push_back(position);
+        return IndexSet(std::move(indexes));
+    }
+
+    void compareContents(const ContentsEqual& contentsEqual) {
+        const auto old = positions(mOldItems, 0, mOldItems.size());
+        const auto current = positions(mItems, 0, mItems.size());
+        std::vector<std::size_t> changed;
+        for (const auto& [item, position] : old) {
+            const auto found = current.find(item);
+            if (found != current.end() && !contentsEqual(*found->first, *item))
+                changed.push_back(position);
+        }
+        mChanged = IndexSet(std::move(changed));
+    }
+
+    Items mOldItems;
+    Items mItems;
+    IndexSet mAdded;
+    IndexSet mRemoved;
+    IndexSet mChanged;
+};
+
+template <typename Entry>
+using EntryChangeset = KELPChangeset<std::shared_ptr<Entry>>;
+/// What the user information of a storage's notification holds under its changeset key.
+template <typename Entry>
+using EntryChangesetRef = std::shared_ptr<const EntryChangeset<Entry>>;
+
+} // namespace tarn

@@ -1,0 +1,185 @@
+#include "TarnFoundation/UserEntries/TarnBeatLocator.h"
+
+#include "TarnFoundation/SortedSearch.h"
+
+#include <cmath>
+#include <span>
+
+namespace tarn {
+
+namespace {
+
+/// Sorted entries in the locator's order: by location as an unsigned number.
+constexpr auto kLocationAtMost = [](const auto& entry, std::uint64_t sample) {
+    return entry.location() <= sample;
+};
+
+/// Answers where the first of equal beats lies while a grid is gone through in order.
+class FirstPositions {
+public:
+    explicit FirstPositions(const EntryList<TarnBeatEntry>& beats) : mBeats(beats) {
+        std::size_t capacity = 16;
+        while (capacity < 2 * beats.size())
+            capacity *= 2;
+        mSlots.resize(capacity, kEmpty);
+    }
+    /// The first position up to `position` that holds a beat with this identifier, which the beat at
+    /// `position` has.
+    std::size_t add(std::uint64_t identifier, std::size_t position) {
+        // Identifiers are counted up by the storage: runs of them stay together in the table, far ones are
+        // scattered.
+        std::uint64_t slot = identifier ^ ((identifier >> 16) * 0x9E3779B97F4A7C15u >> 32);
+        for (;; ++slot) {
+            std::size_t& first = mSlots[slot & (mSlots.size() - 1)];
+            if (first == kEmpty)
+                return first = position;
+            if (mBeats.begin()[first]->eventId() == identifier)
+                return first;
+        }
+    }
+
+private:
+    static constexpr std::size_t kEmpty = static_cast<std::size_t>(-1);
+    const EntryList<TarnBeatEntry>& mBeats;
+    std::vector<std::size_t> mSlots;
+};
+
+EntryList<TarnBeatEntry> withoutNegativeLocations(const EntryList<TarnBeatEntry>& beats) {
+    const auto firstKept = indexOfElementPast(beats, -1);
+    if (firstKept == std::size_t{0})
+        return beats;
+    return firstKept ? std::vector(beats.begin() + *firstKept, beats.end())
+                     : std::vector<std::shared_ptr<TarnBeatEntry>>();
+}
+
+/// The identifier of an entry at exactly the sample (of several whichever the halving meets first), else of
+/// the last one before it. `locationAt` and `identifierAt` answer for the position of an entry.
+template <typename LocationAt, typename IdentifierAt>
+std::uint64_t identifierAtOrBefore(std::uint64_t sample, std::size_t count, LocationAt locationAt,
+                                   IdentifierAt identifierAt) {
+    std::int64_t low = 0;
+    std::int64_t high = static_cast<std::int64_t>(count) - 1;
+    while (low <= high) {
+        const std::int64_t middle = (low + high) / 2;
+        const std::uint64_t location = locationAt(static_cast<std::size_t>(middle));
+        if (location == sample)
+            return identifierAt(static_cast<std::size_t>(middle));
+        if (location > sample)
+            high = middle - 1;
+        else
+            low = middle + 1;
+    }
+    return high < 0 ? kNotFound : identifierAt(static_cast<std::size_t>(high));
+}
+
+} // namespace
+
+void TarnBeatLocator::updateWithNoteEntryStorage(const TarnNoteEntryStorage& storage) {
+    mBeatEntries = withoutNegativeLocations(storage.beatEntriesFilteredByTimeSignature());
+    mBarEntries.clear();
+    FirstPositions firstPositions(mBeatEntries);
+    for (std::size_t i = 0; i < mBeatEntries.size(); ++i) {
+        const auto& beat = mBeatEntries.begin()[i];
+        const std::size_t first = firstPositions.add(beat->eventId(), i);
+        if (beat->isDownbeat())
+            mBarEntries.push_back(TarnBeatLocatorBarEntry::entryWithIndex(first, beat));
+    }
+    if (mBarEntries.empty()) {
+        mAverageSampleSpacing = 0;
+        mFirstSample = 0;
+        return;
+    }
+    // As if the grid began at sample 0; it only seeds the estimate of a bar.
+    mAverageSampleSpacing = static_cast<double>(mBarEntries.back().location() / mBarEntries.size());
+    mFirstSample = mBarEntries.front().location();
+}
+
+std::uint64_t TarnBeatLocator::barIndexOfSample(std::uint64_t sample,
+                                                std::optional<TarnBeatLocatorBarEntry>* withBarEntry) const {
+    if (mBarEntries.empty() || mAverageSampleSpacing <= 0)
+        return 0;
+    // Half to even, the default rounding. Kept in floating point: a far sample's estimate need not fit an
+    // integer.
+    const double estimate = std::nearbyint((static_cast<double>(sample) - static_cast<double>(mFirstSample)) /
+                                           mAverageSampleSpacing);
+    if (estimate < 0)
+        return 0;
+    if (estimate >= static_cast<double>(mBarEntries.size()))
+        return mBarEntries.size() - 1;
+    // Walking from the estimated bar to the one that holds the sample ends at the last bar at or before the
+    // sample, or at the first one.
+    const std::size_t past = lowerBound(mBarEntries, sample, kLocationAtMost);
+    const std::size_t index = past > 0 ? past - 1 : 0;
+    if (withBarEntry)
+        *withBarEntry = mBarEntries[index];
+    return index;
+}
+
+std::size_t TarnBeatLocator::indexOfBeatPast(std::uint64_t sample, std::size_t first) const {
+    const std::span beats(mBeatEntries.begin() + first, mBeatEntries.end());
+    return first + lowerBound(beats, sample, [](const auto& beat, std::uint64_t value) {
+               return static_cast<std::uint64_t>(beat->location()) <= value;
+           });
+}
+
+IndexPath TarnBeatLocator::barBeatIndexOfSample(std::uint64_t sample) const {
+    std::optional<TarnBeatLocatorBarEntry> entry;
+    const std::uint64_t bar = barIndexOfSample(sample, &entry);
+    if (!entry)
+        return BarBeatIndex::indexPathForBeatInBar(0, bar);
+    // The bars are those of the document: somebody may move one in place meanwhile.
+    if (bar + 1 < mBarEntries.size() && mBarEntries[bar + 1].location() < sample) {
+        Log::standard().write(LogLevel::error, "{} : (ERROR) {}", [] {
+            return std::vector{logPublic("TarnBeatLocator"), logPublic("Beat index outside of bar bounds")};
+        });
+        return BarBeatIndex::indexPathForBeatInBar(kNotFound, bar);
+    }
+    // Unsigned: just before the first downbeat all bits are set.
+    return BarBeatIndex::indexPathForBeatInBar(indexOfBeatPast(sample, entry->index()) - entry->index() - 1,
+                                               bar);
+}
+
+std::uint64_t TarnBeatLocator::beatIdentifierForSample(std::uint64_t sample) const {
+    return identifierAtOrBefore(
+        sample, mBeatEntries.size(), [&](std::size_t i) { return beatLocation(i); },
+        [&](std::size_t i) { return mBeatEntries[i]->eventId(); });
+}
+
+std::uint64_t TarnBeatLocator::barIdentifierForSample(std::uint64_t sample) const {
+    return identifierAtOrBefore(
+        sample, mBarEntries.size(), [&](std::size_t i) { return mBarEntries[i].location(); },
+        [&](std::size_t i) { return mBarEntries[i].eventId(); });
+}
+
+std::uint64_t TarnBeatLocator::closestBarBeatSampleToSample(std::uint64_t sample) const {
+    if (mBeatEntries.empty())
+        return 0;
+    std::uint64_t i;
+    if (mBarEntries.empty()) {
+        i = indexOfBeatPast(sample, 0) - 1;
+    } else {
+        const IndexPath path = barBeatIndexOfSample(sample);
+        i = mBarEntries[BarBeatIndex::bar(path)].index() + BarBeatIndex::beat(path);
+    }
+    // One before the grid (all bits set) when the sample lies just before a first beat that is a downbeat.
+    if (i == std::uint64_t{0} - 1)
+        return beatLocation(0);
+    if (i >= mBeatEntries.size() - 1)
+        return beatLocation(mBeatEntries.size() - 1);
+    // Unsigned: a sample before beat i is very far behind it, so the later beat wins.
+    const std::uint64_t distance = sample - beatLocation(i);
+    const std::uint64_t distanceToNext = beatLocation(i + 1) - sample;
+    return beatLocation(distance < distanceToNext ? i : i + 1);
+}
+
+std::uint64_t TarnBeatLocator::sampleOfBarBeatIndex(const IndexPath& path) const {
+    if (!hasBeatEntries() || !hasBarEntries())
+        return 0;
+    const std::uint64_t bar = std::min<std::uint64_t>(BarBeatIndex::bar(path), mBarEntries.size() - 1);
+    // Unsigned: a beat of all bits set names the beat before the bar, which in a grid without one is beyond
+    // the end.
+    const std::uint64_t i = mBarEntries[bar].index() + BarBeatIndex::beat(path);
+    return beatLocation(std::min<std::uint64_t>(i, mBeatEntries.size() - 1));
+}
+
+} // namespace tarn

@@ -1,0 +1,353 @@
+#pragma once
+
+#include "KELPMusic/KELPKey.h"
+#include "KELPMusic/KELPStringedInstrumentDescription.h"
+#include "Platform/Log.h"
+#include "Platform/Range.h"
+#include "Platform/Signal.h"
+#include "Platform/UndoManager.h"
+#include "TarnFoundation/UserEntries/EntryStorage.h"
+#include "TarnFoundation/UserEntries/TarnBeatEntry.h"
+#include "TarnFoundation/UserEntries/TarnChordEntry.h"
+#include "TarnFoundation/UserEntries/TarnMarkerEntry.h"
+#include "TarnFoundation/UserEntries/TarnNoteEntry.h"
+#include "TarnFoundation/UserEntries/TarnRegionEntry.h"
+#include "TarnFoundation/UserEntries/TarnStandardPitchEntry.h"
+#include "TarnFoundation/UserEntries/TimeSignature.h"
+
+#include <filesystem>
+#include <optional>
+
+namespace tarn {
+
+class TarnNoteEntryStorage;
+template <typename Payload>
+struct NotificationDescriptor;
+enum class RegionBoundary;
+enum class RegionSnapGrid;
+enum class RegionNeighborCollisionRule;
+
+inline constexpr const char* TarnNoteEntryStorageChangesetKey = "TarnNoteEntryStorageChangesetKey";
+inline constexpr const char* TarnNoteEntryStorageAddedEntriesKey = "TarnNoteEntryStorageAddedEntriesKey";
+inline constexpr const char* TarnNoteEntryStorageRemovedEntriesKey = "TarnNoteEntryStorageRemovedEntriesKey";
+inline constexpr const char* TarnNoteEntryStorageChangedEntriesKey = "TarnNoteEntryStorageChangedEntriesKey";
+inline constexpr const char* TarnNoteEntryStorageDidChangeInstrumentDescriptionNotification =
+    "TarnNoteEntryStorageDidChangeInstrumentDescriptionNotification";
+
+/// The kinds of entries of a document, `X(Stem, stem)` for each: the one list from which everything that
+/// exists for every kind is made. In the order in which populate takes them over.
+#define TARN_NOTE_ENTRY_STORAGE_KINDS(X)                                                                     \
+    X(Note, note)                                                                                            \
+    X(Chord, chord)                                                                                          \
+    X(Beat, beat)                                                                                            \
+    X(Tempo, tempo)                                                                                          \
+    X(TimeSignature, timeSignature)                                                                          \
+    X(Region, region)                                                                                        \
+    X(Marker, marker)                                                                                        \
+    X(StandardPitch, standardPitch)                                                                          \
+    X(Key, key)
+
+#define TARN_DEFINE_KIND(Stem, stem)                                                                         \
+    inline constexpr const char* TarnNoteEntryStorageDidChange##Stem##EntriesNotification =                  \
+        "TarnNoteEntryStorageDidChange" #Stem "EntriesNotification";                                         \
+    struct Stem##Kind {                                                                                      \
+        using Entry = Tarn##Stem##Entry;                                                                     \
+        static constexpr const char* kObservableKey = #stem "Entries";                                       \
+        static constexpr const char* kArchiveKey = #stem "EntryArray";                                       \
+        static constexpr const char* kDidChangeNotification =                                                \
+            TarnNoteEntryStorageDidChange##Stem##EntriesNotification;                                        \
+    };
+TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_DEFINE_KIND)
+#undef TARN_DEFINE_KIND
+
+/// Draws a document; told which stretch of the timeline to draw anew. Called on the changing thread.
+class TarnNoteEntryStorageDisplay {
+public:
+    virtual ~TarnNoteEntryStorageDisplay() = default;
+    /// `range` is (location of the first, location of the last) of the entries concerned, both included; (0,
+    /// 0) for none.
+    virtual void noteStorageInvalidateDisplayInRange(TarnNoteEntryStorage& storage,
+                                                     std::pair<std::int64_t, std::int64_t> range) = 0;
+    virtual void noteStorageDidChangeInstrumentDescription(TarnNoteEntryStorage& storage) = 0;
+};
+
+/// Told about changes of the document that no notification of a kind carries.
+class TarnNoteEntryStorageDelegate {
+public:
+    virtual ~TarnNoteEntryStorageDelegate() = default;
+    virtual void noteStorageDidChangeInstrumentDescription(TarnNoteEntryStorage&,
+                                                           const KELPInstrumentRef& /*from*/,
+                                                           const KELPInstrumentRef& /*to*/) {}
+};
+
+/// The annotation document of one song: the entries of nine kinds, the instrument that the notes are played
+/// on, and the counter of identifiers. Every edit goes through the operations of a kind, which keep the beat
+/// grid consistent, tell the display what to draw anew, and post one notification with a changeset.
+///
+/// All operations are thread-safe; a document is changed from one thread. Notices, delegate, display and
+/// notifications are called on the changing thread without the lock (populate posts while holding it), and
+/// may call back.
+class TarnNoteEntryStorage : public EntryStorage<TarnNoteEntryStorage>, public SecureCoding {
+public:
+    TarnNoteEntryStorage();
+
+    // The operations of each kind; see TARN_DECLARE_ENTRY_OPERATIONS.
+    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_DECLARE_ENTRY_OPERATIONS)
+
+public:
+    [[nodiscard]] std::shared_ptr<TarnMarkerRegionEntry> newMarkerRegionEntry();
+    [[nodiscard]] std::shared_ptr<TarnVerseRegionEntry> newVerseRegionEntry();
+    [[nodiscard]] std::shared_ptr<TarnChorusRegionEntry> newChorusRegionEntry();
+    [[nodiscard]] std::shared_ptr<TarnBridgeRegionEntry> newBridgeRegionEntry();
+
+    /// Keep a list that nothing reads: the stored entries, and so what every reader sees, stay as they are.
+#define TARN_DECLARE_SETTER(Stem, stem)                                                                      \
+    void set##Stem##Entries(const EntryList<Tarn##Stem##Entry>& entries) {                                   \
+        const LockGuard guard(storageLock());                                                                \
+        mAssigned##Stem##Entries = entries;                                                                  \
+    }
+    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_DECLARE_SETTER)
+#undef TARN_DECLARE_SETTER
+
+    [[nodiscard]] KELPInstrumentRef instrumentDescription() const;
+    /// Nothing happens when the description equals the current one.
+    void setInstrumentDescription(const KELPInstrumentRef& description);
+
+    /// While set (a new document), an older document does not count as in need of migration. Not archived.
+    [[nodiscard]] bool useLegacyBeatFiltering() const {
+        return mUseLegacyBeatFiltering;
+    }
+    void setUseLegacyBeatFiltering(bool use) {
+        mUseLegacyBeatFiltering = use;
+    }
+
+    std::weak_ptr<TarnNoteEntryStorageDelegate> delegate;
+    std::weak_ptr<TarnNoteEntryStorageDisplay> display;
+    /// Used by compound edits, which group and suspend registration; the storage itself registers nothing
+    /// (TarnNoteEntryStorageUndoRecorder does). May be none.
+    std::shared_ptr<UndoManager> undoManager;
+
+    /// Signals of every change of the kind in this storage, delivered on the changing thread.
+    [[nodiscard]] Signal<Notification> didChangeNoteEntriesSignal();
+    [[nodiscard]] Signal<Notification> didChangeBeatEntriesSignal();
+    [[nodiscard]] Signal<Notification> didChangeTempoEntriesSignal();
+    [[nodiscard]] Signal<Notification> didChangeTimeSignatureEntriesSignal();
+    [[nodiscard]] Signal<Notification> didChangeRegionEntriesSignal();
+    [[nodiscard]] Signal<Notification> didChangeKeyEntriesSignal();
+    [[nodiscard]] Signal<Notification> changeSignalForNotification(const std::string& name);
+
+    /// Observes one kind's changes of this storage with typed payloads
+    /// (TarnFoundation/NotificationDescriptor.h).
+    template <typename Payload, typename Function>
+    NotificationCenter::Token addObserver(const NotificationDescriptor<Payload>& descriptor,
+                                          Function handler);
+
+    /// A new storage with the source's instrument, its key, chord, beat, standard-pitch, tempo and
+    /// time-signature entries (the same objects, added with the ordinary operations) and its counter. Notes,
+    /// regions and markers are left out.
+    [[nodiscard]] static std::shared_ptr<TarnNoteEntryStorage>
+    newCheckpointFromStorage(const TarnNoteEntryStorage& source);
+
+    /// Replaces all contents by those of `source` as they stand. Posts nine notifications of kinds and one of
+    /// the instrument while holding the lock. The source's lock is not taken.
+    void populateWithNoteEntryStorageEntries(const TarnNoteEntryStorage& source);
+
+    // Clean-up and consistency (TarnNoteEntryStorage+Consistency.cpp)
+
+    void eliminateBogusEntries();
+    void eliminateBogusRegionEntries(); ///< those that are not valid
+    void eliminateBogusBeatEntries();   ///< those before the start of the audio
+    /// Whether there is a time signature and a tempo.
+    [[nodiscard]] bool containsBaselineContent() const;
+    /// A copy with a fresh identifier for each entry, in the given order.
+    template <typename Entry>
+    [[nodiscard]] std::vector<std::shared_ptr<Entry>>
+    mutableCopiesOfUserEntriesInArray(const EntryList<Entry>& entries) {
+        std::vector<std::shared_ptr<Entry>> copies;
+        copies.reserve(entries.size());
+        for (const auto& entry : entries)
+            copies.push_back(copyOfUserEntry(entry));
+        return copies;
+    }
+
+    // Time signatures and quarter-note spacing (TarnNoteEntryStorage+TimeSignature.cpp)
+
+    /// The earliest time signature; 4/4 when there is none.
+    [[nodiscard]] TimeSignature timeSignature() const;
+    /// Replaces all time signatures by one at location 0.
+    void setTimeSignature(std::uint8_t numerator, std::uint8_t denominator);
+    /// Whether the earliest time signature exists and has denominator 4: the grid then holds eighth-note
+    /// positions.
+    [[nodiscard]] bool useQuarterNoteSpacing() const;
+    /// Infers the numerator from the most frequent bar length (of equally frequent ones the smaller) among 2
+    /// to 20. Only the denominators 8 and 4 have an effect.
+    void setTimeSignatureByDenominator(std::int64_t denominator);
+    /// The quarter-note view of the grid for 4; all beats for every other denominator.
+    [[nodiscard]] EntryList<TarnBeatEntry>
+    beatEntriesFilteredByTimeSignatureDenominator(std::int64_t denominator) const;
+    /// The view for 4 in quarter-note spacing, else all beats.
+    [[nodiscard]] EntryList<TarnBeatEntry> beatEntriesFilteredByTimeSignature() const;
+    /// Marks the downbeats anew by the entry's numerator, from the first downbeat on; one change.
+    void applyTimeSignatureToBeatEntries(const TarnTimeSignatureEntry& signature);
+    /// The re-marked copies; the beats themselves when the signature has a zero; nothing when no beat is a
+    /// downbeat.
+    [[nodiscard]] std::optional<EntryList<TarnBeatEntry>>
+    _beatEntriesWithTimeSignature(const TarnTimeSignatureEntry& signature,
+                                  const EntryList<TarnBeatEntry>& beats);
+    [[nodiscard]] bool needsTimeSignatureMigration() const;
+    /// Converts a grid of one entry per beat into eighth-note positions and the signature to denominator 4,
+    /// outside undo registration. False, and nothing happens, when the denominator is 4 already.
+    bool performTimeSignatureMigration();
+
+    // Beat grid (TarnNoteEntryStorage+Beats.cpp)
+
+    /// Moves every downbeat mark by `offset` (not below minus the number of beats) positions, around the
+    /// whole grid.
+    void shiftDownbeatsByOffset(std::int64_t offset);
+    /// The beats strictly between two beats given in grid order; none when either is missing or they are not
+    /// in order.
+    [[nodiscard]] EntryList<TarnBeatEntry> beatEntriesBetween(std::uint64_t entryWithId,
+                                                              std::uint64_t andEntryWithId) const;
+    /// The same with both ends.
+    [[nodiscard]] EntryList<TarnBeatEntry> beatEntriesBetweenInclusive(std::uint64_t entryWithId,
+                                                                       std::uint64_t andEntryWithId) const;
+    /// Moves the downbeat marks of a closed span by `offset` (at most the span's length) positions, around
+    /// the span. Answers the beats of the span after the change; none, and nothing happens, when the span is
+    /// not found.
+    EntryList<TarnBeatEntry> offsetDownbeatEntries(std::int64_t by, std::uint64_t betweenEntryWithId,
+                                                   std::uint64_t andEntryWithId);
+    /// Mean distance in frames of the beats of the time signature's view; nothing without beats, not-a-number
+    /// for one beat.
+    [[nodiscard]] std::optional<double> averageBeatEntrySpacing() const;
+    /// Beats per minute; 0 without beats.
+    [[nodiscard]] double tempoFromBeatEntries(double sampleRate) const;
+    [[nodiscard]] double tempoFromBeatEntriesWithSampleRate(double sampleRate) const {
+        return tempoFromBeatEntries(sampleRate);
+    }
+    /// Rebuilds the grid of a range from its downbeats, all within it. Only in quarter-note spacing. Answers
+    /// the identifiers of the new beats.
+    std::vector<std::uint64_t> replaceBeatEntries(Range<std::int64_t> in,
+                                                  const std::vector<std::int64_t>& withDownbeatsAt,
+                                                  std::int64_t beatsPerBar);
+    /// Moves a bar line; the two bars that meet there keep their numbers of beats and are spaced evenly. The
+    /// last bar ends at `limitedBy`. Answers the identifier of the bar's new downbeat.
+    std::uint64_t setLocationOfBarEntry(std::uint64_t identifiedBy, std::int64_t to, std::int64_t limitedBy);
+    /// Counted beats of the bar that the beat opens.
+    [[nodiscard]] std::int64_t getNumberOfBeats(std::uint64_t inBarIdentifiedBy) const;
+    /// Fills the bar with so many counted beats (at least 1), evenly spaced. Answers the identifier of its
+    /// new downbeat.
+    std::uint64_t setNumberOfBeats(std::int64_t count, std::uint64_t inBarIdentifiedBy,
+                                   std::int64_t limitedBy);
+
+    // Regions (TarnNoteEntryStorage+Regions.cpp)
+
+    /// The first region in stored order with location <= x <= location + length, all unsigned: the end
+    /// belongs to it.
+    [[nodiscard]] std::shared_ptr<TarnRegionEntry> regionEntryForLocation(std::int64_t x) const;
+    /// The first region by location that contains the frame; the end does not belong to it.
+    [[nodiscard]] std::shared_ptr<TarnRegionEntry> regionEntryContaining(std::int64_t frame) const;
+    /// The neighbours by location of a stored region; nothing at the ends, for a region that is not stored,
+    /// or for none.
+    [[nodiscard]] std::shared_ptr<TarnRegionEntry>
+    regionEntryOccurringAfter(const std::shared_ptr<TarnRegionEntry>& entry) const;
+    [[nodiscard]] std::shared_ptr<TarnRegionEntry>
+    regionEntryOccurringBefore(const std::shared_ptr<TarnRegionEntry>& entry) const;
+    /// Stretches a new region over the free space of the bar around `frame` (not negative) and adds it.
+    /// `boundedBy` is the song's number of frames. Nothing happens without beats, or when a region holds the
+    /// frame already.
+    void addRegionEntryExpandedToFitBarSurrounding(const std::shared_ptr<TarnRegionEntry>& entry,
+                                                   std::int64_t frame, std::int64_t boundedBy);
+    void addRegionEntryExpandedToFitBarSurroundingFrame(const std::shared_ptr<TarnRegionEntry>& entry,
+                                                        std::int64_t frame,
+                                                        std::int64_t boundedByFrameCount) {
+        addRegionEntryExpandedToFitBarSurrounding(entry, frame, boundedByFrameCount);
+    }
+    /// Moves one boundary of a stored region by snap steps of the grid, or by frames without snap points;
+    /// `threshold` is the least length. Answers the new entry. Throws SnappedAdjustmentError,
+    /// RegionClippingError or AdjustRegionEntryError, the document being unchanged.
+    std::shared_ptr<TarnRegionEntry> adjustRegionEntry(const std::shared_ptr<TarnRegionEntry>& entry,
+                                                       RegionBoundary at, std::int64_t by, RegionSnapGrid on,
+                                                       RegionNeighborCollisionRule using_,
+                                                       std::int64_t threshold);
+    /// Moves a whole region likewise. Throws SnappedShiftError, RegionClippingError or ShiftRegionError.
+    std::shared_ptr<TarnRegionEntry> shiftRegionEntry(const std::shared_ptr<TarnRegionEntry>& entry,
+                                                      std::int64_t by, RegionSnapGrid on,
+                                                      RegionNeighborCollisionRule using_);
+
+    // Markers (TarnNoteEntryStorage+Markers.cpp)
+
+    /// Adds a marker. Throws NoteEntryStorageError when there is one at the frame.
+    std::shared_ptr<TarnMarkerEntry> insertMarkerEntry(std::int64_t at);
+
+    // Key (TarnNoteEntryStorage+Key.cpp)
+
+    /// The key of the earliest key entry, or nothing.
+    [[nodiscard]] KELPKeyRef globalKey() const;
+    /// Replaces all key entries by one, and spells every chord to suit the key: one undo group.
+    void overrideGlobalKey(const KELPKeyRef& with);
+    void overrideGlobalKeyWithKey(const KELPKeyRef& key) {
+        overrideGlobalKey(key);
+    }
+
+    // MIDI export (MIDIExport/MIDIExport.cpp)
+
+    /// Writes notes and chords as asked for in `options` (TarnFoundation/MIDIExport) to a Standard MIDI File.
+    /// Throws Error.
+    void exportToMIDIFile(const std::filesystem::path& at, double sampleRate, const UserInfo& options) const;
+    bool exportToMIDIFileAtURL(const std::filesystem::path& url, double sampleRate, const UserInfo& options,
+                               Error* error) const;
+
+    // Archive. Platform/KeyedArchiveFile.h saves and opens it as a file.
+
+    void encodeWithCoder(KeyedArchiver& coder) const override;
+    static const ClassDescription& classDescription();
+    [[nodiscard]] const ClassDescription& dynamicClass() const override {
+        return classDescription();
+    }
+
+private:
+    template <typename Storage>
+    friend class EntryStorage;
+    friend class TarnNoteEntryStorageUndoRecorder;
+
+    static const StorageUserInfoKeys& userInfoKeys();
+    using BeatDraft = EntryArray<TarnBeatEntry>::Draft;
+    /// Beats are sorted and, in quarter-note spacing, pruned; nothing is done to other kinds.
+    void enforceConsistencyOfUserEntriesInArray(BeatDraft& beats) {
+        enforceConsistencyOfBeatEntriesInArray(beats);
+    }
+    template <typename Draft>
+    void enforceConsistencyOfUserEntriesInArray(Draft&) {}
+    void enforceConsistencyOfBeatEntriesInArray(BeatDraft& beats);
+    void
+    enforceQuarterNoteSpacingOfBeatEntriesInArray(std::vector<std::shared_ptr<TarnBeatEntry>>& beats) const;
+    /// Whether the first stored (the earliest added) time signature exists and has denominator 4.
+    [[nodiscard]] bool _useQuarterNoteSpacing() const;
+
+    template <typename Entry>
+    void invalidateDisplayOfEntries(const EntryList<Entry>& removed, const EntryList<Entry>& added) {
+        const auto attached = display.lock();
+        if (!attached)
+            return;
+        if (removed.empty() || added.empty()) {
+            attached->noteStorageInvalidateDisplayInRange(
+                *this, rangeOfUserEntriesInArray(removed.empty() ? added : removed));
+            return;
+        }
+        const auto [oldFirst, oldLast] = rangeOfUserEntriesInArray(removed);
+        const auto [newFirst, newLast] = rangeOfUserEntriesInArray(added);
+        attached->noteStorageInvalidateDisplayInRange(
+            *this, {std::min(oldFirst, newFirst), std::max(oldLast, newLast)});
+    }
+
+    static std::shared_ptr<SecureCoding> makeFromCoder(KeyedUnarchiver& coder);
+
+    Log mLog;
+    KELPInstrumentRef mInstrumentDescription;
+    std::atomic<bool> mUseLegacyBeatFiltering = true;
+#define TARN_DECLARE_ASSIGNED(Stem, stem) EntryList<Tarn##Stem##Entry> mAssigned##Stem##Entries;
+    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_DECLARE_ASSIGNED)
+#undef TARN_DECLARE_ASSIGNED
+};
+
+} // namespace tarn

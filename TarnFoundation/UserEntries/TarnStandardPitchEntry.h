@@ -1,0 +1,31 @@
+#pragma once
+
+#include "KELPMusic/KELPPitch.h"
+#include "TarnFoundation/UserEntries/TarnUserEntry.h"
+
+namespace tarn {
+
+/// What the recording is tuned to: the frequency at which a pitch sounds; at first A4 at 440 Hz.
+class TarnStandardPitchEntry : public EntryClass<TarnStandardPitchEntry, TarnUserEntry> {
+public:
+    static constexpr std::string_view kClassName = "TarnStandardPitchEntry";
+    explicit TarnStandardPitchEntry(std::uint64_t eventId);
+
+    [[nodiscard]] const KELPPitchRef& pitch() const { return mPitch; }
+    void setPitch(KELPPitchRef pitch) { mPitch = std::move(pitch); }
+    [[nodiscard]] double frequency() const { return mFrequency; } ///< Hz
+    void setFrequency(double frequency) { mFrequency = frequency; }
+
+    void copyAttributesToEntry(TarnUserEntry& target) override;
+    [[nodiscard]] std::string description() const override;
+    void encodeWithCoder(KeyedArchiver& coder) const override;
+
+protected:
+    bool decodeAttributes(KeyedUnarchiver& coder) override;
+
+private:
+    KELPPitchRef mPitch;
+    double mFrequency = 440.0;
+};
+
+} // namespace tarn

@@ -1,0 +1,129 @@
+#include "Tests/TarnFoundation/Analysis/ScriptedAnalysis.h"
+
+namespace tarn {
+namespace {
+
+using scripted::Lines;
+using scripted::Song;
+
+TEST(AnalysisResults, aKeyIsInsertedOnTheMainQueueAsItsTonicTriad) {
+    const std::pair<int, const char*> cases[] = {
+        {0, "C"},   {1, "Db"},   {3, "Eb"},   {6, "F#"},   {8, "Ab"},   {10, "Bb"},  {11, "B"},
+        {12, "Cm"}, {13, "C#m"}, {15, "D#m"}, {18, "F#m"}, {20, "G#m"}, {22, "Bbm"}, {23, "Bm"},
+    };
+    for (const auto& [index, tonic] : cases) {
+        Song song;
+        song.open();
+        song.script->key = index;
+        scripted::Key operation(song.script, "key");
+        operation.delegate = song.controller;
+        operation.main();
+        EXPECT_TRUE(song.storage->keyEntries().empty()) << "inserted before the main queue was drained";
+        song.controller.reset();
+        MainQueue::runPending();
+        ASSERT_EQ(song.storage->keyEntries().size(), 1U);
+        EXPECT_EQ(song.storage->keyEntries()[0]->tonicChord()->string(), tonic);
+    }
+}
+
+TEST(AnalysisResults, noKeyIsNoEntry) {
+    Song song;
+    song.open();
+    song.script->key.reset();
+    scripted::Key operation(song.script, "key");
+    operation.delegate = song.controller;
+    operation.main();
+    MainQueue::runPending();
+    EXPECT_EQ(song.script->lines(), Lines{"M 0 key 440"});
+}
+
+/// Reports beats and then a downbeat to the song's new controller; answers the last line.
+std::string lineAfterAlignment(Song& song, const std::vector<std::int64_t>& beats, std::int64_t downbeat,
+                               std::int64_t tatumCount) {
+    song.open();
+    const auto script = song.script;
+    scripted::Beats detection(script, "beats");
+    scripted::Alignment alignment(script, "alignment");
+    BeatDetectionOperationDelegate& beatDelegate = *song.controller;
+    BeatAlignmentOperationDelegate& alignmentDelegate = *song.controller;
+    beatDelegate.beatDetectionOperationDidEndProcessing(beats, 97.5, detection);
+    EXPECT_EQ(script->lines(), Lines{"M BeatDetectionDidFinishProcessing tempo 97.5"});
+    EXPECT_EQ(song.controller->beatLocations().has_value(), !beats.empty());
+    alignmentDelegate.beatAlignmentOperationDidFindDownbeatLocation(alignment, downbeat, tatumCount);
+    EXPECT_EQ(script->lines().size(), 1U) << "posted before the main queue was drained";
+    MainQueue::runPending();
+    EXPECT_TRUE(song.storage->beatEntries().empty() && song.storage->timeSignatureEntries().empty());
+    return script->lines().back();
+}
+
+TEST(AnalysisResults, everyTatumCountThBeatFromTheDownbeatIsADownbeat) {
+    const std::vector<std::int64_t> tenBeats{0, 10, 20, 30, 40, 50, 60, 70, 80, 90};
+    struct Case {
+        std::vector<std::int64_t> beats;
+        std::int64_t downbeat;
+        std::int64_t tatumCount;
+        const char* userInfo;
+    };
+    const Case cases[] = {
+        {tenBeats, 20, 4, " beatEntries 0 10 20* 30 40 50 60* 70 80 90 timeSignature 2/4"},
+        {tenBeats, 20, 8, " beatEntries 0 10 20* 30 40 50 60 70 80 90 timeSignature 4/4"},
+        {tenBeats, 20, 7, " beatEntries 0 10 20* 30 40 50 60 70 80 90* timeSignature 3/4"},
+        {tenBeats, 80, 1, " beatEntries 0 10 20 30 40 50 60 70 80* 90* timeSignature 0/4"},
+        {tenBeats, 80, -1, " beatEntries 0 10 20 30 40 50 60 70 80* 90 timeSignature 0/4"},
+        {tenBeats, 0, 511, " beatEntries 0* 10 20 30 40 50 60 70 80 90 timeSignature 255/4"},
+        {{7, 5, 5, 9}, 5, 2, " beatEntries 7 5* 5 9* timeSignature 1/4"}, // the first of equals, as reported
+        {tenBeats, 21, 4, ""},
+        {tenBeats, -1, 0, ""},
+        {{}, 0, 4, ""},
+    };
+    for (const Case& c : cases) {
+        Song song;
+        EXPECT_EQ(lineAfterAlignment(song, c.beats, c.downbeat, c.tatumCount),
+                  std::string("M BeatAlignmentDidFinishProcessing") + c.userInfo);
+    }
+}
+
+TEST(AnalysisResults, aDetectionWithoutBeatsForgetsTheEarlierOnes) {
+    Song song;
+    song.open();
+    scripted::Beats operation(song.script, "beats");
+    BeatDetectionOperationDelegate& delegate = *song.controller;
+    delegate.beatDetectionOperationDidEndProcessing({9, 3}, 1, operation);
+    EXPECT_EQ(song.controller->beatLocations(), (std::vector<std::int64_t>{9, 3}));
+    delegate.beatDetectionOperationDidEndProcessing({}, 1, operation);
+    EXPECT_FALSE(song.controller->beatLocations());
+}
+
+TEST(AnalysisResults, noChordsAreInsertedAsNone) {
+    Song song;
+    song.open();
+    const auto operation =
+        std::make_shared<scripted::Chords<LegacyChordDetectionOperation>>(song.script, "legacy chords");
+    song.factory->operations["legacy chords"] = operation;
+    ChordDetectionOperationDelegate& delegate = *song.controller;
+    delegate.chordDetectionDidFinishProcessingWithResults({}, *operation);
+    EXPECT_EQ(song.script->lines(), (Lines{"M NoteEntryStorageDidChangeChordEntries",
+                                           "M ChordDetectionDidFinishProcessing chordDetector"}));
+}
+
+TEST(AnalysisResultsDeathTest, resultsOutOfRangeStopTheProcess) {
+    Song song;
+    for (const std::int64_t tatumCount : {-2, 512}) { // even where no beat is the downbeat
+        EXPECT_DEATH(lineAfterAlignment(song, {10}, 11, tatumCount),
+                     "The tatum count of a bar is out of range");
+    }
+    EXPECT_DEATH(lineAfterAlignment(song, {10}, 10, 0), "A bar without tatums has no next downbeat");
+    song.open();
+    song.script->key = -1;
+    scripted::Key operation(song.script, "key");
+    operation.delegate = song.controller;
+    EXPECT_DEATH(
+        {
+            operation.main();
+            MainQueue::runPending();
+        },
+        "A key index must not be negative");
+}
+
+} // namespace
+} // namespace tarn

@@ -1,0 +1,426 @@
+#pragma once
+
+#include "Platform/DispatchQueue.h"
+#include "Platform/FileManager.h"
+#include "Platform/Log.h"
+#include "Platform/NotificationCenter.h"
+#include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
+#include "Tests/Platform/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <set>
+#include <sstream>
+
+/// Operations that answer what a test wrote down, and a record of everything that an analysis does.
+namespace tarn::scripted {
+
+using Lines = std::vector<std::string>;
+
+inline std::string textOf(double value) {
+    std::ostringstream stream;
+    stream << value;
+    return stream.str();
+}
+
+template <typename Numbers>
+std::string joined(const Numbers& numbers) {
+    std::string text;
+    for (const auto& number : numbers)
+        text += ' ' + textOf(static_cast<double>(number));
+    return text;
+}
+
+inline KELPChordDetectionResultRef chordAt(const char* chord, std::int64_t location) {
+    return KELPChordDetectionResult::resultForChord(KELPChord::chordWithString(chord), 1, location);
+}
+
+inline std::shared_ptr<Spectrogram> completeSpectrogram(std::uint32_t columnCount) {
+    auto spectrogram = std::make_shared<Spectrogram>(Spectrogram::Layout{512, columnCount, 2, 1, 33});
+    for (std::uint32_t i = 0; i < columnCount; ++i)
+        spectrogram->appendColumn(std::array<std::uint8_t, 2>{std::uint8_t(i), 7});
+    return spectrogram;
+}
+
+inline std::shared_ptr<Waveform> completeWaveform() {
+    auto waveform = std::make_shared<Waveform>(256, 44100);
+    waveform->appendPoint({-1, 1, 1});
+    waveform->finish();
+    return waveform;
+}
+
+/// What the operations give, and what they note. Set up before a run.
+struct Script {
+    double tuning = 442;
+    std::optional<int> key = 13;
+    BeatDetectionOperation::Result beats{{0, 100, 200, 300, 400, 500, 600, 700, 800, 900}, 120};
+    BeatAlignmentOperation::Result alignment{200, 4};
+    ChordDetectionResults chords{chordAt("A", 0), chordAt("E", 400)};
+    std::vector<DetectChordsOperation::Frame> topKResults{{44100, {{3, 0.5F}, {17, 0.25F}}}};
+    bool waveformIsCached = false;
+    std::set<std::string> refused;                              ///< stages that refuse the file
+    std::function<void(const std::string& stage)> whileWorking; ///< called on the operation's thread
+
+    std::shared_ptr<Progress> progress; ///< of the controller
+    std::atomic<int> working = 0;
+    std::atomic<int> mostWorking = 0;
+
+    void note(const std::string& line) {
+        const std::lock_guard guard(mMutex);
+        mLines.push_back((MainQueue::isMainThread() ? "M " : "W ") + line);
+    }
+    [[nodiscard]] Lines lines() const {
+        const std::lock_guard guard(mMutex);
+        return mLines;
+    }
+    /// Notes units and activity of the controller's progress, after everything that was handed to the main
+    /// thread before has happened there.
+    void work(const std::string& stage, const std::string& input = {}) {
+        const int now = ++working;
+        for (int most = mostWorking; now > most && !mostWorking.compare_exchange_weak(most, now);) {
+        }
+        MainQueue::sync([] {});
+        note(std::to_string(progress->completedUnitCount()) + ' ' + progress->localizedDescription() + input);
+        if (whileWorking)
+            whileWorking(stage);
+        --working;
+    }
+
+private:
+    mutable std::mutex mMutex;
+    Lines mLines;
+};
+
+/// A scripted operation of one of the kinds; `main` may also be called by a test.
+template <typename Kind>
+class Scripted : public Kind {
+public:
+    Scripted(std::shared_ptr<Script> script, const std::string& stage)
+        : mScript(std::move(script)), mStage(stage) {
+        this->setActivity(stage);
+    }
+    using Kind::main;
+
+protected:
+    const std::shared_ptr<Script> mScript;
+    const std::string mStage;
+};
+
+struct Tuning : Scripted<TuningEstimationOperation> {
+    using Scripted::Scripted;
+    std::optional<double> process() override {
+        mScript->work(mStage);
+        return mScript->tuning;
+    }
+};
+
+struct Key : Scripted<KeyDetectionOperation> {
+    using Scripted::Scripted;
+    std::optional<int> process(double tuningFrequency) override {
+        mScript->work(mStage, ' ' + textOf(tuningFrequency));
+        return mScript->key;
+    }
+};
+
+struct Beats : Scripted<BeatDetectionOperation> {
+    using Scripted::Scripted;
+    std::optional<Result> process() override {
+        mScript->work(mStage);
+        return mScript->beats;
+    }
+};
+
+struct Alignment : Scripted<BeatAlignmentOperation> {
+    using Scripted::Scripted;
+    std::optional<Result> process(const Input& input) override {
+        mScript->work(mStage, joined(input.beatLocations) + " tatums " + std::to_string(input.tatumsPerBar) +
+                                  " chords" + joined(input.chordChangeLocations));
+        return mScript->alignment;
+    }
+};
+
+struct SpectrogramStage : Scripted<KELPSpectrogramOperation> {
+    using Scripted::Scripted;
+    bool process(double tuningFrequency) override {
+        mScript->work(mStage, ' ' + textOf(tuningFrequency));
+        setSpectrogram(completeSpectrogram(2));
+        return true;
+    }
+};
+
+struct WaveformStage : Scripted<KELPWaveformOperation> {
+    WaveformStage(std::shared_ptr<Script> script, const std::string& stage)
+        : Scripted(std::move(script), stage),
+          mWaveform(mScript->waveformIsCached ? completeWaveform() : std::make_shared<Waveform>(256, 44100)) {
+    }
+    std::shared_ptr<Waveform> waveform() const override {
+        const std::lock_guard guard(mMutex);
+        return mWaveform;
+    }
+    bool process() override {
+        mScript->work(mStage);
+        const std::lock_guard guard(mMutex);
+        if (!isCancelled())
+            mWaveform = completeWaveform();
+        return true;
+    }
+
+private:
+    mutable std::mutex mMutex;
+    std::shared_ptr<Waveform> mWaveform;
+};
+
+template <typename Kind>
+struct Chords : Scripted<Kind> {
+    using Scripted<Kind>::Scripted;
+    std::optional<ChordDetectionResults> process(const ChordDetectionOperation::Input& input) override {
+        this->mScript->work(this->mStage, ' ' + textOf(input.tuningFrequency) + ' ' +
+                                              input.key->description() + joined(input.beatLocations));
+        if constexpr (std::is_same_v<Kind, DetectChordsOperation>)
+            this->setTopKResults(this->mScript->topKResults);
+        return this->mScript->chords;
+    }
+};
+
+/// Makes scripted operations. With a gate, the stages run one after another in a fixed order, from the moment
+/// at which the gate is opened, and each begins when the main thread has dealt with the one before.
+class Factory : public AnalysisOperationFactory {
+public:
+    Factory(std::shared_ptr<Script> script, bool withGate) : mScript(std::move(script)) {
+        if (withGate)
+            mGate = std::make_shared<BlockOperation>([] {});
+    }
+
+    Lines made; ///< stages in the order in which they were asked for
+    std::filesystem::path waveformCache;
+    std::map<std::string, std::shared_ptr<Operation>> operations; ///< those made, by stage
+
+    void openGate() {
+        if (mGate && !mIsOpen.exchange(true))
+            mGateQueue.addOperation(mGate);
+    }
+    [[nodiscard]] const std::shared_ptr<Operation>& gate() const { return mGate; }
+    [[nodiscard]] bool isDone() const { return mGateQueue.operations().empty(); }
+
+    std::shared_ptr<TuningEstimationOperation> makeTuningEstimationOperation(const File&) override {
+        return make<Tuning>("tuning");
+    }
+    std::shared_ptr<KeyDetectionOperation> makeKeyDetectionOperation(const File&) override {
+        return make<Key>("key");
+    }
+    std::shared_ptr<BeatDetectionOperation> makeBeatDetectionOperation(const File&) override {
+        return make<Beats>("beats");
+    }
+    std::shared_ptr<BeatAlignmentOperation> makeBeatAlignmentOperation() override {
+        return make<Alignment>("alignment");
+    }
+    std::shared_ptr<KELPSpectrogramOperation> makeSpectrogramOperation(const File&) override {
+        return make<SpectrogramStage>("spectrogram");
+    }
+    std::shared_ptr<KELPWaveformOperation> makeWaveformOperation(const File&, const File& cache) override {
+        waveformCache = cache;
+        return make<WaveformStage>("waveform");
+    }
+    std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File&) override {
+        auto operation = make<Chords<DetectChordsOperation>>("chords");
+        if (operation)
+            serialize();
+        return operation;
+    }
+    std::shared_ptr<LegacyChordDetectionOperation> makeLegacyChordDetectionOperation(const File&) override {
+        auto operation = make<Chords<LegacyChordDetectionOperation>>("legacy chords");
+        if (operation)
+            serialize();
+        return operation;
+    }
+
+private:
+    template <typename Made>
+    std::shared_ptr<Made> make(const std::string& stage) {
+        made.push_back(stage);
+        if (mScript->refused.count(stage))
+            return nullptr;
+        auto operation = std::make_shared<Made>(mScript, stage);
+        operations[stage] = operation;
+        return operation;
+    }
+
+    void serialize() {
+        if (!mGate || operations.size() < 7) // a factory that is asked for chord detection alone
+            return;
+        auto previous = mGate;
+        for (const char* stage :
+             {"waveform", "tuning", "spectrogram", "beats", "key", "chords", "legacy chords", "alignment"}) {
+            const auto found = operations.find(stage);
+            if (found == operations.end())
+                continue;
+            const auto barrier = std::make_shared<BlockOperation>([] { MainQueue::sync([] {}); });
+            barrier->addDependency(previous);
+            found->second->addDependency(barrier);
+            mGateQueue.addOperation(barrier);
+            previous = found->second;
+        }
+    }
+
+    const std::shared_ptr<Script> mScript;
+    std::shared_ptr<Operation> mGate;
+    std::atomic<bool> mIsOpen = false;
+    OperationQueue mGateQueue;
+};
+
+/// A song with its caches in a folder of its own, a document, a controller, and the record of what happens.
+class Song {
+public:
+    explicit Song(bool withGate = true) : factory(std::make_shared<Factory>(script, withGate)) {
+        MainQueue::becomeMainThread();
+        MainQueue::runPending();
+        FileManager::setCachesDirectory(caches.path());
+        setLogSink([this](const LogMessage& message) {
+            const std::lock_guard guard(mLogMutex);
+            mLogged.push_back(message.text(true));
+        });
+        mObservation = NotificationCenter::defaultCenter().addObserver(
+            "", nullptr, nullptr, [this](const Notification& notification) { observe(notification); });
+    }
+    ~Song() {
+        mObservation->remove();
+        setLogSink({});
+        FileManager::setCachesDirectory({});
+    }
+
+    TemporaryFolder caches;
+    const std::shared_ptr<Script> script = std::make_shared<Script>();
+    const std::shared_ptr<Factory> factory;
+    const std::shared_ptr<TarnNoteEntryStorage> storage = std::make_shared<TarnNoteEntryStorage>();
+    std::shared_ptr<TarnMusicInformationRetrievalController> controller;
+    /// Called after a notification was noted.
+    std::function<void(const Notification&)> afterNotification;
+
+    void open() {
+        controller =
+            std::make_shared<TarnMusicInformationRetrievalController>("song.wav", "U", storage, factory);
+        mSender = controller;
+        script->progress = controller->progress();
+    }
+    /// Runs the analysis to its end; the controller may be dropped meanwhile.
+    void run() {
+        if (!controller)
+            open();
+        ASSERT_TRUE(controller->beginProcessingError());
+        finish(controller->processingQueue());
+    }
+    void finish(const std::shared_ptr<OperationQueue>& queue) {
+        ASSERT_TRUE(MainQueue::runUntil([&] { return queue->operations().empty() && factory->isDone(); },
+                                        std::chrono::minutes(2)))
+            << "the analysis does not end";
+        MainQueue::runPending();
+    }
+    [[nodiscard]] Lines logged() const {
+        const std::lock_guard guard(mLogMutex);
+        return mLogged;
+    }
+    [[nodiscard]] std::filesystem::path cache(const char* file) const {
+        return caches.path() / "Tarn" / file;
+    }
+
+    template <typename Entry>
+    std::shared_ptr<Entry> at(std::shared_ptr<Entry> entry, std::int64_t location) {
+        entry->setLocation(location);
+        return entry;
+    }
+    /// Fills the document with the kinds whose letters are given: (p)itch, (k)ey, (b)eats, time (s)ignature,
+    /// (t)empo, (c)hord.
+    void fill(const std::string& kinds) {
+        for (const char kind : kinds) {
+            if (kind == 'p') {
+                auto pitch = storage->newStandardPitchEntry();
+                pitch->setFrequency(432);
+                storage->addStandardPitchEntry(pitch);
+            } else if (kind == 'k') {
+                auto key = storage->newKeyEntry();
+                key->setTonicChord(KELPChord::chordWithString("Em"));
+                storage->addKeyEntry(key);
+            } else if (kind == 'b') {
+                storage->addBeatEntriesFromArray(
+                    {at(storage->newBeatEntry(), 7), at(storage->newBeatEntry(), 5)});
+            } else if (kind == 's') {
+                auto signature = storage->newTimeSignatureEntry();
+                signature->setDenominator(8);
+                storage->addTimeSignatureEntry(signature);
+            } else if (kind == 't') {
+                storage->addTempoEntry(storage->newTempoEntry());
+            } else {
+                auto chord = at(storage->newChordEntry(), 10);
+                chord->setChord(KELPChord::chordWithString("D"));
+                storage->addChordEntry(chord);
+            }
+        }
+    }
+
+private:
+    template <typename Value>
+    static const Value* value(const Notification& notification, const char* key) {
+        const auto* found = notification.value<Value>(key);
+        return found && *found ? found : nullptr;
+    }
+
+    void observe(const Notification& notification) {
+        std::string line = notification.name.substr(4, notification.name.size() - 16); // Tarn… …Notification
+        for (const auto& [key, content] : notification.userInfo) {
+            if (key.find("TarnNoteEntryStorage") == std::string::npos)
+                line += ' ' + key;
+            if (const auto* s = value<std::shared_ptr<Spectrogram>>(notification, key.c_str()))
+                line += ' ' + std::to_string((*s)->completedColumnCount());
+            else if (const auto* w = value<std::shared_ptr<Waveform>>(notification, key.c_str()))
+                line += ' ' + std::to_string((*w)->points(0).size());
+            else if (const auto* p =
+                         value<std::shared_ptr<TarnStandardPitchEntry>>(notification, key.c_str()))
+                line += ' ' + textOf((*p)->frequency());
+            else if (const auto* t = value<std::shared_ptr<TarnTempoEntry>>(notification, key.c_str()))
+                line += ' ' + textOf((*t)->tempo());
+            else if (const auto* m =
+                         value<std::shared_ptr<TarnTimeSignatureEntry>>(notification, key.c_str()))
+                line += ' ' + std::to_string((*m)->numerator()) + '/' + std::to_string((*m)->denominator());
+            else if (const auto* b = notification.value<EntryList<TarnBeatEntry>>(key)) {
+                for (const auto& beat : *b)
+                    line += ' ' + std::to_string(beat->location()) + (beat->isDownbeat() ? "*" : "");
+            } else if (const auto* c =
+                           value<std::shared_ptr<ChordDetectionOperation>>(notification, key.c_str()))
+                line += *c == factory->operations["chords"] || *c == factory->operations["legacy chords"]
+                            ? ""
+                            : " of another run";
+        }
+        if (notification.object == storage) {
+            if (notification.name == TarnNoteEntryStorageDidChangeKeyEntriesNotification) {
+                for (const auto& key : storage->keyEntries())
+                    line += ' ' + key->tonicChord()->string();
+            }
+            if (notification.name == TarnNoteEntryStorageDidChangeChordEntriesNotification) {
+                for (const auto& chord : storage->chordEntries())
+                    line += ' ' + chord->chord()->string() + '@' + std::to_string(chord->location());
+            }
+        } else if (!notification.object) {
+            line += " without object";
+        } else if (notification.object != mSender.lock()) {
+            line += " of another object";
+        }
+        script->note(line);
+        if (afterNotification)
+            afterNotification(notification);
+        if (notification.name == TarnMusicInformationRetrievalDidBeginProcessingNotification)
+            factory->openGate();
+    }
+
+    std::weak_ptr<TarnMusicInformationRetrievalController> mSender;
+    NotificationCenter::Token mObservation;
+    mutable std::mutex mLogMutex;
+    Lines mLogged;
+};
+
+} // namespace tarn::scripted

@@ -1,0 +1,249 @@
+#include "TarnFoundation/ChordSearch/TextualChordSearch.h"
+
+#include "KELPMusic/KELPChordTable.h"
+#include "Platform/DispatchQueue.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <random>
+
+namespace tarn {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Search = ChordDetectionResults;
+
+std::vector<std::string> namesOf(const ChordDetectionResultArray& results) {
+    std::vector<std::string> names;
+    for (const auto& result : results)
+        names.push_back(result->chord()->string());
+    return names;
+}
+
+std::vector<std::string> namesOf(const ChordArray& chords) {
+    std::vector<std::string> names;
+    for (const auto& chord : chords)
+        names.push_back(chord->string());
+    return names;
+}
+
+std::vector<std::string> found(std::string_view text) {
+    return namesOf(Search::arrayWithChordsMatchingSearchString(text));
+}
+
+KELPNote note(std::string_view name) {
+    return KELPNote::noteWithString(name).value();
+}
+
+TEST(TextualChordSearch, ARootAloneOffersTheWholeTable) {
+    const auto results = Search::arrayWithChordsMatchingSearchString("C");
+    ASSERT_EQ(results.size(), 45u);
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        EXPECT_EQ(results[i]->score(), -1.0F);
+        EXPECT_EQ(results[i]->chord()->string(), std::string("C").append(gChords[i].name));
+    }
+    EXPECT_EQ(found("c"), found("C"));
+    EXPECT_EQ(found("F♯"), found("F#"));
+}
+
+TEST(TextualChordSearch, TheTwoCharacterRootWins) {
+    const std::pair<const char*, const char*> roots[] = {
+        {"Db", "Db"}, {"bb", "Bb"}, {"B♭", "Bb"}, {"ab", "Ab"}, {"E#", "E#"}};
+    for (const auto& [text, root] : roots) {
+        const auto names = found(text);
+        ASSERT_EQ(names.size(), 45u) << text;
+        EXPECT_EQ(names.front(), root);
+    }
+    EXPECT_THAT(found("B5"), ElementsAre("B5"));
+    // A third character belongs to the quality, also where it would double the accidental.
+    EXPECT_THAT(found("Bbb"), IsEmpty());
+    EXPECT_THAT(found("F##"), IsEmpty());
+}
+
+TEST(TextualChordSearch, QualitiesByTheBeginningOfAnyOfTheirNames) {
+    EXPECT_THAT(found("Csus"), ElementsAre("Csus4", "Csus2"));
+    EXPECT_THAT(found("Cdim"), ElementsAre("Cdim", "Cdim7"));
+    EXPECT_THAT(found("Cadd"), ElementsAre("C6", "Cadd9"));
+    EXPECT_THAT(found("C7SUS"), ElementsAre("C7sus4", "C7b9sus4"));
+    EXPECT_THAT(found("C7♯9"), ElementsAre("C7#9", "C7alt"));
+    EXPECT_THAT(found("CØ"), ElementsAre("Cm7b5"));
+    EXPECT_THAT(found("Cδ9"), ElementsAre("Cmaj9"));
+    EXPECT_EQ(found("cδ"), found("C△"));
+    EXPECT_THAT(found("F#m7b"), ElementsAre("F#m7b5"));
+    EXPECT_THAT(found("Calt"), ElementsAre("C7alt"));
+    EXPECT_THAT(found("Cmaj1"), ElementsAre("Cmaj13"));
+    // The lower-cased query no longer tells M7 from m7; the exact match is read in lower case too.
+    EXPECT_THAT(found("CM7"), ElementsAre("Cm7", "Cmaj7", "Cm7b5", "Cmaj7#5", "Cm9", "Cmaj7#11"));
+    EXPECT_EQ(found("CM7"), found("Cm7"));
+    EXPECT_EQ(found("Cmin").front(), "Cm");
+    EXPECT_EQ(found("CMAJ7").front(), "Cmaj7");
+}
+
+TEST(TextualChordSearch, EveryRowIsReachedByTypingItsNames) {
+    for (const auto root : {"C", "F#", "Bb"}) {
+        for (const auto& row : gChords) {
+            const std::string printed = std::string(root).append(row.name);
+            EXPECT_EQ(found(printed).front(), printed);
+            for (const auto name : row.typedNames()) {
+                const std::string text = std::string(root).append(name);
+                EXPECT_THAT(found(text), ::testing::Contains(printed)) << text;
+                EXPECT_THAT(found(text + "/d"),
+                            ::testing::AnyOf(IsEmpty(), ::testing::Contains(printed + "/D")))
+                    << text;
+            }
+        }
+    }
+}
+
+TEST(TextualChordSearch, ASlashAtTheEndOffersTheInversions) {
+    EXPECT_THAT(found("G/"), ElementsAre("G/B", "G/D"));
+    EXPECT_THAT(found("G7/"), ElementsAre("G7/B", "G7/D", "G7/F"));
+    EXPECT_THAT(found("Dbm7/"), ElementsAre("Dbm7/Fb", "Dbm7/Ab", "Dbm7/Cb"));
+    EXPECT_THAT(found("F#m7b5/"), ElementsAre("F#m7b5/A", "F#m7b5/C", "F#m7b5/E"));
+    EXPECT_THAT(found("Bbaug/"), ElementsAre("Bbaug/D", "Bbaug/F#"));
+    EXPECT_THAT(found("C13#11/"),
+                ElementsAre("C13#11/E", "C13#11/G", "C13#11/Bb", "C13#11/D", "C13#11/F#", "C13#11/A"));
+    EXPECT_THAT(found("AM/"), ElementsAre("Am/C", "Am/E")); // what follows the root is read in lower case
+    EXPECT_THAT(found("C/g/"),
+                ElementsAre("C/E", "C/G")); // the last slash counts; before it any chord may stand
+    for (const char* text : {"Gfoo/", "G//", "C\xFF/", "/", "/G"})
+        EXPECT_THAT(found(text), IsEmpty()) << text;
+    EXPECT_THAT(Search::arrayWithPossibleSlashChordsForChord(nullptr), IsEmpty());
+    EXPECT_THAT(Search::arrayWithPossibleSlashChordsForChord(KELPChord::noChord()), IsEmpty());
+}
+
+TEST(TextualChordSearch, ABassAfterAQuality) {
+    EXPECT_THAT(found("Csus/g"), ElementsAre("Csus4/G", "Csus2/G"));
+    EXPECT_THAT(found("am7/G"),
+                ElementsAre("Am7/G", "Amaj7/G", "Am7b5/G", "Amaj7#5/G", "Am9/G", "Amaj7#11/G"));
+    EXPECT_THAT(found("Calt/F♯"), ElementsAre("C7alt/F#"));
+    EXPECT_EQ(found("Ebmaj/BB").front(), "Eb/Bb");
+    for (const char* text : {"Am/x", "Am/bm", "C6/9", "C7/9", "Cfoo/G"})
+        EXPECT_THAT(found(text), IsEmpty()) << text;
+}
+
+TEST(TextualChordSearch, ABassAfterABareRootIsComparedInLowerCaseAndSoNeverFound) {
+    for (const char* text : {"D/F#", "D/f", "C/e", "C/B", "C/b"})
+        EXPECT_THAT(found(text), IsEmpty()) << text;
+    EXPECT_THAT(namesOf(Search::arrayWithChordsForRootNoteQueryingBaseNotesWithString(note("Ab"), "E")),
+                ElementsAre("Ab/Eb", "Ab/E"));
+    EXPECT_THAT(Search::arrayWithChordsForRootNoteQueryingBaseNotesWithString(note("Ab"), "e"), IsEmpty());
+}
+
+TEST(TextualChordSearch, TextsThatFindNothing) {
+    for (const char* text :
+         {"",         " ",        "x",       "h",    "#",     "♭",         " C",    "7",
+          "Cfoo",     "C ",       "\xFF",    "\xC3", "C\xFF", "C\xE2\x99", "C\xE2", "C\xF0\x9F\x8E\xB5",
+          "\xC0\x80", "Cm\xFF/g", "Cm/\xFF", "N.C."})
+        EXPECT_THAT(found(text), IsEmpty()) << text;
+    EXPECT_THAT(found(std::string_view("C\0", 2)), IsEmpty());
+    EXPECT_THAT(found("C" + std::string(1 << 20, '/') + "g"), IsEmpty());
+    std::mt19937 random(3);
+    for (int i = 0; i < 5000; ++i) {
+        std::string text(random() % 8, '\0');
+        for (char& byte : text)
+            byte = static_cast<char>(random());
+        EXPECT_LE(found(text).size(), 45u);
+    }
+}
+
+TEST(TextualChordSearch, PromotionMovesTheFirstMatchAndKeepsTheOthersInOrder) {
+    const auto resultsFor = [](std::initializer_list<const char*> names) {
+        ChordDetectionResultArray results;
+        for (const char* name : names)
+            results.push_back(
+                KELPChordDetectionResult::resultForChord(KELPChord::chordWithString(name), 0.5F));
+        return results;
+    };
+    const auto results = resultsFor({"C", "Am", "F", "Am", "G7"});
+    EXPECT_THAT(namesOf(Search::arrayByPromotingExactMatchTo(results, "AM")),
+                ElementsAre("Am", "C", "F", "Am", "G7"));
+    EXPECT_EQ(Search::arrayByPromotingExactMatchTo(results, "am").front(), results[1]);
+    EXPECT_THAT(namesOf(Search::arrayByPromotingExactMatchTo(results, "gdom7")),
+                ElementsAre("G7", "C", "Am", "F", "Am"));
+    for (const char* text : {"C", "D", "", "\xFF"})
+        EXPECT_EQ(Search::arrayByPromotingExactMatchTo(results, text), results) << text;
+    EXPECT_THAT(Search::arrayByPromotingExactMatchTo({}, "C"), IsEmpty());
+    // A result without a chord, such as a manager's answer may leave, matches nothing.
+    auto incomplete = results;
+    incomplete.insert(incomplete.begin(), KELPChordDetectionResult::resultForChord(nullptr, 0.5F));
+    EXPECT_EQ(Search::arrayByPromotingExactMatchTo(incomplete, "am").front(), results[1]);
+    EXPECT_EQ(Search::arrayByPromotingExactMatchTo(incomplete, "x"), incomplete);
+    // Equal means written alike.
+    EXPECT_EQ(namesOf(Search::arrayByPromotingExactMatchTo(resultsFor({"C", "C#"}), "Db")).front(), "C");
+}
+
+TEST(TextualChordSearch, UntransposedResultsKeepScoreAndOrder) {
+    struct SemitoneDown : ChordManager {
+        [[nodiscard]] KELPChordRef untransposedChord(const KELPChordRef& chord) const override {
+            return chord->transposedBy(-1);
+        }
+    };
+    const ChordDetectionResultArray results{
+        KELPChordDetectionResult::resultForChord(KELPChord::chordWithString("Db/F"), 0.25F, 441),
+        KELPChordDetectionResult::resultForChord(KELPChord::noChord(), 0.75F)};
+    const auto untransposed = Search::arrayOfUntransposedResultsUsingChordManager(results, SemitoneDown());
+    EXPECT_THAT(namesOf(untransposed), ElementsAre("C/E", "N.C."));
+    EXPECT_EQ(untransposed[0]->score(), 0.25F);
+    EXPECT_EQ(untransposed[0]->location(), 441);
+    EXPECT_EQ(untransposed[1]->score(), 0.75F);
+}
+
+struct Receiver : KELPTextualChordSearchControllerDelegate {
+    void chordSearchControllerDidReceiveResults(KELPTextualChordSearchController& controller,
+                                                const ChordDetectionResultArray& results) override {
+        EXPECT_TRUE(MainQueue::isMainThread());
+        sender = &controller;
+        counts.push_back(results.size());
+    }
+    KELPTextualChordSearchController* sender = nullptr;
+    std::vector<std::size_t> counts;
+};
+
+TEST(KELPTextualChordSearchControllerDeathTest, LivesInASharedPointer) {
+    KELPTextualChordSearchController onStack;
+    EXPECT_DEATH(onStack.performSearchUsingString("C"), "must live in a shared pointer");
+}
+
+TEST(KELPTextualChordSearchController, EverySearchDeliversOnTheMainQueue) {
+    MainQueue::becomeMainThread();
+    const auto controller = std::make_shared<KELPTextualChordSearchController>();
+    const auto receiver = std::make_shared<Receiver>();
+    controller->setDelegate(receiver);
+    for (const char* text : {"C", "G/", "", "x", "Csus"})
+        controller->performSearchUsingString(text);
+    EXPECT_THAT(receiver->counts, IsEmpty());
+    ASSERT_TRUE(MainQueue::runUntil([&] { return receiver->counts.size() == 5; }, std::chrono::seconds(60)));
+    EXPECT_THAT(receiver->counts, ::testing::UnorderedElementsAre(45, 2, 0, 0, 2));
+    EXPECT_EQ(receiver->sender, controller.get());
+}
+
+TEST(KELPTextualChordSearchController, ControllerAndDelegateAreHeldWeakly) {
+    MainQueue::becomeMainThread();
+    auto controller = std::make_shared<KELPTextualChordSearchController>();
+    auto lost = std::make_shared<Receiver>();
+    auto kept = std::make_shared<Receiver>();
+    controller->setDelegate(lost);
+    controller->performSearchUsingString("C");
+    lost.reset();
+    EXPECT_EQ(controller->delegate(), nullptr);
+
+    auto gone = std::make_shared<KELPTextualChordSearchController>();
+    gone->setDelegate(kept);
+    gone->performSearchUsingString("C");
+    std::weak_ptr<KELPTextualChordSearchController> weakGone = gone;
+    gone.reset();
+    EXPECT_TRUE(weakGone.expired());
+
+    // The delegate is looked up when the results arrive.
+    controller->performSearchUsingString("G/");
+    controller->setDelegate(kept);
+    ASSERT_TRUE(MainQueue::runUntil([&] { return kept->counts.size() == 2; }, std::chrono::seconds(60)));
+    EXPECT_THAT(kept->counts, ::testing::UnorderedElementsAre(45, 2));
+    EXPECT_EQ(kept->sender, controller.get());
+}
+
+} // namespace
+} // namespace tarn

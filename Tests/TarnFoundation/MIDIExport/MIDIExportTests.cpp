@@ -1,0 +1,620 @@
+#include "TarnFoundation/MIDIExport/MIDIExport.h"
+
+#include "Platform/Bundle.h"
+#include "Platform/ProcessInfo.h"
+#include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
+#include "Tests/Platform/TemporaryFolder.h"
+#include "Tests/TarnFoundation/UserEntries/DocumentFixture.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <random>
+#include <sstream>
+
+namespace tarn {
+
+namespace {
+
+using namespace fixtures;
+using Lines = std::vector<std::string>;
+using Notes = std::vector<MIDIExportNote>;
+
+constexpr double kRate = 44100;
+constexpr double kTick = 1.0 / 480;
+
+std::any value(int number) {
+    return number;
+}
+
+void addNote(const Document& document, int midi, std::int64_t frame, std::uint64_t length) {
+    const auto note = document->newNoteEntry();
+    note->setPitch(KELPPitch::pitchWithNote(KELPNote::noteWithValue(midi % 12), midi / 12 - 1));
+    note->setLocation(frame);
+    note->setLength(length);
+    document->addNoteEntry(note);
+}
+
+void addChord(const Document& document, const char* name, std::int64_t frame) {
+    const auto chord = document->newChordEntry();
+    chord->setChord(KELPChord::chordWithString(name));
+    chord->setLocation(frame);
+    document->addChordEntry(chord);
+}
+
+void addKey(const Document& document, const char* tonic) {
+    const auto key = document->newKeyEntry();
+    key->setTonicChord(KELPChord::chordWithString(tonic));
+    document->addKeyEntry(key);
+}
+
+/// One line for each event, as python3-mido reads the file: "track kind tick values"; a note's line has its
+/// first and last tick, channel, key, velocity and release velocity.
+constexpr const char* kReader = R"(
+import sys, mido
+for index, track in enumerate(mido.MidiFile(sys.argv[1]).tracks):
+    tick = 0
+    sounding = {}
+    for m in track:
+        tick += m.time
+        if m.type == 'note_on':
+            assert (m.channel, m.note) not in sounding
+            sounding[m.channel, m.note] = (tick, m.velocity)
+        elif m.type == 'note_off':
+            start, velocity = sounding.pop((m.channel, m.note))
+            print(index, 'note', start, tick, m.channel, m.note, velocity, m.velocity)
+        elif m.type == 'program_change':
+            print(index, m.type, tick, m.channel, m.program)
+        else:
+            values = [str(v) for k, v in m.dict().items() if k not in ('type', 'time')]
+            print(index, m.type, tick, *values)
+    assert not sounding
+)";
+
+bool readerIsInstalled() {
+    static const bool is = std::system("/usr/bin/python3 -c 'import mido' 2>/dev/null") == 0;
+    return is;
+}
+
+struct MIDIExport : testing::Test {
+    MIDIExport() { Bundle::framework().setPreferredLanguages({"en"}); }
+    ~MIDIExport() override {
+        setMusicSequenceFault(nullptr);
+        EXPECT_EQ(liveMusicSequenceCount(), 0U);
+        EXPECT_EQ(ProcessInfo::suddenTerminationDisableCount(), 0);
+    }
+
+    /// The lines of the exported file without the ends of tracks, sorted.
+    Lines exported(const Document& document, const UserInfo& options, double rate = kRate) {
+        document->exportToMIDIFile(file, rate, options);
+        writeText(folder.path() / "read.py", kReader);
+        const auto output = folder.path() / "lines";
+        EXPECT_EQ(std::system(("/usr/bin/python3 " + (folder.path() / "read.py").string() + ' ' +
+                               file.string() + " > " + output.string())
+                                  .c_str()),
+                  0);
+        Lines lines;
+        std::istringstream text(textOf(output));
+        for (std::string line; std::getline(text, line);) {
+            if (line.find("end_of_track") == std::string::npos)
+                lines.push_back(line);
+        }
+        std::sort(lines.begin(), lines.end());
+        return lines;
+    }
+
+    const TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "out.mid";
+};
+
+/// The lines of `a` that `b` lacks.
+Lines without(const Lines& a, const Lines& b) {
+    Lines difference;
+    std::set_difference(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(difference));
+    return difference;
+}
+
+std::string line(std::initializer_list<std::any> values) {
+    std::ostringstream text;
+    const char* separator = "";
+    for (const std::any& any : values) {
+        text << std::exchange(separator, " ");
+        if (const auto* number = std::any_cast<int>(&any))
+            text << *number;
+        else if (const auto* count = std::any_cast<long>(&any))
+            text << *count;
+        else
+            text << std::any_cast<const char*>(any);
+    }
+    return text.str();
+}
+
+/// The rules of the export, worked out once more and from the song's description alone.
+struct Song {
+    struct Note {
+        int midi;
+        std::int64_t frame, length;
+    };
+    struct Chord {
+        const char* name;
+        int root; ///< pitch class
+        std::vector<int> intervals;
+        std::int64_t frame;
+    };
+    std::vector<std::int64_t> beats;
+    std::vector<std::size_t> downbeats;
+    std::vector<Note> notes;
+    std::vector<Chord> chords;
+    const char* key = nullptr;
+    std::pair<int, int> signature = {4, 4};
+
+    [[nodiscard]] Document document() const {
+        const auto result = makeDocumentWithBeats(beats, downbeats);
+        result->setTimeSignature(static_cast<std::uint8_t>(signature.first),
+                                 static_cast<std::uint8_t>(signature.second));
+        for (const Note& note : notes)
+            addNote(result, note.midi, note.frame, static_cast<std::uint64_t>(note.length));
+        for (const Chord& chord : chords)
+            addChord(result, chord.name, chord.frame);
+        if (key)
+            addKey(result, key);
+        return result;
+    }
+
+    [[nodiscard]] double gridPosition(double frame) const {
+        std::size_t k = 0;
+        while (k + 2 < beats.size() && static_cast<double>(beats[k + 1]) <= frame)
+            ++k;
+        const double fraction =
+            (frame - static_cast<double>(beats[k])) / static_cast<double>(beats[k + 1] - beats[k]);
+        return (static_cast<double>(k) - origin() + fraction) / 2;
+    }
+    [[nodiscard]] double origin() const {
+        return downbeats.empty() ? 0 : static_cast<double>(downbeats.front());
+    }
+
+    [[nodiscard]] Lines expected(int timing, int transpose, const char* transposedKey) const {
+        Lines lines;
+        const auto tick = [](double position) { return std::lround(position * 480); };
+        const auto tempo = [&](double position, double bpm) {
+            lines.push_back(line({0, "set_tempo", tick(position), std::lround(60e6 / bpm)}));
+        };
+        std::function<double(double)> map = [](double frame) { return frame / kRate; };
+        double lastBar = 4;
+        if (timing == 0 || beats.size() < 2) {
+            tempo(0, 60);
+        } else {
+            // Bars: (pulse, numerator, denominator) where they change.
+            std::vector<std::array<int, 3>> bars;
+            for (std::size_t i = 0; i + 1 < downbeats.size(); ++i) {
+                const int pulses = static_cast<int>(downbeats[i + 1] - downbeats[i]);
+                const std::array bar = {static_cast<int>(downbeats[i]), pulses % 2 ? pulses : pulses / 2,
+                                        pulses % 2 ? 8 : 4};
+                if (bars.empty() || bar[1] != bars.back()[1] || bar[2] != bars.back()[2])
+                    bars.push_back(bar);
+            }
+            if (bars.empty())
+                bars.push_back({static_cast<int>(origin()), signature.first, signature.second});
+            const double bar = bars[0][1] * 4.0 / bars[0][2];
+            lastBar = bars.back()[1] * 4.0 / bars.back()[2];
+            double length = 0;
+            if (timing == 2) {
+                double earliest = std::numeric_limits<double>::infinity();
+                for (const Note& note : notes)
+                    earliest = std::min(earliest, static_cast<double>(note.frame));
+                for (const Chord& chord : chords)
+                    earliest = std::min(earliest, static_cast<double>(chord.frame));
+                if (std::isinf(earliest))
+                    earliest = 0;
+                while (gridPosition(earliest) + length < 0)
+                    length += bar;
+                std::vector<std::int64_t> intervals;
+                for (std::size_t k = 0; k + 1 < beats.size(); ++k)
+                    intervals.push_back(beats[k + 1] - beats[k]);
+                std::sort(intervals.begin(), intervals.end());
+                tempo(0, std::round(kRate * 30 / static_cast<double>(intervals[intervals.size() / 2])));
+                map = [=, this](double frame) { return gridPosition(frame) + length; };
+            } else {
+                std::optional<std::size_t> anchor;
+                if (static_cast<double>(beats[0]) >= kRate * 0.05)
+                    anchor = 0;
+                else if (static_cast<double>(beats[static_cast<std::size_t>(origin())]) >= kRate * 0.05)
+                    anchor = static_cast<std::size_t>(origin());
+                double quarters = 0;
+                long last = 0;
+                if (anchor) {
+                    // Whole bars around what lies before the first downbeat; the fewer unless the more are
+                    // nearer or the stretch before the anchor would shrink to less than half.
+                    const double before = -gridPosition(0);
+                    const double stretch = before + (static_cast<double>(*anchor) - origin()) / 2;
+                    const double down = bar * std::floor(before / bar);
+                    const double up = bar * std::ceil(before / bar);
+                    const bool fewer = before - down <= up - before && stretch / 2 <= down - before + stretch;
+                    length = fewer ? down : up;
+                    quarters = length - before + stretch;
+                    const double bpm = quarters / (static_cast<double>(beats[*anchor]) / kRate) * 60;
+                    last = static_cast<long>(60e6 / bpm);
+                    tempo(0, bpm);
+                }
+                for (std::size_t k = anchor.value_or(0); k + 1 < beats.size(); ++k) {
+                    const double bpm = kRate * 30 / static_cast<double>(beats[k + 1] - beats[k]);
+                    const double position = length + (static_cast<double>(k) - origin()) / 2;
+                    if (std::exchange(last, static_cast<long>(60e6 / bpm)) != static_cast<long>(60e6 / bpm))
+                        tempo(k == 0 && !anchor ? 0 : position, bpm);
+                }
+                const double anchorFrame = anchor ? static_cast<double>(beats[*anchor]) : 0;
+                map = [=, this](double frame) {
+                    return anchor && frame < anchorFrame ? quarters * frame / anchorFrame
+                                                         : gridPosition(frame) + length;
+                };
+            }
+            for (std::size_t i = 0; i < bars.size(); ++i)
+                lines.push_back(line({0, "time_signature", tick(i ? length + (bars[i][0] - origin()) / 2 : 0),
+                                      bars[i][1], bars[i][2], 24, 8}));
+        }
+
+        const auto position = [&](std::int64_t frame) {
+            return std::max(0.0, map(static_cast<double>(frame)));
+        };
+        const auto track = [&](int index, const char* name, Notes written) {
+            lines.push_back(line({index, "track_name", 0, name}));
+            if (transposedKey)
+                lines.push_back(line({index, "key_signature", 0, transposedKey}));
+            lines.push_back(line({index, "program_change", 0, index - 1, 0}));
+            for (const MIDIExportNote& note : written) {
+                const long start = tick(note.position);
+                const long end = tick(note.position + double{static_cast<float>(note.duration)});
+                lines.push_back(line(
+                    {index, "note", start, std::max(end, start + 1), index - 1, int{note.pitch}, 127, 0}));
+            }
+        };
+        Notes single;
+        for (const Note& note : notes) {
+            const double start = position(note.frame);
+            single.push_back({static_cast<std::uint8_t>(std::clamp(note.midi + transpose, 0, 127)), start,
+                              position(note.frame + note.length) - start});
+        }
+        track(1, "Notes", single);
+        Notes chordTones;
+        for (std::size_t i = 0; i < chords.size(); ++i) {
+            const double start = position(chords[i].frame);
+            double end = start + lastBar;
+            if (i + 1 < chords.size())
+                end = position(chords[i + 1].frame);
+            else if (!beats.empty() && start < position(beats.back()))
+                end = position(beats.back());
+            for (const int interval : chords[i].intervals) {
+                // Where a tone sounds on from one chord to the next, it ends a tick before it is struck anew.
+                const int pitch = 60 + ((chords[i].root + transpose) % 12 + 12) % 12 + interval;
+                for (MIDIExportNote& earlier : chordTones) {
+                    if (earlier.pitch == pitch && earlier.position + earlier.duration > start - kTick)
+                        earlier.duration = start - kTick - earlier.position;
+                }
+                chordTones.push_back({static_cast<std::uint8_t>(pitch), start, end - start});
+            }
+        }
+        track(2, "Chords", chordTones);
+        std::sort(lines.begin(), lines.end());
+        return lines;
+    }
+};
+
+/// Beats at the given distance, give or take a seventh.
+std::vector<std::int64_t> unevenBeats(std::int64_t first, std::size_t count, std::int64_t distance,
+                                      std::mt19937& random) {
+    std::vector<std::int64_t> beats{first};
+    while (beats.size() < count)
+        beats.push_back(beats.back() + distance +
+                        static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(distance / 7)));
+    return beats;
+}
+
+/// Random notes of which no two of one pitch come near each other.
+std::vector<Song::Note> scatteredNotes(std::int64_t first, std::mt19937& random) {
+    std::vector<Song::Note> notes;
+    for (int i = 0; i < 160; ++i) {
+        const auto length = static_cast<std::int64_t>(1 + random() % 40000);
+        notes.push_back({20 + i * 7 % 80, first, length});
+        first += static_cast<std::int64_t>(random() % 9000);
+    }
+    return notes;
+}
+
+} // namespace
+
+TEST_F(MIDIExport, anIndependentReaderFindsWhatTheRulesGive) {
+    if (!readerIsInstalled())
+        GTEST_SKIP() << "python3-mido is not installed";
+    std::mt19937 random(62);
+    const std::vector<Song::Chord> chords = {{"N.C.", 0, {}, 0},
+                                             {"C", 0, {0, 4, 7}, 30000},
+                                             {"Am7", 9, {0, 3, 7, 10}, 90000},
+                                             {"G7", 7, {0, 4, 7, 10}, 333333},
+                                             {"C", 0, {0, 4, 7}, 400000},
+                                             {"Em", 4, {0, 3, 7}, 500000}};
+    const std::vector<std::size_t> evenBars = {0, 8, 16, 24, 32, 40, 48};
+    const Song songs[] = {
+        {unevenBeats(25000, 52, 11000, random), evenBars, scatteredNotes(30000, random), chords, "Bb"},
+        {unevenBeats(0, 52, 11000, random), evenBars, scatteredNotes(0, random), chords, "Bb"},
+        // A pickup of three pulses, from the very start and from later on; changes of meter.
+        {unevenBeats(900, 60, 12000, random),
+         {3, 9, 15, 20, 25, 33, 41},
+         scatteredNotes(100, random),
+         chords,
+         "Bb"},
+        {unevenBeats(70000, 60, 12000, random),
+         {3, 11, 18, 25, 33},
+         scatteredNotes(10, random),
+         chords,
+         "Bb"},
+        // No closed bar: the document's own signature; the last chord after the last beat.
+        {unevenBeats(50000, 20, 11000, random), {5}, scatteredNotes(0, random), chords, "Bb", {7, 8}},
+        {unevenBeats(50000, 20, 11000, random), {}, scatteredNotes(0, random), chords, "Bb", {3, 4}},
+        {{}, {}, scatteredNotes(0, random), chords, "Bb"},
+        {{4000}, {0}, scatteredNotes(0, random), chords, "Bb"},
+        {unevenBeats(25000, 52, 11000, random), evenBars, scatteredNotes(30000, random), chords},
+        {unevenBeats(25000, 52, 11000, random), evenBars, {}, {}, "Bb"},
+    };
+    const std::pair<int, const char*> transpositions[] = {{0, "Bb"}, {2, "C"}, {-3, "G"}, {24, "Bb"}};
+    int index = 0;
+    for (const Song& song : songs) {
+        const auto document = song.document();
+        for (const int timing : {0, 1, 2}) {
+            const auto& [transpose, key] = transpositions[index++ % 4];
+            SCOPED_TRACE(testing::Message() << "song " << (index - 1) / 3 << ", timing " << timing);
+            const Lines found = exported(document, {{"exportNotes", true},
+                                                    {"exportChords", true},
+                                                    {"timing", value(timing)},
+                                                    {"transposeAmount", value(transpose)}});
+            const Lines expected = song.expected(timing, transpose, song.key ? key : nullptr);
+            EXPECT_EQ(without(expected, found), Lines{}) << "missing";
+            EXPECT_EQ(without(found, expected), Lines{}) << "unexpected";
+        }
+    }
+}
+
+TEST_F(MIDIExport, theTempoMapLeadsEveryNoteToItsTime) {
+    if (!readerIsInstalled())
+        GTEST_SKIP() << "python3-mido is not installed";
+    std::mt19937 random(1962);
+    for (int round = 0; round < 12; ++round) {
+        SCOPED_TRACE(round);
+        const auto first = static_cast<std::int64_t>(random() % 60000);
+        const auto beats =
+            unevenBeats(first, 200, 8000 + static_cast<std::int64_t>(random() % 30000), random);
+        std::vector<std::size_t> downbeats;
+        for (std::size_t k = random() % 9; k < beats.size(); k += 3 + random() % 6)
+            downbeats.push_back(k);
+        const auto document = makeDocumentWithBeats(beats, downbeats);
+        const bool startsLate = static_cast<double>(first) >= kRate * 0.05;
+        const std::size_t origin = downbeats.front();
+        const std::int64_t anchor = startsLate ? first : beats[origin];
+        if (static_cast<double>(anchor) < kRate * 0.05)
+            continue;
+        std::vector<std::int64_t> frames;
+        for (std::int64_t frame = anchor; frame < beats.back() + 100000;
+             frame += 1 + static_cast<std::int64_t>(random() % 50000))
+            frames.push_back(frame);
+        for (std::size_t i = 0; i < frames.size(); ++i)
+            addNote(document, static_cast<int>(20 + i % 80), frames[i], 200);
+
+        std::vector<std::pair<long, long>> tempos; // tick, microseconds per quarter note
+        std::vector<long> starts;
+        for (const std::string& event : exported(document, {{"exportNotes", true}, {"timing", value(1)}})) {
+            std::istringstream text(event);
+            int track = 0;
+            std::string kind;
+            long tick = 0;
+            long number = 0;
+            text >> track >> kind >> tick >> number;
+            if (kind == "set_tempo")
+                tempos.emplace_back(tick, number);
+            else if (kind == "note")
+                starts.push_back(tick);
+        }
+        std::sort(tempos.begin(), tempos.end());
+        std::sort(starts.begin(), starts.end());
+        ASSERT_EQ(starts.size(), frames.size());
+        ASSERT_EQ(tempos.front().first, 0);
+        for (std::size_t i = 0; i < starts.size(); ++i) {
+            double seconds = 0;
+            double secondsPerTick = 0;
+            for (std::size_t k = 0; k < tempos.size() && tempos[k].first <= starts[i]; ++k) {
+                const long end = k + 1 < tempos.size() ? std::min(tempos[k + 1].first, starts[i]) : starts[i];
+                secondsPerTick = static_cast<double>(tempos[k].second) / 480e6;
+                seconds += static_cast<double>(end - tempos[k].first) * secondsPerTick;
+            }
+            EXPECT_NEAR(seconds, static_cast<double>(frames[i]) / kRate, secondsPerTick) << frames[i];
+        }
+    }
+}
+
+TEST_F(MIDIExport, writesOnlyWhatTheOptionsAskFor) {
+    if (!readerIsInstalled())
+        GTEST_SKIP() << "python3-mido is not installed";
+    const auto document = makeDocument();
+    addNote(document, 60, 44100, 44100);
+    addChord(document, "C", 0);
+    addKey(document, "A");
+    const Lines tempo = {"0 set_tempo 0 1000000"};
+    const auto notes = [&](const char* key, int midi) {
+        return Lines{tempo[0], std::string("1 key_signature 0 ") + key,
+                     "1 note 480 960 0 " + std::to_string(midi) + " 127 0", "1 program_change 0 0 0",
+                     "1 track_name 0 Notes"};
+    };
+    const Lines chords = {tempo[0],
+                          "1 key_signature 0 A",
+                          "1 note 0 1920 1 60 127 0",
+                          "1 note 0 1920 1 64 127 0",
+                          "1 note 0 1920 1 67 127 0",
+                          "1 program_change 0 1 0",
+                          "1 track_name 0 Chords"};
+    EXPECT_EQ(exported(document, {}), tempo);
+    EXPECT_EQ(exported(document, {{"exportNotes", 1}, {"exportChords", std::string("yes")}}), tempo);
+    EXPECT_EQ(exported(document, {{"exportNotes", false}, {"exportChords", true}}), chords);
+    struct Case {
+        std::any transpose;
+        const char* key;
+        int midi;
+    };
+    const Case cases[] = {
+        {{}, "A", 60},
+        {std::string("2"), "A", 60},
+        {2.0, "A", 60},
+        {true, "A", 60},
+        {MIDIExportTiming::fixedTempo, "A", 60},
+        {1, "Bb", 61},
+        {std::uint64_t{1}, "Bb", 61},
+        {300, "E", 127}, // 127 semitones
+        {std::numeric_limits<std::uint64_t>::max(), "E", 127},
+        {std::numeric_limits<std::int64_t>::min(), "Db", 0}, // -128 semitones
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(exported(document, {{"exportNotes", true}, {"transposeAmount", c.transpose}}),
+                  notes(c.key, c.midi));
+    // A timing of another type counts as seconds; its enumeration counts as its number.
+    const auto song = makeDocumentWithBeats({0, 11025, 22050});
+    EXPECT_EQ(exported(song, {{"timing", 2.0}}), tempo);
+    EXPECT_EQ(exported(song, {{"timing", MIDIExportTiming::fixedTempo}}),
+              (Lines{"0 set_tempo 0 500000", "0 time_signature 0 4 4 24 8"}));
+}
+
+TEST_F(MIDIExport, cleansNotesOfOnePitch) {
+    const auto eps = kTick;
+    struct Case {
+        const char* what;
+        Notes notes, cleaned;
+    };
+    const Case cases[] = {
+        {"no duration", {{60, 1, 0}, {60, 2, -1}, {60, 3, 1}}, {{60, 3, 1}}},
+        {"repeated onset: the longer at one position", {{60, 1, 1}, {60, 1, 2}}, {{60, 1, 2}}},
+        {"repeated onset: the earlier one", {{60, 1.001, 5}, {60, 1, 2}}, {{60, 1, 2}}},
+        {"exactly a tick apart", {{60, 0, 1}, {60, eps, 1}}, {{60, 0, 1}}},
+        {"compared with the kept note, not the dropped one",
+         {{60, 0, 1}, {60, 0.8 * eps, 1}, {60, 1.6 * eps, 1}},
+         {{60, 0, 1.6 * eps - eps}, {60, 1.6 * eps, 1}}},
+        {"overlap", {{60, 0, 2}, {60, 1, 2}}, {{60, 0, 1 - eps}, {60, 1, 2}}},
+        {"touching", {{60, 0, 1}, {60, 1, 1}}, {{60, 0, 1 - eps}, {60, 1, 1}}},
+        {"apart by a tick", {{60, 0, 1 - 2 * eps}, {60, 1, 1}}, {{60, 0, 1 - 2 * eps}, {60, 1, 1}}},
+        {"other pitches stay", {{61, 0, 2}, {60, 0, 2}, {62, 0, 2}}, {{60, 0, 2}, {61, 0, 2}, {62, 0, 2}}},
+        {"by position, then pitch",
+         {{70, 1, 1}, {50, 2, 1}, {60, 0, 1}, {40, 1, 1}},
+         {{60, 0, 1}, {40, 1, 1}, {70, 1, 1}, {50, 2, 1}}},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(cleanedMIDIExportNotes(c.notes), c.cleaned) << c.what;
+}
+
+namespace {
+
+/// Which call of a sequence operation fails, counted over all of them; what it was; the calls so far.
+int gCallsBeforeFault = 0;
+std::string gFailedOperation;
+std::vector<std::string> gOperations;
+
+MusicStatus failAfterSomeCalls(const char* operation) {
+    const bool writes = std::string(operation) == "MusicSequenceFileCreate";
+    EXPECT_EQ(ProcessInfo::suddenTerminationDisableCount(), writes ? 1 : 0) << operation;
+    if (std::find(gOperations.begin(), gOperations.end(), operation) == gOperations.end())
+        gOperations.emplace_back(operation);
+    if (gCallsBeforeFault-- != 0 || std::string(operation) == "DisposeMusicSequence")
+        return kMusicSuccess;
+    gFailedOperation = operation;
+    return -1;
+}
+
+} // namespace
+
+TEST_F(MIDIExport, everyRefusedOperationEndsTheExportWithItsError) {
+    const auto document = makeDocumentWithBeats({0, 10000, 20000, 30000, 40000}, {0, 2, 4});
+    addNote(document, 60, 0, 10000);
+    addChord(document, "C", 0);
+    addKey(document, "A");
+    const UserInfo options{{"exportNotes", true}, {"exportChords", true}, {"timing", value(1)}};
+    const std::map<std::string, std::string> texts = {
+        {"NewMusicSequence", "Could not create music sequence object."},
+        {"MusicSequenceGetTempoTrack", "Could not get tempo track."},
+        {"MusicTrackNewExtendedTempoEvent", "Could not get tempo track."},
+        {"MusicTrackNewMetaEvent", "Could not create music sequence track."},
+        {"MusicSequenceNewTrack", "Could not create music sequence track."},
+        {"MusicTrackNewMIDIChannelEvent", "Could not create music sequence track."},
+        {"MusicTrackNewMIDINoteEvent", "Could not create music sequence track."},
+        {"MusicSequenceFileCreate", "Could not create music sequence output file."}};
+    writeText(file, "earlier");
+    setMusicSequenceFault(failAfterSomeCalls);
+    std::set<std::string> failed;
+    for (int calls = 0;; ++calls) {
+        gCallsBeforeFault = calls;
+        gFailedOperation.clear();
+        gOperations.clear();
+        Error error;
+        const bool succeeded = document->exportToMIDIFileAtURL(file, kRate, options, &error);
+        EXPECT_EQ(liveMusicSequenceCount(), 0U);
+        EXPECT_EQ(ProcessInfo::suddenTerminationDisableCount(), 0);
+        if (succeeded)
+            break;
+        SCOPED_TRACE(gFailedOperation);
+        failed.insert(gFailedOperation);
+        EXPECT_EQ(error.domain, "TarnMIDIFileExporterDomain");
+        EXPECT_EQ(error.code, -1);
+        EXPECT_EQ(error.userInfo.size(), 1U);
+        EXPECT_EQ(error.localizedDescription(), texts.at(gFailedOperation));
+        EXPECT_EQ(textOf(file), "earlier");
+        ASSERT_EQ(folder.fileNames(), std::set<std::string>{"out.mid"});
+    }
+    EXPECT_EQ(failed.size(), texts.size());
+    EXPECT_EQ(textOf(file).substr(0, 4), "MThd");
+    EXPECT_EQ(gOperations,
+              (Lines{"NewMusicSequence", "MusicSequenceGetTempoTrack", "MusicTrackNewExtendedTempoEvent",
+                     "MusicTrackNewMetaEvent", "MusicSequenceNewTrack", "MusicTrackNewMIDIChannelEvent",
+                     "MusicTrackNewMIDINoteEvent", "MusicSequenceFileCreate", "DisposeMusicSequence"}));
+}
+
+TEST_F(MIDIExport, theSampleRateIsCheckedBeforeAnythingElse) {
+    gOperations.clear();
+    setMusicSequenceFault(failAfterSomeCalls);
+    const auto document = makeDocument();
+    for (const double rate : {0.0, -1.0, -0.0, std::numeric_limits<double>::quiet_NaN()}) {
+        Error error;
+        EXPECT_FALSE(document->exportToMIDIFileAtURL(file, rate, {}, &error));
+        EXPECT_EQ(error.localizedDescription(), "Could not determine the sample rate of the song.");
+        EXPECT_FALSE(document->exportToMIDIFileAtURL(file, rate, {}, nullptr));
+        EXPECT_THROW(document->exportToMIDIFile(file, rate, {}), Error);
+    }
+    EXPECT_TRUE(gOperations.empty());
+    EXPECT_TRUE(folder.fileNames().empty());
+}
+
+TEST_F(MIDIExport, aFileThatCannotBeWrittenLeavesTheEarlierOne) {
+    const auto document = makeDocument();
+    Error error;
+    EXPECT_FALSE(document->exportToMIDIFileAtURL(folder.path() / "missing" / "out.mid", kRate, {}, &error));
+    EXPECT_EQ(error.localizedDescription(), "Could not create music sequence output file.");
+    // A note so late that the file cannot hold its position.
+    writeText(file, "earlier");
+    addNote(document, 60, std::int64_t{1} << 60, std::uint64_t{1} << 50);
+    EXPECT_FALSE(document->exportToMIDIFileAtURL(file, kRate, {{"exportNotes", true}}, &error));
+    EXPECT_EQ(error.localizedDescription(), "Could not create music sequence output file.");
+    EXPECT_EQ(textOf(file), "earlier");
+}
+
+TEST_F(MIDIExport, aTempoSlowerThanTheFileCanHoldIsRefused) {
+    const auto document = makeDocumentWithBeats({0, 44100 * 10}); // 3 quarter notes per minute
+    Error error;
+    EXPECT_FALSE(document->exportToMIDIFileAtURL(file, kRate, {{"timing", value(2)}}, &error));
+    EXPECT_EQ(error.localizedDescription(), "Could not get tempo track.");
+}
+
+TEST_F(MIDIExport, stopsOnWhatCannotBeExpressed) {
+    const auto document = makeDocumentWithBeats({0, 22050});
+    document->setTimeSignature(4, 0);
+    EXPECT_DEATH(document->exportToMIDIFile(file, kRate, {{"timing", value(1)}}), "no power of two");
+    const auto overflowing = makeDocument();
+    addNote(overflowing, 60, std::numeric_limits<std::int64_t>::max(), 1);
+    EXPECT_DEATH(overflowing->exportToMIDIFile(file, kRate, {{"exportNotes", true}}), "overflow");
+}
+
+} // namespace tarn

@@ -1,0 +1,135 @@
+#include "DocumentFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <set>
+#include <thread>
+
+using namespace tarn;
+using namespace tarn::fixtures;
+
+namespace {
+
+constexpr int kThreads = 8;
+constexpr int kRounds = 30;
+
+/// Runs `work(thread)` on all threads at once and waits for their end.
+template <typename Work>
+void onAllThreads(const Work& work) {
+    std::atomic<int> waiting = kThreads;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&, thread] {
+            --waiting;
+            while (waiting > 0)
+                std::this_thread::yield();
+            work(thread);
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+}
+
+template <typename Entries>
+bool isInOrder(const Entries& entries) {
+    const auto all = locations(entries);
+    return std::is_sorted(all.begin(), all.end());
+}
+
+/// An entry of a thread's own; its location tells which.
+template <typename Entry>
+std::shared_ptr<Entry> placed(std::shared_ptr<Entry> entry, int thread, int round) {
+    entry->setLocation(round % 7 * kThreads + thread);
+    return entry;
+}
+
+TEST(StorageConcurrency, LosesNoEditAndNoNotification) {
+    const auto document = makeDocument();
+    std::atomic<int> notifications = 0;
+    std::atomic<int> notices = 0;
+    const auto token = NotificationCenter::defaultCenter().addObserver(
+        MarkerKind::kDidChangeNotification, document, nullptr, [&](const Notification& notification) {
+            const auto* changeset =
+                notification.value<EntryChangesetRef<TarnMarkerEntry>>(TarnNoteEntryStorageChangesetKey);
+            notifications += changeset && isInOrder((*changeset)->items());
+            (void)document->markerEntries().size(); // observers may read while others edit
+        });
+    const auto key = document->observeKey("markerEntries", [&](const auto&, auto) { ++notices; });
+
+    onAllThreads([&](int thread) {
+        for (int round = 0; round < kRounds; ++round) {
+            const auto marker = placed(document->newMarkerEntry(), thread, round);
+            const auto other = placed(document->newMarkerEntry(), thread, round);
+            document->addMarkerEntriesFromArray({marker, other});
+            const auto copy = document->copyOfMarkerEntry(marker);
+            document->replaceMarkerEntry(marker, copy);
+            EXPECT_FALSE(document->containsMarkerEntry(marker));
+            EXPECT_TRUE(document->containsMarkerEntry(copy));
+            document->removeMarkerEntry(other);
+            document->addBeatEntriesFromArray({placed(document->newBeatEntry(), thread, round),
+                                               placed(document->newBeatEntry(), thread, round + 3)});
+        }
+    });
+    NotificationCenter::defaultCenter().removeObserver(token);
+
+    const auto markers = identifiers(document->markerEntries());
+    EXPECT_EQ(markers.size(), std::size_t{kThreads * kRounds});
+    EXPECT_EQ(std::set(markers.begin(), markers.end()).size(), markers.size());
+    EXPECT_EQ(document->beatEntries().size(), std::size_t{2 * kThreads * kRounds});
+    EXPECT_EQ(document->nextEventId(), std::uint64_t{5 * kThreads * kRounds});
+    EXPECT_EQ(notifications, 3 * kThreads * kRounds);
+    EXPECT_EQ(notices, 6 * kThreads * kRounds);
+}
+
+TEST(StorageConcurrency, ReadsObservesAndArchivesWhileOthersEdit) {
+    const auto document = makeDocument();
+    document->setTimeSignature(4, 4);
+    const auto quiet = makeDocumentWithBeats({5, 3, 9, 1}); // read without its lock, so nobody edits it
+    const auto mirror = makeDocument();
+    const auto presets = KELPStringedInstrumentDescription::presets();
+    const auto edit = [&](int thread, int round) {
+        // Always two beats and no downbeat, so that the quarter-note rule finds an even number each time.
+        document->addBeatEntriesFromArray({placed(document->newBeatEntry(), thread, round),
+                                           placed(document->newBeatEntry(), thread, round)});
+        document->addRegionEntry(placed(document->newVerseRegionEntry(), thread, round));
+        document->setInstrumentDescription(presets[std::size_t(round + thread) % presets.size()]);
+        document->setBeatEntries(document->beatEntries());
+        mirror->populateWithNoteEntryStorageEntries(*quiet);
+    };
+    const auto observe = [&](int round) {
+        auto heard = std::make_shared<std::atomic<int>>(0);
+        const auto key = document->observeKey("beatEntries", [heard](const auto&, auto) { ++*heard; });
+        const auto subscription =
+            document->didChangeBeatEntriesSignal().subscribe([heard](const Notification&) { ++*heard; });
+        const auto beats = document->beatEntries();
+        EXPECT_TRUE(isInOrder(beats));
+        EXPECT_EQ(beats.size() % 2, 0u);
+        EXPECT_TRUE(document->instrumentDescription());
+        EXPECT_LE(document->beatEntriesInRange(0, 20).size(), document->beatEntries().size());
+        (void)document->regionEntryForLocation(round);
+        const auto mirrored = mirror->beatEntries().size();
+        EXPECT_TRUE(mirrored == 0 || mirrored == 4) << mirrored;
+        if (round % 10 == 0) {
+            const auto read = KeyedUnarchiver::unarchivedObject<TarnNoteEntryStorage>(
+                KeyedArchiver::archivedData(document));
+            ASSERT_TRUE(read);
+            EXPECT_EQ(read->beatEntries().size() % 2, 0u);
+            EXPECT_TRUE(TarnNoteEntryStorage::newCheckpointFromStorage(*document)->regionEntries().empty());
+        }
+    };
+    onAllThreads([&](int thread) {
+        for (int round = 0; round < kRounds; ++round) {
+            if (thread % 2 == 0)
+                edit(thread, round);
+            else
+                observe(round);
+        }
+    });
+    EXPECT_EQ(document->beatEntries().size(), std::size_t{kThreads * kRounds});
+    EXPECT_EQ(document->regionEntries().size(), std::size_t{kThreads / 2 * kRounds});
+    EXPECT_EQ(mirror->nextEventId(), quiet->nextEventId());
+}
+
+} // namespace

@@ -1,0 +1,497 @@
+#include "DocumentFixture.h"
+
+#include "Platform/ProcessInfo.h"
+#include "TarnFoundation/UserEntries/TarnNoteEntryStorageUndoRecorder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <limits>
+#include <random>
+
+using namespace tarn;
+using namespace tarn::fixtures;
+
+namespace {
+
+constexpr auto kMax = std::numeric_limits<std::int64_t>::max();
+
+std::shared_ptr<TarnMarkerEntry> markerAt(TarnNoteEntryStorage& storage, std::int64_t location) {
+    auto marker = storage.newMarkerEntry();
+    marker->setLocation(location);
+    return marker;
+}
+
+/// Writes down what it is told, together with the notices of other observers.
+struct DisplayLog : TarnNoteEntryStorageDisplay, TarnNoteEntryStorageDelegate {
+    std::vector<std::string>& log;
+    explicit DisplayLog(std::vector<std::string>& lines) : log(lines) {}
+    void noteStorageInvalidateDisplayInRange(TarnNoteEntryStorage&,
+                                             std::pair<std::int64_t, std::int64_t> range) override {
+        log.push_back("display " + std::to_string(range.first) + " " + std::to_string(range.second));
+    }
+    void noteStorageDidChangeInstrumentDescription(TarnNoteEntryStorage&) override {
+        log.push_back("display instrument");
+    }
+    void noteStorageDidChangeInstrumentDescription(TarnNoteEntryStorage&, const KELPInstrumentRef&,
+                                                   const KELPInstrumentRef&) override {
+        log.push_back("delegate instrument");
+    }
+};
+
+TEST(Storage, NumbersEntriesAndCopies) {
+    const auto document = makeDocument();
+    EXPECT_EQ(document->newChordEntry()->eventId(), 0u);
+    const auto verse = document->newVerseRegionEntry();
+    verse->setRange({4, 5});
+    const std::shared_ptr<TarnRegionEntry> copy = document->copyOfRegionEntry(verse);
+    EXPECT_EQ(copy->eventId(), 2u);
+    EXPECT_EQ(copy->className(), "TarnVerseRegionEntry");
+    EXPECT_EQ(copy->range(), verse->range());
+    const auto copies = document->mutableCopiesOfUserEntriesInArray(EntryList<TarnRegionEntry>{verse, copy});
+    EXPECT_EQ(identifiers(copies), (std::vector<std::uint64_t>{3, 4}));
+}
+
+TEST(Storage, ReadsByLocationAndRangesInStoredOrder) {
+    const auto document = makeDocument();
+    std::vector<std::shared_ptr<TarnMarkerEntry>> markers;
+    for (const std::int64_t location : {300, 100, 200, 100, -2})
+        markers.push_back(markerAt(*document, location));
+    document->addMarkerEntriesFromArray(markers);
+    EXPECT_EQ(identifiers(document->markerEntries()), (std::vector<std::uint64_t>{4, 1, 3, 2, 0}));
+    EXPECT_EQ(identifiers(document->markerEntriesInRange(100, 200)), (std::vector<std::uint64_t>{1, 2, 3}));
+    EXPECT_TRUE(document->markerEntriesInRange(0, 100).empty());
+    // A negative location is a very large unsigned number.
+    EXPECT_EQ(
+        identifiers(document->markerEntriesInRange(250, std::numeric_limits<std::uint64_t>::max() - 250)),
+        (std::vector<std::uint64_t>{0, 4}))
+        << "from 250 up to the greatest";
+
+    // Nothing may change a stored entry in place; reading stays right when somebody does.
+    const auto before = document->markerEntries();
+    markers[0]->setLocation(50);
+    EXPECT_EQ(identifiers(document->markerEntries()), (std::vector<std::uint64_t>{4, 0, 1, 3, 2}));
+    EXPECT_EQ(before.size(), 5u);
+
+    document->addMarkerEntry(markers[1]); // stored twice, and both go together
+    EXPECT_EQ(document->markerEntries().size(), 6u);
+    EXPECT_TRUE(document->containsMarkerEntry(markers[1]));
+    document->removeMarkerEntry(markers[1]);
+    EXPECT_EQ(document->markerEntries().size(), 4u);
+    EXPECT_FALSE(document->containsMarkerEntry(markers[1]));
+
+    EXPECT_EQ(rangeOfUserEntriesInArray(markers), std::pair(std::int64_t{-2}, std::int64_t{200}));
+    EXPECT_EQ(rangeOfUserEntriesInArray(EntryList<TarnMarkerEntry>()),
+              std::pair(std::int64_t{0}, std::int64_t{0}));
+}
+
+TEST(Storage, SharesAListUntilItsKindChanges) {
+    const auto document = makeDocumentWithBeats({1, 2, 3});
+    document->addMarkerEntriesFromArray({markerAt(*document, 9), markerAt(*document, 8)});
+    const auto beats = document->beatEntries();
+    const auto markers = document->markerEntries();
+    document->addMarkerEntry(markerAt(*document, 7));
+    EXPECT_TRUE(document->beatEntries().isSameListAs(beats));
+    EXPECT_FALSE(document->markerEntries().isSameListAs(markers));
+    EXPECT_EQ(locations(markers), (std::vector<std::int64_t>{8, 9}));
+}
+
+TEST(Storage, GoesThroughAChangeInOrder) {
+    const auto document = makeDocument();
+    std::vector<std::string> log;
+    const auto display = std::make_shared<DisplayLog>(log);
+    document->display = display;
+    const auto key = document->observeKey("beatEntries", [&](const std::string& name, KeyValueChange change) {
+        log.push_back((change == KeyValueChange::willChange ? "will " : "did ") + name + " " +
+                      std::to_string(document->beatEntries().size()));
+    });
+    const auto token = NotificationCenter::defaultCenter().addObserver(
+        BeatKind::kDidChangeNotification, document, nullptr, [&](const Notification& n) {
+            log.push_back(n.name + " " + std::to_string(document->beatEntries().size()));
+        });
+
+    const auto beat = document->newBeatEntry();
+    beat->setLocation(1000);
+    const auto replacement = document->newBeatEntry();
+    replacement->setLocation(500);
+    document->addBeatEntry(beat);
+    document->replaceBeatEntry(beat, replacement);
+    document->replaceBeatEntriesInArrayWithBeatEntriesInArray({}, {}); // no display, but notices all the same
+    document->removeBeatEntriesInArray({});                            // an empty list is displayed as (0, 0)
+    const std::string posted = "TarnNoteEntryStorageDidChangeBeatEntriesNotification 1";
+    EXPECT_EQ(log, (std::vector<std::string>{
+                       "will beatEntries 0", "display 1000 1000", "did beatEntries 1", posted, //
+                       "will beatEntries 1", "display 500 1000", "did beatEntries 1", posted,  //
+                       "will beatEntries 1", "did beatEntries 1", posted,                      //
+                       "will beatEntries 1", "display 0 0", "did beatEntries 1", posted}));
+    NotificationCenter::defaultCenter().removeObserver(token);
+}
+
+TEST(Storage, CarriesTheListsThatWerePassed) {
+    const auto document = makeDocument();
+    const auto stranger = markerAt(*document, 1);
+    const auto marker = markerAt(*document, 2);
+    const NotificationRecorder recorder(document);
+    document->addMarkerEntry(marker);
+    document->removeMarkerEntriesInArray({stranger, marker});
+    document->removeMarkerEntry(stranger); // posted although nothing changes
+    document->replaceMarkerEntry(stranger, marker);
+    ASSERT_EQ(recorder.notifications.size(), 4u);
+    const auto lists = [&](std::size_t index) {
+        std::vector<std::size_t> sizes;
+        for (const char* key : {TarnNoteEntryStorageAddedEntriesKey, TarnNoteEntryStorageRemovedEntriesKey}) {
+            const auto* list = recorder.list<TarnMarkerEntry>(index, key);
+            sizes.push_back(list ? list->size() : 99);
+        }
+        const auto changeset = recorder.changeset<TarnMarkerEntry>(index);
+        sizes.push_back(changeset->added().size());
+        sizes.push_back(changeset->removed().size());
+        return sizes;
+    };
+    using Sizes = std::vector<std::size_t>; // added, removed (99: no list), and what the changeset says
+    EXPECT_EQ(lists(0), (Sizes{1, 99, 1, 0}));
+    EXPECT_EQ(lists(1), (Sizes{99, 2, 0, 1}));
+    EXPECT_EQ(lists(2), (Sizes{99, 1, 0, 0}));
+    EXPECT_EQ(lists(3), (Sizes{1, 1, 1, 0}));
+    EXPECT_EQ(recorder.notifications[0].object, std::shared_ptr<const void>(document));
+}
+
+TEST(Storage, LetsObserversEditAndLeave) {
+    const auto document = makeDocument();
+    auto observing = std::make_shared<NotificationCenter::Token>();
+    *observing = NotificationCenter::defaultCenter().addObserver(
+        MarkerKind::kDidChangeNotification, document, nullptr, [document, observing](const Notification&) {
+            NotificationCenter::defaultCenter().removeObserver(*observing);
+            document->addChordEntry(document->newChordEntry());
+            document->addMarkerEntry(document->newMarkerEntry());
+        });
+    document->addMarkerEntry(document->newMarkerEntry());
+    EXPECT_EQ(document->markerEntries().size(), 2u);
+    EXPECT_EQ(document->chordEntries().size(), 1u);
+    observing->reset();
+}
+
+TEST(Storage, LetsObserversDropTheLastReferenceToIt) {
+    // Told in the course of a change: the change goes on to its end, and then the storage goes.
+    for (const KeyValueChange when : {KeyValueChange::willChange, KeyValueChange::didChange}) {
+        auto document = makeDocument();
+        const std::weak_ptr<TarnNoteEntryStorage> weak = document;
+        const auto marker = document->newMarkerEntry();
+        int posted = 0;
+        const auto key = document->observeKey("markerEntries", [&](const auto&, KeyValueChange change) {
+            if (change == when)
+                document.reset();
+            ASSERT_FALSE(weak.expired());
+        });
+        NotificationCenter::defaultCenter().addObserver(MarkerKind::kDidChangeNotification, document, nullptr,
+                                                        [&](const Notification&) { ++posted; });
+        document->addMarkerEntry(marker);
+        EXPECT_EQ(posted, 1);
+        EXPECT_TRUE(weak.expired());
+    }
+}
+
+TEST(Storage, ChangesItsInstrument) {
+    const auto document = makeDocument();
+    std::vector<std::string> log;
+    const auto display = std::make_shared<DisplayLog>(log);
+    document->display = display;
+    document->delegate = display;
+    const NotificationRecorder recorder(document);
+    document->setInstrumentDescription(KELPStringedInstrumentDescription::stringedInstrumentDescription());
+    EXPECT_TRUE(log.empty());
+    const auto old = document->instrumentDescription();
+    const auto bass = KELPStringedInstrumentDescription::presets().back();
+    ASSERT_FALSE(bass->isEqualToDescription(*old));
+    document->setInstrumentDescription(bass);
+    EXPECT_EQ(log, (std::vector<std::string>{"delegate instrument", "display instrument"}));
+    ASSERT_EQ(recorder.names(),
+              std::vector<std::string>{"TarnNoteEntryStorageDidChangeInstrumentDescriptionNotification"});
+    EXPECT_EQ(*recorder.notifications[0].value<KELPInstrumentRef>(TarnNoteEntryStorageChangedEntriesKey),
+              bass);
+    EXPECT_EQ(*recorder.notifications[0].value<KELPInstrumentRef>(TarnNoteEntryStorageAddedEntriesKey), bass);
+    EXPECT_EQ(*recorder.notifications[0].value<KELPInstrumentRef>(TarnNoteEntryStorageRemovedEntriesKey),
+              old);
+}
+
+TEST(Storage, SignalsTheChangesOfItsOwn) {
+    const auto document = makeDocument();
+    const auto other = makeDocument();
+    int count = 0;
+    auto subscription =
+        document->didChangeNoteEntriesSignal().subscribe([&](const Notification&) { ++count; });
+    document->addNoteEntry(document->newNoteEntry());
+    other->addNoteEntry(other->newNoteEntry());
+    document->addChordEntry(document->newChordEntry());
+    EXPECT_EQ(count, 1);
+    subscription.dispose();
+    document->addNoteEntry(document->newNoteEntry());
+    EXPECT_EQ(count, 1);
+}
+
+TEST(Storage, SettersOfWholeListsChangeNothingThatIsRead) {
+    const auto document = makeDocumentWithBeats({5});
+    const NotificationRecorder recorder(document);
+    document->setBeatEntries({});
+    EXPECT_EQ(locations(document->beatEntries()), std::vector<std::int64_t>{5});
+    EXPECT_TRUE(recorder.notifications.empty());
+}
+
+TEST(Storage, CheckpointsLeaveOutNotesRegionsAndMarkers) {
+    // Odd beats survive in a checkpoint: its beats come before its time signature.
+    const auto document = makeDocumentWithBeats({0, 1, 2});
+    document->setTimeSignature(4, 4);
+    document->addNoteEntry(document->newNoteEntry());
+    document->addRegionEntry(document->newVerseRegionEntry());
+    document->addMarkerEntry(document->newMarkerEntry());
+    document->addChordEntry(document->newChordEntry());
+    document->setUseLegacyBeatFiltering(false);
+    const auto checkpoint = TarnNoteEntryStorage::newCheckpointFromStorage(*document);
+    EXPECT_EQ(checkpoint->beatEntries().size(), 3u);
+    EXPECT_EQ(checkpoint->beatEntries().front(), document->beatEntries().front())
+        << "the same entries, not copies";
+    EXPECT_EQ(checkpoint->chordEntries().size(), 1u);
+    EXPECT_TRUE(checkpoint->noteEntries().empty() && checkpoint->regionEntries().empty() &&
+                checkpoint->markerEntries().empty());
+    EXPECT_EQ(checkpoint->nextEventId(), document->nextEventId());
+    EXPECT_TRUE(checkpoint->useLegacyBeatFiltering());
+}
+
+TEST(Storage, PopulateTakesOverAsItStands) {
+    const auto source = makeDocument();
+    source->addMarkerEntriesFromArray({markerAt(*source, 9), markerAt(*source, 3)});
+    source->setTimeSignature(4, 4);
+    const auto document = makeDocumentWithBeats({0, 1, 2});
+    std::vector<std::string> log;
+    const auto display = std::make_shared<DisplayLog>(log);
+    document->display = display;
+    const auto key = document->observeKey("markerEntries",
+                                          [&](const auto&, auto) { log.emplace_back("key-value notice"); });
+    const NotificationRecorder recorder(document);
+    document->populateWithNoteEntryStorageEntries(*source);
+    EXPECT_TRUE(log.empty());
+    const auto name = [](const char* kind) {
+        return std::string("TarnNoteEntryStorageDidChange") + kind + "EntriesNotification";
+    };
+    EXPECT_EQ(recorder.names(),
+              (std::vector<std::string>{name("Note"), name("Chord"), name("Beat"), name("Tempo"),
+                                        name("TimeSignature"), name("Region"), name("Marker"),
+                                        name("StandardPitch"), name("Key"),
+                                        "TarnNoteEntryStorageDidChangeInstrumentDescriptionNotification"}));
+    EXPECT_EQ(recorder.notifications.back().userInfo.size(), 1u);
+    EXPECT_EQ(recorder.list<TarnBeatEntry>(2, TarnNoteEntryStorageRemovedEntriesKey)->size(), 3u);
+    EXPECT_EQ(locations(recorder.changeset<TarnMarkerEntry>(6)->items()), (std::vector<std::int64_t>{9, 3}))
+        << "unsorted";
+    EXPECT_EQ(document->nextEventId(), source->nextEventId());
+}
+
+TEST(Consistency, PrunesOddBeatsInQuarterNoteSpacing) {
+    struct Case {
+        std::size_t count;
+        std::vector<std::size_t> downbeats;
+        std::vector<std::int64_t> remaining; ///< positions
+    };
+    for (const auto& c : std::initializer_list<Case>{
+             {6, {}, {0, 1, 2, 3, 4, 5}},
+             {5, {}, {0, 1, 2, 3}},
+             {6, {0, 3}, {0, 1, 3, 4}},
+             {6, {1}, {1, 2, 3, 4}}, // the first beat goes, and the last: the stretch from 1 holds five
+             {7, {1}, {1, 2, 3, 4, 5, 6}},
+             {4, {0, 1}, {1, 2}},             // a gap of one beat removes the earlier downbeat itself
+             {7, {3, 5}, {1, 2, 3, 4, 5, 6}}, // the first beat goes even where the pickup is longer
+             {1, {0}, {}},
+         }) {
+        const auto document = makeDocument();
+        document->setTimeSignature(4, 4);
+        std::vector<std::shared_ptr<TarnBeatEntry>> beats;
+        for (std::size_t i = 0; i < c.count; ++i) {
+            beats.push_back(document->newBeatEntry());
+            beats.back()->setLocation(std::int64_t(i));
+        }
+        for (const auto position : c.downbeats)
+            beats[position]->setDownbeat(true);
+        std::shuffle(beats.begin(), beats.end(), std::mt19937(c.count));
+        const NotificationRecorder recorder(document);
+        document->addBeatEntriesFromArray(beats);
+        EXPECT_EQ(locations(document->beatEntries()), c.remaining);
+        EXPECT_EQ(recorder.list<TarnBeatEntry>(0, TarnNoteEntryStorageAddedEntriesKey)->size(), c.count);
+        EXPECT_EQ(recorder.changeset<TarnBeatEntry>(0)->added().size(), c.remaining.size());
+    }
+}
+
+TEST(Consistency, LooksAtTheFirstStoredTimeSignature) {
+    const auto document = makeDocument();
+    const auto eighths = document->newTimeSignatureEntry();
+    eighths->setDenominator(8);
+    eighths->setLocation(100); // the first added, though not the earliest
+    document->addTimeSignatureEntry(eighths);
+    document->addTimeSignatureEntry(document->newTimeSignatureEntry());
+    document->addBeatEntriesFromArray({document->newBeatEntry()});
+    EXPECT_EQ(document->beatEntries().size(), 1u);
+    EXPECT_TRUE(document->useQuarterNoteSpacing()) << "reads the earliest";
+}
+
+TEST(Consistency, EliminatesBogusEntriesWithOneNotificationOfAKind) {
+    const auto document = makeDocumentWithBeats({-1, 5, -7});
+    document->addRegionEntriesFromArray({document->newVerseRegionEntry(), document->newRegionEntry()});
+    document->addTempoEntry(document->newTempoEntry());
+    const auto region = document->newRegionEntry();
+    region->setRange({0, static_cast<std::uint64_t>(kMax)});
+    document->addRegionEntry(region);
+    EXPECT_FALSE(document->containsBaselineContent());
+    document->setTimeSignature(3, 8);
+    EXPECT_TRUE(document->containsBaselineContent());
+    const NotificationRecorder recorder(document);
+    document->eliminateBogusEntries();
+    document->eliminateBogusEntries();
+    EXPECT_EQ(recorder.names(), (std::vector<std::string>{RegionKind::kDidChangeNotification,
+                                                          BeatKind::kDidChangeNotification}));
+    EXPECT_EQ(identifiers(document->regionEntries()), std::vector<std::uint64_t>{region->eventId()});
+    EXPECT_EQ(locations(document->beatEntries()), std::vector<std::int64_t>{5});
+}
+
+TEST(Consistency, LogsOnlyWhenAskedTo) {
+    std::vector<std::string> lines;
+    const auto previous =
+        setLogSink([&](const LogMessage& m) { lines.push_back(m.category + ": " + m.text(false)); });
+    makeDocumentWithBeats({1});
+    EXPECT_TRUE(lines.empty());
+    ::setenv("TARN_NOTE_ENTRY_STORAGE_DEBUG", "", 1); // presence counts
+    const auto document = makeDocument();
+    ::unsetenv("TARN_NOTE_ENTRY_STORAGE_DEBUG");
+    document->setTimeSignature(4, 4);
+    const auto beats = makeDocumentWithBeats({0, 1, 2}, {1})->beatEntries();
+    document->addBeatEntriesFromArray(beats);
+    setLogSink(previous);
+    EXPECT_EQ(lines,
+              (std::vector<std::string>{"TarnNoteEntryStorage: Enforcing consistency of beat entries.",
+                                        "TarnNoteEntryStorage: Removing first beat entry at odd position.",
+                                        "TarnNoteEntryStorage: Removing 1 beat entries at odd positions."}));
+}
+
+/// Edits one kind of a document at random, in every way that there is, next to the plain lists that it should
+/// hold: entries stored twice, different entries of one identifier, equal and negative locations, locations
+/// changed in place, contents taken over, and steps undone and redone.
+template <typename Kind>
+void expectPlainLists(unsigned seed, bool keepsInOrder,
+                      EntryList<typename Kind::Entry> (TarnNoteEntryStorage::*read)() const,
+                      void (TarnNoteEntryStorage::*replace)(const EntryList<typename Kind::Entry>&,
+                                                            const EntryList<typename Kind::Entry>&)) {
+    using Entry = typename Kind::Entry;
+    using Plain = std::vector<std::shared_ptr<Entry>>;
+    std::mt19937 random(seed);
+    const auto upTo = [&](unsigned count) { return random() % count; };
+    Plain pool;
+    const std::uint64_t greatest = std::numeric_limits<std::uint64_t>::max();
+    for (const std::uint64_t id : std::initializer_list<std::uint64_t>{
+             0, greatest, greatest - 1, 1, 2, 2, 3, std::uint64_t{1} << 32, std::uint64_t{1} << 63})
+        pool.push_back(std::make_shared<Entry>(id));
+    const auto someEntries = [&] {
+        Plain entries(upTo(5));
+        for (auto& entry : entries)
+            entry = pool[upTo(unsigned(pool.size()))];
+        return entries;
+    };
+    const auto moveSome = [&] {
+        for (unsigned i = upTo(3); i > 0; --i)
+            pool[upTo(unsigned(pool.size()))]->setLocation(std::int64_t(upTo(6)) - 2);
+    };
+    const auto inOrder = [](Plain entries) {
+        std::stable_sort(entries.begin(), entries.end(),
+                         [](const auto& a, const auto& b) { return a->location() < b->location(); });
+        return entries;
+    };
+    const auto holds = [](const auto& entries, const auto& wanted) {
+        return std::any_of(entries.begin(), entries.end(),
+                           [&](const auto& e) { return e->isEqual(*wanted); });
+    };
+    /// Positions of the first occurrences of what is in `entries` and not in `others`.
+    const auto only = [&](const Plain& entries, const Plain& others) {
+        IndexSet positions;
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            if (!holds(others, entries[i]) && !holds(Plain(entries.begin(), entries.begin() + i), entries[i]))
+                positions.insert(i);
+        }
+        return positions;
+    };
+
+    const auto document = makeDocument();
+    const auto manager = std::make_shared<UndoManager>();
+    const TarnNoteEntryStorageUndoRecorder undoRecorder(document, manager);
+    Plain stored;
+    const auto expectStored = [&](const Plain& expected, const char* after) {
+        stored = expected;
+        ASSERT_EQ(((*document).*read)().copy(), inOrder(stored))
+            << Kind::kObservableKey << " after " << after << ", seed " << seed;
+    };
+    for (int step = 0; step < 30; ++step) {
+        manager->removeAllActions();
+        const Plain before = stored;
+        Plain after = stored;
+        if (upTo(8) == 0) {
+            const auto source = makeDocument();
+            after = someEntries();
+            ((*source).*replace)({}, after);
+            if (keepsInOrder)
+                after = inOrder(after);
+            moveSome(); // what is taken over need not be in order
+            document->populateWithNoteEntryStorageEntries(*source);
+        } else {
+            moveSome();
+            const Plain removed = someEntries();
+            const Plain added = someEntries();
+            const Plain old = inOrder(stored);
+            std::erase_if(after, [&](const auto& entry) { return holds(removed, entry); });
+            after.insert(after.end(), added.begin(), added.end());
+            if (keepsInOrder && (!removed.empty() || !added.empty()))
+                after = inOrder(after);
+            const NotificationRecorder recorder(document);
+            ((*document).*replace)(removed, added);
+            ASSERT_EQ(recorder.notifications.size(), 1u);
+            const auto changeset = recorder.changeset<Entry>(0);
+            EXPECT_EQ(changeset->oldItems().copy(), old);
+            EXPECT_EQ(changeset->added(), only(inOrder(after), old)) << "seed " << seed;
+            EXPECT_EQ(changeset->removed(), only(old, inOrder(after))) << "seed " << seed;
+        }
+        expectStored(after, "an edit");
+        moveSome();
+        if (upTo(3) == 0 && manager->canUndo()) {
+            manager->undo();
+            expectStored(before, "undoing");
+            moveSome();
+            manager->redo();
+            expectStored(after, "redoing");
+        }
+    }
+}
+
+TEST(EntryOrder, HoldsWhatPlainListsWouldHold) {
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        expectPlainLists<MarkerKind>(
+            seed, false, &TarnNoteEntryStorage::markerEntries,
+            &TarnNoteEntryStorage::replaceMarkerEntriesInArrayWithMarkerEntriesInArray);
+        expectPlainLists<BeatKind>(seed, true, &TarnNoteEntryStorage::beatEntries,
+                                   &TarnNoteEntryStorage::replaceBeatEntriesInArrayWithBeatEntriesInArray);
+    }
+}
+
+TEST(EntryOrder, AgreesWithAStableSort) {
+    for (unsigned seed = 0; seed < 2000; ++seed) {
+        std::mt19937 random(seed);
+        std::vector<std::shared_ptr<TarnBeatEntry>> entries(random() % 40);
+        const bool hasOrderedBeginning = random() % 2;
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            entries[i] = std::make_shared<TarnBeatEntry>(i);
+            const bool inTail = i + 4 > entries.size();
+            entries[i]->setLocation(hasOrderedBeginning && !inTail ? std::int64_t(i / 2)
+                                                                   : std::int64_t(random() % 20));
+        }
+        auto expected = entries;
+        std::stable_sort(expected.begin(), expected.end(),
+                         [](const auto& a, const auto& b) { return a->location() < b->location(); });
+        sortByLocation(entries);
+        EXPECT_EQ(identifiers(entries), identifiers(expected)) << "seed " << seed;
+    }
+}
+
+} // namespace
