@@ -1,0 +1,368 @@
+#include "AnalysisEngine/AnalysisEngine.h"
+
+#include "AnalysisEngine/AudioReader.h"
+#include "AnalysisEngine/BeatAlignment.h"
+#include "AnalysisEngine/BeatwiseChordRecognition.h"
+#include "AnalysisEngine/ChordRecognition.h"
+#include "AnalysisEngine/KeyDetection.h"
+#include "AnalysisEngine/SharedAudio.h"
+#include "AnalysisEngine/SpectrogramComputation.h"
+#include "AnalysisEngine/TuningEstimation.h"
+#include "AnalysisEngine/WaveformComputation.h"
+#include "Platform/Bundle.h"
+#include "Platform/CheckedArithmetic.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tarn {
+
+namespace {
+
+constexpr double kStandardFrequency = 440.0;
+constexpr std::int64_t kProgressUnits = 1000;
+
+std::string activity(const char* text) {
+    return Bundle::withIdentifier(kAnalysisBundleIdentifier).localizedString(text);
+}
+
+/// A frequency that can be tuned by; anything else counts as the standard.
+double usableTuning(double frequency) {
+    return std::isfinite(frequency) && frequency > 0 ? frequency : kStandardFrequency;
+}
+
+/// What the operations have in common: the file's audio, and work that can be cancelled and reports its
+/// progress.
+template <typename Base>
+class EngineOperation : public Base {
+public:
+    EngineOperation(std::shared_ptr<SharedAudio> audio, const char* activityText) : mAudio(std::move(audio)) {
+        this->progress()->setTotalUnitCount(kProgressUnits);
+        this->setActivity(activity(activityText));
+    }
+
+protected:
+    [[nodiscard]] SharedAudio& audio() const { return *mAudio; }
+
+    /// Answers what `work` answers, or an empty value when the operation is cancelled.
+    template <typename Work>
+    auto perform(const Work& work) -> decltype(work(std::declval<const StageMonitor&>())) {
+        const StageMonitor monitor([this] { return this->isCancelled(); },
+                                   [this](double fraction) {
+                                       const double units = std::clamp(fraction, 0.0, 1.0) * kProgressUnits;
+                                       this->progress()->setCompletedUnitCount(
+                                           static_cast<std::int64_t>(units));
+                                   });
+        try {
+            return work(monitor);
+        } catch (const AnalysisCancelled&) {
+            return {};
+        }
+    }
+
+private:
+    std::shared_ptr<SharedAudio> mAudio;
+};
+
+class EngineTuningEstimation : public EngineOperation<TuningEstimationOperation> {
+public:
+    explicit EngineTuningEstimation(std::shared_ptr<SharedAudio> audio)
+        : EngineOperation(std::move(audio), "Estimating tuning") {}
+
+protected:
+    std::optional<double> process() override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<double> {
+            return estimateTuning(audio().features(monitor)->spectral);
+        });
+    }
+};
+
+class EngineKeyDetection : public EngineOperation<KeyDetectionOperation> {
+public:
+    explicit EngineKeyDetection(std::shared_ptr<SharedAudio> audio)
+        : EngineOperation(std::move(audio), "Detecting key") {}
+
+protected:
+    std::optional<int> process(double tuningFrequency) override {
+        return perform([&](const StageMonitor& monitor) {
+            const auto features = audio().features(monitor.part(0, 0.5));
+            return detectKey(features->spectral, usableTuning(tuningFrequency), monitor.part(0.5, 1));
+        });
+    }
+};
+
+class EngineBeatDetection : public EngineOperation<BeatDetectionOperation> {
+public:
+    explicit EngineBeatDetection(std::shared_ptr<SharedAudio> audio)
+        : EngineOperation(std::move(audio), "Detecting beats") {}
+
+protected:
+    std::optional<Result> process() override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<Result> {
+            const auto beats = audio().beats(monitor);
+            if (beats->tatums.empty())
+                return std::nullopt;
+            return Result{beats->tatums, beats->overallTempo};
+        });
+    }
+};
+
+/// Works on what it is told alone, so it needs no audio.
+class EngineBeatAlignment : public EngineOperation<BeatAlignmentOperation> {
+public:
+    EngineBeatAlignment() : EngineOperation(nullptr, "Aligning beats") {}
+
+protected:
+    std::optional<Result> process(const Input& input) override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<Result> {
+            const int expected = static_cast<int>(std::clamp<std::int64_t>(input.tatumsPerBar, 1, 255));
+            const auto bars = alignBeats(input.beatLocations, expected, input.chordChangeLocations, monitor);
+            return bars ? Result{bars->downbeatLocation, bars->tatumCount} : Result{kNoDownbeat, expected};
+        });
+    }
+
+private:
+    static constexpr std::int64_t kNoDownbeat = -1;
+};
+
+class EngineSpectrogram : public EngineOperation<KELPSpectrogramOperation> {
+public:
+    explicit EngineSpectrogram(std::shared_ptr<SharedAudio> audio)
+        : EngineOperation(std::move(audio), "Computing spectrogram") {}
+
+protected:
+    bool process(double tuningFrequency) override {
+        return perform([&](const StageMonitor& monitor) {
+            const auto features = audio().features(monitor.part(0, 0.8));
+            const auto drawn = makeSpectrogram(*features, usableTuning(tuningFrequency));
+            setSpectrogram(drawn);
+            fillSpectrogram(*features, *drawn, monitor.part(0.8, 1));
+            return true;
+        });
+    }
+};
+
+class EngineWaveform : public EngineOperation<KELPWaveformOperation> {
+public:
+    EngineWaveform(std::shared_ptr<SharedAudio> audio, std::filesystem::path cache,
+                   std::shared_ptr<Waveform> waveform)
+        : EngineOperation(std::move(audio), "Drawing waveform"), mCache(std::move(cache)),
+          mWaveform(std::move(waveform)) {}
+
+    [[nodiscard]] std::shared_ptr<Waveform> waveform() const override {
+        const std::lock_guard guard(mMutex);
+        return mWaveform;
+    }
+
+protected:
+    bool process() override {
+        return perform([&](const StageMonitor& monitor) {
+            const auto reader = AudioReader::open(audio().file());
+            if (!reader)
+                return false;
+            const auto computed = waveformToFill(*reader);
+            computeWaveform(*reader, *computed, monitor);
+            writeWaveformCache(computed,
+                               mCache); // without the cache the waveform is computed again next time
+            return true;
+        });
+    }
+
+private:
+    /// That of the operation, or a new one in its place when the cache's finished one is not wanted.
+    std::shared_ptr<Waveform> waveformToFill(const AudioReader& reader) {
+        const std::lock_guard guard(mMutex);
+        if (mWaveform->isProcessingComplete())
+            mWaveform = std::make_shared<Waveform>(reader.frameCount(), reader.sampleRate());
+        return mWaveform;
+    }
+
+    std::filesystem::path mCache;
+    mutable std::mutex mMutex; ///< guards the waveform
+    std::shared_ptr<Waveform> mWaveform;
+};
+
+/// The suffix of each quality of kChordQualities as a chord's name has it.
+constexpr std::array<const char*, kChordQualityCount> kChordSuffixes{
+    "", "m", "dim", "aug", "sus2", "sus4", "6", "m6", "7", "maj7", "m7", "m(maj7)", "dim7", "m7b5", "7sus4"};
+
+KELPChordRef chordOf(const RecognizedChord& recognized, const KELPKeyRef& key) {
+    if (recognized.label == kNoChordLabel)
+        return KELPChord::noChord();
+    const KELPNote root = KELPNote::noteWithValue(rootOf(recognized.label));
+    auto chord =
+        KELPChord::chordWithString(root.string() + kChordSuffixes[recognized.label % kChordQualityCount]);
+    precondition(chord != nullptr, "The chord vocabulary has a name that is no chord");
+    if (recognized.bass != rootOf(recognized.label)) {
+        const KELPNote bass =
+            chord->toneWithValue(recognized.bass).value_or(KELPNote::noteWithValue(recognized.bass));
+        chord = chord->chordWithNewRoot(root, bass);
+    }
+    return key ? key->scaleNormalizedChord(chord) : chord;
+}
+
+/// 0 to 11 for major, 12 to 23 for minor keys.
+std::optional<int> keyIndex(const KELPKeyRef& key) {
+    if (!key)
+        return std::nullopt;
+    const auto& tonic = *key->tonicChord();
+    return tonic.root().value() + (tonic.isMinor() ? 12 : 0);
+}
+
+std::vector<std::int64_t> wholeFrames(const std::vector<double>& locations) {
+    std::vector<std::int64_t> frames;
+    for (const double location : locations) {
+        if (truncationFits<std::int64_t>(location))
+            frames.push_back(static_cast<std::int64_t>(location));
+    }
+    return frames;
+}
+
+/// The probability of each recognised chord among the candidates where it begins.
+std::vector<float> scoresOf(const ChordRecognition& recognition) {
+    std::vector<float> scores;
+    auto candidates = recognition.candidates.begin();
+    for (const auto& chord : recognition.chords) {
+        const auto next = [&] { return candidates + 1; };
+        while (candidates != recognition.candidates.end() && next() != recognition.candidates.end() &&
+               next()->location <= chord.location)
+            ++candidates;
+        float score = 0;
+        if (candidates != recognition.candidates.end()) {
+            for (const auto& candidate : candidates->ranked) {
+                if (candidate.label == chord.label)
+                    score = candidate.probability;
+            }
+        }
+        scores.push_back(score);
+    }
+    return scores;
+}
+
+class EngineChordDetection : public EngineOperation<DetectChordsOperation> {
+public:
+    explicit EngineChordDetection(std::shared_ptr<SharedAudio> audio)
+        : EngineOperation(std::move(audio), "Detecting chords") {}
+
+protected:
+    std::optional<ChordDetectionResults> process(const Input& input) override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResults> {
+            const auto features = audio().features(monitor.part(0, 0.4));
+            // Beat detection may or may not have come to its end in this run; without its beats the same ones
+            // are computed here, so that the chords do not depend on who was first.
+            auto tatums = wholeFrames(input.beatLocations);
+            if (tatums.empty())
+                tatums = audio().beats(monitor.part(0.4, 0.6))->tatums;
+            const auto recognition = recognizeChords(*features, usableTuning(input.tuningFrequency),
+                                                     keyIndex(input.key), tatums, monitor.part(0.6, 1));
+            publishCandidates(recognition);
+            ChordDetectionResults results;
+            const auto scores = scoresOf(recognition);
+            for (std::size_t i = 0; i < recognition.chords.size(); ++i) {
+                const auto& chord = recognition.chords[i];
+                results.push_back(KELPChordDetectionResult::resultForChord(chordOf(chord, input.key),
+                                                                           scores[i], chord.location));
+            }
+            return results;
+        });
+    }
+
+private:
+    void publishCandidates(const ChordRecognition& recognition) {
+        std::vector<Frame> frames;
+        frames.reserve(recognition.candidates.size());
+        for (const auto& candidates : recognition.candidates) {
+            Frame frame{candidates.location, {}};
+            for (const auto& candidate : candidates.ranked)
+                frame.candidates.push_back({candidate.label, candidate.probability});
+            frames.push_back(std::move(frame));
+        }
+        setTopKResults(std::move(frames));
+    }
+};
+
+class EngineLegacyChordDetection : public EngineOperation<LegacyChordDetectionOperation> {
+public:
+    explicit EngineLegacyChordDetection(std::shared_ptr<SharedAudio> audio)
+        : EngineOperation(std::move(audio), "Detecting chords") {}
+
+protected:
+    std::optional<ChordDetectionResults> process(const Input& input) override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResults> {
+            const auto features = audio().features(monitor.part(0, 0.6));
+            ChordDetectionResults results;
+            for (const auto& chord :
+                 recognizeChordsBeatwise(*features, usableTuning(input.tuningFrequency),
+                                         wholeFrames(input.beatLocations), monitor.part(0.6, 1)))
+                results.push_back(
+                    KELPChordDetectionResult::resultForChord(chordOf(chord, input.key), 0, chord.location));
+            return results;
+        });
+    }
+};
+
+} // namespace
+
+std::shared_ptr<SharedAudio> AnalysisEngine::sharedAudio(const File& audio) {
+    const std::lock_guard guard(mMutex);
+    if (auto recent = mRecent.lock(); recent && recent->file() == audio)
+        return recent;
+    if (!AudioReader::open(audio))
+        return nullptr;
+    auto opened = std::make_shared<SharedAudio>(audio);
+    mRecent = opened;
+    return opened;
+}
+
+template <typename EngineOperation>
+std::shared_ptr<EngineOperation> AnalysisEngine::makeOperation(const File& audio) {
+    auto shared = sharedAudio(audio);
+    return shared ? std::make_shared<EngineOperation>(std::move(shared)) : nullptr;
+}
+
+std::shared_ptr<TuningEstimationOperation> AnalysisEngine::makeTuningEstimationOperation(const File& audio) {
+    return makeOperation<EngineTuningEstimation>(audio);
+}
+
+std::shared_ptr<KeyDetectionOperation> AnalysisEngine::makeKeyDetectionOperation(const File& audio) {
+    return makeOperation<EngineKeyDetection>(audio);
+}
+
+std::shared_ptr<BeatDetectionOperation> AnalysisEngine::makeBeatDetectionOperation(const File& audio) {
+    return makeOperation<EngineBeatDetection>(audio);
+}
+
+std::shared_ptr<BeatAlignmentOperation> AnalysisEngine::makeBeatAlignmentOperation() {
+    return std::make_shared<EngineBeatAlignment>();
+}
+
+std::shared_ptr<KELPSpectrogramOperation> AnalysisEngine::makeSpectrogramOperation(const File& audio) {
+    return makeOperation<EngineSpectrogram>(audio);
+}
+
+std::shared_ptr<KELPWaveformOperation> AnalysisEngine::makeWaveformOperation(const File& audio,
+                                                                             const File& cache) {
+    auto shared = sharedAudio(audio);
+    const auto reader = shared ? AudioReader::open(audio) : nullptr;
+    if (!reader)
+        return nullptr;
+    auto waveform = readWaveformCache(cache, audio, *reader);
+    if (!waveform)
+        waveform = std::make_shared<Waveform>(reader->frameCount(), reader->sampleRate());
+    return std::make_shared<EngineWaveform>(std::move(shared), cache, std::move(waveform));
+}
+
+std::shared_ptr<DetectChordsOperation> AnalysisEngine::makeDetectChordsOperation(const File& audio) {
+    return makeOperation<EngineChordDetection>(audio);
+}
+
+std::shared_ptr<LegacyChordDetectionOperation>
+AnalysisEngine::makeLegacyChordDetectionOperation(const File& audio) {
+    return makeOperation<EngineLegacyChordDetection>(audio);
+}
+
+void registerAnalysisEngine() {
+    AnalysisOperationFactory::setShared(std::make_shared<AnalysisEngine>());
+}
+
+} // namespace tarn

@@ -1,0 +1,43 @@
+// The built-in analysis engine: makes every analysis operation for the audio files that it can read.
+#pragma once
+
+#include "KELPMusicInformationRetrieval/AnalysisOperationFactory.h"
+
+#include <memory>
+#include <mutex>
+
+namespace tarn {
+
+class SharedAudio;
+
+/// Operations made for the same file while one of them exists share one pass over its audio. The same file
+/// gives the same results however the operations are scheduled; what they are asked to go by (tuning, key,
+/// beats) aside.
+class AnalysisEngine : public AnalysisOperationFactory {
+public:
+    std::shared_ptr<TuningEstimationOperation> makeTuningEstimationOperation(const File& audio) override;
+    std::shared_ptr<KeyDetectionOperation> makeKeyDetectionOperation(const File& audio) override;
+    std::shared_ptr<BeatDetectionOperation> makeBeatDetectionOperation(const File& audio) override;
+    std::shared_ptr<BeatAlignmentOperation> makeBeatAlignmentOperation() override;
+    std::shared_ptr<KELPSpectrogramOperation> makeSpectrogramOperation(const File& audio) override;
+    std::shared_ptr<KELPWaveformOperation> makeWaveformOperation(const File& audio,
+                                                                 const File& cache) override;
+    /// Ranked candidates are labelled root * 15 + quality (AnalysisEngine/ChordVocabulary.h), 180 for no
+    /// chord.
+    std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File& audio) override;
+    std::shared_ptr<LegacyChordDetectionOperation>
+    makeLegacyChordDetectionOperation(const File& audio) override;
+
+private:
+    template <typename EngineOperation>
+    std::shared_ptr<EngineOperation> makeOperation(const File& audio);
+    std::shared_ptr<SharedAudio> sharedAudio(const File& audio);
+
+    std::mutex mMutex;
+    std::weak_ptr<SharedAudio> mRecent; ///< the file last asked for, while an operation uses it
+};
+
+/// Makes the engine the process-wide factory of analysis operations.
+void registerAnalysisEngine();
+
+} // namespace tarn

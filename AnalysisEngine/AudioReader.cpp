@@ -1,0 +1,143 @@
+#include "AnalysisEngine/AudioReader.h"
+
+#include "Platform/FatalError.h"
+
+#include <algorithm>
+#include <cmath>
+#include <sndfile.h>
+#include <soxr.h>
+#include <string>
+
+namespace tarn {
+
+namespace {
+
+constexpr int kMinimumRate = 4000;
+constexpr int kMaximumRate = 768000;
+constexpr int kMaximumChannels = 64;
+constexpr float kMaximumMagnitude = 65536;
+
+float harmless(float sample) {
+    return std::isfinite(sample) ? std::clamp(sample, -kMaximumMagnitude, kMaximumMagnitude) : 0.0f;
+}
+
+} // namespace
+
+struct AudioReader::Decoder {
+    SNDFILE* file;
+
+    explicit Decoder(SNDFILE* opened) : file(opened) {}
+    Decoder(const Decoder&) = delete;
+    Decoder& operator=(const Decoder&) = delete;
+    ~Decoder() { sf_close(file); }
+};
+
+std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path) {
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path.string().c_str(), SFM_READ, &info);
+    if (!file)
+        return nullptr;
+    auto decoder = std::make_unique<Decoder>(file);
+    if (info.samplerate < kMinimumRate || info.samplerate > kMaximumRate || info.channels < 1 ||
+        info.channels > kMaximumChannels)
+        return nullptr;
+    const std::int64_t longest = std::int64_t{kMaximumSeconds} * info.samplerate;
+    std::unique_ptr<AudioReader> reader(new AudioReader(std::move(decoder), info.samplerate, info.channels,
+                                                        std::clamp<std::int64_t>(info.frames, 1, longest)));
+    if (reader->mAhead.empty())
+        return nullptr;
+    return reader;
+}
+
+AudioReader::AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int channelCount,
+                         std::int64_t frameCount)
+    : mDecoder(std::move(decoder)), mSampleRate(sampleRate), mChannelCount(channelCount),
+      mFrameCount(frameCount), mInterleaved(kBlockLength * static_cast<std::size_t>(channelCount)) {
+    decodeBlock();
+}
+
+AudioReader::~AudioReader() = default;
+
+void AudioReader::decodeBlock() {
+    const std::int64_t left = std::int64_t{kMaximumSeconds} * mSampleRate - mFramesRead;
+    const auto wanted = std::clamp<std::int64_t>(left, 0, kBlockLength);
+    const auto read = wanted > 0 ? sf_readf_float(mDecoder->file, mInterleaved.data(), wanted) : 0;
+    mAhead.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(read, 0, wanted)));
+    const auto channels = static_cast<std::size_t>(mChannelCount);
+    const float share = 1.0f / static_cast<float>(channels);
+    for (std::size_t frame = 0; frame < mAhead.size(); ++frame) {
+        float sum = 0;
+        for (std::size_t channel = 0; channel < channels; ++channel)
+            sum += harmless(mInterleaved[frame * channels + channel]);
+        mAhead[frame] = sum * share;
+    }
+}
+
+std::span<const float> AudioReader::nextBlock() {
+    mCurrent.swap(mAhead);
+    mFramesRead += static_cast<std::int64_t>(mCurrent.size());
+    if (mCurrent.empty())
+        mAhead.clear();
+    else
+        decodeBlock();
+    return mCurrent;
+}
+
+double AudioReader::fractionRead() const {
+    return std::min(1.0, static_cast<double>(mFramesRead) / static_cast<double>(mFrameCount));
+}
+
+struct AnalysisResampler::Converter {
+    soxr_t state;
+
+    explicit Converter(int inputRate) {
+        const soxr_io_spec_t floats = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
+        const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_MQ, 0);
+        soxr_error_t error = nullptr;
+        state = soxr_create(inputRate, analysisRate, 1, &error, &floats, &quality, nullptr);
+        if (!state || error)
+            fatalError("The resampler could not be created.");
+    }
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+    ~Converter() { soxr_delete(state); }
+};
+
+AnalysisResampler::AnalysisResampler(int inputRate) {
+    precondition(inputRate > 0, "The input rate is not positive.");
+    if (inputRate != analysisRate)
+        mConverter = std::make_unique<Converter>(inputRate);
+}
+
+AnalysisResampler::~AnalysisResampler() = default;
+
+std::span<const float> AnalysisResampler::process(std::span<const float> block, bool last) {
+    if (!mConverter) {
+        mOutput.assign(block.begin(), block.end());
+        return mOutput;
+    }
+    mOutput.clear();
+    const auto convert = [this](const float* input, std::size_t length) {
+        constexpr std::size_t room = AudioReader::kBlockLength;
+        const std::size_t filled = mOutput.size();
+        mOutput.resize(filled + room);
+        std::size_t consumed = 0;
+        std::size_t produced = 0;
+        if (soxr_process(mConverter->state, input, length, &consumed, mOutput.data() + filled, room,
+                         &produced))
+            fatalError("The resampler failed.");
+        mOutput.resize(filled + produced);
+        return std::pair(consumed, produced);
+    };
+    for (std::size_t done = 0; done < block.size();) {
+        const auto [consumed, produced] = convert(block.data() + done, block.size() - done);
+        if (consumed == 0 && produced == 0)
+            fatalError("The resampler stalled.");
+        done += consumed;
+    }
+    while (last && convert(nullptr, 0).second > 0) {
+    }
+    return mOutput;
+}
+
+} // namespace tarn

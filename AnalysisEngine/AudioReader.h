@@ -1,0 +1,91 @@
+// Audio files as streams of mono samples, in blocks: at the file's own rate (AudioReader) and at the one rate
+// at which the analysis listens (AnalysisResampler). Whatever bytes the file holds, the samples are finite
+// and of bounded magnitude, memory is bounded, and a file that breaks off in the middle yields what comes
+// before the break.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace tarn {
+
+/// Rate in Hz of the signal that the analysis stages share. Its 11 kHz of bandwidth hold all that chords and
+/// tuning need and enough of cymbals for onsets.
+inline constexpr int analysisRate = 22050;
+
+/// Reads any file that libsndfile reads. Channels are mixed down by their mean.
+class AudioReader {
+public:
+    /// Frames in the longest block that nextBlock() answers.
+    static constexpr std::size_t kBlockLength = 8192;
+
+    /// Empty when the file can't be opened, has a rate outside 4 to 768 kHz or more than 64 channels, or when
+    /// not a single frame of it can be decoded.
+    static std::unique_ptr<AudioReader> open(const std::filesystem::path& path);
+
+    AudioReader(const AudioReader&) = delete;
+    AudioReader& operator=(const AudioReader&) = delete;
+    ~AudioReader();
+
+    /// Frames per second.
+    int sampleRate() const { return mSampleRate; }
+    int channelCount() const { return mChannelCount; }
+
+    /// What the file declares, at least 1 and at most `kMaximumSeconds` long. Decoding may yield fewer
+    /// frames, or more from a stream whose length is unknown; only framesRead() after the last block is
+    /// reliable.
+    std::int64_t frameCount() const { return mFrameCount; }
+
+    /// The next samples, of magnitude up to 65536 (nominally 1; what isn't finite becomes 0). Empty at the
+    /// end, at the first place that can't be decoded, or after `kMaximumSeconds`. Valid until the next call.
+    std::span<const float> nextBlock();
+
+    /// Frames that nextBlock() has answered so far.
+    std::int64_t framesRead() const { return mFramesRead; }
+
+    /// Share of the file that has been read, 0 to 1.
+    double fractionRead() const;
+
+    /// What lies beyond is left unheard, so that a small file that claims to decode to days of silence stays
+    /// harmless.
+    static constexpr int kMaximumSeconds = 3 * 60 * 60;
+
+private:
+    struct Decoder;
+    AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int channelCount, std::int64_t frameCount);
+    void decodeBlock();
+
+    std::unique_ptr<Decoder> mDecoder;
+    int mSampleRate;
+    int mChannelCount;
+    std::int64_t mFrameCount;
+    std::int64_t mFramesRead = 0;
+    std::vector<float> mInterleaved;
+    std::vector<float>
+        mAhead; ///< The block that the next call answers, so that opening can tell whether any decodes.
+    std::vector<float> mCurrent;
+};
+
+/// Brings a mono stream of any rate to `analysisRate`, block by block. Output sample n sounds at n /
+/// analysisRate seconds of the input; the output ends where the input ends.
+class AnalysisResampler {
+public:
+    explicit AnalysisResampler(int inputRate);
+    AnalysisResampler(const AnalysisResampler&) = delete;
+    AnalysisResampler& operator=(const AnalysisResampler&) = delete;
+    ~AnalysisResampler();
+
+    /// The samples that become available with this input; may be empty. `last` tells that no more input
+    /// follows (the block itself may be empty); nothing may be processed after it. Valid until the next call.
+    std::span<const float> process(std::span<const float> block, bool last);
+
+private:
+    struct Converter;
+    std::unique_ptr<Converter> mConverter; ///< Empty when the input has the analysis rate already.
+    std::vector<float> mOutput;
+};
+
+} // namespace tarn

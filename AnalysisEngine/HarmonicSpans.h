@@ -1,0 +1,34 @@
+// Which pitch classes sound, span by span: the evidence from which key and chords are recognised.
+#pragma once
+
+#include "AnalysisEngine/SpectralFeatures.h"
+#include "AnalysisEngine/StageMonitor.h"
+
+#include <array>
+#include <span>
+#include <vector>
+
+namespace tarn {
+
+/// The notes of a stretch of the song by pitch class (0 is C): what share of the loudness each has. The
+/// shares sum up to 1, or are all 0 in silence.
+struct HarmonicSpan {
+    std::array<float, 12> treble{};
+    std::array<float, 12> bass{};
+    float level = 0; ///< Mean magnitude of the stretch relative to the song's, in decibels, -60 to 20.
+};
+
+/// Describes the spans between consecutive `boundaries` (ascending, in seconds), each from its lower boundary
+/// up to its upper one. A span in which no frame lies takes the frame that follows it. Fewer than two
+/// boundaries, no spans.
+///
+/// Each frame is tuned, freed of its spectral slope and loudness by the mean and deviation of its
+/// surroundings, and averaged over the span. The average is explained as a sum of notes with decaying
+/// harmonics (non-negative least squares by the multiplicative updates of D. Lee and H. Seung, "Algorithms
+/// for non-negative matrix factorization", NIPS 2000), after M. Mauch and S. Dixon, "Approximate note
+/// transcription for the improved identification of difficult chords", ISMIR 2010.
+std::vector<HarmonicSpan> describeHarmony(const SpectralFeatures& features, double tuningFrequency,
+                                          std::span<const double> boundaries,
+                                          const StageMonitor& monitor = {});
+
+} // namespace tarn

@@ -1,0 +1,20 @@
+#include "AnalysisEngine/SharedAudio.h"
+
+namespace tarn {
+
+std::shared_ptr<const AudioFeatures> SharedAudio::features(const StageMonitor& monitor) {
+    return mFeatures.get(monitor, [this](const StageMonitor& shared) {
+        const auto reader = AudioReader::open(mFile);
+        return reader ? extractAudioFeatures(*reader, shared) : AudioFeatures{};
+    });
+}
+
+std::shared_ptr<const DetectedBeats> SharedAudio::beats(const StageMonitor& monitor) {
+    constexpr double kFeatures = 0.8;
+    const auto heard = features(monitor.part(0, kFeatures));
+    return mBeats.get(monitor.part(kFeatures, 1), [&](const StageMonitor& shared) {
+        return detectBeats(heard->beats, heard->sampleRate, shared);
+    });
+}
+
+} // namespace tarn

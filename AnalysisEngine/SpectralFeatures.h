@@ -1,0 +1,66 @@
+// What tuning, key, chords and the drawn spectrogram need of a song's audio, gathered in one pass over the
+// signal at the analysis rate: a spectrogram of logarithmic frequency that any standard pitch can be applied
+// to afterwards, and how far the song's partials lie from the notes of equal temperament. Computed once, then
+// immutable.
+#pragma once
+
+#include "AnalysisEngine/LogFrequencyMap.h"
+#include "AnalysisEngine/RealFourierTransform.h"
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace tarn {
+
+struct SpectralFeatures {
+    /// Frames are this far apart, in samples at the analysis rate (46 ms). Frame n is centred on sample n *
+    /// kHop, and covers as many samples as LogFrequencyMap's transform.
+    static constexpr std::size_t kHop = 1024;
+    static constexpr double kFramesPerSecond = static_cast<double>(analysisRate) / kHop;
+
+    std::size_t frameCount = 0;
+    /// LogFrequencyMap::kBinCount magnitudes for each frame. A sinusoid of amplitude 1 has magnitude 1 or a
+    /// little less in its bin.
+    std::vector<float> magnitudes;
+
+    /// Summed magnitude of steady partials, by the octave of the partial (the first from A1 = 55 Hz) and by
+    /// its distance from the nearest note at 440 Hz: cell c holds those from c - 50 to c - 49 cents.
+    static constexpr std::size_t kTuningOctaves = 6;
+    std::array<std::array<double, 100>, kTuningOctaves> partialDeviations{};
+
+    std::span<const float> frame(std::size_t index) const {
+        return std::span(magnitudes).subspan(index * LogFrequencyMap::kBinCount, LogFrequencyMap::kBinCount);
+    }
+};
+
+/// Takes the signal at the analysis rate in blocks of any length.
+class SpectralFeatureExtractor {
+public:
+    SpectralFeatureExtractor();
+
+    void process(std::span<const float> samples);
+
+    /// The features of all that was processed; the extractor is spent afterwards. No sample, no frame.
+    SpectralFeatures finish();
+
+private:
+    struct Partial {
+        double cents; ///< Above A1 of standard pitch 440 Hz.
+        float magnitude;
+    };
+
+    void addFrame(std::span<const float> samples);
+    void addPartials(std::span<const float> spectrum);
+
+    RealFourierTransform mTransform;
+    LogFrequencyMap mMap;
+    std::vector<float> mPending; ///< Samples from the next frame's first on.
+    std::size_t mSampleCount = 0;
+    std::vector<Partial> mPreviousPartials;
+    std::vector<Partial> mPartials;
+    SpectralFeatures mFeatures;
+};
+
+} // namespace tarn

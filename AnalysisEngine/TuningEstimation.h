@@ -1,0 +1,12 @@
+// Tuning estimation: the standard pitch to which a recording was played.
+#pragma once
+
+#include "AnalysisEngine/SpectralFeatures.h"
+
+namespace tarn {
+
+/// Frequency of A4 in Hz, within half a semitone of 440: the pitch around which the song's steady partials
+/// from 110 to 880 Hz gather. 440 where they gather nowhere.
+double estimateTuning(const SpectralFeatures& features);
+
+} // namespace tarn

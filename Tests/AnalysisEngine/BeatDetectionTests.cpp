@@ -1,0 +1,336 @@
+#include "AnalysisEngine/AudioReader.h"
+#include "AnalysisEngine/BeatAlignment.h"
+#include "AnalysisEngine/BeatDetection.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <initializer_list>
+#include <iterator>
+#include <numbers>
+#include <random>
+#include <string>
+#include <vector>
+
+using namespace tarn;
+
+namespace {
+
+/// A piece of music at the analysis rate, made of sounds put at times in seconds.
+class Music {
+public:
+    explicit Music(double seconds) : mSamples(static_cast<std::size_t>(seconds * analysisRate)) {}
+
+    void kick(double time) {
+        add(time, 0.15,
+            [](double t) { return 0.8 * std::sin(2 * std::numbers::pi * 55 * t) * std::exp(-t * 20); });
+    }
+    void snare(double time) {
+        add(time, 0.15, [this](double t) { return 0.5 * mNoise(mRandom) * std::exp(-t * 30); });
+    }
+    void hat(double time) {
+        double last = 0; // the difference leaves the high frequencies
+        add(time, 0.04, [&](double t) {
+            const double value = mNoise(mRandom);
+            return 0.15 * (value - std::exchange(last, value)) * std::exp(-t * 100);
+        });
+    }
+    void click(double time) {
+        add(time, 0.01,
+            [](double t) { return std::sin(2 * std::numbers::pi * 1500 * t) * std::exp(-t * 300); });
+    }
+    void tone(double time, double length, double midiPitch, double level = 0.1) {
+        const double step = 2 * std::numbers::pi * 440 * std::exp2((midiPitch - 69) / 12);
+        add(time, length, [=](double t) {
+            const double fade = std::min({1.0, t / 0.01, (length - t) / 0.02});
+            return level * fade *
+                   (std::sin(step * t) + 0.4 * std::sin(2 * step * t) + 0.2 * std::sin(3 * step * t));
+        });
+    }
+    void chord(double time, double length, std::initializer_list<int> pitches) {
+        for (const int pitch : pitches)
+            tone(time, length, pitch, 0.07);
+    }
+    void hiss(double level) {
+        for (float& sample : mSamples)
+            sample += static_cast<float>(level * mNoise(mRandom));
+    }
+
+    BeatFeatures features() const {
+        BeatFeatureExtractor extractor;
+        extractor.process(mSamples);
+        return extractor.finish();
+    }
+
+    /// What is detected when the file has that rate.
+    DetectedBeats beats(double sampleRate = analysisRate) const {
+        return detectBeats(features(), sampleRate);
+    }
+
+private:
+    template <typename Sound>
+    void add(double time, double length, Sound&& sound) {
+        const auto begin = static_cast<std::size_t>(std::lround(time * analysisRate));
+        const auto count = static_cast<std::size_t>(length * analysisRate);
+        for (std::size_t i = 0; i < count && begin + i < mSamples.size(); ++i)
+            mSamples[begin + i] += static_cast<float>(sound(static_cast<double>(i) / analysisRate));
+    }
+
+    std::vector<float> mSamples;
+    std::mt19937 mRandom{1};
+    std::uniform_real_distribution<double> mNoise{-1, 1};
+};
+
+/// I, vi, IV and V of C major with their bass notes.
+void playChord(Music& music, double time, double length, std::size_t number) {
+    switch (number % 4) {
+    case 0:
+        music.tone(time, length, 36, 0.2);
+        return music.chord(time, length, {60, 64, 67});
+    case 1:
+        music.tone(time, length, 33, 0.2);
+        return music.chord(time, length, {60, 64, 69});
+    case 2:
+        music.tone(time, length, 41, 0.2);
+        return music.chord(time, length, {60, 65, 69});
+    default:
+        music.tone(time, length, 43, 0.2);
+        return music.chord(time, length, {62, 67, 71});
+    }
+}
+
+/// Share of `times` that have one of the counted beats within 40 ms.
+double shareFound(const std::vector<double>& times, const DetectedBeats& beats,
+                  double sampleRate = analysisRate) {
+    std::size_t found = 0;
+    for (const double time : times) {
+        for (std::size_t i = 0; i < beats.tatums.size(); i += 2)
+            if (std::abs(static_cast<double>(beats.tatums[i]) / sampleRate - time) < 0.04) {
+                ++found;
+                break;
+            }
+    }
+    return static_cast<double>(found) / static_cast<double>(times.size());
+}
+
+std::vector<double> steadyBeats(double first, double tempo, double seconds) {
+    std::vector<double> times;
+    for (double time = first; time < seconds - 0.2; time += 60 / tempo)
+        times.push_back(time);
+    return times;
+}
+
+/// Drums and chords in bars of four, the beats at those times: kick on one and three, snare on two and four.
+Music band(const std::vector<double>& beats, double seconds) {
+    Music music(seconds);
+    for (std::size_t i = 0; i + 1 < beats.size(); ++i) {
+        const double length = beats[i + 1] - beats[i];
+        i % 2 == 0 ? music.kick(beats[i]) : music.snare(beats[i]);
+        music.hat(beats[i]);
+        music.hat(beats[i] + length / 2);
+        if (i % 4 == 0)
+            playChord(music, beats[i], 3.9 * length, i / 4);
+    }
+    return music;
+}
+
+TEST(BeatDetection, FindsTheTempoThatPeopleTap) {
+    for (const double tempo : {64.0, 76.0, 93.0, 110.0, 128.0, 145.0}) {
+        SCOPED_TRACE(tempo);
+        const std::vector<double> times = steadyBeats(0.5, tempo, 40);
+        const DetectedBeats beats = band(times, 40).beats();
+        EXPECT_NEAR(beats.overallTempo, tempo, 0.01 * tempo);
+        EXPECT_GE(shareFound(times, beats), 0.95);
+        EXPECT_NEAR(static_cast<double>(beats.tatums.size()), 2.0 * static_cast<double>(times.size()), 4);
+    }
+}
+
+TEST(BeatDetection, FollowsTheTempo) {
+    std::vector<double> slowing, changing;
+    double period = 0.5;
+    for (double time = 0.3; time < 60; time += period, period *= 1.003)
+        slowing.push_back(time);
+    for (double time = 0.3; time < 60; time += time < 30 ? 0.6 : 0.48)
+        changing.push_back(time);
+    EXPECT_GE(shareFound(slowing, band(slowing, 60).beats()), 0.95);
+    EXPECT_GE(shareFound(changing, band(changing, 60).beats()), 0.9);
+}
+
+TEST(BeatDetection, FollowsClicksAlone) {
+    Music music(40);
+    std::vector<double> times;
+    for (double time = 0.5; time < 39.8; time += time < 20 ? 0.6 : 0.5)
+        times.push_back(time);
+    for (const double time : times)
+        music.click(time);
+    const DetectedBeats beats = music.beats();
+    EXPECT_GE(shareFound(times, beats), 0.9);
+    std::vector<double> late;
+    for (const double time : times)
+        for (const std::int64_t tatum : beats.tatums)
+            if (const double distance = static_cast<double>(tatum) / analysisRate - time;
+                std::abs(distance) < 0.04)
+                late.push_back(distance);
+    ASSERT_FALSE(late.empty());
+    std::nth_element(late.begin(), late.begin() + static_cast<std::ptrdiff_t>(late.size() / 2), late.end());
+    EXPECT_NEAR(late[late.size() / 2], 0, 0.025);
+}
+
+TEST(BeatDetection, LocatesInFramesOfTheFile) {
+    const std::vector<double> times = steadyBeats(0.5, 100, 20);
+    const BeatFeatures features = band(times, 20).features();
+    for (const double rate : {8000.0, 48000.0, 96000.0}) {
+        SCOPED_TRACE(rate);
+        const DetectedBeats beats = detectBeats(features, rate);
+        EXPECT_GE(shareFound(times, beats, rate), 0.95);
+        EXPECT_TRUE(std::is_sorted(beats.tatums.begin(), beats.tatums.end(), std::less_equal<>()));
+        ASSERT_FALSE(beats.tatums.empty());
+        EXPECT_GE(beats.tatums.front(), 0);
+        EXPECT_LT(beats.tatums.back(), static_cast<std::int64_t>(20 * rate));
+    }
+}
+
+TEST(BeatDetection, DoesNotDependOnBlocksOrLevel) {
+    const std::vector<double> times = steadyBeats(0.5, 84, 20);
+    const DetectedBeats whole = band(times, 20).beats();
+    std::mt19937 random(3);
+    std::vector<float> samples(20 * analysisRate);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const double phase = std::fmod(static_cast<double>(i) / analysisRate, 0.5);
+        samples[i] =
+            static_cast<float>(std::exp(-30 * phase) * std::uniform_real_distribution<double>(-1, 1)(random));
+    }
+    BeatFeatureExtractor atOnce, inPieces;
+    atOnce.process(samples);
+    std::vector<float> quiet(samples);
+    for (float& sample : quiet)
+        sample /= 64;
+    const std::span<const float> all(quiet);
+    for (std::size_t begin = 0, length = 1; begin < all.size(); begin += length, length = length * 7 % 5003)
+        inPieces.process(all.subspan(begin, std::min(length, all.size() - begin)));
+    EXPECT_EQ(detectBeats(atOnce.finish(), 44100).tatums, detectBeats(inPieces.finish(), 44100).tatums);
+    EXPECT_FALSE(whole.tatums.empty());
+}
+
+TEST(BeatDetection, CountsThreeInAWaltz) {
+    Music music(48);
+    const std::vector<double> times = steadyBeats(0.4, 105, 48);
+    std::vector<std::int64_t> changes;
+    const double length = 60.0 / 105;
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        if (i % 3 == 0) {
+            playChord(music, times[i], 2.9 * length, i / 3);
+            changes.push_back(static_cast<std::int64_t>(times[i] * analysisRate));
+        } else {
+            music.click(times[i]);
+        }
+        if (i % 6 == 2 || i % 9 == 4)
+            music.click(times[i] + length / 2);
+    }
+    const DetectedBeats beats = music.beats();
+    EXPECT_NEAR(beats.overallTempo, 105, 1);
+    EXPECT_GE(shareFound(times, beats), 0.95);
+    const auto alignment = alignBeats(beats.tatums, 8, changes);
+    ASSERT_TRUE(alignment);
+    EXPECT_EQ(alignment->tatumCount, 6);
+    EXPECT_NEAR(static_cast<double>(alignment->downbeatLocation) / analysisRate, 0.4, 0.04);
+}
+
+TEST(BeatDetection, CountsDottedQuartersInSixEight) {
+    Music music(48);
+    std::vector<double> times;
+    std::vector<std::int64_t> changes;
+    const double eighth = 0.3;
+    for (std::size_t i = 0; 0.4 + static_cast<double>(i) * eighth < 47; ++i) {
+        const double time = 0.4 + static_cast<double>(i) * eighth;
+        if (i % 6 == 0) {
+            playChord(music, time, 5.9 * eighth, i / 6);
+            music.kick(time);
+            changes.push_back(static_cast<std::int64_t>(time * analysisRate));
+        }
+        if (i % 6 == 3)
+            music.snare(time);
+        if (i % 3 == 0)
+            times.push_back(time);
+        music.hat(time);
+    }
+    const DetectedBeats beats = music.beats();
+    EXPECT_NEAR(beats.overallTempo, 60 / (3 * eighth), 1);
+    EXPECT_GE(shareFound(times, beats), 0.95);
+    ASSERT_GE(beats.tatums.size(), 3u);
+    const auto inside = static_cast<double>(beats.tatums[1] - beats.tatums[0]);
+    EXPECT_NEAR(inside / static_cast<double>(beats.tatums[2] - beats.tatums[0]), 2.0 / 3, 0.03);
+    const auto alignment = alignBeats(beats.tatums, 8, changes);
+    ASSERT_TRUE(alignment);
+    EXPECT_EQ(alignment->tatumCount, 4);
+}
+
+TEST(BeatDetection, AnswersWithoutMusic) {
+    for (const double seconds : {0.0, 0.01, 1.0, 20.0}) {
+        SCOPED_TRACE(seconds);
+        const DetectedBeats silence = Music(seconds).beats();
+        EXPECT_TRUE(silence.tatums.empty());
+        EXPECT_EQ(silence.overallTempo, 0);
+
+        Music noise(seconds);
+        noise.hiss(0.5);
+        const DetectedBeats beats = noise.beats();
+        EXPECT_TRUE(std::is_sorted(beats.tatums.begin(), beats.tatums.end(), std::less_equal<>()));
+        EXPECT_TRUE(beats.tatums.empty() ? beats.overallTempo == 0
+                                         : beats.overallTempo > 30 && beats.overallTempo < 450);
+    }
+}
+
+TEST(BeatDetection, CountsOnWhileTheLastChordSounds) {
+    std::vector<double> times = steadyBeats(0.5, 90, 20);
+    Music music = band(times, 30);
+    music.chord(times.back(), 5, {60, 64, 67, 72});
+    for (std::size_t i = 0; i < 6; ++i)
+        times.push_back(times.back() + 60.0 / 90);
+    const DetectedBeats beats = music.beats();
+    EXPECT_GE(shareFound(times, beats), 0.95);
+    EXPECT_LT(beats.tatums.back(), 27 * analysisRate);
+}
+
+TEST(BeatDetection, BearsSignalsThatAreNoMusic) {
+    for (const double level : {1.0, 1e-30, 65536.0}) {
+        std::vector<float> constant(10 * analysisRate, static_cast<float>(level)), square(constant),
+            impulse(constant.size());
+        for (std::size_t i = 0; i < square.size(); ++i)
+            square[i] = i / 50 % 2 == 0 ? square[i] : -square[i];
+        impulse[impulse.size() / 2] = static_cast<float>(level);
+        for (const auto& samples : {constant, square, impulse}) {
+            BeatFeatureExtractor extractor;
+            extractor.process(samples);
+            const DetectedBeats beats = detectBeats(extractor.finish(), analysisRate);
+            EXPECT_TRUE(std::is_sorted(beats.tatums.begin(), beats.tatums.end(), std::less_equal<>()));
+            EXPECT_TRUE(std::isfinite(beats.overallTempo));
+            EXPECT_LE(beats.tatums.size(), 150u);
+        }
+    }
+}
+
+TEST(BeatDetection, StopsWhenAskedAndReportsProgress) {
+    const BeatFeatures features = band(steadyBeats(0.5, 90, 30), 30).features();
+    std::vector<double> reports;
+    const StageMonitor listening([] { return false; }, [&](double share) { reports.push_back(share); });
+    detectBeats(features, analysisRate, listening);
+    ASSERT_GT(reports.size(), 20u);
+    EXPECT_TRUE(std::is_sorted(reports.begin(), reports.end()));
+    EXPECT_GE(reports.front(), 0);
+    EXPECT_EQ(reports.back(), 1);
+
+    for (const std::size_t after : {std::size_t{0}, reports.size() / 2, reports.size() - 2}) {
+        std::size_t asked = 0;
+        const StageMonitor stopping([&] { return asked++ >= after; }, nullptr);
+        EXPECT_THROW(detectBeats(features, analysisRate, stopping), AnalysisCancelled);
+        EXPECT_EQ(asked, after + 1);
+    }
+    const StageMonitor stopped([] { return true; }, nullptr);
+    BeatFeatureExtractor extractor;
+    extractor.process(std::vector<float>(analysisRate));
+    EXPECT_THROW(extractor.finish(stopped), AnalysisCancelled);
+}
+
+} // namespace
