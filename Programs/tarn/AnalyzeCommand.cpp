@@ -1,0 +1,217 @@
+#include "AnalysisEngine/AudioReader.h"
+#include "Platform/FileManager.h"
+#include "Platform/UserDefaults.h"
+#include "Programs/tarn/Commands.h"
+#include "Programs/tarn/DocumentJSON.h"
+#include "Programs/tarn/Failure.h"
+#include "Programs/tarn/ProgressDisplay.h"
+#include "Programs/tarn/SongAnalysis.h"
+#include "Programs/tarn/SongChart.h"
+#include "Programs/tarn/SongPicture.h"
+#include "TarnFoundation/Formatting/TarnFormatting.h"
+#include "TarnFoundation/Formatting/TarnUserDefaultsKeys.h"
+#include "TarnFoundation/MIDIExport/MIDIExport.h"
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <iostream>
+#include <memory>
+#include <random>
+#include <span>
+#include <unistd.h>
+
+namespace tarn::program {
+
+namespace {
+
+constexpr std::size_t kListedChordCount = 8;
+
+struct AnalyzeOptions {
+    std::string song;
+    std::string document; ///< empty: beside the song
+    std::string midi;     ///< empty: none
+    std::string picture;  ///< empty: none
+    bool force = false;
+    bool json = false;
+};
+
+/// While it lives, the first interrupt (Ctrl-C) is only noted; a second one ends the process at once.
+class InterruptWatch {
+public:
+    InterruptWatch() {
+        sIsInterrupted = 0;
+        struct sigaction action {};
+        action.sa_handler = [](int) { sIsInterrupted = 1; };
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        sigaction(SIGINT, &action, &mEarlier);
+    }
+    ~InterruptWatch() { sigaction(SIGINT, &mEarlier, nullptr); }
+    InterruptWatch(const InterruptWatch&) = delete;
+    InterruptWatch& operator=(const InterruptWatch&) = delete;
+
+    [[nodiscard]] static bool isInterrupted() { return sIsInterrupted != 0; }
+
+private:
+    static inline volatile std::sig_atomic_t sIsInterrupted = 0;
+    struct sigaction mEarlier {};
+};
+
+std::string newIdentifier() {
+    std::random_device random;
+    std::string identifier;
+    for (const int length : {8, 4, 4, 4, 12}) {
+        if (!identifier.empty())
+            identifier += '-';
+        for (int i = 0; i < length; ++i)
+            identifier += "0123456789ABCDEF"[random() % 16];
+    }
+    return identifier;
+}
+
+/// Fails before the work begins where it is plain that the file cannot be written.
+void checkWritable(const std::filesystem::path& file) {
+    std::error_code error;
+    const auto folder = file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+    std::string reason;
+    if (std::filesystem::is_directory(file, error))
+        reason = "this is a folder; name a file in it";
+    else if (!std::filesystem::is_directory(folder, error))
+        reason = "there is no folder " + folder.string() + "; make it, or name a file elsewhere";
+    else if (access(folder.c_str(), W_OK) != 0)
+        reason = "the folder cannot be written to; look at its permissions, or name a file elsewhere";
+    if (!reason.empty())
+        throw Failure(ExitStatus::unwritableOutput, file.string() + ": " + reason);
+}
+
+bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+    std::error_code error;
+    return std::filesystem::weakly_canonical(a, error) == std::filesystem::weakly_canonical(b, error);
+}
+
+/// The song's name for a document that is kept in `documentFile`.
+std::string songNameFrom(const std::filesystem::path& documentFile, const std::filesystem::path& song) {
+    const auto absolute = std::filesystem::absolute(song).lexically_normal();
+    auto name =
+        absolute.lexically_relative(std::filesystem::absolute(documentFile).lexically_normal().parent_path());
+    if (name.empty() || *name.begin() == "..")
+        name = absolute;
+    const auto text = name.u8string();
+    return {text.begin(), text.end()};
+}
+
+/// The document in the file when there is one, or a new one for the recording.
+std::shared_ptr<SongDocument> openOrMake(const std::filesystem::path& file, const AudioFacts& audio,
+                                         const std::filesystem::path& song) {
+    std::error_code error;
+    if (!std::filesystem::exists(file, error))
+        return std::make_shared<SongDocument>(
+            Recording{songNameFrom(file, song), audio.sampleRate, audio.frameCount, newIdentifier()});
+    auto document = SongDocument::open(file);
+    if (document->recording.sampleRate != audio.sampleRate ||
+        document->recording.frameCount != audio.frameCount)
+        throw Failure(ExitStatus::refusedEdit,
+                      file.string() + ": this document belongs to another recording (" +
+                          document->recording.fileName + "); name another document with -o");
+    return document;
+}
+
+void writeFile(const std::filesystem::path& file, const std::string& text) {
+    Error error;
+    if (!FileManager::writeAtomically(std::as_bytes(std::span(text)), file, &error))
+        throw Failure(ExitStatus::unwritableOutput, error.localizedDescription());
+}
+
+void writeMIDI(const SongDocument& document, const std::filesystem::path& file) {
+    Error error;
+    if (!document.notes->exportToMIDIFileAtURL(file, document.recording.sampleRate,
+                                               {{TarnNoteEntryStorageMIDIExportNotesOptionKey, true},
+                                                {TarnNoteEntryStorageMIDIExportChordsOptionKey, true}},
+                                               &error))
+        throw Failure(ExitStatus::unwritableOutput, file.string() + ": " + error.localizedDescription());
+}
+
+void printSummary(const SongDocument& document, const AudioFacts& audio, const AnalyzeOptions& options,
+                  const std::filesystem::path& file) {
+    std::cout << songFacts(document) << "Chords     " << firstChords(document, kListedChordCount) << "\n";
+    if (audio.frameCount < audio.declaredFrames)
+        std::cout << "Note       only the first " << formattedDuration(document.seconds(audio.frameCount))
+                  << " of " << formattedDuration(document.seconds(audio.declaredFrames))
+                  << " could be read\n";
+    std::cout << "Document   " << file.string() << "\n";
+    if (!options.midi.empty())
+        std::cout << "MIDI file  " << options.midi << "\n";
+    if (!options.picture.empty())
+        std::cout << "Picture    " << options.picture << "\n";
+}
+
+void analyze(const AnalyzeOptions& options) {
+    const std::filesystem::path song(options.song);
+    std::filesystem::path file(options.document);
+    if (file.empty())
+        file = std::filesystem::path(song).replace_extension(".tarn");
+    if (!options.picture.empty() && std::filesystem::path(options.picture).extension() != ".svg")
+        throw Failure(ExitStatus::usage, options.picture + ": the picture's name has to end in .svg");
+
+    const InterruptWatch watch;
+    const AudioFacts audio = readAudioFacts(song, &InterruptWatch::isInterrupted);
+    checkWritable(file);
+    for (const std::filesystem::path output : {options.midi, options.picture}) {
+        if (output.empty())
+            continue;
+        checkWritable(output);
+        if (isSameFile(output, song) || isSameFile(output, file))
+            throw Failure(ExitStatus::usage,
+                          output.string() + ": this is the song or its document; name another file");
+    }
+    const auto document = openOrMake(file, audio, song);
+    if (options.force) {
+        UserDefaults::standard().setVolatileValue(TarnUserDefaultsKeyForceMIRProcessing, "true");
+        removeAnalysis(*document);
+    }
+    if (!isAnalyzed(*document)) {
+        ProgressDisplay display(options.json);
+        analyzeSong(
+            *document, song,
+            [&](double fraction, const std::string& activity) { display.show(fraction, activity); },
+            &InterruptWatch::isInterrupted);
+    }
+    document->recording.fileName = songNameFrom(file, song);
+    SongDocument::save(document, file);
+    if (!options.midi.empty())
+        writeMIDI(*document, options.midi);
+    if (!options.picture.empty())
+        writeFile(options.picture, songPictureSVG(*document, waveformForPicture(*document, file), {}));
+    if (options.json)
+        printJSON(*document);
+    else
+        printSummary(*document, audio, options, file);
+}
+
+} // namespace
+
+void addAnalyzeCommand(CLI::App& app) {
+    CLI::App* const command = app.add_subcommand(
+        "analyze", "Find a recording's tuning, key, tempo, bars and chords and keep them in a document");
+    const auto options = std::make_shared<AnalyzeOptions>();
+    command->add_option("song", options->song, "The recording: WAV, AIFF, FLAC, Ogg, Opus or MP3")
+        ->required()
+        ->type_name("SONG");
+    command
+        ->add_option(
+            "-o", options->document,
+            "The document (SONG with the ending .tarn); in one that exists, only what is missing is added")
+        ->type_name("FILE.tarn");
+    command->add_flag(
+        "--force", options->force,
+        "Find everything anew, in place of the document's chords, beats, metre, tempo, key and tuning");
+    command->add_option("--midi", options->midi, "Also write notes and chords as a MIDI file")
+        ->type_name("OUT.mid");
+    command->add_option("--picture", options->picture, "Also draw the song")->type_name("OUT.svg");
+    command->add_flag("--json", options->json, "Print the document as one JSON object instead of a summary");
+    command->footer("Example:\n"
+                    "  tarn analyze song.mp3 --midi song.mid --picture song.svg");
+    command->callback([options] { analyze(*options); });
+}
+
+} // namespace tarn::program

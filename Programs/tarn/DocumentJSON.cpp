@@ -1,0 +1,143 @@
+#include "Programs/tarn/DocumentJSON.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+namespace tarn::program {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+/// The shortest decimal that reads as the same float: 119.97, not 119.97000122070312. JSON numbers are
+/// doubles.
+double shortestDecimal(float number) {
+    char text[32];
+    const auto printed = std::to_chars(text, text + sizeof text, number);
+    double result = number;
+    std::from_chars(text, printed.ptr, result);
+    return result;
+}
+
+ordered_json textOrNull(const std::optional<std::string>& text) {
+    return text ? ordered_json(*text) : ordered_json(nullptr);
+}
+
+ordered_json entryJSON(const TarnUserEntry& entry) {
+    return {{"id", entry.eventId()}, {"location", entry.location()}};
+}
+
+/// An array with an element for each entry, in order.
+template <typename Entry, typename Describe>
+ordered_json arrayJSON(const EntryList<Entry>& entries, const Describe& describe) {
+    auto array = ordered_json::array();
+    for (const auto& entry : entries) {
+        auto element = entryJSON(*entry);
+        describe(*entry, element);
+        array.push_back(std::move(element));
+    }
+    return array;
+}
+
+void describeChord(const TarnChordEntry& entry, ordered_json& json) {
+    const KELPChordRef& chord = entry.chord();
+    json["name"] = chord ? ordered_json(chord->string()) : ordered_json(nullptr);
+    if (!chord || chord->isNoChord()) {
+        json["root"] = nullptr;
+        json["intervals"] = ordered_json::array();
+        json["bass"] = nullptr;
+        return;
+    }
+    json["root"] = chord->root().value();
+    json["intervals"] = {0};
+    for (std::size_t i = 1; i < chord->chordIntervals().size() && chord->chordIntervals()[i] != 0; ++i)
+        json["intervals"].push_back(chord->chordIntervals()[i]);
+    json["bass"] = chord->addedBass().value_or(chord->root()).value();
+}
+
+void describeNote(const TarnNoteEntry& entry, ordered_json& json) {
+    const KELPPitchRef& pitch = entry.pitch();
+    json["length"] = entry.length();
+    json["name"] = pitch ? ordered_json(pitch->description()) : ordered_json(nullptr);
+    json["pitchClass"] = pitch ? ordered_json(pitch->note().value()) : ordered_json(nullptr);
+    json["octave"] = pitch ? ordered_json(pitch->octave()) : ordered_json(nullptr);
+    json["channel"] = entry.channel();
+    json["fretSelection"] = entry.fretSelection();
+}
+
+/// "verse" for a TarnVerseRegionEntry, and so on; "region" for one of no special form.
+std::string regionKind(const TarnRegionEntry& region) {
+    constexpr std::string_view prefix = "Tarn", suffix = "RegionEntry";
+    std::string kind(region.dynamicClass().name);
+    kind = kind.substr(prefix.size(), kind.size() - prefix.size() - suffix.size());
+    if (kind.empty())
+        return "region";
+    kind[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(kind[0])));
+    return kind;
+}
+
+ordered_json keyJSON(const KELPKeyRef& key) {
+    if (!key)
+        return nullptr;
+    const KELPChord& tonic = *key->tonicChord();
+    return {{"name", tonic.string()}, {"root", tonic.root().value()}, {"minor", key->isMinor()}};
+}
+
+} // namespace
+
+ordered_json documentJSON(const SongDocument& document) {
+    const TarnNoteEntryStorage& notes = *document.notes;
+    ordered_json json{{"sampleRate", document.recording.sampleRate},
+                      {"frameCount", document.recording.frameCount},
+                      {"standardPitch", nullptr},
+                      {"key", keyJSON(notes.globalKey())},
+                      {"tempo", nullptr},
+                      {"timeSignature", nullptr}};
+    // A rate of whole frames, as nearly all are, prints as a whole number.
+    if (const auto rate = static_cast<std::int64_t>(std::min(document.recording.sampleRate, 1e15));
+        static_cast<double>(rate) == document.recording.sampleRate)
+        json["sampleRate"] = rate;
+    if (const auto pitches = notes.standardPitchEntries(); !pitches.empty())
+        json["standardPitch"] = {{"frequency", pitches.front()->frequency()}};
+    if (const auto tempi = notes.tempoEntries(); !tempi.empty())
+        json["tempo"] = shortestDecimal(tempi.front()->tempo());
+    if (!notes.timeSignatureEntries().empty()) {
+        const TimeSignature signature = notes.timeSignature();
+        json["timeSignature"] = {{"numerator", signature.numerator}, {"denominator", signature.denominator}};
+    }
+    json["beats"] = arrayJSON(notes.beatEntries(), [](const TarnBeatEntry& beat, ordered_json& element) {
+        element["downbeat"] = beat.isDownbeat();
+    });
+    json["countedBeats"] = ordered_json::array();
+    for (const auto& beat : notes.beatEntriesFilteredByTimeSignature())
+        json["countedBeats"].push_back(beat->location());
+    json["chords"] = arrayJSON(notes.chordEntries(), describeChord);
+    json["notes"] = arrayJSON(notes.noteEntries(), describeNote);
+    json["regions"] =
+        arrayJSON(notes.regionEntries(), [](const TarnRegionEntry& region, ordered_json& element) {
+            element["length"] = region.length();
+            element["kind"] = regionKind(region);
+            element["name"] = textOrNull(region.name());
+        });
+    json["sections"] = arrayJSON(document.structure->sectionEntries(),
+                                 [](const TarnSectionEntry& section, ordered_json& element) {
+                                     element["name"] = textOrNull(section.name());
+                                     element["color"] = textOrNull(section.colorString());
+                                 });
+    json["markers"] =
+        arrayJSON(notes.markerEntries(), [](const TarnMarkerEntry& marker, ordered_json& element) {
+            element["name"] = textOrNull(marker.name());
+        });
+    return json;
+}
+
+void printJSON(const SongDocument& document) {
+    constexpr int compact = -1;
+    std::cout << documentJSON(document).dump(compact, ' ', false, ordered_json::error_handler_t::replace)
+              << "\n";
+}
+
+} // namespace tarn::program

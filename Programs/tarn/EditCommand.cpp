@@ -1,0 +1,65 @@
+#include "Programs/tarn/Commands.h"
+#include "Programs/tarn/Edits.h"
+#include "Programs/tarn/Failure.h"
+#include "Programs/tarn/SongPositions.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+
+namespace tarn::program {
+namespace {
+
+struct EditOptions {
+    std::string document;
+    std::vector<std::string> edits;
+    bool isDryRun = false;
+};
+
+void editDocument(const EditOptions& options) {
+    try {
+        const auto edits = parseEdits(options.edits);
+        const auto document = SongDocument::open(options.document);
+        const auto changes = applyEdits(*document, edits);
+        if (!options.isDryRun)
+            SongDocument::save(document, options.document);
+        for (const std::string& change : changes)
+            std::cout << change << "\n";
+        if (options.isDryRun)
+            std::cout << "dry run: " << options.document << " is unchanged\n";
+    } catch (const EditSyntaxError& error) {
+        throw Failure(ExitStatus::usage, error.what());
+    } catch (const EditRefused& refusal) {
+        throw Failure(ExitStatus::refusedEdit,
+                      options.document + ": " + refusal.what() + "; nothing was changed");
+    }
+}
+
+std::string helpText() {
+    std::string text = "Edits, as sentences; each is one argument or its words are arguments:\n";
+    for (const EditForm& form : editForms())
+        text += "  " + form.form + "\n      " + std::string(form.example) + "\n";
+    return text + "\nPOSITION: 3:1 bar and beat, 3:2+ or 3:2+1/4 part of the way to the next beat,\n"
+                  "  1:05.2 or 65.2s time, @132300 frame, start, end\n"
+                  "LENGTH: 1 beat, 1/2 beat, 2 bars, 0.5s, 300ms, 441 frames\n"
+                  "NAME: Chorus, \"Verse 2\", Chorus#2 (the second of that name)\n"
+                  "\nAll edits of a call are kept, or none.\n"
+                  "\nExample:\n"
+                  "  tarn edit song.tarn metre=3/4 'move-bar 5 to 1:05.2' 'add-marker \"Solo\" at 25:1'\n"
+                  "  tarn edit song.tarn --dry-run key=Ebm add-chord F#m7 at 3:1";
+}
+
+} // namespace
+
+void addEditCommand(CLI::App& app) {
+    const auto options = std::make_shared<EditOptions>();
+    auto* const command = app.add_subcommand("edit", "Correct and extend a document");
+    command->add_option("document", options->document, "The document")->required()->type_name("FILE.tarn");
+    command->add_option("edits", options->edits, "What to change")->required()->type_name("EDIT");
+    command->add_flag("--dry-run", options->isDryRun, "Tell what would change and write nothing");
+    command->footer(helpText());
+    command->callback([options] { editDocument(*options); });
+}
+
+} // namespace tarn::program

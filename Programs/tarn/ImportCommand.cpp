@@ -1,0 +1,133 @@
+#include "Platform/FileManager.h"
+#include "Programs/tarn/AnnotationText.h"
+#include "Programs/tarn/Commands.h"
+#include "Programs/tarn/Failure.h"
+#include "Programs/tarn/NoteImport.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <map>
+#include <memory>
+
+namespace tarn::program {
+namespace {
+
+const std::map<std::string, AnnotationKind> kAnnotationKinds{{"beats", AnnotationKind::beats},
+                                                             {"chords", AnnotationKind::chords},
+                                                             {"sections", AnnotationKind::sections}};
+
+struct ImportOptions {
+    std::string document;
+    std::string input;
+    std::string what = "chords";
+    std::string by = "time";
+    std::string at;
+    int channel = 0; ///< 0: none given
+    bool isDryRun = false;
+};
+
+Data contentsOf(const std::filesystem::path& file) {
+    constexpr std::uintmax_t kLargestFile = 64 << 20; ///< bytes; no annotation of a song comes near it
+    std::error_code sizeError;
+    const auto size = std::filesystem::file_size(file, sizeError);
+    if (!sizeError && size > kLargestFile)
+        throw Failure(ExitStatus::undecodableInput, file.string() + ": this is too large for an annotation");
+    Error error;
+    auto bytes = FileManager::contentsOf(file, &error);
+    if (!bytes)
+        throw Failure(ExitStatus::unreadableInput, error.localizedDescription());
+    return *std::move(bytes);
+}
+
+std::string importNotes(SongDocument& document, const ImportOptions& options) {
+    NotePlacement placement;
+    placement.followsBeats = options.by == "grid";
+    if (!options.at.empty()) {
+        placement.at = Position::make(options.at);
+        if (!placement.at)
+            throw Failure(ExitStatus::usage, "--at " + options.at +
+                                                 ": this is no position (bar and beat 3:1, time 1:05.2 or "
+                                                 "65.2s, frame @132300, start)");
+    }
+    if (options.channel > 0)
+        placement.channel = options.channel;
+    try {
+        return replaceNotes(document, MIDIFile(contentsOf(options.input)), placement);
+    } catch (const MIDIFileError& error) {
+        throw Failure(ExitStatus::undecodableInput, options.input + ": " + error.what());
+    } catch (const EditRefused& refusal) {
+        throw Failure(ExitStatus::refusedEdit,
+                      options.input + ": " + refusal.what() + "; nothing was changed");
+    }
+}
+
+std::string importAnnotations(SongDocument& document, const ImportOptions& options, AnnotationFormat format) {
+    const Data bytes = contentsOf(options.input);
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    try {
+        return replaceAnnotations(document, kAnnotationKinds.at(options.what),
+                                  format == AnnotationFormat::lab ? parseLab(text) : parseCSV(text));
+    } catch (const TextTableError& error) {
+        throw Failure(ExitStatus::undecodableInput,
+                      options.input + ":" + std::to_string(error.line()) + ": " + error.what());
+    }
+}
+
+void importIntoDocument(const ImportOptions& options) {
+    const std::string ending = std::filesystem::path(options.input).extension().string();
+    const bool isMIDI = ending == ".mid" || ending == ".midi";
+    if (!isMIDI && ending != ".lab" && ending != ".csv")
+        throw Failure(ExitStatus::usage, options.input + ": an import ends in .mid, .lab or .csv");
+    const auto document = SongDocument::open(options.document);
+    const std::string change =
+        isMIDI ? importNotes(*document, options)
+               : importAnnotations(*document, options,
+                                   ending == ".lab" ? AnnotationFormat::lab : AnnotationFormat::csv);
+    if (!options.isDryRun)
+        SongDocument::save(document, options.document);
+    std::cout << change << "\n";
+    if (options.isDryRun)
+        std::cout << "dry run: " << options.document << " is unchanged\n";
+}
+
+} // namespace
+
+void addImportCommand(CLI::App& app) {
+    const auto options = std::make_shared<ImportOptions>();
+    auto* const command = app.add_subcommand(
+        "import", "Replace a document's notes, beats, chords or sections by those of a file");
+    command->add_option("document", options->document, "The document")->required()->type_name("FILE.tarn");
+    command->add_option("input", options->input, "The file to import: .mid (notes), .lab or .csv")
+        ->required()
+        ->type_name("IN");
+    command
+        ->add_option("--what", options->what,
+                     "What a .lab or .csv file holds: beats, chords or sections (chords)")
+        ->check(CLI::IsMember(kAnnotationKinds).description(""))
+        ->type_name("KIND");
+    command
+        ->add_option("--by", options->by,
+                     "Where the notes of a .mid file are put: grid follows the song's beats, time the file's "
+                     "own tempo (time)")
+        ->check(CLI::IsMember({"grid", "time"}).description(""))
+        ->type_name("grid|time");
+    command
+        ->add_option("--at", options->at,
+                     "Where a .mid file begins in the song: 3:1, 1:05.2, @132300 (by grid bar 1, by time the "
+                     "start)")
+        ->type_name("POSITION");
+    command
+        ->add_option("--channel", options->channel,
+                     "The only channel of a .mid file to take, 1 to 16 (all but 10, percussion)")
+        ->check(CLI::Range(1, 16).description(""))
+        ->type_name("N");
+    command->add_flag("--dry-run", options->isDryRun, "Tell what would change and write nothing");
+    command->footer("Example:\n"
+                    "  tarn import song.tarn bass.mid --by grid --at 1:1\n"
+                    "  tarn import song.tarn beats.csv --what beats\n"
+                    "  tarn import song.tarn chords.lab");
+    command->callback([options] { importIntoDocument(*options); });
+}
+
+} // namespace tarn::program

@@ -1,0 +1,152 @@
+#include "Programs/tarn/SongAnalysis.h"
+
+#include "AnalysisEngine/AnalysisEngine.h"
+#include "AnalysisEngine/AudioReader.h"
+#include "Platform/DispatchQueue.h"
+#include "Programs/tarn/Failure.h"
+#include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
+
+#include <fstream>
+
+namespace tarn::program {
+
+namespace {
+
+using Controller = TarnMusicInformationRetrievalController;
+
+Failure cancelled(const std::filesystem::path& song) {
+    return {ExitStatus::cancelled, song.string() + ": the analysis was cancelled; nothing was written"};
+}
+
+/// Adds what the controller hands over to the document, as long as it lacks entries of that kind.
+class ResultReceiver {
+public:
+    ResultReceiver(TarnNoteEntryStorage& notes, const std::shared_ptr<Controller>& controller)
+        : mNotes(notes) {
+        const auto observe = [&](const char* name, void (ResultReceiver::*receive)(const Notification&)) {
+            mTokens.push_back(NotificationCenter::defaultCenter().addObserver(
+                name, controller, nullptr, [this, receive](const Notification& n) { (this->*receive)(n); }));
+        };
+        observe(TarnTuningEstimationDidFinishProcessingNotification, &ResultReceiver::receiveStandardPitch);
+        observe(TarnBeatDetectionDidFinishProcessingNotification, &ResultReceiver::receiveTempo);
+        observe(TarnBeatAlignmentDidFinishProcessingNotification, &ResultReceiver::receiveBeats);
+        observe(TarnChordDetectionDidBeginNotification, &ResultReceiver::awaitKey);
+    }
+    ~ResultReceiver() {
+        for (const auto& token : mTokens)
+            token->remove();
+    }
+    ResultReceiver(const ResultReceiver&) = delete;
+    ResultReceiver& operator=(const ResultReceiver&) = delete;
+
+private:
+    void receiveStandardPitch(const Notification& notification) {
+        const auto* pitch = notification.value<std::shared_ptr<TarnStandardPitchEntry>>("standardPitch");
+        if (pitch && mNotes.standardPitchEntries().empty())
+            mNotes.addStandardPitchEntry(*pitch);
+    }
+
+    void receiveTempo(const Notification& notification) {
+        const auto* tempo = notification.value<std::shared_ptr<TarnTempoEntry>>("tempo");
+        if (tempo && (*tempo)->tempo() > 0 && mNotes.tempoEntries().empty())
+            mNotes.addTempoEntry(*tempo);
+    }
+
+    /// The time signature first: it decides how the storage keeps beats consistent. One that the document has
+    /// already goes on to say where bars begin.
+    void receiveBeats(const Notification& notification) {
+        const auto* beats = notification.value<EntryList<TarnBeatEntry>>("beatEntries");
+        const auto* signature = notification.value<std::shared_ptr<TarnTimeSignatureEntry>>("timeSignature");
+        if (!beats || !signature)
+            return;
+        const auto earlier = mNotes.timeSignatureEntries();
+        if (earlier.empty())
+            mNotes.addTimeSignatureEntry(*signature);
+        if (!mNotes.beatEntries().empty())
+            return;
+        mNotes.addBeatEntriesFromArray(*beats);
+        if (!earlier.empty())
+            mNotes.applyTimeSignatureToBeatEntries(*earlier.front());
+    }
+
+    /// Chord detection goes by the key, which is added to the document in the main queue: lets that happen
+    /// first. Called on the detection's thread.
+    void awaitKey(const Notification&) {
+        MainQueue::sync([] {});
+    }
+
+    TarnNoteEntryStorage& mNotes;
+    std::vector<NotificationCenter::Token> mTokens;
+};
+
+} // namespace
+
+AudioFacts readAudioFacts(const std::filesystem::path& song, const CancellationQuestion& isCancelled) {
+    std::error_code error;
+    if (!std::filesystem::exists(song, error))
+        throw Failure(ExitStatus::unreadableInput,
+                      song.string() + ": there is no such file; name an audio file");
+    if (std::filesystem::is_directory(song, error))
+        throw Failure(ExitStatus::unreadableInput, song.string() + ": this is a folder; name an audio file");
+    if (!std::ifstream(song, std::ios::binary))
+        throw Failure(ExitStatus::unreadableInput,
+                      song.string() + ": the file cannot be read; look at its permissions");
+    const auto reader = AudioReader::open(song);
+    if (!reader)
+        throw Failure(ExitStatus::undecodableInput,
+                      song.string() +
+                          ": no audio can be decoded from it; name a WAV, AIFF, FLAC, Ogg, Opus or "
+                          "MP3 file that is whole");
+    while (!reader->nextBlock().empty()) {
+        if (isCancelled())
+            throw cancelled(song);
+    }
+    return {static_cast<double>(reader->sampleRate()), reader->framesRead(), reader->frameCount()};
+}
+
+bool isAnalyzed(const SongDocument& document) {
+    const TarnNoteEntryStorage& notes = *document.notes;
+    return !notes.standardPitchEntries().empty() && !notes.keyEntries().empty() &&
+           !notes.tempoEntries().empty() && !notes.timeSignatureEntries().empty() &&
+           !notes.beatEntries().empty() && !notes.chordEntries().empty();
+}
+
+void removeAnalysis(const SongDocument& document) {
+    TarnNoteEntryStorage& notes = *document.notes;
+    notes.removeStandardPitchEntriesInArray(notes.standardPitchEntries());
+    notes.removeKeyEntriesInArray(notes.keyEntries());
+    notes.removeTempoEntriesInArray(notes.tempoEntries());
+    notes.removeTimeSignatureEntriesInArray(notes.timeSignatureEntries());
+    notes.removeBeatEntriesInArray(notes.beatEntries());
+    notes.removeChordEntriesInArray(notes.chordEntries());
+}
+
+void analyzeSong(const SongDocument& document, const std::filesystem::path& song,
+                 const ProgressReport& report, const CancellationQuestion& isCancelled) {
+    MainQueue::becomeMainThread();
+    registerAnalysisEngine();
+    const auto controller = std::make_shared<Controller>(song, document.recording.identifier, document.notes);
+    const ResultReceiver receiver(*document.notes, controller);
+    Error error;
+    if (!controller->beginProcessingError(&error))
+        throw Failure(ExitStatus::undecodableInput,
+                      song.string() + ": " + error.localizedDescription() + " Name another audio file.");
+
+    const auto queue = controller->processingQueue();
+    bool wasCancelled = false;
+    MainQueue::runUntil([&] {
+        if (!wasCancelled && isCancelled()) {
+            wasCancelled = true;
+            controller->cancelProcessing();
+        }
+        if (!wasCancelled)
+            report(controller->progress()->fractionCompleted(),
+                   controller->progress()->localizedDescription());
+        return queue->operations().empty();
+    });
+    MainQueue::runPending();
+    if (wasCancelled)
+        throw cancelled(song);
+}
+
+} // namespace tarn::program

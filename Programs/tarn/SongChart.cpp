@@ -1,0 +1,306 @@
+#include "Programs/tarn/SongChart.h"
+
+#include "TarnFoundation/Formatting/TarnFormatting.h"
+#include "TarnFoundation/UserEntries/TarnBeatLocator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iomanip>
+#include <sstream>
+
+namespace tarn::program {
+
+namespace {
+
+constexpr std::size_t kPageWidth = 80; ///< characters
+
+std::string withOneDecimal(double number) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(1) << number;
+    return text.str();
+}
+
+std::string tuningText(double frequency) {
+    std::string text = "A4 = " + withOneDecimal(frequency) + " Hz";
+    const double cents = frequency > 0 ? 1200 * std::log2(frequency / 440) : 0;
+    if (std::abs(cents) >= 0.05)
+        text += std::string(" (") + (cents > 0 ? "+" : "") + withOneDecimal(cents) + " cents)";
+    return text;
+}
+
+std::string chordName(const TarnChordEntry& entry) {
+    return entry.chord() ? entry.chord()->string() : KELPChord::noChord()->string();
+}
+
+bool hasHarmony(const TarnChordEntry& entry) {
+    return entry.chord() && !entry.chord()->isNoChord();
+}
+
+std::string padded(std::string text, std::size_t width, bool right = false) {
+    if (text.size() < width)
+        text.insert(right ? 0 : text.size(), width - text.size(), ' ');
+    return text;
+}
+
+/// A bar of the chart, or, without a number, the chords outside the beat grid.
+struct Bar {
+    std::string number;
+    std::int64_t location = 0;
+    std::vector<std::string> beats; ///< what stands on each beat
+    std::string heading;            ///< the sections that begin here
+};
+
+class Chart {
+public:
+    explicit Chart(const SongDocument& document) : mDocument(document) {
+        mLocator.updateWithNoteEntryStorage(*document.notes);
+        makeBars();
+        placeChords();
+        placeSections();
+    }
+
+    [[nodiscard]] std::string text() const {
+        std::ostringstream out;
+        if (mLocator.hasBarEntries())
+            writeRows(out);
+        else
+            writeLists(out);
+        writeRegions(out);
+        writeMarkers(out);
+        return out.str();
+    }
+
+private:
+    void makeBars() {
+        const auto& beats = mLocator.beatEntries();
+        const auto& starts = mLocator.barEntries();
+        if (starts.empty())
+            return;
+        const auto open = [&](std::string number, std::size_t first, std::size_t end) {
+            if (first == end)
+                return;
+            mBars.push_back({std::move(number), beats[first]->location(), {}, {}});
+            mBars.back().beats.assign(end - first, "/");
+            for (std::size_t i = first; i < end; ++i)
+                mPlaces.push_back({mBars.size() - 1, i - first});
+        };
+        // Beats before the first downbeat are a pickup.
+        open("0", 0, starts.front().index());
+        for (std::size_t i = 0; i < starts.size(); ++i)
+            open(std::to_string(i + 1), starts[i].index(),
+                 i + 1 < starts.size() ? starts[i + 1].index() : beats.size());
+    }
+
+    /// The beat that is nearest to the location, the later of two; there has to be one.
+    [[nodiscard]] std::size_t nearestBeat(std::int64_t location) const {
+        const auto& beats = mLocator.beatEntries();
+        const auto past =
+            std::upper_bound(beats.begin(), beats.end(), location,
+                             [](std::int64_t x, const auto& beat) { return x < beat->location(); });
+        const auto index = static_cast<std::size_t>(past - beats.begin());
+        if (index == 0 || index == beats.size())
+            return index == 0 ? 0 : index - 1;
+        return location - beats[index - 1]->location() < beats[index]->location() - location ? index - 1
+                                                                                             : index;
+    }
+
+    /// How far a chord may lie outside the grid and still stand on its first or last beat, in frames.
+    [[nodiscard]] std::int64_t reach() const {
+        return static_cast<std::int64_t>(mDocument.notes->averageBeatEntrySpacing().value_or(0) / 2);
+    }
+
+    void placeChords() {
+        if (mBars.empty())
+            return;
+        const auto& beats = mLocator.beatEntries();
+        const std::int64_t margin = beats.size() > 1 ? reach() : 0;
+        std::vector<std::string> names(beats.size());
+        Bar before{"", 0, {}, {}}, behind{"", 0, {}, {}};
+        for (const auto& entry : mDocument.notes->chordEntries()) {
+            const bool isBefore = entry->location() + margin < beats.front()->location();
+            const bool isBehind = entry->location() - 2 * margin > beats.back()->location();
+            if (isBefore || isBehind) {
+                Bar& bar = isBefore ? before : behind;
+                if (bar.beats.empty())
+                    bar.location = entry->location();
+                if (hasHarmony(*entry))
+                    bar.beats.push_back(chordName(*entry));
+                continue;
+            }
+            std::string& name = names[nearestBeat(entry->location())];
+            name += (name.empty() ? "" : ",") + chordName(*entry);
+        }
+        // A chord that goes on into the first bar is shown there.
+        std::string sounding;
+        if (names.front().empty() && !before.beats.empty()) {
+            sounding = before.beats.back();
+            before.beats.pop_back();
+        }
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            const auto [bar, beat] = mPlaces[i];
+            if (!names[i].empty())
+                sounding = names[i].substr(names[i].rfind(',') + 1);
+            if (!names[i].empty() || (beat == 0 && !sounding.empty()))
+                mBars[bar].beats[beat] = names[i].empty() ? sounding : names[i];
+        }
+        if (!behind.beats.empty())
+            mBars.push_back(behind);
+        if (!before.beats.empty()) {
+            mBars.insert(mBars.begin(), before);
+            for (Place& place : mPlaces)
+                ++place.bar;
+        }
+    }
+
+    void placeSections() {
+        if (mBars.empty())
+            return;
+        for (const auto& section : mDocument.structure->sectionEntries())
+            mBars[mPlaces[nearestBeat(section->location())].bar].heading +=
+                "[" + section->name().value_or("") + "] ";
+    }
+
+    void writeRows(std::ostringstream& out) const {
+        constexpr std::size_t margin = 14; // characters before the first bar of a row
+        std::vector<std::string> cells;
+        std::size_t width = 0;
+        for (const Bar& bar : mBars) {
+            cells.emplace_back();
+            for (const std::string& beat : bar.beats)
+                cells.back() += (cells.back().empty() ? "" : " ") + beat;
+            width = std::max(width, cells.back().size());
+        }
+        const std::size_t fitting = (kPageWidth - margin) / (width + 3);
+        const std::size_t perRow = fitting >= 4 ? 4 : fitting >= 2 ? 2 : 1;
+        out << "\n";
+        std::size_t inRow = 0;
+        for (std::size_t i = 0; i < mBars.size(); ++i) {
+            const Bar& bar = mBars[i];
+            const bool isOutside = bar.number.empty() || (i > 0 && mBars[i - 1].number.empty());
+            if (inRow == perRow || (inRow > 0 && (isOutside || !bar.heading.empty()))) {
+                out << "\n";
+                inRow = 0;
+            }
+            if (!bar.heading.empty())
+                out << (i == 0 ? "" : "\n") << bar.heading.substr(0, bar.heading.size() - 1) << "\n";
+            if (inRow == 0)
+                out << padded(bar.number, 4, true) << "  " << padded(time(bar.location), 6, true) << " |";
+            out << " " << padded(cells[i], width) << " |";
+            ++inRow;
+        }
+        out << "\n";
+    }
+
+    void writeLists(std::ostringstream& out) const {
+        const auto sections = mDocument.structure->sectionEntries();
+        if (!sections.empty())
+            out << "\nSections\n";
+        for (const auto& section : sections)
+            out << "  " << padded(preciseTime(section->location()), 9, true) << "  "
+                << section->name().value_or("") << "\n";
+        const auto chords = mDocument.notes->chordEntries();
+        if (!chords.empty())
+            out << "\nChords\n";
+        for (const auto& chord : chords)
+            out << "  " << padded(preciseTime(chord->location()), 9, true) << "  " << chordName(*chord)
+                << "\n";
+    }
+
+    void writeRegions(std::ostringstream& out) const {
+        const auto regions = mDocument.notes->regionEntries();
+        if (!regions.empty())
+            out << "\nRegions\n";
+        for (const auto& region : regions) {
+            if (!region->isValid())
+                continue;
+            out << "  " << padded(region->name().value_or(""), 16) << "  " << place(region->location())
+                << " to " << place(region->end()) << "\n";
+        }
+    }
+
+    void writeMarkers(std::ostringstream& out) const {
+        const auto markers = mDocument.notes->markerEntries();
+        if (!markers.empty())
+            out << "\nMarkers\n";
+        for (const auto& marker : markers)
+            out << "  " << padded(marker->name().value_or(""), 16) << "  " << place(marker->location())
+                << "\n";
+    }
+
+    [[nodiscard]] std::string time(std::int64_t location) const {
+        return formattedDuration(mDocument.seconds(location));
+    }
+    [[nodiscard]] std::string preciseTime(std::int64_t location) const {
+        return formattedDuration(mDocument.seconds(location), DurationPrecision::tenths);
+    }
+    /// "bar 5 beat 3 (0:09.5)", or the time alone outside the bars.
+    [[nodiscard]] std::string place(std::int64_t location) const {
+        if (!mLocator.hasBarEntries() || location < 0 ||
+            static_cast<std::uint64_t>(location) < mLocator.firstSample())
+            return preciseTime(location);
+        const IndexPath path = mLocator.barBeatIndexOfSample(static_cast<std::uint64_t>(location));
+        return "bar " + std::to_string(BarBeatIndex::bar(path) + 1) + " beat " +
+               std::to_string(BarBeatIndex::beat(path) + 1) + " (" + preciseTime(location) + ")";
+    }
+
+    /// Where a beat of the locator stands in the chart.
+    struct Place {
+        std::size_t bar;
+        std::size_t beat;
+    };
+
+    const SongDocument& mDocument;
+    TarnBeatLocator mLocator;
+    std::vector<Bar> mBars;
+    std::vector<Place> mPlaces; ///< one for each beat of the locator
+};
+
+} // namespace
+
+std::string songFacts(const SongDocument& document) {
+    const TarnNoteEntryStorage& notes = *document.notes;
+    const auto tempi = notes.tempoEntries();
+    const auto pitches = notes.standardPitchEntries();
+    const KELPKeyRef key = notes.globalKey();
+    const TimeSignature signature = notes.timeSignature();
+    TarnBeatLocator locator;
+    locator.updateWithNoteEntryStorage(notes);
+    const std::string unknown = "unknown";
+
+    std::ostringstream out;
+    out << "Recording  " << document.recording.fileName << ", "
+        << formattedDuration(document.seconds(document.recording.frameCount)) << ", "
+        << document.recording.sampleRate << " Hz\n";
+    out << "Tempo      " << (tempi.empty() ? unknown : withOneDecimal(tempi.front()->tempo()) + " BPM")
+        << "\n";
+    out << "Metre      "
+        << (notes.timeSignatureEntries().empty()
+                ? unknown
+                : std::to_string(signature.numerator) + "/" + std::to_string(signature.denominator))
+        << "\n";
+    out << "Key        " << (key ? key->description() : unknown) << "\n";
+    out << "Tuning     " << (pitches.empty() ? unknown : tuningText(pitches.front()->frequency())) << "\n";
+    out << "Bars       " << (locator.hasBarEntries() ? std::to_string(locator.barEntries().size()) : unknown)
+        << "\n";
+    return out.str();
+}
+
+std::string firstChords(const SongDocument& document, std::size_t count) {
+    std::string names;
+    std::size_t listed = 0;
+    for (const auto& entry : document.notes->chordEntries()) {
+        if (!hasHarmony(*entry))
+            continue;
+        if (listed == count)
+            return names + " …";
+        names += (names.empty() ? "" : " ") + chordName(*entry);
+        ++listed;
+    }
+    return names.empty() ? "unknown" : names;
+}
+
+std::string songChart(const SongDocument& document) {
+    return Chart(document).text();
+}
+
+} // namespace tarn::program

@@ -1,0 +1,169 @@
+#include "Programs/tarn/TextTable.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+
+namespace tarn::program {
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kBlanks = " \t";
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    return first == std::string_view::npos ? std::string_view()
+                                           : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::string_view withoutByteOrderMark(std::string_view text) {
+    return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
+}
+
+/// Removes the line end at the beginning of the text.
+void skipLineEnd(std::string_view& text) {
+    text.remove_prefix(text.starts_with("\r\n") ? 2 : 1);
+}
+
+bool isBlank(const TextRow& row) {
+    return std::all_of(row.fields.begin(), row.fields.end(), [](const auto& field) { return field.empty(); });
+}
+
+char separatorOf(std::string_view text) {
+    const auto firstLine = text.substr(0, text.find_first_of("\r\n"));
+    for (const char separator : {',', ';', '\t'}) {
+        if (firstLine.find(separator) != std::string_view::npos)
+            return separator;
+    }
+    return ',';
+}
+
+/// One field from the beginning of the text, up to a separator or line end. Counts the lines that a quoted
+/// field runs over.
+std::string takeField(std::string_view& text, char separator, std::size_t& line) {
+    const std::array<char, 3> ends{separator, '\r', '\n'};
+    const auto endOfField = [&](std::size_t from) {
+        return std::min(text.find_first_of(std::string_view(ends.data(), ends.size()), from), text.size());
+    };
+    const std::string_view withoutBlanks = text.substr(std::min(text.find_first_not_of(' '), text.size()));
+    if (!withoutBlanks.starts_with('"')) {
+        const std::size_t end = endOfField(0);
+        const std::string field(trimmed(text.substr(0, end)));
+        text.remove_prefix(end);
+        return field;
+    }
+    text = withoutBlanks;
+    const std::size_t openedInLine = line;
+    std::string field;
+    std::size_t i = 1;
+    while (true) {
+        if (i >= text.size())
+            throw TextTableError(openedInLine, "a quote that begins here does not end");
+        if (text[i] == '"') {
+            if (!text.substr(i + 1).starts_with('"'))
+                break;
+            ++i;
+        }
+        line += text[i] == '\n';
+        field += text[i++];
+    }
+    text.remove_prefix(endOfField(i + 1)); // what stands between the quote and the separator is dropped
+    return field;
+}
+
+std::string lowerCased(std::string_view text) {
+    std::string result(text);
+    std::transform(result.begin(), result.end(), result.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return result;
+}
+
+} // namespace
+
+TextTable parseCSV(std::string_view text) {
+    text = withoutByteOrderMark(text);
+    const char separator = separatorOf(text);
+    TextTable table;
+    std::size_t line = 1;
+    while (!text.empty()) {
+        TextRow row{line, {takeField(text, separator, line)}};
+        while (text.starts_with(separator)) {
+            text.remove_prefix(1);
+            row.fields.push_back(takeField(text, separator, line));
+        }
+        if (!text.empty())
+            skipLineEnd(text);
+        ++line;
+        if (!isBlank(row))
+            table.rows.push_back(std::move(row));
+    }
+    if (!table.rows.empty() && !numberWithText(table.rows.front().fields.front())) {
+        for (const std::string& name : table.rows.front().fields)
+            table.header.push_back(lowerCased(name));
+        table.rows.erase(table.rows.begin());
+    }
+    return table;
+}
+
+TextTable parseLab(std::string_view text) {
+    text = withoutByteOrderMark(text);
+    TextTable table;
+    for (std::size_t line = 1; !text.empty(); ++line) {
+        const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+        std::string_view rest = trimmed(text.substr(0, end));
+        text.remove_prefix(end);
+        if (!text.empty())
+            skipLineEnd(text);
+        if (rest.empty() || rest.starts_with('#'))
+            continue;
+        TextRow row{line, {}};
+        while (!rest.empty()) {
+            const std::size_t wordEnd = std::min(rest.find_first_of(kBlanks), rest.size());
+            const bool isLabel = row.fields.size() == 2 || !numberWithText(rest.substr(0, wordEnd));
+            const std::size_t fieldEnd = isLabel ? rest.size() : wordEnd;
+            row.fields.emplace_back(rest.substr(0, fieldEnd));
+            rest = trimmed(rest.substr(fieldEnd));
+        }
+        table.rows.push_back(std::move(row));
+    }
+    return table;
+}
+
+std::string csvLine(const std::vector<std::string>& fields) {
+    std::string line;
+    for (const std::string& field : fields) {
+        if (&field != &fields.front())
+            line += ',';
+        const bool needsQuotes =
+            field.find_first_of(",;\t\"\r\n") != std::string::npos || field != trimmed(field);
+        if (!needsQuotes) {
+            line += field;
+            continue;
+        }
+        line += '"';
+        for (const char c : field)
+            line.append(c == '"' ? 2 : 1, c);
+        line += '"';
+    }
+    return line + "\n";
+}
+
+std::optional<double> numberWithText(std::string_view text) {
+    double number = 0;
+    const char* const end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, number);
+    if (parsed.ec != std::errc() || parsed.ptr != end || !std::isfinite(number))
+        return std::nullopt;
+    return number;
+}
+
+std::string secondsText(double seconds) {
+    constexpr int kDecimals = 6;
+    std::array<char, 512> digits; // the longest double has 309 digits before the point
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), seconds,
+                                   std::chars_format::fixed, kDecimals);
+    return {digits.data(), end.ptr};
+}
+
+} // namespace tarn::program

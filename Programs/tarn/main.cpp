@@ -1,0 +1,63 @@
+#include "Platform/Log.h"
+#include "Platform/ProcessInfo.h"
+#include "Programs/tarn/Commands.h"
+#include "Programs/tarn/Failure.h"
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+#include <iostream>
+
+namespace {
+
+int statusOf(tarn::program::ExitStatus status) {
+    return static_cast<int>(status);
+}
+
+/// The library's messages are for its developers: they appear when one of its debug switches is on.
+void hideLibraryMessages() {
+    const bool isDebugging = tarn::ProcessInfo::hasEnvironmentVariable("KELP_MIR_DEBUG") ||
+                             tarn::ProcessInfo::hasEnvironmentVariable("TARN_NOTE_ENTRY_STORAGE_DEBUG");
+    if (!isDebugging)
+        tarn::setLogSink([](const tarn::LogMessage&) {});
+}
+
+/// What is wrong with the command line and where to read on.
+std::string usageLine(const CLI::App* app, const CLI::Error& error) {
+    const auto commands = app->get_subcommands();
+    const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
+    return std::string("tarn: ") + error.what() + "; see 'tarn" + command + " --help'\n";
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    using namespace tarn::program;
+    hideLibraryMessages();
+    CLI::App app("Learn songs from your own recordings: analyse, correct, draw and export them.", "tarn");
+    app.set_version_flag("--version", TARN_VERSION);
+    app.failure_message(usageLine);
+    app.require_subcommand(1);
+    addAnalyzeCommand(app);
+    addShowCommand(app);
+    addEditCommand(app);
+    addExportCommand(app);
+    addImportCommand(app);
+    addDrawCommand(app);
+    addChordsCommand(app);
+    addCacheCommand(app);
+    try {
+        app.parse(argumentCount, arguments);
+        return statusOf(ExitStatus::success);
+    } catch (const CLI::ParseError& error) {
+        const bool askedForHelp = error.get_exit_code() == 0;
+        app.exit(error);
+        return statusOf(askedForHelp ? ExitStatus::success : ExitStatus::usage);
+    } catch (const Failure& failure) {
+        std::cerr << "tarn: " << failure.what() << "\n";
+        return statusOf(failure.status());
+    } catch (const std::exception& error) {
+        std::cerr << "tarn: " << error.what() << "\n";
+        return EXIT_FAILURE;
+    }
+}

@@ -1,0 +1,297 @@
+#include "Programs/demo/DemoSong.h"
+#include "Tests/Programs/ProgramTest.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <fstream>
+#include <sys/mount.h>
+#include <thread>
+#include <unistd.h>
+
+namespace tarn::program {
+
+using nlohmann::json;
+
+namespace {
+
+demo::Song sixteenBars() {
+    demo::Song song;
+    song.tempo = 112;
+    song.standardPitch = 432;
+    const std::vector<std::string> part{"G", "Em", "C", "D", "G", "Bm", "Am7", "D7"};
+    for (int i = 0; i < 2; ++i)
+        song.chords.insert(song.chords.end(), part.begin(), part.end());
+    return song;
+}
+
+demo::Song fourBars() {
+    demo::Song song;
+    song.chords = {"C", "F", "G", "C"};
+    return song;
+}
+
+void record(const demo::Song& song, const std::filesystem::path& file, int channels = 1) {
+    ASSERT_TRUE(demo::writeRecording(file, demo::render(song), song.sampleRate, channels)) << file;
+}
+
+/// The share of the true places that have a found one within 70 ms.
+double shareFound(const std::vector<std::int64_t>& found, const std::vector<std::int64_t>& places, int rate) {
+    const auto isFound = [&](std::int64_t place) {
+        return std::any_of(found.begin(), found.end(), [&](std::int64_t f) {
+            return std::abs(static_cast<double>(f - place)) <= 0.07 * rate;
+        });
+    };
+    return static_cast<double>(std::count_if(places.begin(), places.end(), isFound)) /
+           static_cast<double>(places.size());
+}
+
+/// The share of the bars in whose middle the chord that was found has the right root.
+double shareOfRightRoots(const json& found, const demo::Song& song) {
+    int right = 0;
+    for (std::size_t bar = 0; bar < song.chords.size(); ++bar) {
+        const auto middle = song.frameOfBeat(static_cast<std::int64_t>(bar) * song.beatsPerBar + 2);
+        json root;
+        for (const auto& chord : found["chords"]) {
+            if (chord["location"] <= middle)
+                root = chord["root"];
+        }
+        right += root == KELPChord::chordWithString(song.chords[bar])->root().value() ? 1 : 0;
+    }
+    return right / static_cast<double>(song.chords.size());
+}
+
+} // namespace
+
+TEST_F(ProgramTest, analyzeFindsWhatIsTrueOfARecording) {
+    const auto song = sixteenBars();
+    std::filesystem::create_directory(folder / "Über uns");
+    record(song, folder / "Über uns" / "mein Lied №1.wav", 2);
+    const auto run = tarn({"analyze", "Über uns/mein Lied №1.wav", "--json", "--midi", "Über uns/Notiz.mid",
+                           "--picture", "Über uns/Bild.svg"});
+    ASSERT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.errors, "");
+    EXPECT_EQ(filesIn("Über uns"),
+              (std::vector<std::string>{"Bild.svg", "Notiz.mid", "mein Lied №1.tarn", "mein Lied №1.wav"}));
+    EXPECT_EQ(read("Über uns/Notiz.mid").substr(0, 4), "MThd");
+    EXPECT_NE(read("Über uns/Bild.svg").find("<svg"), std::string::npos);
+    EXPECT_EQ(tarn({"show", "Über uns/mein Lied №1.tarn", "--json"}).output, run.output);
+
+    const auto document = SongDocument::open(folder / "Über uns/mein Lied №1.tarn");
+    EXPECT_EQ(document->recording.fileName, "mein Lied №1.wav");
+    EXPECT_EQ(document->recording.identifier.size(), 36u);
+
+    const auto found = json::parse(run.output);
+    EXPECT_EQ(found["frameCount"], song.frameCount());
+    EXPECT_NEAR(found["tempo"], song.tempo, 1);
+    EXPECT_NEAR(found["standardPitch"]["frequency"], song.standardPitch, 1);
+    EXPECT_EQ(found["timeSignature"], json({{"numerator", 4}, {"denominator", 4}}));
+    EXPECT_EQ(found["key"]["name"], "G");
+    std::vector<std::int64_t> beats, bars, downbeats;
+    for (std::int64_t beat = 0; beat < 64; ++beat) {
+        beats.push_back(song.frameOfBeat(beat));
+        if (beat % 4 == 0)
+            bars.push_back(beats.back());
+    }
+    for (const auto& beat : found["beats"]) {
+        if (beat["downbeat"])
+            downbeats.push_back(beat["location"]);
+    }
+    EXPECT_GE(shareFound(found["countedBeats"], beats, song.sampleRate), 0.9);
+    EXPECT_GE(shareFound(beats, found["countedBeats"], song.sampleRate), 0.9);
+    EXPECT_GE(shareFound(downbeats, bars, song.sampleRate), 0.9);
+    EXPECT_GE(shareOfRightRoots(found, song), 0.9);
+}
+
+TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
+    record(sixteenBars(), folder / "song.wav");
+    const auto first = tarn({"analyze", "song.wav"});
+    ASSERT_EQ(first.status, 0) << first.errors;
+    for (const char* line :
+         {"Detecting chords\n", "\nTempo      11", "\nMetre      4/4\n", "\nKey        G major\n",
+          "\nTuning     A4 = 43", "\nBars       1", "\nChords     G Em C D", "\nDocument   song.tarn\n"})
+        EXPECT_NE(first.output.find(line), std::string::npos) << line << first.output;
+
+    auto document = SongDocument::open(folder / "song.tarn");
+    const auto chordCount = document->notes->chordEntries().size();
+    const auto edited = document->notes->copyOfChordEntry(document->notes->chordEntries().back());
+    edited->setChord(KELPChord::chordWithString("F#dim7"));
+    document->notes->replaceChordEntriesInArrayWithChordEntriesInArray(
+        {document->notes->chordEntries().back()}, {edited});
+    document->notes->removeKeyEntriesInArray(document->notes->keyEntries());
+    document->notes->removeBeatEntriesInArray(document->notes->beatEntries());
+    document->notes->setTimeSignature(2, 4);
+    document->notes->insertMarkerEntry(1000);
+    SongDocument::save(document, folder / "song.tarn");
+    const auto identifier = document->recording.identifier;
+
+    ASSERT_EQ(tarn({"analyze", "song.wav"}).status, 0);
+    document = SongDocument::open(folder / "song.tarn");
+    EXPECT_EQ(document->recording.identifier, identifier);
+    EXPECT_EQ(document->notes->chordEntries().back()->chord()->string(), "F#dim7");
+    ASSERT_TRUE(document->notes->globalKey());
+    EXPECT_EQ(document->notes->timeSignature(), (TimeSignature{2, 4}));
+    // The bars follow the time signature that the document had.
+    const auto beats = document->notes->beatEntries();
+    const auto downbeatCount =
+        std::count_if(beats.begin(), beats.end(), [](const auto& beat) { return beat->isDownbeat(); });
+    EXPECT_NEAR(static_cast<double>(downbeatCount), 32, 2);
+
+    const auto complete = read("song.tarn");
+    ASSERT_EQ(tarn({"analyze", "song.wav"}).status, 0);
+    EXPECT_EQ(read("song.tarn"), complete);
+
+    ASSERT_EQ(tarn({"analyze", "song.wav", "--force"}).status, 0);
+    document = SongDocument::open(folder / "song.tarn");
+    EXPECT_EQ(document->notes->chordEntries().size(), chordCount);
+    EXPECT_NE(document->notes->chordEntries().back()->chord()->string(), "F#dim7");
+    EXPECT_EQ(document->notes->timeSignature(), (TimeSignature{4, 4}));
+    EXPECT_EQ(document->notes->keyEntries().size(), 1u);
+    EXPECT_EQ(document->notes->standardPitchEntries().size(), 1u);
+    EXPECT_EQ(document->notes->tempoEntries().size(), 1u);
+    EXPECT_EQ(document->notes->markerEntries().size(), 1u);
+}
+
+TEST_F(ProgramTest, analyzeReadsEveryFormat) {
+    auto song = fourBars();
+    song.sampleRate = 48000; // a rate that every format has
+    for (const char* name : {"a.wav", "b.aiff", "c.flac", "d.ogg", "e.opus", "f.mp3"}) {
+        record(song, folder / name, 2);
+        const auto run = tarn({"analyze", name, "--json"});
+        ASSERT_EQ(run.status, 0) << name << run.errors;
+        const auto found = json::parse(run.output);
+        EXPECT_NEAR(found["frameCount"], static_cast<double>(song.frameCount()), 3000) << name;
+        EXPECT_NEAR(found["standardPitch"]["frequency"], 440, 1) << name;
+        EXPECT_GE(shareOfRightRoots(found, song), 0.75) << name;
+    }
+}
+
+TEST_F(ProgramTest, unusualRecordingsGiveDocumentsOfWhatCanBeHeard) {
+    auto low = fourBars();
+    low.sampleRate = 8000;
+    record(low, folder / "low.wav");
+    auto high = fourBars();
+    high.sampleRate = 96000;
+    record(high, folder / "high.wav", 6);
+    auto second = fourBars();
+    second.chords = {"C"};
+    second.tempo = 480; // the bar lasts half a second
+    second.leadIn = 0.25;
+    record(second, folder / "second.wav");
+    ASSERT_TRUE(demo::writeRecording(folder / "silent.wav", std::vector<float>(441000), 44100));
+    record(fourBars(), folder / "whole.flac");
+    const std::string whole = read("whole.flac");
+    write("broken off.flac", whole.substr(0, whole.size() / 2));
+    record(fourBars(), folder / "whole.wav");
+    write("cut.wav", read("whole.wav").substr(0, 300001));
+
+    const auto analyze = [&](const std::string& file) {
+        const auto run = tarn({"analyze", file, "--json"});
+        EXPECT_EQ(run.status, 0) << file << run.errors;
+        EXPECT_EQ(run.errors, "") << file;
+        return json::parse(run.status == 0 ? run.output : "{}");
+    };
+    EXPECT_GE(shareOfRightRoots(analyze("low.wav"), low), 0.75);
+    const auto found = analyze("high.wav");
+    EXPECT_GE(shareOfRightRoots(found, high), 0.75);
+    EXPECT_EQ(found["sampleRate"], 96000);
+    EXPECT_EQ(analyze("second.wav")["frameCount"], 44100);
+    const auto silence = analyze("silent.wav");
+    EXPECT_TRUE(silence["tempo"].is_null());
+    EXPECT_TRUE(silence["timeSignature"].is_null());
+    EXPECT_TRUE(silence["key"].is_null());
+    EXPECT_EQ(silence["beats"], json::array());
+    EXPECT_EQ(analyze("cut.wav")["frameCount"], (300001 - 44) / 2);
+    const auto brokenOff = tarn({"analyze", "broken off.flac"});
+    EXPECT_EQ(brokenOff.status, 0) << brokenOff.errors;
+    EXPECT_NE(brokenOff.output.find("could be read\n"), std::string::npos) << brokenOff.output;
+}
+
+TEST_F(ProgramTest, analyzeNamesTheFileThatIsNoRecording) {
+    std::filesystem::create_directory(folder / "folder.wav");
+    write("text.wav", "Dear diary, today I learned a song.\n");
+    write("empty.wav", "");
+    ASSERT_TRUE(demo::writeRecording(folder / "nothing.wav", {}, 44100));
+    const auto before = filesIn(".");
+    expectFailure(tarn({"analyze", "missing.wav"}), 3, "missing.wav");
+    expectFailure(tarn({"analyze", "folder.wav"}), 3, "folder.wav");
+    for (const char* name : {"text.wav", "empty.wav", "nothing.wav"})
+        expectFailure(tarn({"analyze", name}), 4, name);
+    EXPECT_EQ(filesIn("."), before);
+}
+
+TEST_F(ProgramTest, analyzeLeavesAloneWhatIsNotItsDocument) {
+    record(fourBars(), folder / "song.wav");
+    saveSmallDocument("small.tarn");
+    write("damaged.tarn", read("small.tarn").substr(0, 500));
+    std::filesystem::create_directory(folder / "folder.tarn");
+    for (const auto& [document, status] : std::vector<std::pair<std::string, int>>{{"small.tarn", 5},
+                                                                                   {"damaged.tarn", 4},
+                                                                                   {"song.wav", 4},
+                                                                                   {"folder.tarn", 6},
+                                                                                   {"no/song.tarn", 6}}) {
+        const auto before = read(document);
+        expectFailure(tarn({"analyze", "song.wav", "-o", document}), status, document);
+        EXPECT_EQ(read(document), before);
+    }
+    const auto recording = read("song.wav");
+    expectFailure(tarn({"analyze", "song.wav", "--midi", "./song.wav"}), 2, "song.wav");
+    expectFailure(tarn({"analyze", "song.wav", "--picture", "no/song.svg"}), 6, "no/song.svg");
+    expectFailure(tarn({"analyze", "song.wav", "--picture", "song.png"}), 2, "song.png");
+    EXPECT_EQ(read("song.wav"), recording);
+    EXPECT_FALSE(std::filesystem::exists(folder / "song.tarn"));
+}
+
+TEST_F(ProgramTest, aFolderWithoutWritePermissionIsRefused) {
+    if (geteuid() == 0)
+        GTEST_SKIP() << "root may write everywhere";
+    record(fourBars(), folder / "song.wav");
+    std::filesystem::create_directory(folder / "locked");
+    std::filesystem::permissions(folder / "locked",
+                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+    expectFailure(tarn({"analyze", "song.wav", "-o", "locked/song.tarn"}), 6, "locked/song.tarn");
+}
+
+TEST_F(ProgramTest, aFullDiskLeavesTheDocumentAsItWas) {
+    const auto disk = folder / "disk";
+    std::filesystem::create_directory(disk);
+    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=32k") != 0)
+        GTEST_SKIP() << "no small disk can be mounted";
+    record(fourBars(), folder / "song.wav");
+    // A document of the recording with nothing but a marker, and no room for more.
+    const auto document =
+        std::make_shared<SongDocument>(Recording{"../song.wav", 44100, fourBars().frameCount(), "kept"});
+    document->notes->insertMarkerEntry(1000);
+    SongDocument::save(document, disk / "kept.tarn");
+    std::ofstream(disk / "rest") << std::string(32768, 'x');
+    const auto before = read("disk/kept.tarn");
+    for (const char* name : {"disk/new.tarn", "disk/kept.tarn"}) {
+        const auto run = tarn({"analyze", "song.wav", "--json", "-o", name});
+        expectFailure(run, 6, name);
+    }
+    EXPECT_EQ(read("disk/kept.tarn"), before);
+    EXPECT_EQ(filesIn("disk"), (std::vector<std::string>{"kept.tarn", "rest"}));
+    expectFailure(tarn({"analyze", "song.wav", "--json", "--midi", "disk/song.mid"}), 6, "disk/song.mid");
+    EXPECT_EQ(filesIn("disk"), (std::vector<std::string>{"kept.tarn", "rest"}));
+    EXPECT_EQ(umount(disk.c_str()), 0);
+}
+
+TEST_F(ProgramTest, anInterruptCancelsTheAnalysisAndWritesNothing) {
+    std::vector<float> samples = demo::render(fourBars());
+    const std::vector<float> once = samples;
+    while (samples.size() < 300u * 44100) // long enough not to end before the interrupt
+        samples.insert(samples.end(), once.begin(), once.end());
+    ASSERT_TRUE(demo::writeRecording(folder / "long.wav", samples, 44100));
+    const auto run = tarn({"analyze", "long.wav"}, [&](int process) {
+        for (int tries = 0; tries < 10000 && read(".output").empty(); ++tries)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        EXPECT_EQ(kill(process, SIGINT), 0);
+    });
+    EXPECT_EQ(run.status, 130);
+    EXPECT_EQ(run.errors, "tarn: long.wav: the analysis was cancelled; nothing was written\n");
+    EXPECT_EQ(filesIn("."), std::vector<std::string>{"long.wav"});
+}
+
+} // namespace tarn::program

@@ -1,0 +1,73 @@
+#include "Tests/Programs/ProgramTest.h"
+
+#include <gmock/gmock.h>
+
+namespace tarn::program {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST_F(ProgramTest, editKeepsAllEditsOfACallOrNone) {
+    saveSmallDocument();
+    const auto before = read("small.tarn");
+    EXPECT_EQ(tarn({"edit", "small.tarn", "--dry-run", "key=Eb"}).status, 0);
+    EXPECT_EQ(read("small.tarn"), before);
+    expectFailure(tarn({"edit", "small.tarn", "key=Eb", "remove-marker Nobody"}), 5, "small.tarn");
+    expectFailure(tarn({"edit", "small.tarn", "key=Eb", "add-marker at 0:99:1"}), 2, "tarn: ");
+    expectFailure(tarn({"edit", "missing.tarn", "key=Eb"}), 3, "missing.tarn");
+    EXPECT_EQ(read("small.tarn"), before);
+    const auto run = tarn({"edit", "small.tarn", "key=F", "add-chord", "A#7", "at", "8:3"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.errors, "");
+    const auto chart = tarn({"show", "small.tarn"}).output;
+    EXPECT_THAT(chart, HasSubstr("F major"));
+    EXPECT_THAT(chart, HasSubstr("| C / A#7 / |"));
+}
+
+TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
+    saveSmallDocument();
+    const std::pair<const char*, const char*> files[] = {{"out.mid", "MThd"},
+                                                         {"out.lab", "0.000000\t0.500000\tN\n"},
+                                                         {"out.csv", "start,end,label"},
+                                                         {"out.svg", "<"},
+                                                         {"out.html", "<!"}};
+    for (const auto& [file, beginning] : files) {
+        const auto run = tarn({"export", "small.tarn", file});
+        EXPECT_EQ(run.status, 0) << file << run.errors;
+        EXPECT_THAT(read(file), StartsWith(beginning)) << file;
+        expectFailure(tarn({"export", "small.tarn", std::string("no/") + file}), 6, file);
+        expectFailure(tarn({"export", "missing.tarn", file}), 3, "missing.tarn");
+    }
+    expectFailure(tarn({"export", "small.tarn", "out.doc"}), 2, "out.doc");
+
+    const auto chart = tarn({"show", "small.tarn"}).output;
+    ASSERT_EQ(tarn({"edit", "small.tarn", "remove-chord at 1:1"}).status, 0);
+    ASSERT_NE(tarn({"show", "small.tarn"}).output, chart);
+    const auto import = tarn({"import", "small.tarn", "out.lab"});
+    EXPECT_EQ(import.status, 0) << import.errors;
+    EXPECT_EQ(tarn({"show", "small.tarn"}).output, chart);
+
+    const auto before = read("small.tarn");
+    write("broken.mid", read("out.mid").substr(0, 30));
+    write("broken.lab", "one two three\n");
+    expectFailure(tarn({"import", "small.tarn", "broken.mid"}), 4, "broken.mid");
+    expectFailure(tarn({"import", "small.tarn", "broken.lab"}), 4, "broken.lab");
+    expectFailure(tarn({"import", "small.tarn", "missing.lab"}), 3, "missing.lab");
+    EXPECT_EQ(read("small.tarn"), before);
+}
+
+TEST_F(ProgramTest, drawDrawsWithoutTheRecordingButSaysSo) {
+    saveSmallDocument();
+    for (const char* file : {"song.svg", "song.html"}) {
+        const auto run = tarn({"draw", "small.tarn", file, "--seconds-per-row", "8"});
+        EXPECT_EQ(run.status, 0) << run.errors;
+        EXPECT_THAT(run.errors, HasSubstr("small.wav"));
+        EXPECT_THAT(read(file), HasSubstr("<svg"));
+    }
+    std::filesystem::create_directory(folder / "folder.svg");
+    EXPECT_EQ(tarn({"draw", "small.tarn", "folder.svg"}).status, 6);
+    expectFailure(tarn({"draw", "small.tarn", "song.png"}), 2, "song.png");
+    expectFailure(tarn({"draw", "missing.tarn", "song.svg"}), 3, "missing.tarn");
+}
+
+} // namespace tarn::program

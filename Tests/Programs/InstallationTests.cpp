@@ -1,0 +1,68 @@
+#include "Programs/tarn/Edits.h"
+#include "Tests/Programs/ProgramTest.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+
+namespace tarn::program {
+
+namespace {
+
+std::string readSource(const std::string& name) {
+    std::ostringstream text;
+    text << std::ifstream(std::filesystem::path(TARN_PROGRAM_SOURCES) / name).rdbuf();
+    return text.str();
+}
+
+/// The options that a help text lists, without their dashes.
+std::set<std::string> optionsIn(const std::string& help) {
+    const std::regex option("(^|\n)  (-[a-zA-Z],)?--?([a-zA-Z-]+)");
+    std::set<std::string> options;
+    for (std::sregex_iterator match(help.begin(), help.end(), option), end; match != end; ++match)
+        options.insert((*match)[3]);
+    return options;
+}
+
+} // namespace
+
+TEST_F(ProgramTest, everyCommandAndOptionIsInHelpManualAndCompletions) {
+    const auto overview = tarn({"--help"});
+    EXPECT_EQ(overview.status, 0);
+    const std::string manual = std::regex_replace(readSource("tarn.1"), std::regex(R"(\\-)"), "-");
+    const std::string bash = readSource("completion/tarn.bash");
+    const std::string zsh = readSource("completion/_tarn");
+    const std::string fish = readSource("completion/tarn.fish");
+    for (const std::string command :
+         {"analyze", "show", "edit", "export", "import", "draw", "chords", "cache"}) {
+        SCOPED_TRACE(command);
+        EXPECT_THAT(overview.output, testing::HasSubstr("\n  " + command + " "));
+        const auto help = tarn({command, "--help"});
+        EXPECT_EQ(help.status, 0);
+        EXPECT_THAT(help.output, testing::HasSubstr("Example:\n  tarn " + command));
+        EXPECT_THAT(manual, testing::HasSubstr("\n.SS " + command + "\n"));
+        EXPECT_THAT(fish, testing::HasSubstr(" -a " + command + " "));
+        const auto options = optionsIn(help.output);
+        EXPECT_TRUE(options.contains("help"));
+        for (const std::string& option : options) {
+            SCOPED_TRACE(option);
+            const std::string dashed = (option.size() == 1 ? "-" : "--") + option;
+            EXPECT_THAT(manual, testing::HasSubstr(dashed));
+            EXPECT_THAT(bash, testing::HasSubstr(dashed));
+            EXPECT_THAT(zsh, testing::HasSubstr("'" + dashed + "["));
+            const std::string listed = option == "help" ? "complete -c tarn" : "__tarn_complete " + command;
+            const std::string dashes = option.size() == 1 ? " -s " : " -l ";
+            EXPECT_THAT(fish, testing::ContainsRegex("\n" + listed + "[^\n]*" + dashes + option + " "));
+        }
+    }
+    for (const EditForm& form : editForms()) {
+        const std::string verb = form.form.substr(0, form.form.find_first_of(" ="));
+        for (const std::string& text : {manual, bash, zsh, fish})
+            EXPECT_THAT(text, testing::ContainsRegex("[ \"\n]" + verb + "[ =\"\n]"));
+    }
+}
+
+} // namespace tarn::program

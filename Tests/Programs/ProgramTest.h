@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Programs/tarn/SongDocument.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tarn::program {
+
+/// What a run of the program left behind.
+struct ProcessResult {
+    int status = 0; ///< the exit status; 128 and the signal's number when a signal ended it
+    std::string output;
+    std::string errors;
+};
+
+/// Runs the program in a folder of its own, which also holds its caches and settings, and which goes with the
+/// test.
+class ProgramTest : public ::testing::Test {
+protected:
+    ProgramTest();
+    ~ProgramTest() override;
+
+    /// Runs `tarn` with these arguments in `folder` and waits for its end. `whileRunning` is called once with
+    /// the process's identifier right after the start.
+    ProcessResult tarn(const std::vector<std::string>& arguments,
+                       const std::function<void(int)>& whileRunning = {});
+    /// Expects this exit status, nothing on standard output, and one line on standard error that holds
+    /// `part`.
+    void expectFailure(const ProcessResult& run, int status, const std::string& part);
+
+    [[nodiscard]] std::string read(const std::filesystem::path& file) const; ///< empty when it is missing
+    void write(const std::filesystem::path& file, const std::string& bytes) const;
+    /// The names of the files in a folder, sorted, without caches and settings.
+    [[nodiscard]] std::vector<std::string> filesIn(const std::filesystem::path& where) const;
+
+    /// Saves a document of 8 bars of 4/4 at 120 beats per minute from frame 22050 on, at 44100 frames per
+    /// second: C, F, G, C in two bars each, A minor in the second half of bar 4, key C major, standard pitch
+    /// 442 Hz, a section "Intro" at bar 1 and "Song" at bar 3, a verse from bar 3 to the end of bar 6, a
+    /// marker "Solo" at beat 3 of bar 5 and a note E4 of one beat at bar 2.
+    std::filesystem::path saveSmallDocument(const std::string& name = "small.tarn") const;
+
+    const std::filesystem::path folder;
+};
+
+} // namespace tarn::program

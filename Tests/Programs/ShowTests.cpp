@@ -1,0 +1,184 @@
+#include "Tests/Programs/ProgramTest.h"
+
+#include <nlohmann/json.hpp>
+
+namespace tarn::program {
+
+using nlohmann::json;
+
+TEST_F(ProgramTest, showDrawsTheChartOfADocument) {
+    saveSmallDocument();
+    const auto run = tarn({"show", "small.tarn"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.errors, "");
+    EXPECT_EQ(run.output, R"(Recording  small.wav, 0:17, 44100 Hz
+Tempo      120.0 BPM
+Metre      4/4
+Key        C major
+Tuning     A4 = 442.0 Hz (+7.9 cents)
+Bars       8
+
+[Intro]
+   1    0:00 | C / / /  | C / / /  |
+
+[Song]
+   3    0:04 | F / / /  | F / Am / | G / / /  | G / / /  |
+   7    0:12 | C / / /  | C / / /  |
+
+Regions
+  Verse             bar 3 beat 1 (0:04.5) to bar 7 beat 1 (0:12.5)
+
+Markers
+  Solo              bar 5 beat 3 (0:09.5)
+)");
+}
+
+TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLiesOutsideTheBars) {
+    const auto song = std::make_shared<SongDocument>(Recording{"waltz.wav", 1000, 10000, "waltz"});
+    song->notes->setTimeSignature(3, 4);
+    // A pickup of one beat at 2000, then two bars of three; tatums every 250 frames.
+    std::vector<std::shared_ptr<TarnBeatEntry>> beats;
+    for (std::int64_t location = 2000; location < 5500; location += 250) {
+        beats.push_back(song->notes->newBeatEntry());
+        beats.back()->setLocation(location);
+        beats.back()->setDownbeat(location == 2500 || location == 4000);
+    }
+    song->notes->addBeatEntriesFromArray(beats);
+    const std::pair<std::int64_t, const char*> chords[] = {{0, "N.C."},  {500, "Em"},  {1000, "B7"},
+                                                           {2490, "C"},  {3249, "F"},  {3250, "G"},
+                                                           {4900, "Dm"}, {5100, "E7"}, {9000, "A"}};
+    for (const auto& [location, name] : chords) {
+        const auto chord = song->notes->newChordEntry();
+        chord->setLocation(location);
+        chord->setChord(KELPChord::chordWithString(name));
+        song->notes->addChordEntry(chord);
+    }
+    SongDocument::save(song, folder / "waltz.tarn");
+    const auto chart = tarn({"show", "waltz.tarn"}).output;
+    EXPECT_EQ(chart.substr(chart.find("\n\n") + 2), "        0:00 | Em        |\n"
+                                                    "   0    0:02 | B7        | C F G     | G / Dm,E7 |\n"
+                                                    "        0:09 | A         |\n");
+}
+
+TEST_F(ProgramTest, theChartOfADocumentWithoutBarsListsTimes) {
+    const auto song = std::make_shared<SongDocument>(Recording{"free.wav", 1000, 90000, "free"});
+    const auto chord = song->notes->newChordEntry();
+    chord->setLocation(61500);
+    chord->setChord(KELPChord::chordWithString("Bb7"));
+    song->notes->addChordEntry(chord);
+    song->structure->renameSection(song->structure->createNewSection(2000), "Rubato");
+    SongDocument::save(song, folder / "free.tarn");
+    EXPECT_EQ(tarn({"show", "free.tarn"}).output, R"(Recording  free.wav, 1:30, 1000 Hz
+Tempo      unknown
+Metre      unknown
+Key        unknown
+Tuning     unknown
+Bars       unknown
+
+Sections
+     0:02.0  Rubato
+
+Chords
+     1:01.5  Bb7
+)");
+}
+
+TEST_F(ProgramTest, showPrintsTheWholeDocumentAsJSON) {
+    saveSmallDocument();
+    const auto run = tarn({"show", "small.tarn", "--json"});
+    EXPECT_EQ(run.status, 0);
+    const auto song = json::parse(run.output);
+    EXPECT_EQ(song["sampleRate"], 44100);
+    EXPECT_EQ(song["frameCount"], 749700);
+    EXPECT_EQ(song["standardPitch"], json::parse(R"({"frequency": 442.0})"));
+    EXPECT_EQ(song["key"], json::parse(R"({"name": "C", "root": 0, "minor": false})"));
+    EXPECT_EQ(song["tempo"], 120.0);
+    EXPECT_EQ(song["timeSignature"], json::parse(R"({"numerator": 4, "denominator": 4})"));
+    ASSERT_EQ(song["beats"].size(), 64u);
+    EXPECT_EQ(song["beats"][8], json::parse(R"({"id": 9, "location": 110250, "downbeat": true})"));
+    ASSERT_EQ(song["countedBeats"].size(), 32u);
+    EXPECT_EQ(song["countedBeats"][1], 44100);
+    ASSERT_EQ(song["chords"].size(), 5u);
+    const auto chord = song["chords"][2];
+    EXPECT_EQ(chord["name"], "Am");
+    EXPECT_EQ(chord["root"], 9);
+    EXPECT_EQ(chord["bass"], 9);
+    EXPECT_EQ(chord["intervals"], json({0, 3, 7}));
+    EXPECT_EQ(song["regions"][0]["kind"], "verse");
+    EXPECT_EQ(song["regions"][0]["name"], "Verse");
+    EXPECT_EQ(song["regions"][0]["length"], 352800);
+    EXPECT_EQ(song["sections"][1]["name"], "Song");
+    EXPECT_EQ(song["sections"][1]["color"], "named:other");
+    EXPECT_EQ(song["markers"][0]["name"], "Solo");
+    EXPECT_EQ(song["notes"][0]["name"], "E4");
+    EXPECT_EQ(song["notes"][0]["pitchClass"], 4);
+}
+
+TEST_F(ProgramTest, jsonSaysNullForWhatIsUnknownAndPrintsShortNumbers) {
+    const auto song = std::make_shared<SongDocument>(Recording{"a.wav", 11025.5, 10, "a"});
+    for (const char* name : {"N.C.", "C/E", "F#m7b5"}) {
+        const auto chord = song->notes->newChordEntry();
+        chord->setChord(KELPChord::chordWithString(name));
+        song->notes->addChordEntry(chord);
+    }
+    const auto tempo = song->notes->newTempoEntry();
+    tempo->setTempo(119.97f);
+    song->notes->addTempoEntry(tempo);
+    song->notes->addRegionEntry(song->notes->newRegionEntry());
+    SongDocument::save(song, folder / "a.tarn");
+    const auto run = tarn({"show", "a.tarn", "--json"});
+    EXPECT_NE(run.output.find("\"tempo\":119.97,"), std::string::npos) << run.output;
+    const auto printed = json::parse(run.output);
+    EXPECT_EQ(printed["sampleRate"], 11025.5);
+    for (const char* unknown : {"standardPitch", "key", "timeSignature"})
+        EXPECT_TRUE(printed.contains(unknown) && printed[unknown].is_null()) << unknown;
+    EXPECT_TRUE(printed["chords"][0]["root"].is_null());
+    EXPECT_TRUE(printed["chords"][0]["bass"].is_null());
+    EXPECT_EQ(printed["chords"][1]["bass"], 4);
+    EXPECT_EQ(printed["chords"][2]["intervals"], json({0, 3, 6, 10}));
+    EXPECT_EQ(printed["regions"][0]["kind"], "region");
+    EXPECT_TRUE(printed["regions"][0]["name"].is_null());
+}
+
+TEST_F(ProgramTest, showNamesTheDocumentThatItCannotOpen) {
+    expectFailure(tarn({"show", "missing.tarn"}), 3, "missing.tarn");
+    write("text.tarn", "no archive");
+    expectFailure(tarn({"show", "text.tarn"}), 4, "text.tarn");
+    saveSmallDocument();
+    const std::string whole = read("small.tarn");
+    write("cut.tarn", whole.substr(0, whole.size() / 2));
+    expectFailure(tarn({"show", "cut.tarn"}), 4, "cut.tarn");
+    std::filesystem::create_directory(folder / "folder.tarn");
+    expectFailure(tarn({"show", "folder.tarn"}), 3, "folder.tarn");
+}
+
+TEST_F(ProgramTest, aWrongCommandLineIsToldFromFailures) {
+    for (const auto& arguments : std::vector<std::vector<std::string>>{
+             {}, {"sing"}, {"show"}, {"show", "a.tarn", "--loud"}, {"chords"}, {"chords", "C", "D"}}) {
+        const auto run = tarn(arguments);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.output, "");
+        EXPECT_NE(run.errors, "");
+    }
+}
+
+TEST_F(ProgramTest, chordsListsWhatATextMayMean) {
+    const auto run = tarn({"chords", "F#m7"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output.substr(0, run.output.find('\n')).find("F#m7 "), 0u) << run.output;
+    EXPECT_NE(run.output.find("F# A C# E\n"), std::string::npos) << run.output;
+    EXPECT_EQ(tarn({"chords", "G/"}).output, "G/B   B G D\nG/D   D G B\n");
+    expectFailure(tarn({"chords", "x"}), 2, "'x'");
+}
+
+TEST_F(ProgramTest, cacheCountsAndClearsWhatIsCached) {
+    EXPECT_NE(tarn({"cache"}).output.find(".caches/Tarn/Waveforms  0 files, 0 B\n"), std::string::npos);
+    write(".caches/Tarn/Waveforms/a.waveform", std::string(1500, 'x'));
+    write(".caches/Tarn/keep", "not a cache file");
+    EXPECT_NE(tarn({"cache"}).output.find("Waveforms  1 file, 1.5 kB\n"), std::string::npos);
+    EXPECT_EQ(tarn({"cache", "--clear"}).status, 0);
+    EXPECT_EQ(read(".caches/Tarn/Waveforms/a.waveform"), "");
+    EXPECT_EQ(read(".caches/Tarn/keep"), "not a cache file");
+}
+
+} // namespace tarn::program

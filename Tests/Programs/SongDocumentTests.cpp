@@ -1,0 +1,76 @@
+#include "Programs/tarn/Failure.h"
+#include "Tests/Platform/TemporaryFolder.h"
+#include "Tests/Programs/SampleSong.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+
+namespace tarn::program {
+
+TEST(SongDocumentTests, WhatTheDocumentsOperationsWouldStopForIsNotOpened) {
+    constexpr auto kFar = std::numeric_limits<std::int64_t>::max();
+    const auto noteWith = [](std::int64_t location, std::uint64_t length, std::int32_t octave) {
+        return [=](SongDocument& song) {
+            const auto note = song.notes->newNoteEntry();
+            note->setLocation(location);
+            note->setLength(length);
+            note->setPitch(KELPPitch::pitchWithNote(KELPNote(), octave));
+            song.notes->addNoteEntry(note);
+        };
+    };
+    const struct {
+        const char* what;
+        std::function<void(SongDocument&)> damage;
+        bool opens;
+    } cases[] = {
+        {"an ordinary note", noteWith(1000, 1000, 4), true},
+        {"a note far out", noteWith(kFar, 1, 4), false},
+        {"an endless note", noteWith(0, std::numeric_limits<std::uint64_t>::max(), 4), false},
+        {"a pitch beyond hearing", noteWith(0, 1, std::numeric_limits<std::int32_t>::max()), false},
+        {"a lowest pitch", noteWith(0, 1, std::numeric_limits<std::int32_t>::min()), false},
+        {"a count-in",
+         [](SongDocument& song) {
+             const auto beat = song.notes->newBeatEntry();
+             beat->setLocation(-11025);
+             song.notes->addBeatEntry(beat);
+         },
+         true},
+        {"a beat far before",
+         [](SongDocument& song) {
+             song.notes->setTimeSignature(6, 8); // a grid of quarters would drop it
+             const auto beat = song.notes->newBeatEntry();
+             beat->setLocation(std::numeric_limits<std::int64_t>::min());
+             song.notes->addBeatEntry(beat);
+         },
+         false},
+        {"a section far out", [](SongDocument& song) { (void)song.structure->createNewSection(kFar); },
+         false},
+        {"a metre of nothing", [](SongDocument& song) { song.notes->setTimeSignature(4, 0); }, false},
+        {"a sample rate of nothing", [](SongDocument& song) { song.recording.sampleRate = 1e-300; }, false},
+        {"no number as sample rate",
+         [](SongDocument& song) { song.recording.sampleRate = std::numeric_limits<double>::quiet_NaN(); },
+         false},
+        {"a recording without end", [](SongDocument& song) { song.recording.frameCount = kFar; }, false},
+    };
+    const TemporaryFolder folder;
+    const auto file = folder.path() / "song.tarn";
+    for (const auto& [what, damage, opens] : cases) {
+        const auto song = test::sampleSong();
+        damage(*song);
+        SongDocument::save(song, file);
+        if (opens) {
+            EXPECT_NE(SongDocument::open(file), nullptr) << what;
+            continue;
+        }
+        try {
+            (void)SongDocument::open(file);
+            ADD_FAILURE() << what << " was opened";
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.status(), ExitStatus::undecodableInput) << what;
+        }
+    }
+}
+
+} // namespace tarn::program

@@ -1,0 +1,123 @@
+#include "Programs/tarn/SongPicture.h"
+#include "Programs/tarn/SongPictureLayout.h"
+#include "TarnFoundation/UserEntries/TarnSectionColor.h"
+#include "Tests/Platform/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+
+using namespace tarn;
+using namespace tarn::program;
+
+namespace {
+
+constexpr double kRate = 1000;
+
+/// Eight bars of four beats, two seconds each, from half a second on; a chord on every bar.
+std::shared_ptr<SongDocument> makeSong() {
+    auto song = std::make_shared<SongDocument>(Recording{"My song & <more>.wav", kRate, 17'000, "id"});
+    std::vector<std::shared_ptr<TarnBeatEntry>> beats;
+    for (int i = 0; i < 64; ++i) {
+        beats.push_back(song->notes->newBeatEntry());
+        beats.back()->setLocation(500 + 250 * i);
+        beats.back()->setDownbeat(i % 8 == 0);
+    }
+    song->notes->setTimeSignature(4, 4);
+    song->notes->addBeatEntriesFromArray(beats);
+    for (int bar = 0; bar < 8; ++bar) {
+        const auto chord = song->notes->newChordEntry();
+        chord->setLocation(500 + 2000 * bar);
+        chord->setChord(KELPChord::chordWithString(bar % 2 ? "Bbm7b5" : "F#/A#"));
+        song->notes->addChordEntry(chord);
+    }
+    const auto region = song->notes->newVerseRegionEntry();
+    region->setRange({2500, 9000});
+    region->setName(std::string("A \x01\xFF<b>\"") + std::string(100'000, 'x'));
+    song->notes->addRegionEntry(region);
+    const auto marker = song->notes->newMarkerEntry();
+    marker->setLocation(4500);
+    marker->setName("Solo");
+    song->notes->addMarkerEntry(marker);
+    song->structure->createNewSection(500);
+    return song;
+}
+
+std::size_t count(const std::string& text, const std::string& part) {
+    std::size_t found = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
+        ++found;
+    return found;
+}
+
+TEST(SongPicture, LaysBarsOutBelowEachOther) {
+    const auto song = makeSong();
+    const SongPictureLayout layout(*song, {800, 4});
+    const auto& timeline = layout.timeline();
+    ASSERT_EQ(timeline.rowCount(),
+              5); // two bars to the row, the first bar line a little behind the row's edge
+    std::vector<double> places;
+    for (std::int64_t row = 0; row < timeline.rowCount(); ++row) {
+        for (const auto& beat : layout.itemsInRow(row, SongPictureLayout::beats)) {
+            if (beat->isDownbeat)
+                places.push_back(timeline.offset(beat->frames.lower, row));
+        }
+    }
+    ASSERT_EQ(places.size(), 8u);
+    for (std::size_t i = 2; i < places.size(); ++i)
+        EXPECT_NEAR(places[i], places[i % 2], 1) << "bar " << i + 1;
+}
+
+TEST(SongPicture, IsWellFormedWhateverTheNames) {
+    const auto song = makeSong();
+    const auto svg = songPictureSVG(*song, nullptr, {800, 4});
+    EXPECT_EQ(count(svg, "class=\"chord\""), 8u);
+    EXPECT_EQ(count(svg, ">B♭m7♭5<"), 4u);
+    EXPECT_EQ(count(svg, ">F♯/A♯<"), 4u);
+    EXPECT_EQ(count(svg, "class=\"bar-number\""), 8u);
+    EXPECT_NE(svg.find("My song &amp; &lt;more&gt;"), std::string::npos);
+    EXPECT_EQ(svg.find("<b>"), std::string::npos);
+    EXPECT_LT(svg.size(), 40'000u) << "a long name is cut";
+    if (std::system("/usr/bin/python3 -c '' > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "needs Python 3";
+    const TemporaryFolder folder;
+    std::ofstream(folder.path() / "song.svg") << svg;
+    const auto command =
+        "/usr/bin/python3 -c 'import sys, xml.dom.minidom; xml.dom.minidom.parse(sys.argv[1])' '" +
+        (folder.path() / "song.svg").string() + "'";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+}
+
+TEST(SongPicture, StaysSmallForASongOfHours) {
+    const SongDocument song(Recording{"long.wav", 44100, std::int64_t{44100} * 36000, "id"});
+    const auto waveform = std::make_shared<Waveform>(song.recording.frameCount, song.recording.sampleRate);
+    for (std::size_t i = 0; i < 6'000'000; ++i)
+        waveform->appendPoint({-100, 100, 50});
+    waveform->finish();
+    EXPECT_LT(songPictureSVG(song, waveform, {}).size(), 40'000'000u);
+    EXPECT_NE(songPictureSVG(SongDocument(Recording{"", 44100, 0, ""}), nullptr, {}).find("</svg>"),
+              std::string::npos);
+}
+
+TEST(SongPicture, PageWorksInABrowser) {
+    if (std::system("command -v chromium > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "needs Chromium";
+    const TemporaryFolder folder;
+    std::ofstream(folder.path() / "song.html")
+        << songPictureHTML(*makeSong(), nullptr, {800, 4}, "My song #1.wav");
+    const auto dom = folder.path() / "dom.html";
+    const auto command =
+        "timeout 100 chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
+        "--disable-background-networking --disable-component-update --disable-sync --user-data-dir='" +
+        (folder.path() / "profile").string() + "' --dump-dom 'file://" +
+        (folder.path() / "song.html").string() + "' > '" + dom.string() + "' 2> /dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const auto page = textOf(dom);
+    EXPECT_NE(page.find("id=\"cursor\""), std::string::npos) << "the script made a cursor";
+    EXPECT_NE(page.find("src=\"My%20song%20%231.wav\""), std::string::npos);
+    // The middle of the song, 8.5 s, is the fifth bar line, the second one of row 2.
+    EXPECT_NE(page.find("data-middle=\"2 452.0\""), std::string::npos) << page.substr(0, page.find('>') + 400);
+}
+
+} // namespace
