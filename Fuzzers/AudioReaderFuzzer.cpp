@@ -1,0 +1,53 @@
+// Whatever bytes an audio file holds: it is refused, or it yields bounded samples that the feature extraction
+// digests.
+#include "AnalysisEngine/AudioFeatures.h"
+#include "Platform/FatalError.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+
+using namespace tarn;
+
+namespace {
+
+/// Ends the reading after so many blocks, so that small files of long silence don't take the fuzzer's time.
+StageMonitor limited(int& blocks) {
+    return {[&blocks] { return ++blocks > 64; }, nullptr};
+}
+
+std::string temporaryFile() {
+    std::string name = "/tmp/tarn-audio-fuzzer-XXXXXX";
+    const int file = mkstemp(name.data());
+    precondition(file >= 0, "The temporary file could not be created.");
+    close(file);
+    return name;
+}
+
+} // namespace
+
+/// libsndfile 1.2 forgets libvorbis's state when a damaged Ogg stream can't be opened.
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:libvorbis";
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    static const std::string path = temporaryFile();
+    std::ofstream(path, std::ios::binary | std::ios::trunc)
+        .write(reinterpret_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+    const auto reader = AudioReader::open(path);
+    if (!reader)
+        return 0;
+    precondition(reader->frameCount() >= 1, "A file without frames was opened.");
+    int blocks = 0;
+    try {
+        const AudioFeatures features = extractAudioFeatures(*reader, limited(blocks));
+        for (const float magnitude : features.spectral.magnitudes)
+            precondition(std::isfinite(magnitude), "A magnitude is not finite.");
+    } catch (const AnalysisCancelled&) {
+    }
+    return 0;
+}

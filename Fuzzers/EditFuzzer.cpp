@@ -1,0 +1,55 @@
+#include "Platform/FatalError.h"
+#include "Programs/tarn/Edits.h"
+#include "Programs/tarn/SongPositions.h"
+#include "Tests/Programs/SampleSong.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+using namespace tarn;
+using namespace tarn::program;
+
+// The first byte chooses the song, the rest are the arguments of `tarn edit`, one a line. They are refused,
+// which leaves the document as it was, or they give a document that can be saved and opened.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    if (size == 0)
+        return 0;
+    std::vector<std::string> arguments{""};
+    for (std::size_t i = 1; i < size; ++i) {
+        if (bytes[i] == '\n')
+            arguments.emplace_back();
+        else
+            arguments.back() += static_cast<char>(bytes[i]);
+    }
+    const auto song = program::test::sampleSong(bytes[0] % 2 == 0 ? 4 : 3);
+    if (bytes[0] % 4 >= 2)
+        song->notes->removeBeatEntriesInArray(song->notes->beatEntries());
+    if (bytes[0] % 8 >= 4)
+        (void)applyEdits(*song,
+                         parseEdits(std::vector<std::string>{
+                             "add-region verse 1s to 4s", "add-region chorus 4s to 5s", "add-section A at 3s",
+                             "add-chord D#m at 2s", "add-note E4 at 2s for 1s", "add-marker M at 2s"}));
+    const Data before = KeyedArchiver::archivedData(song);
+    try {
+        (void)applyEdits(*song, parseEdits(arguments));
+    } catch (const EditSyntaxError&) {
+        return 0;
+    } catch (const EditRefused&) {
+        // The counters of identifiers move on; the entries are the same.
+        const auto old = KeyedUnarchiver::unarchivedObject<SongDocument>(before, nullptr);
+        precondition(program::test::gridOf(*song) == program::test::gridOf(*old) &&
+                         program::test::chordsOf(*song) == program::test::chordsOf(*old) &&
+                         program::test::sectionsOf(*song) == program::test::sectionsOf(*old) &&
+                         song->notes->noteEntries().size() == old->notes->noteEntries().size() &&
+                         song->notes->regionEntries().size() == old->notes->regionEntries().size() &&
+                         song->notes->markerEntries().size() == old->notes->markerEntries().size(),
+                     "A refused edit changed the document");
+        return 0;
+    }
+    precondition(KeyedUnarchiver::unarchivedObject<SongDocument>(KeyedArchiver::archivedData(song),
+                                                                 nullptr) != nullptr,
+                 "An edited document cannot be opened again");
+    return 0;
+}

@@ -1,0 +1,71 @@
+#include "Platform/FatalError.h"
+#include "Programs/tarn/AnnotationText.h"
+#include "Programs/tarn/NoteImport.h"
+#include "Tests/Programs/SampleSong.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+using namespace tarn;
+using namespace tarn::program;
+
+namespace {
+
+/// Writes what was imported as text and reads it again, and once more: the second text must say the same as
+/// the first one that was read from text. (A chord at the very end of the recording is not written.)
+void expectTextStays(const std::shared_ptr<SongDocument>& song, AnnotationKind kind) {
+    const auto format = kind == AnnotationKind::chords ? AnnotationFormat::lab : AnnotationFormat::csv;
+    const auto text = [&] { return annotationText(*song, kind, format); };
+    const auto read = [&](const std::string& written) {
+        (void)replaceAnnotations(*song, kind,
+                                 format == AnnotationFormat::lab ? parseLab(written) : parseCSV(written));
+    };
+    try {
+        read(text());
+        const std::string written = text();
+        read(written);
+        precondition(text() == written, "What was exported reads differently");
+    } catch (const TextTableError&) {
+        // Nothing was left to write.
+    }
+}
+
+} // namespace
+
+// The first byte chooses the format and what is read from it. Any bytes are refused, which leaves the
+// document as it was, or give a document that can be saved and opened.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    if (size == 0)
+        return 0;
+    const std::uint8_t choice = bytes[0];
+    const auto song = program::test::sampleSong();
+    if (choice & 0x40)
+        song->notes->setTimeSignature(6, 8);
+    const auto content = std::as_bytes(std::span(bytes + 1, size - 1));
+    const std::string_view text(reinterpret_cast<const char*>(bytes + 1), size - 1);
+    try {
+        if (choice & 0x80) {
+            const bool followsBeats = (choice & 1) != 0;
+            (void)replaceNotes(*song, MIDIFile(content),
+                               {followsBeats, choice & 2 ? Position::make("4:2") : std::nullopt,
+                                choice & 4 ? std::optional(10) : std::nullopt});
+        } else {
+            constexpr AnnotationKind kKinds[] = {AnnotationKind::beats, AnnotationKind::chords,
+                                                 AnnotationKind::sections};
+            const AnnotationKind kind = kKinds[choice % 3];
+            (void)replaceAnnotations(*song, kind, choice & 0x20 ? parseLab(text) : parseCSV(text));
+            expectTextStays(song, kind);
+        }
+    } catch (const MIDIFileError&) {
+        return 0;
+    } catch (const EditRefused&) {
+        return 0;
+    } catch (const TextTableError&) {
+        return 0;
+    }
+    precondition(KeyedUnarchiver::unarchivedObject<SongDocument>(KeyedArchiver::archivedData(song),
+                                                                 nullptr) != nullptr,
+                 "A document cannot be opened after an import");
+    return 0;
+}
