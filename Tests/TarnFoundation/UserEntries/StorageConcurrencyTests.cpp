@@ -107,7 +107,8 @@ TEST(StorageConcurrency, ReadsObservesAndArchivesWhileOthersEdit) {
         EXPECT_TRUE(isInOrder(beats));
         EXPECT_EQ(beats.size() % 2, 0u);
         EXPECT_TRUE(document->instrumentDescription());
-        EXPECT_LE(document->beatEntriesInRange(0, 20).size(), document->beatEntries().size());
+        const auto fewer = document->beatEntriesInRange(0, 20).size(); // before the whole, which only grows
+        EXPECT_LE(fewer, document->beatEntries().size());
         (void)document->regionEntryForLocation(round);
         const auto mirrored = mirror->beatEntries().size();
         EXPECT_TRUE(mirrored == 0 || mirrored == 4) << mirrored;
