@@ -219,7 +219,15 @@ BinaryPropertyListWriter::Reference BinaryPropertyListWriter::addInteger(std::in
     // One, two and four bytes are unsigned, eight are signed.
     const auto bits = static_cast<std::uint64_t>(value);
     const unsigned width = value < 0 ? 8 : powerOfTwoWidth(bits);
-    return addScalar(kInteger | widthExponent(width), bits, width);
+    if (width > 1)
+        return addScalar(kInteger | widthExponent(width), bits, width);
+    Reference& knownPlusOne = mBytesPlusOne[bits];
+    if (knownPlusOne == 0) {
+        const std::size_t start = mBytes.size();
+        append(kInteger, bits, 1);
+        knownPlusOne = addLast(start) + 1;
+    }
+    return knownPlusOne - 1;
 }
 
 BinaryPropertyListWriter::Reference BinaryPropertyListWriter::addUnsigned(std::uint64_t value) {

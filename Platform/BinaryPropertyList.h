@@ -100,7 +100,8 @@ private:
     std::vector<std::size_t> mStarts;
     std::size_t mReferenceCount = 0;
     std::array<std::optional<Reference>, 2> mBooleans;
-    // Open addressing over all unique scalars; equal scalars are those with equal bytes.
+    std::array<Reference, 256> mBytesPlusOne{}; // of the integers that take one byte; 0 until they occur
+    // Open addressing over all other unique scalars; equal scalars are those with equal bytes.
     std::vector<Slot> mSlots;
     std::size_t mUsedSlots = 0;
 };
