@@ -20,7 +20,7 @@ constexpr double kPeriodStep = 1.01;      // ratio of neighbouring periods that 
 constexpr double kCorrelationReach = 2.6; // seconds: longest lag looked at
 constexpr double kLeastOddShare = 0.1;    // of the correlation at even multiples of a period, at odd ones
 constexpr double kEmptyPulseWorth = 0.3;
-constexpr double kWindowLength = 8; // seconds that one estimate of the period listens to
+constexpr double kListening = 8; // seconds that one estimate of the period listens to
 constexpr double kWindowStep = 0.5;
 constexpr double kDriftCost = 0.06;     // of a change of the period by one step from window to window
 constexpr double kJumpCost = 1;         // at most, however large the change
@@ -121,7 +121,7 @@ std::vector<double> periodCurve(const std::vector<float>& strength, double rate,
     }
     const std::vector<double> periods = periodGrid(rate);
     const auto step = static_cast<std::size_t>(kWindowStep * rate);
-    const auto half = static_cast<std::size_t>(kWindowLength * rate / 2);
+    const auto half = static_cast<std::size_t>(kListening * rate / 2);
     const std::size_t windows = strength.size() / step + 1;
     std::vector<std::vector<double>> scores;
     for (std::size_t window = 0; window < windows; ++window) {

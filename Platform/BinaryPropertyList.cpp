@@ -1,6 +1,7 @@
 #include "Platform/BinaryPropertyList.h"
 
 #include "Platform/FatalError.h"
+#include "Platform/UTF8.h"
 
 #include <algorithm>
 #include <functional>
@@ -13,7 +14,6 @@ namespace {
 
 constexpr std::string_view kHeader = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
-constexpr char32_t kReplacementCharacter = 0xFFFD;
 constexpr char32_t kIllFormed = 0xFFFFFFFF;
 
 // The high nibble of an object's first byte.
@@ -65,46 +65,6 @@ bool isASCII(std::span<const std::byte> bytes) {
     for (const auto b : bytes)
         all |= b;
     return (all & std::byte{0x80}) == std::byte{0};
-}
-
-// The next character of UTF-8 text; U+FFFD for each maximal ill-formed part.
-char32_t nextUTF8(std::string_view text, std::size_t& index) {
-    const auto byteAt = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
-    const std::uint8_t lead = byteAt(index++);
-    if (lead < 0x80)
-        return lead;
-    if (lead < 0xC2 || lead > 0xF4)
-        return kReplacementCharacter;
-    const int following = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-    // The first following byte has a narrower range where it would give an overlong form, a surrogate or too
-    // much.
-    std::uint8_t low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-    std::uint8_t high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-    char32_t character = lead & (0x3Fu >> following);
-    for (int i = 0; i < following; ++i) {
-        if (index == text.size() || byteAt(index) < low || byteAt(index) > high)
-            return kReplacementCharacter;
-        character = character << 6 | (byteAt(index++) & 0x3Fu);
-        low = 0x80;
-        high = 0xBF;
-    }
-    return character;
-}
-
-std::size_t utf8Length(char32_t character) {
-    return character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
-}
-
-void appendUTF8(std::string& text, char32_t character) {
-    const std::size_t length = utf8Length(character);
-    if (length == 1) {
-        text.push_back(static_cast<char>(character));
-        return;
-    }
-    const std::uint32_t lead = 0xF0u << (4 - length) & 0xFFu;
-    text.push_back(static_cast<char>(lead | character >> (6 * (length - 1))));
-    for (std::size_t i = length - 1; i-- > 0;)
-        text.push_back(static_cast<char>(0x80u | (character >> (6 * i) & 0x3Fu)));
 }
 
 } // namespace

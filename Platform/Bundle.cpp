@@ -1,6 +1,7 @@
 #include "Platform/Bundle.h"
 
 #include "Platform/FileManager.h"
+#include "Platform/UTF8.h"
 
 #include <algorithm>
 #include <cctype>
@@ -54,25 +55,6 @@ std::vector<std::string> languagesOfEnvironment() {
     }
     languages.push_back(std::move(locale));
     return languages;
-}
-
-void appendUTF8(std::string& text, char32_t c) {
-    const auto byte = [&](char32_t value) { text += static_cast<char>(static_cast<unsigned char>(value)); };
-    if (c < 0x80) {
-        byte(c);
-    } else if (c < 0x800) {
-        byte(0xC0 | c >> 6);
-        byte(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        byte(0xE0 | c >> 12);
-        byte(0x80 | (c >> 6 & 0x3F));
-        byte(0x80 | (c & 0x3F));
-    } else {
-        byte(0xF0 | c >> 18);
-        byte(0x80 | (c >> 12 & 0x3F));
-        byte(0x80 | (c >> 6 & 0x3F));
-        byte(0x80 | (c & 0x3F));
-    }
 }
 
 /// Reads the text of a .strings file from front to back. A malformed entry is skipped up to the end of its
@@ -172,7 +154,6 @@ private:
     /// The character that the code unit and, for the first of a surrogate pair, the escape after it stand
     /// for.
     char32_t completed(char32_t unit) {
-        constexpr char32_t kReplacementCharacter = 0xFFFD;
         if (unit < 0xD800 || unit > 0xDFFF)
             return unit;
         const auto start = mRest;

@@ -8,7 +8,7 @@
 namespace tarn::program {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kBlankCharacters = " \t\r\n";
 
 std::optional<std::int64_t> integerWithText(std::string_view text) {
     if (text.starts_with('+'))
@@ -24,7 +24,7 @@ std::optional<std::int64_t> integerWithText(std::string_view text) {
 std::vector<EditWord> splitWords(std::string_view text) {
     std::vector<EditWord> words;
     while (true) {
-        text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+        text.remove_prefix(std::min(text.find_first_not_of(kBlankCharacters), text.size()));
         if (text.empty())
             return words;
         const char quote = text.front();
@@ -35,7 +35,7 @@ std::vector<EditWord> splitWords(std::string_view text) {
             words.push_back({std::string(text.substr(1, end - 1)), true});
             text.remove_prefix(end + 1);
         } else {
-            const std::size_t end = std::min(text.find_first_of(kBlanks), text.size());
+            const std::size_t end = std::min(text.find_first_of(kBlankCharacters), text.size());
             words.push_back({std::string(text.substr(0, end)), false});
             text.remove_prefix(end);
         }

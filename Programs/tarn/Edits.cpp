@@ -2,6 +2,7 @@
 
 #include "KELPMusic/KELPKey.h"
 #include "Programs/tarn/EditWords.h"
+#include "Programs/tarn/TextTable.h"
 #include "TarnFoundation/BeatSpacing.h"
 #include "TarnFoundation/NoteEntryStorageError.h"
 #include "TarnFoundation/RegionEditing.h"
@@ -30,13 +31,6 @@ std::string quoted(const std::string& text) {
 
 std::string counted(std::size_t count, const std::string& singular) {
     return std::to_string(count) + " " + singular + (count == 1 ? "" : "s");
-}
-
-std::string lowerCased(std::string_view text) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return result;
 }
 
 // Beat grid

@@ -13,10 +13,10 @@
 namespace tarn::program {
 namespace {
 
-const std::map<std::string, AnnotationKind> kAnnotationKinds{{"beats", AnnotationKind::beats},
-                                                             {"chords", AnnotationKind::chords},
-                                                             {"sections", AnnotationKind::sections},
-                                                             {"regions", AnnotationKind::regions}};
+const std::map<std::string, AnnotationKind> kExportedKinds{{"beats", AnnotationKind::beats},
+                                                           {"chords", AnnotationKind::chords},
+                                                           {"sections", AnnotationKind::sections},
+                                                           {"regions", AnnotationKind::regions}};
 const std::map<std::string, MIDIExportTiming> kTimings{{"song", MIDIExportTiming::followSongTempo},
                                                        {"fixed", MIDIExportTiming::fixedTempo},
                                                        {"seconds", MIDIExportTiming::seconds}};
@@ -59,7 +59,7 @@ void exportDocument(const ExportOptions& options) {
     else if (isOneOf({".svg", ".html"}))
         writeSongPicture(*document, options.document, output, {});
     else
-        writeTextFile(annotationText(*document, kAnnotationKinds.at(options.what),
+        writeTextFile(annotationText(*document, kExportedKinds.at(options.what),
                                      ending == ".lab" ? AnnotationFormat::lab : AnnotationFormat::csv),
                       output);
 }
@@ -78,7 +78,7 @@ void addExportCommand(CLI::App& app) {
     command
         ->add_option("--what", options->what,
                      "What a .lab or .csv file holds: beats, chords, sections or regions (chords)")
-        ->check(CLI::IsMember(kAnnotationKinds).description(""))
+        ->check(CLI::IsMember(kExportedKinds).description(""))
         ->type_name("KIND");
     command
         ->add_option("--timing", options->timing,

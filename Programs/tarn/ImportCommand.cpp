@@ -13,9 +13,9 @@
 namespace tarn::program {
 namespace {
 
-const std::map<std::string, AnnotationKind> kAnnotationKinds{{"beats", AnnotationKind::beats},
-                                                             {"chords", AnnotationKind::chords},
-                                                             {"sections", AnnotationKind::sections}};
+const std::map<std::string, AnnotationKind> kImportedKinds{{"beats", AnnotationKind::beats},
+                                                           {"chords", AnnotationKind::chords},
+                                                           {"sections", AnnotationKind::sections}};
 
 struct ImportOptions {
     std::string document;
@@ -66,7 +66,7 @@ std::string importAnnotations(SongDocument& document, const ImportOptions& optio
     const Data bytes = contentsOf(options.input);
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     try {
-        return replaceAnnotations(document, kAnnotationKinds.at(options.what),
+        return replaceAnnotations(document, kImportedKinds.at(options.what),
                                   format == AnnotationFormat::lab ? parseLab(text) : parseCSV(text));
     } catch (const TextTableError& error) {
         throw Failure(ExitStatus::undecodableInput,
@@ -104,7 +104,7 @@ void addImportCommand(CLI::App& app) {
     command
         ->add_option("--what", options->what,
                      "What a .lab or .csv file holds: beats, chords or sections (chords)")
-        ->check(CLI::IsMember(kAnnotationKinds).description(""))
+        ->check(CLI::IsMember(kImportedKinds).description(""))
         ->type_name("KIND");
     command
         ->add_option("--by", options->by,

@@ -12,7 +12,7 @@
 namespace tarn::program {
 namespace {
 
-constexpr double kMostFrames = 9007199254740992.0; ///< 2^53: doubles tell all frames below apart
+constexpr double kExactFrames = 9007199254740992.0; ///< 2^53: doubles tell all frames below apart
 constexpr double kMostUnits = 1e6;
 
 /// A whole number without sign and, unless it is 0, without leading zeros.
@@ -152,7 +152,7 @@ std::optional<Distance> Distance::make(std::string_view amount, std::string_view
     if (!number || found == kUnits.end())
         return std::nullopt;
     const Distance distance{*number * found->factor, found->unit};
-    if (!(std::abs(distance.amount) <= (distance.unit == DistanceUnit::frames ? kMostFrames : kMostUnits)))
+    if (!(std::abs(distance.amount) <= (distance.unit == DistanceUnit::frames ? kExactFrames : kMostUnits)))
         return std::nullopt;
     return distance;
 }
@@ -168,8 +168,8 @@ SongPositions::SongPositions(const SongDocument& document) : mDocument(document)
 std::int64_t SongPositions::frame(const Position& position) const {
     const auto frameOfTime = [&](double seconds) {
         const double frame = std::round(seconds * mDocument.recording.sampleRate);
-        return frame <= kMostFrames ? static_cast<std::int64_t>(frame)
-                                    : static_cast<std::int64_t>(kMostFrames);
+        return frame <= kExactFrames ? static_cast<std::int64_t>(frame)
+                                     : static_cast<std::int64_t>(kExactFrames);
     };
     const std::int64_t count = mDocument.recording.frameCount;
     std::int64_t frame = 0;
@@ -238,7 +238,7 @@ std::int64_t SongPositions::frameAfter(std::int64_t frame, const Distance& dista
         const Scale scale(std::move(points));
         end = std::round(scale.valueAt(scale.indexOf(start) + distance.amount));
     }
-    if (!(std::abs(end) <= kMostFrames))
+    if (!(std::abs(end) <= kExactFrames))
         throw EditRefused("this leads far beyond the recording");
     return static_cast<std::int64_t>(end);
 }
@@ -261,7 +261,7 @@ std::string SongPositions::name(std::int64_t frame) const {
 std::string SongPositions::timeText(std::int64_t frame) const {
     constexpr std::int64_t kMillisecondsPerMinute = 60'000;
     const double milliseconds = std::round(mDocument.seconds(frame) * 1000);
-    if (frame < 0 || !(milliseconds <= kMostFrames))
+    if (frame < 0 || !(milliseconds <= kExactFrames))
         return "@" + std::to_string(frame);
     const auto whole = static_cast<std::int64_t>(milliseconds);
     const std::string seconds = std::to_string(100'000 + whole % kMillisecondsPerMinute); // padded by the 1

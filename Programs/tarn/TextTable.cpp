@@ -72,14 +72,14 @@ std::string takeField(std::string_view& text, char separator, std::size_t& line)
     return field;
 }
 
+} // namespace
+
 std::string lowerCased(std::string_view text) {
     std::string result(text);
     std::transform(result.begin(), result.end(), result.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
     return result;
 }
-
-} // namespace
 
 TextTable parseCSV(std::string_view text) {
     text = withoutByteOrderMark(text);

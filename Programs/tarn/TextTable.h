@@ -32,6 +32,9 @@ private:
     std::size_t mLine;
 };
 
+/// The text with the letters A to Z in lower case.
+[[nodiscard]] std::string lowerCased(std::string_view text);
+
 /// Comma-separated values (RFC 4180); of a first line without commas its semicolons or tabs separate. A first
 /// row whose first field is not a number names the columns. Throws TextTableError for a quote that does not
 /// end.

@@ -65,25 +65,24 @@ ChordArray chordsMatching(std::string_view text) {
     const std::size_t slash = rest.rfind('/');
     const std::string_view quality = rest.substr(0, slash);
     if (slash != std::string_view::npos && slash + 1 == rest.size()) {
-        return ChordDetectionResults::arrayWithPossibleSlashChordsForChord(
+        return ChordSearchResults::arrayWithPossibleSlashChordsForChord(
             KELPChord::chordWithString(root->note.string().append(quality)));
     }
     const std::string_view bass =
         slash == std::string_view::npos ? std::string_view() : rest.substr(slash + 1);
     if (!bass.empty() && !quality.empty())
-        return ChordDetectionResults::arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(
+        return ChordSearchResults::arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(
             root->note, quality, bass);
     if (!bass.empty())
-        return ChordDetectionResults::arrayWithChordsForRootNoteQueryingBaseNotesWithString(root->note, bass);
+        return ChordSearchResults::arrayWithChordsForRootNoteQueryingBaseNotesWithString(root->note, bass);
     if (!quality.empty())
-        return ChordDetectionResults::arrayWithChordsForRootNoteQueryingIntervalsWithString(root->note,
-                                                                                            quality);
-    return ChordDetectionResults::arrayWithChordsForRootNote(root->note);
+        return ChordSearchResults::arrayWithChordsForRootNoteQueryingIntervalsWithString(root->note, quality);
+    return ChordSearchResults::arrayWithChordsForRootNote(root->note);
 }
 
 } // namespace
 
-ChordDetectionResultArray ChordDetectionResults::arrayWithChordsMatchingSearchString(std::string_view text) {
+ChordDetectionResultArray ChordSearchResults::arrayWithChordsMatchingSearchString(std::string_view text) {
     ChordDetectionResultArray results;
     for (KELPChordRef& chord : chordsMatching(text))
         results.push_back(KELPChordDetectionResult::resultForChord(std::move(chord), kScoreOfTypedChord));
@@ -92,7 +91,7 @@ ChordDetectionResultArray ChordDetectionResults::arrayWithChordsMatchingSearchSt
 
 // Every name of the chord table reads back as its row, so the chords below are made from their rows at once.
 
-ChordArray ChordDetectionResults::arrayWithChordsForRootNote(const KELPNote& rootNote) {
+ChordArray ChordSearchResults::arrayWithChordsForRootNote(const KELPNote& rootNote) {
     ChordArray chords;
     chords.reserve(gChords.size());
     for (const KELPChordDefinition& definition : gChords)
@@ -100,9 +99,8 @@ ChordArray ChordDetectionResults::arrayWithChordsForRootNote(const KELPNote& roo
     return chords;
 }
 
-ChordArray
-ChordDetectionResults::arrayWithChordsForRootNoteQueryingIntervalsWithString(const KELPNote& rootNote,
-                                                                             std::string_view text) {
+ChordArray ChordSearchResults::arrayWithChordsForRootNoteQueryingIntervalsWithString(const KELPNote& rootNote,
+                                                                                     std::string_view text) {
     ChordArray chords;
     const LowerCasedNames& names = lowerCasedAlternativeNames();
     for (std::size_t row = 0; row < gChords.size(); ++row) {
@@ -113,7 +111,7 @@ ChordDetectionResults::arrayWithChordsForRootNoteQueryingIntervalsWithString(con
     return chords;
 }
 
-ChordArray ChordDetectionResults::arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(
+ChordArray ChordSearchResults::arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(
     const KELPNote& rootNote, std::string_view text, std::string_view baseNote) {
     const auto bass = KELPNote::noteWithString(baseNote);
     if (!bass)
@@ -124,9 +122,8 @@ ChordArray ChordDetectionResults::arrayWithChordsForRootNoteQueryingIntervalsWit
     return chords;
 }
 
-ChordArray
-ChordDetectionResults::arrayWithChordsForRootNoteQueryingBaseNotesWithString(const KELPNote& rootNote,
-                                                                             std::string_view text) {
+ChordArray ChordSearchResults::arrayWithChordsForRootNoteQueryingBaseNotesWithString(const KELPNote& rootNote,
+                                                                                     std::string_view text) {
     ChordArray chords;
     for (const std::string_view name : kNamedNoteEntries) {
         const auto note = KELPNote::noteWithString(name);
@@ -138,7 +135,7 @@ ChordDetectionResults::arrayWithChordsForRootNoteQueryingBaseNotesWithString(con
     return chords;
 }
 
-ChordArray ChordDetectionResults::arrayWithPossibleSlashChordsForChord(const KELPChordRef& chord) {
+ChordArray ChordSearchResults::arrayWithPossibleSlashChordsForChord(const KELPChordRef& chord) {
     ChordArray chords;
     if (!chord)
         return chords;
@@ -150,9 +147,8 @@ ChordArray ChordDetectionResults::arrayWithPossibleSlashChordsForChord(const KEL
     return chords;
 }
 
-ChordDetectionResultArray
-ChordDetectionResults::arrayByPromotingExactMatchTo(ChordDetectionResultArray results,
-                                                    std::string_view text) {
+ChordDetectionResultArray ChordSearchResults::arrayByPromotingExactMatchTo(ChordDetectionResultArray results,
+                                                                           std::string_view text) {
     const std::string name = lowerCasedChordText(text);
     const KELPChordRef named = KELPChord::chordWithString(name);
     const auto match = std::find_if(results.begin(), results.end(), [&](const auto& result) {
@@ -166,8 +162,8 @@ ChordDetectionResults::arrayByPromotingExactMatchTo(ChordDetectionResultArray re
 }
 
 ChordDetectionResultArray
-ChordDetectionResults::arrayOfUntransposedResultsUsingChordManager(const ChordDetectionResultArray& results,
-                                                                   const ChordManager& chordManager) {
+ChordSearchResults::arrayOfUntransposedResultsUsingChordManager(const ChordDetectionResultArray& results,
+                                                                const ChordManager& chordManager) {
     ChordDetectionResultArray untransposed;
     untransposed.reserve(results.size());
     for (const auto& result : results)
@@ -180,13 +176,12 @@ void KELPTextualChordSearchController::performSearchUsingString(std::string text
     const auto weakSelf = weak_from_this();
     precondition(!weakSelf.expired(), "A chord search controller must live in a shared pointer!");
     GlobalQueue::async([weakSelf, text = std::move(text)] {
-        MainQueue::async(
-            [weakSelf, results = ChordDetectionResults::arrayWithChordsMatchingSearchString(text)] {
-                const auto self = weakSelf.lock();
-                const auto delegate = self ? self->delegate() : nullptr;
-                if (delegate)
-                    delegate->chordSearchControllerDidReceiveResults(*self, results);
-            });
+        MainQueue::async([weakSelf, results = ChordSearchResults::arrayWithChordsMatchingSearchString(text)] {
+            const auto self = weakSelf.lock();
+            const auto delegate = self ? self->delegate() : nullptr;
+            if (delegate)
+                delegate->chordSearchControllerDidReceiveResults(*self, results);
+        });
     });
 }
 

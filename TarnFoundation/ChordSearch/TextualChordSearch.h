@@ -24,7 +24,8 @@ public:
     [[nodiscard]] virtual KELPChordRef untransposedChord(const KELPChordRef& chord) const = 0;
 };
 
-class ChordDetectionResults {
+/// Searches of the chord table; the answers are lists of chords, or of chords with their scores.
+class ChordSearchResults {
 public:
     /// The score of a chord that was typed rather than detected.
     static constexpr float kScoreOfTypedChord = -1.0F;

@@ -28,7 +28,7 @@ std::shared_ptr<Waveform> waveformWith(std::int64_t frameCount, int pointCount) 
     return waveform;
 }
 
-std::shared_ptr<Waveform> read(const Data& bytes) {
+std::shared_ptr<Waveform> readWaveform(const Data& bytes) {
     return KeyedUnarchiver::unarchivedObject<Waveform>(bytes);
 }
 
@@ -61,7 +61,7 @@ TEST(Waveform, readsBackFromItsArchiveAlsoWhenTheFileBrokeOff) {
     for (const auto& [frameCount, pointCount] : cases) {
         const auto waveform = waveformWith(frameCount, pointCount);
         waveform->finish();
-        const auto copy = read(KeyedArchiver::archivedData(waveform));
+        const auto copy = readWaveform(KeyedArchiver::archivedData(waveform));
         ASSERT_TRUE(copy);
         EXPECT_TRUE(copy->isProcessingComplete());
         EXPECT_EQ(copy->frameCount(), frameCount);
@@ -72,7 +72,7 @@ TEST(Waveform, readsBackFromItsArchiveAlsoWhenTheFileBrokeOff) {
 }
 
 /// An archive of the class's name with fields of the test's choosing.
-struct Forged : SecureCoding {
+struct ForgedWaveform : SecureCoding {
     std::int64_t frameCount = 512;
     double sampleRate = 44100;
     std::size_t byteCount = 6;
@@ -86,26 +86,26 @@ struct Forged : SecureCoding {
 };
 
 TEST(Waveform, damagedArchivesGiveNothing) {
-    ASSERT_TRUE(read(KeyedArchiver::archivedData(std::make_shared<Forged>())));
-    const std::function<void(Forged&)> damages[] = {
-        [](Forged& f) { f.frameCount = -1; },
-        [](Forged& f) { f.frameCount = std::numeric_limits<std::int64_t>::max(); },
-        [](Forged& f) { f.frameCount = 256; }, // fewer than there are points
-        [](Forged& f) { f.sampleRate = 0; },
-        [](Forged& f) { f.sampleRate = std::numeric_limits<double>::quiet_NaN(); },
-        [](Forged& f) { f.sampleRate = std::numeric_limits<double>::infinity(); },
-        [](Forged& f) { f.byteCount = 5; },
+    ASSERT_TRUE(readWaveform(KeyedArchiver::archivedData(std::make_shared<ForgedWaveform>())));
+    const std::function<void(ForgedWaveform&)> damages[] = {
+        [](ForgedWaveform& f) { f.frameCount = -1; },
+        [](ForgedWaveform& f) { f.frameCount = std::numeric_limits<std::int64_t>::max(); },
+        [](ForgedWaveform& f) { f.frameCount = 256; }, // fewer than there are points
+        [](ForgedWaveform& f) { f.sampleRate = 0; },
+        [](ForgedWaveform& f) { f.sampleRate = std::numeric_limits<double>::quiet_NaN(); },
+        [](ForgedWaveform& f) { f.sampleRate = std::numeric_limits<double>::infinity(); },
+        [](ForgedWaveform& f) { f.byteCount = 5; },
     };
     for (const auto& damage : damages) {
-        const auto forged = std::make_shared<Forged>();
+        const auto forged = std::make_shared<ForgedWaveform>();
         damage(*forged);
-        EXPECT_FALSE(read(KeyedArchiver::archivedData(forged))) << "damage " << (&damage - damages);
+        EXPECT_FALSE(readWaveform(KeyedArchiver::archivedData(forged))) << "damage " << (&damage - damages);
     }
     const auto waveform = waveformWith(256 * 5, 5);
     waveform->finish();
     const Data whole = KeyedArchiver::archivedData(waveform);
     for (std::size_t length = 0; length < whole.size(); ++length)
-        EXPECT_FALSE(read(Data(whole.begin(), whole.begin() + std::ptrdiff_t(length))));
+        EXPECT_FALSE(readWaveform(Data(whole.begin(), whole.begin() + std::ptrdiff_t(length))));
 }
 
 TEST(WaveformDeathTest, misuseStopsTheProcess) {

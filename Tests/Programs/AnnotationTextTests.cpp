@@ -143,7 +143,8 @@ TEST(AnnotationTextTests, WhatIsRefusedNamesItsLine) {
         const auto song = sampleSong();
         addChord(*song, "C", 88200);
         const auto grid = gridOf(*song);
-        const std::string text = errorOf([&] { (void)replaceAnnotations(*song, kind, parseLab(lab)); });
+        const std::string text =
+            errorOf([&, kind = kind, lab = lab] { (void)replaceAnnotations(*song, kind, parseLab(lab)); });
         EXPECT_EQ(text, error);
         EXPECT_EQ(chordsOf(*song), "C@88200");
         EXPECT_EQ(gridOf(*song), grid);

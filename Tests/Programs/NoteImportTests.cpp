@@ -32,7 +32,7 @@ Data fileOf(const std::vector<int>& events, const std::vector<int>& division = {
     return bytesOf(values);
 }
 
-std::string errorOf(const Data& bytes) {
+std::string fileError(const Data& bytes) {
     try {
         const MIDIFile file(bytes);
         return "";
@@ -94,26 +94,26 @@ TEST(MIDIFileReaderTests, EventsOfATrack) {
 }
 
 TEST(MIDIFileReaderTests, MalformedFiles) {
-    EXPECT_EQ(errorOf({}), "it is no Standard MIDI File");
-    EXPECT_EQ(errorOf(bytesOf({'R', 'I', 'F', 'F', 0, 0})), "it is no Standard MIDI File");
-    EXPECT_EQ(errorOf(fileOf({}, {0, 0})), "its time division is none");
-    EXPECT_EQ(errorOf(fileOf({}, {0x80, 40})), "its time division is none");
-    EXPECT_EQ(errorOf(fileOf({0, 60, 60})), "it holds a message that does not belong in a file");
-    EXPECT_EQ(errorOf(fileOf({0, 0xF8})), "it holds a message that does not belong in a file");
-    EXPECT_EQ(errorOf(fileOf({0, 0x90, 60, 1, 0, 0xFF, 1, 0, 0, 60, 1})),
+    EXPECT_EQ(fileError({}), "it is no Standard MIDI File");
+    EXPECT_EQ(fileError(bytesOf({'R', 'I', 'F', 'F', 0, 0})), "it is no Standard MIDI File");
+    EXPECT_EQ(fileError(fileOf({}, {0, 0})), "its time division is none");
+    EXPECT_EQ(fileError(fileOf({}, {0x80, 40})), "its time division is none");
+    EXPECT_EQ(fileError(fileOf({0, 60, 60})), "it holds a message that does not belong in a file");
+    EXPECT_EQ(fileError(fileOf({0, 0xF8})), "it holds a message that does not belong in a file");
+    EXPECT_EQ(fileError(fileOf({0, 0x90, 60, 1, 0, 0xFF, 1, 0, 0, 60, 1})),
               "it holds a message that does not belong in a file")
         << "a meta event ends the running status";
-    EXPECT_EQ(errorOf(fileOf({0, 0x90, 0x90, 1})), "it holds a status byte where a value belongs");
-    EXPECT_EQ(errorOf(fileOf({0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0x90, 1, 1})),
+    EXPECT_EQ(fileError(fileOf({0, 0x90, 0x90, 1})), "it holds a status byte where a value belongs");
+    EXPECT_EQ(fileError(fileOf({0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0x90, 1, 1})),
               "it holds a number of more than four bytes");
-    EXPECT_EQ(errorOf(fileOf({0, 0xFF, 0x51, 2, 1, 1})), "it breaks off");
+    EXPECT_EQ(fileError(fileOf({0, 0xFF, 0x51, 2, 1, 1})), "it breaks off");
     Data format2 = fileOf({});
     format2[9] = std::byte{2};
-    EXPECT_EQ(errorOf(format2).substr(0, 31), "its tracks are songs of their o");
+    EXPECT_EQ(fileError(format2).substr(0, 31), "its tracks are songs of their o");
     const Data whole = fileOf({0, 0x90, 60, 1, 96, 0x80, 60, 0, 0, 0xFF, 0x51, 3, 1, 1, 1, 0, 0xF0, 2, 1, 1});
-    EXPECT_EQ(errorOf(whole), "");
+    EXPECT_EQ(fileError(whole), "");
     for (std::size_t size = 0; size < whole.size(); ++size)
-        EXPECT_NE(errorOf(Data(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size))), "")
+        EXPECT_NE(fileError(Data(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size))), "")
             << size;
 }
 

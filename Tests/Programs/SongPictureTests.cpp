@@ -117,7 +117,8 @@ TEST(SongPicture, PageWorksInABrowser) {
     EXPECT_NE(page.find("id=\"cursor\""), std::string::npos) << "the script made a cursor";
     EXPECT_NE(page.find("src=\"My%20song%20%231.wav\""), std::string::npos);
     // The middle of the song, 8.5 s, is the fifth bar line, the second one of row 2.
-    EXPECT_NE(page.find("data-middle=\"2 452.0\""), std::string::npos) << page.substr(0, page.find('>') + 400);
+    EXPECT_NE(page.find("data-middle=\"2 452.0\""), std::string::npos)
+        << page.substr(0, page.find('>') + 400);
 }
 
 } // namespace

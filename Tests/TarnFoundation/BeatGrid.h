@@ -12,6 +12,7 @@
 namespace tarn::test {
 
 using BeatRef = std::shared_ptr<TarnBeatEntry>;
+using Locations = std::vector<std::int64_t>;
 using Storage = std::shared_ptr<TarnNoteEntryStorage>;
 
 struct BeatAt {

@@ -7,7 +7,6 @@ namespace tarn {
 namespace {
 
 using namespace test;
-using Locations = std::vector<std::int64_t>;
 constexpr TimeSignature kFourFour{4, 4};
 constexpr TimeSignature kFourEight{4, 8};
 

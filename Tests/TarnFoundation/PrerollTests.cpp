@@ -5,7 +5,7 @@ namespace tarn {
 namespace {
 
 using namespace test;
-constexpr TimeSignature kFourFour{4, 4};
+constexpr TimeSignature kCommonTime{4, 4};
 
 TEST(Preroll, SnapsBackOntoTheBeatAtOrBeforeTheFrame) {
     const TarnPrerollController controller(makeStorage(evenGrid(4, 100, {0}, 100)), 1);
@@ -22,7 +22,7 @@ TEST(Preroll, NeedsAFullCountInOfStoredBeatsBeforeTheFrame) {
         std::int64_t lastFrameThatRequires; ///< beats lie 10 apart
     };
     for (const auto& [signature, bars, frame] :
-         std::vector<Case>{{kFourFour, 1, 69},
+         std::vector<Case>{{kCommonTime, 1, 69},
                            {TimeSignature{3, 4}, 2, 109},
                            {TimeSignature{6, 8}, 1, 49},
                            {TimeSignature{3, 2}, 1, 49}, // doubled unless over 8
@@ -44,7 +44,7 @@ TEST(Preroll, ArtificialBeatsComeBeforeTheFirstAndGoAwayTogether) {
     auto grid = evenGrid(24, 100, {0, 8, 16});
     for (std::size_t i = 7; i < grid.size(); ++i)
         grid[i].location += 3;
-    const auto storage = makeStorage(grid, kFourFour);
+    const auto storage = makeStorage(grid, kCommonTime);
     TarnPrerollController controller(storage, 1);
     ASSERT_TRUE(controller.requiresArtificialBeatEntriesForPrerollFrame(250));
     controller.generateArtificialBeatEntriesForPrerollFrame(250);
@@ -76,12 +76,12 @@ TEST(Preroll, ArtificialSpacingIsASeventhRoundedToTheNearestFrame) {
 }
 
 TEST(Preroll, GeneratingStopsWhereItCannotWork) {
-    const auto storage = makeStorage(evenGrid(7, 10, {0}), kFourFour);
+    const auto storage = makeStorage(evenGrid(7, 10, {0}), kCommonTime);
     EXPECT_DEATH(TarnPrerollController(storage, 1).generateArtificialBeatEntriesForPrerollFrame(0),
                  "eight beats");
     EXPECT_DEATH(TarnPrerollController(makeStorage({}), 1).generateArtificialBeatEntriesForPrerollFrame(0),
                  "eight beats");
-    const auto longer = makeStorage(evenGrid(16, 10, {0}), kFourFour);
+    const auto longer = makeStorage(evenGrid(16, 10, {0}), kCommonTime);
     EXPECT_DEATH(TarnPrerollController(longer, 1).generateArtificialBeatEntriesForPrerollFrame(80),
                  "beats are missing");
     TarnPrerollController(longer, 1).generateArtificialBeatEntriesForPrerollFrame(

@@ -142,7 +142,6 @@ TEST(SortedSearch, EntriesInRangeExpressions) {
             result.push_back(entry->location());
         return result;
     };
-    using Locations = std::vector<std::int64_t>;
     using Sample = std::int64_t;
     EXPECT_EQ(locations(entriesIn(entries, ClosedRange<Sample>(100, 200))), (Locations{100, 200}));
     EXPECT_EQ(locations(entriesIn(entries, Range<Sample>(100, 200))), Locations{100});

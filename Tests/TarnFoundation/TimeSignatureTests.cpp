@@ -6,7 +6,6 @@ namespace tarn {
 namespace {
 
 using namespace test;
-using Locations = std::vector<std::int64_t>;
 
 Locations locationsOf(const EntryList<TarnBeatEntry>& beats) {
     Locations locations;

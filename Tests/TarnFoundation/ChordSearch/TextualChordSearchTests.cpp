@@ -13,7 +13,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Search = ChordDetectionResults;
+using Search = ChordSearchResults;
 
 std::vector<std::string> namesOf(const ChordDetectionResultArray& results) {
     std::vector<std::string> names;

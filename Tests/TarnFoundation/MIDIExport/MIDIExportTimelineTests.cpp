@@ -16,7 +16,7 @@ using Tempos = std::vector<TempoEvent>;
 
 constexpr std::int64_t kFollow = 1;
 constexpr std::int64_t kFixed = 2;
-constexpr double kRate = 44100;
+constexpr double kTimelineRate = 44100;
 constexpr std::int64_t kPulse = 22050; ///< half a second
 
 /// Even beats from `first` on.
@@ -34,7 +34,7 @@ Document songWithIntervals(const std::vector<std::int64_t>& intervals) {
     return makeDocumentWithBeats(frames);
 }
 
-MIDIExportTimeline timelineOf(const Document& document, std::int64_t timing, double rate = kRate) {
+MIDIExportTimeline timelineOf(const Document& document, std::int64_t timing, double rate = kTimelineRate) {
     return {timing, true, true, rate, *document};
 }
 
@@ -127,7 +127,7 @@ TEST(MIDIExportTimeline, choosesTheAnchorAndTheLeadIn) {
             const double anchorFrame =
                 static_cast<double>(c.first + static_cast<std::int64_t>(c.anchor) * kPulse);
             EXPECT_EQ(leadIn.anchorFrame, anchorFrame);
-            EXPECT_NEAR(*leadIn.beatsPerMinute, c.quarterNotes / (anchorFrame / kRate / 60), 1e-9);
+            EXPECT_NEAR(*leadIn.beatsPerMinute, c.quarterNotes / (anchorFrame / kTimelineRate / 60), 1e-9);
             EXPECT_EQ(timeline.tempoEvents.front(), (TempoEvent{0, *leadIn.beatsPerMinute}));
             // The song's start is at 0, and both stretches meet at the anchor.
             EXPECT_EQ(timeline.mapping(0), 0);
@@ -201,7 +201,7 @@ TEST(MIDIExportTimeline, aFixedTempoMakesRoomForTheEarliestExportedEntry) {
             addNoteAt(document, frame);
         for (const std::int64_t frame : c.chords)
             addChordAt(document, frame);
-        const MIDIExportTimeline timeline(kFixed, c.exportsNotes, c.exportsChords, kRate, *document);
+        const MIDIExportTimeline timeline(kFixed, c.exportsNotes, c.exportsChords, kTimelineRate, *document);
         EXPECT_EQ(leadInOf(timeline).length, c.length);
         EXPECT_EQ(timeline.mapping(static_cast<double>(downbeat)), c.length);
         EXPECT_EQ(timeline.tempoEvents, (Tempos{{0, 60}}));
