@@ -251,8 +251,10 @@ void NotificationCenter::post(const Notification& notification) {
             entry->queue->addOperation([entry, notification] { entry->call(notification); });
         }
     }
-    if (hasDead)
-        state->removeFromList(notification.name, [](const auto& entry) { return entry->isDead(); });
+    if (!hasDead)
+        return;
+    for (const std::string& name : {notification.name, std::string()})
+        state->removeFromList(name, [](const auto& entry) { return entry->isDead(); });
 }
 
 } // namespace tarn

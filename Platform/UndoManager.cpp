@@ -64,6 +64,7 @@ void UndoManager::perform(std::vector<Group>& from, State state) {
     precondition(mGroupingLevel == 0, "Undo or redo inside an open undo group");
     if (from.empty())
         return;
+    const auto alive = weak_from_this().lock(); // an action may let go of the document and this with it
     const Group step = std::move(from.back());
     from.pop_back();
 

@@ -10,8 +10,9 @@ namespace tarn {
 /// Records how to take changes back. Actions registered between beginUndoGrouping and the matching
 /// endUndoGrouping form one group; the outermost group is one undo step. Registering outside every group
 /// makes a group of its own. Undoing a step runs its actions in reverse order; what they register becomes the
-/// redo step. Groups without actions leave no step. Used from one thread, the document's.
-class UndoManager {
+/// redo step. Groups without actions leave no step. An action may drop the last reference to the manager: the
+/// step then runs to its end. Used from one thread, the document's.
+class UndoManager : public std::enable_shared_from_this<UndoManager> {
 public:
     using Action = std::function<void()>;
 

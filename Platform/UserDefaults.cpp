@@ -109,7 +109,7 @@ bool save(const Values& values, const std::filesystem::path& file) {
 template <typename Number>
 std::optional<Number> readNumber(std::string_view text) {
     text = trimmed(text);
-    if (text.starts_with('+'))
+    if (text.starts_with('+') && !text.starts_with("+-"))
         text.remove_prefix(1);
     Number number{};
     const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), number);

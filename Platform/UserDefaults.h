@@ -11,11 +11,10 @@
 namespace tarn {
 
 /// The user's settings: values under text keys. A value is looked up first among those set for this process
-/// only
-/// (`setVolatileValue`), then among those kept in the file, then among the registered defaults.
+/// only (`setVolatileValue`), then among those kept in the file, then among the registered defaults.
 /// Reading is typed and lenient: text that says a number reads as that number (as an integer: truncated),
-/// yes, true and numbers from 1 as true, in upper or lower case; what cannot be read as the type asked for
-/// counts as absent, so that the next in line answers. Thread-safe.
+/// yes, true and integers other than 0 as true, in upper or lower case; what cannot be read as the type asked
+/// for counts as absent, so that the next in line answers. Thread-safe.
 class UserDefaults {
 public:
     /// Values are kept as text in a file of `key = value` lines, where \n, \r, \t, \s (blank), \= and

@@ -153,6 +153,7 @@ TEST(NotificationCenter, ReleasesWhatRemovedAndDeadObserversCaptured) {
     for (int i = 0; i < 1000; ++i)
         center.addObserver("n", std::make_shared<int>(i), nullptr, [captured](const Notification&) {});
     EXPECT_LE(captured.use_count(), 50);
+    center.addObserver("", std::make_shared<int>(0), nullptr, [captured](const Notification&) {});
     center.post("n", nullptr);
     EXPECT_EQ(captured.use_count(), 1);
     center.post("any", nullptr);

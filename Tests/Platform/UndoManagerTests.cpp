@@ -124,6 +124,18 @@ TEST_F(UndoManagerTest, RemovingAllActionsKeepsTheOpenGroup) {
     EXPECT_FALSE(manager.canUndo());
 }
 
+TEST_F(UndoManagerTest, AnActionMayLetGoOfTheManager) {
+    auto shared = std::make_shared<UndoManager>();
+    const std::weak_ptr<UndoManager> weak = shared;
+    shared->beginUndoGrouping();
+    shared->registerUndo([&] { text = weak.expired() ? "cut off" : "ran to the end"; });
+    shared->registerUndo([&] { shared.reset(); });
+    shared->endUndoGrouping();
+    shared->undo();
+    EXPECT_EQ(text, "ran to the end");
+    EXPECT_TRUE(weak.expired());
+}
+
 TEST_F(UndoManagerTest, WrongUseStopsTheProcess) {
     EXPECT_DEATH(manager.endUndoGrouping(), "endUndoGrouping without beginUndoGrouping");
     EXPECT_DEATH(manager.enableUndoRegistration(), "enableUndoRegistration without disableUndoRegistration");

@@ -63,6 +63,7 @@ TEST(UserDefaults, readsTextAsTheTypeThatIsAsked) {
         {"9223372036854775807", true, kLargest, 9223372036854775807.0},
         {"1e30", false, 0, 1e30}, // no integer, and so neither a truth value
         {"12 apples", false, 0, 0},
+        {"+-5", false, 0, 0},
         {"", false, 0, 0},
     };
     for (const Case& c : cases) {
