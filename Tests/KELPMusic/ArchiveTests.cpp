@@ -1,3 +1,4 @@
+#include "KELPMusic/KELPChordDetectionResult.h"
 #include "KELPMusic/KELPChordTable.h"
 #include "KELPMusic/KELPKey.h"
 #include "KELPMusic/KELPStringedInstrumentDescription.h"
@@ -51,6 +52,16 @@ TEST(KELPMusicArchives, ValuesComeBackEqual) {
     expectRoundTrip(KELPChord::chordWithRoot(KELPNote(), {}));
     expectRoundTrip(KELPChord::noChord());
     expectRoundTrip(KELPKey::keyWithTonicChord(KELPChord::chordWithString("F#m")));
+    const KELPChordDetectionResultRef results[] = {
+        KELPChordDetectionResult::resultForChord(KELPChord::chordWithString("F#m"), 0.5F, -1),
+        KELPChordDetectionResult::resultForChord(KELPChord::chordWithString("Gbm"), 0.5F, -1),
+        KELPChordDetectionResult::resultForChord(KELPChord::chordWithString("F#m"), 0.25F, -1),
+        KELPChordDetectionResult::resultForChord(KELPChord::chordWithString("F#m"), 0.5F, 0),
+        KELPChordDetectionResult::resultForChord(nullptr, 0.5F, -1)};
+    for (const auto& result : results) {
+        expectRoundTrip(result);
+        EXPECT_EQ(*result == *results[0], result == results[0]) << result->description();
+    }
     for (const auto& preset : KELPStringedInstrumentDescription::presets())
         expectRoundTrip(preset);
     expectRoundTrip(
@@ -88,6 +99,8 @@ TEST(KELPMusicArchives, ImpossibleValuesAreRefused) {
     EXPECT_FALSE(reads<KELPKey>([](KeyedArchiver& coder) {
         coder.encodeObject("tonicChord", KELPPitch::pitchWithNote(KELPNote(), 4));
     }));
+    EXPECT_FALSE(
+        reads<KELPChordDetectionResult>([](KeyedArchiver& coder) { coder.encodeInt("location", 0); }));
     const auto readsInstrument = [](const std::vector<KELPPitchRef>& tuning, std::int64_t frets) {
         return reads<KELPStringedInstrumentDescription>([&](KeyedArchiver& coder) {
             coder.encodeString("name", "Lyre");
