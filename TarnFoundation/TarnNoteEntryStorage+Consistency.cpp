@@ -5,6 +5,7 @@
 namespace tarn {
 
 void TarnNoteEntryStorage::eliminateBogusEntries() {
+    const auto alive = sharedSelf(); // an observer of the first change may let go of the document
     eliminateBogusRegionEntries();
     eliminateBogusBeatEntries();
 }

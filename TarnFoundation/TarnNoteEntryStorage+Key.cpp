@@ -11,6 +11,9 @@ KELPKeyRef TarnNoteEntryStorage::globalKey() const {
 
 void TarnNoteEntryStorage::overrideGlobalKey(const KELPKeyRef& with) {
     precondition(with != nullptr, "The key to override with must not be absent");
+    // Observers of the first change may let go of the document or exchange its undo manager.
+    const auto alive = sharedSelf();
+    const auto manager = undoManager;
     const auto oldKeys = keyEntries();
     const auto newKey = newKeyEntry();
     newKey->setTonicChord(with->tonicChord());
@@ -22,12 +25,12 @@ void TarnNoteEntryStorage::overrideGlobalKey(const KELPKeyRef& with) {
         if (chord->chord())
             newChords.back()->setChord(with->scaleNormalizedChord(chord->chord()));
     }
-    if (undoManager)
-        undoManager->beginUndoGrouping();
+    if (manager)
+        manager->beginUndoGrouping();
     replaceKeyEntriesInArrayWithKeyEntriesInArray(oldKeys, {newKey});
     replaceChordEntriesInArrayWithChordEntriesInArray(oldChords, std::move(newChords));
-    if (undoManager)
-        undoManager->endUndoGrouping();
+    if (manager)
+        manager->endUndoGrouping();
 }
 
 } // namespace tarn

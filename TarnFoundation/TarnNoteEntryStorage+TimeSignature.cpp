@@ -156,6 +156,7 @@ bool TarnNoteEntryStorage::performTimeSignatureMigration() {
         locations.push_back(beat->location());
     const auto inBetween = newBeatEntriesAtLocations(*this, midpointLocations(locations));
 
+    const auto alive = sharedSelf(); // an observer of the first change may let go of the document
     const UnregisteredUndoGroup group(undoManager);
     // The beats first: while the old signature stands, no rule prunes them.
     addBeatEntriesFromArray(inBetween);

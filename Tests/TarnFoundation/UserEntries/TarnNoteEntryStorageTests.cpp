@@ -189,6 +189,40 @@ TEST(Storage, LetsObserversDropTheLastReferenceToIt) {
         EXPECT_EQ(posted, 1);
         EXPECT_TRUE(weak.expired());
     }
+
+    // The same in the first of two changes that belong together.
+    const struct {
+        const char* first;
+        const char* second;
+        void (*edit)(TarnNoteEntryStorage&);
+    } edits[] = {{KeyKind::kDidChangeNotification, ChordKind::kDidChangeNotification,
+                  [](auto& storage) {
+                      storage.overrideGlobalKey(KELPKey::keyWithTonicChord(KELPChord::chordWithString("C")));
+                  }},
+                 {BeatKind::kDidChangeNotification, TimeSignatureKind::kDidChangeNotification,
+                  [](auto& storage) { storage.performTimeSignatureMigration(); }},
+                 {RegionKind::kDidChangeNotification, BeatKind::kDidChangeNotification,
+                  [](auto& storage) { storage.eliminateBogusEntries(); }}};
+    for (const auto& [first, second, edit] : edits) {
+        auto document = makeDocument();
+        const std::weak_ptr<TarnNoteEntryStorage> weak = document;
+        document->undoManager = std::make_shared<UndoManager>();
+        document->setTimeSignature(4, 8);
+        document->addRegionEntry(document->newRegionEntry());
+        const auto beat = document->newBeatEntry();
+        beat->setLocation(-1);
+        document->addBeatEntry(beat);
+        int posted = 0;
+        NotificationCenter::defaultCenter().addObserver(first, document, nullptr, [&](const Notification&) {
+            document->undoManager = nullptr;
+            document.reset();
+        });
+        NotificationCenter::defaultCenter().addObserver(second, document, nullptr,
+                                                        [&](const Notification&) { ++posted; });
+        edit(*document);
+        EXPECT_EQ(posted, 1) << second;
+        EXPECT_TRUE(weak.expired()) << second;
+    }
 }
 
 TEST(Storage, ChangesItsInstrument) {
