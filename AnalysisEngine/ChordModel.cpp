@@ -93,10 +93,8 @@ std::vector<LabelScores> chordEvidence(std::span<const HarmonicSpan> spans) {
     return evidence;
 }
 
-std::array<float, kChordQualityCount>
-qualityProbabilities(ChordLabel label, std::span<const HarmonicSpan> spans, const LabelScores& arrival) {
-    const int root = rootOf(label);
-    const std::size_t family = familyOf(qualityOf(label));
+std::array<float, kChordQualityCount> qualityProbabilities(int root, std::span<const HarmonicSpan> spans,
+                                                           const LabelScores& arrival) {
     static const std::array<QualityWeights, kChordQualityCount> weights =
         makeQualityWeights(kLastingTrebleRoleWeights, kLastingBassRoleWeights);
     std::array<float, 12> treble{};
@@ -110,12 +108,6 @@ qualityProbabilities(ChordLabel label, std::span<const HarmonicSpan> spans, cons
     }
     std::array<double, kChordQualityCount> scores;
     for (std::size_t quality = 0; quality < kChordQualityCount; ++quality) {
-        constexpr std::size_t kWithoutThird = 2;
-        const std::size_t candidate = familyOf(kChordQualities[quality]);
-        if (candidate != family && candidate != kWithoutThird && family != kWithoutThird) {
-            scores[quality] = -std::numeric_limits<double>::infinity();
-            continue;
-        }
         float weakest = 1;
         for (const int interval : kChordQualities[quality].intervals) {
             if (interval > 0)

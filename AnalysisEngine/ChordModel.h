@@ -20,12 +20,12 @@ using LabelScores = std::array<float, kChordLabelCount>;
 /// depend on the part that a pitch class plays in the chord (root, third, ...), not on the chord itself.
 std::vector<LabelScores> chordEvidence(std::span<const HarmonicSpan> spans);
 
-/// The probabilities of the qualities of a chord that lasts over all of these spans (at least one) and was
-/// taken for `label`, which is not kNoChordLabel; qualities with the other third have none. `arrival` as in
-/// mostLikelyChords(). Where single spans can hardly tell a melody's notes from the chord's, what sounds
-/// throughout a chord is part of it.
-std::array<float, kChordQualityCount>
-qualityProbabilities(ChordLabel label, std::span<const HarmonicSpan> spans, const LabelScores& arrival);
+/// The probabilities of the qualities of a chord with this root that lasts over all of these spans (at least
+/// one). `arrival` as in mostLikelyChords(). Where single spans can hardly tell a melody's notes from the
+/// chord's, what sounds throughout a chord is part of it; and a third that is hardly played at all is better
+/// judged once than span by span.
+std::array<float, kChordQualityCount> qualityProbabilities(int root, std::span<const HarmonicSpan> spans,
+                                                           const LabelScores& arrival);
 
 struct ChordPath {
     std::vector<ChordLabel> labels; ///< One for each span.

@@ -9,27 +9,27 @@ namespace tarn {
 
 /// Weights of the pitch classes that are root, third, fifth, sixth or seventh, second or fourth, and none of
 /// the chord's.
-inline constexpr std::array<float, 6> kTrebleRoleWeights{2.517f, 3.317f, 2.024f, 1.458f, 0.863f, -2.594f};
-inline constexpr std::array<float, 6> kBassRoleWeights{3.191f, -0.941f, -0.902f, 1.902f, -1.147f, -3.328f};
+inline constexpr std::array<float, 6> kTrebleRoleWeights{1.968f, 3.078f, 1.806f, 1.256f, 0.843f, -2.201f};
+inline constexpr std::array<float, 6> kBassRoleWeights{3.666f, -0.632f, -0.529f, 2.164f, -0.999f, -3.803f};
 
 inline constexpr std::array<float, kChordQualityCount> kQualityBiases{
-    3.176f,  2.912f,  -0.270f, -2.856f, 1.004f,  -0.408f, -3.105f, -4.465f,
-    -2.018f, -1.434f, -1.388f, -4.516f, -3.645f, -2.635f, -3.147f};
+    3.193f,  2.919f,  -0.282f, -2.861f, 1.020f,  -0.393f, -3.093f, -4.463f,
+    -2.031f, -1.418f, -1.392f, -4.505f, -3.665f, -2.649f, -3.157f};
 
 /// A constant and the weights of a span's level and peakiness.
-inline constexpr std::array<float, 3> kNoChordWeights{-2.173f, -0.195f, 1.649f};
+inline constexpr std::array<float, 3> kNoChordWeights{-2.265f, -0.196f, 1.568f};
 
 /// The same of a chord's mean shares over all of its spans, and the weights of the share of its weakest note
 /// (but the root) and of what the key says of its arrival.
-inline constexpr std::array<float, 6> kLastingTrebleRoleWeights{0.000f, 3.282f, 4.652f,
-                                                                4.523f, 0.769f, -11.335f};
-inline constexpr std::array<float, 6> kLastingBassRoleWeights{-0.000f, 2.016f,  -2.148f,
-                                                              5.935f,  -5.439f, -0.364f};
+inline constexpr std::array<float, 6> kLastingTrebleRoleWeights{-0.000f, 2.797f, 4.082f,
+                                                                3.386f,  0.802f, -8.619f};
+inline constexpr std::array<float, 6> kLastingBassRoleWeights{-0.000f, 3.026f,  -2.016f,
+                                                              6.295f,  -5.463f, -1.841f};
 inline constexpr std::array<float, kChordQualityCount> kLastingQualityBiases{
-    3.496f,  2.706f,  0.405f,  0.147f,  -1.979f, -1.882f, -0.873f, -0.645f,
-    -0.163f, -0.149f, -0.712f, -0.083f, -0.205f, -0.721f, -2.529f};
-inline constexpr float kLastingCompletenessWeight = 10.273f;
-inline constexpr float kLastingArrivalWeight = 0.623f;
+    3.717f, 2.121f, -0.355f, 0.156f,  -1.583f, -1.429f, -0.483f, -0.955f,
+    0.194f, 0.338f, -1.048f, -0.476f, -0.701f, -1.072f, -1.792f};
+inline constexpr float kLastingCompletenessWeight = 11.120f;
+inline constexpr float kLastingArrivalWeight = 0.730f;
 
 /// Logarithms of the share of a song on chords of each family on each degree above the tonic, in major and in
 /// minor.

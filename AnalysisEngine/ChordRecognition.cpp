@@ -91,7 +91,7 @@ LabelScores arrivalIn(std::optional<int> key) {
                 const bool raised = minor && degree == 11;
                 if (raised)
                     score -= kRaisedLeadingNoteCost;
-                else if (!kMajorScale[static_cast<std::size_t>((degree + (minor ? 3 : 0)) % 12)])
+                else if (!kMajorScale[static_cast<std::size_t>((degree + (minor ? 9 : 0)) % 12)])
                     score -= kForeignNoteCost;
             }
             scores[chordLabel(root, quality)] = score;
@@ -178,8 +178,7 @@ void settleQualities(std::span<const HarmonicSpan> spans, const LabelScores& arr
         if (labels[begin] == kNoChordLabel)
             return;
         const int root = rootOf(labels[begin]);
-        const auto qualities =
-            qualityProbabilities(labels[begin], spans.subspan(begin, end - begin), arrival);
+        const auto qualities = qualityProbabilities(root, spans.subspan(begin, end - begin), arrival);
         const auto best = std::max_element(qualities.begin(), qualities.end()) - qualities.begin();
         for (std::size_t span = begin; span < end; ++span) {
             settled[span] = chordLabel(root, static_cast<std::size_t>(best));

@@ -142,8 +142,8 @@ HarmonicSpan describe(const NoteActivations& notes) {
     for (std::size_t i = 0; i < kNotes; ++i) {
         const double note = kLowestDictionaryNote + static_cast<double>(i);
         const std::size_t pitchClass = (i + kLowestDictionaryNote) % 12;
-        span.treble[pitchClass] += notes[i] * fade(note, 40, 52, 68, 84);
-        span.bass[pitchClass] += notes[i] * fade(note, 20, 28, 45, 57);
+        span.treble[pitchClass] += notes[i] * fade(note, 45, 55, 68, 84);
+        span.bass[pitchClass] += notes[i] * fade(note, 20, 28, 48, 60);
     }
     makeShares(span.treble);
     makeShares(span.bass);

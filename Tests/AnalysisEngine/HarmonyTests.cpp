@@ -188,6 +188,14 @@ TEST(ChordRecognitionTests, TellsQualitiesAndBasses) {
     }
 }
 
+TEST(ChordRecognitionTests, DecidesBetweenTwoThirdsByTheKey) {
+    const AudioFeatures features = featuresOf(progression({}, {{38, {50, 57, 62, 65, 66}}}));
+    const std::vector<std::pair<int, std::string>> cases{
+        {0, "D min"}, {12 + 9, "D min"}, {2, "D maj"}, {12 + 11, "D maj"}};
+    for (const auto& [key, name] : cases)
+        EXPECT_EQ(namesOf(recognizeChords(features, 440, key, {})), std::vector<std::string>{name}) << key;
+}
+
 TEST(ChordRecognitionTests, SaysNoChordWhereNothingSounds) {
     Signal signal(4 * analysisRate);
     Synthesizer{}.play(signal, 4, 4, {48, 60, 64, 67}, 0.1);
