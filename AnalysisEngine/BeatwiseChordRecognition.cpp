@@ -3,6 +3,7 @@
 #include "AnalysisEngine/ChordModel.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace tarn {
 
@@ -56,7 +57,7 @@ std::vector<RecognizedChord> recognizeChordsBeatwise(const AudioFeatures& featur
         const ChordLabel label = bestTriad(evidence[i]);
         if (!chords.empty() && chords.back().label == label)
             continue;
-        const auto location = static_cast<std::int64_t>(boundaries[i] * features.sampleRate + 0.5);
+        const auto location = std::int64_t{std::llround(boundaries[i] * features.sampleRate)};
         chords.push_back({location, label, label == kNoChordLabel ? 0 : rootOf(label)});
     }
     return chords;

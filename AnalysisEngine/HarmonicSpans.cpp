@@ -13,7 +13,7 @@ constexpr int kLowestDictionaryNote = 21;
 constexpr std::size_t kNotes = 84;
 
 /// Six semitones to either side.
-constexpr std::size_t kWhiteningReach = 6 * LogFrequencyMap::kBinsPerSemitone;
+constexpr std::size_t kWhiteningReach = std::size_t{6} * LogFrequencyMap::kBinsPerSemitone;
 
 using NoteActivations = std::array<float, kNotes>;
 

@@ -226,7 +226,7 @@ std::vector<double> trackPulses(const BeatFeatures& features, const std::vector<
     const std::vector<double> curve = periodCurve(strength, rate, monitor.part(0, 0.8));
     const auto periodAt = [&](std::size_t frame) {
         const double position = static_cast<double>(frame) / rate / kWindowStep;
-        return curve[std::min(curve.size() - 1, static_cast<std::size_t>(position + 0.5))];
+        return curve[std::min(curve.size() - 1, static_cast<std::size_t>(std::lround(position)))];
     };
 
     // score[i]: of the best chain of pulses that ends on frame i.

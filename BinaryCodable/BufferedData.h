@@ -46,7 +46,7 @@ public:
         std::vector<std::uint8_t> data;
         bool didFindDelimiter = false;
     };
-    static constexpr std::size_t defaultCapacity = 16 * 1024;
+    static constexpr std::size_t defaultCapacity = std::size_t{16} * 1024;
     static constexpr std::size_t noLimit = std::numeric_limits<std::size_t>::max();
 
     /// `initialCapacity` is also the number of bytes that the source is asked for at a time (at least 1).

@@ -27,7 +27,7 @@ public:
     Entry& entryFor(std::string_view key) {
         std::size_t hash = key.size();
         if (!key.empty())
-            hash = hash * 31 + static_cast<unsigned char>(key.front()) * 7u +
+            hash = hash * 31 + std::size_t{static_cast<unsigned char>(key.front())} * 7 +
                    static_cast<unsigned char>(key.back());
         return mEntries[hash % mEntries.size()];
     }

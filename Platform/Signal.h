@@ -52,7 +52,7 @@ private:
 
 /// A signal of the notifications of one name from one sender (none = any sender).
 inline Signal<Notification> notificationSignal(NotificationCenter& center, std::string name,
-                                               std::shared_ptr<const void> object) {
+                                               const std::shared_ptr<const void>& object) {
     return Signal<Notification>([&center, name = std::move(name), weak = std::weak_ptr<const void>(object),
                                  anySender = object == nullptr](Signal<Notification>::Subscriber subscriber) {
         const auto sender = weak.lock();

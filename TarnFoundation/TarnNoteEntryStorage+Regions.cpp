@@ -234,7 +234,7 @@ void clip(TarnRegionEntry& region, const RegionPointer& before, const RegionPoin
 template <typename Collision>
 RegionPointer replaceMoved(TarnNoteEntryStorage& storage, const RegionPointer& entry,
                            const RegionAdjustment& movement, RegionNeighborCollisionRule rule) {
-    const auto moved = storage.copyOfRegionEntry(entry);
+    auto moved = storage.copyOfRegionEntry(entry);
     movement(*moved);
     std::vector<RegionPointer> removed{entry};
     const auto before = storage.regionEntryOccurringBefore(entry);

@@ -91,7 +91,7 @@ void TarnNoteEntryStorage::setTimeSignatureByDenominator(std::int64_t denominato
 
 EntryList<TarnBeatEntry>
 TarnNoteEntryStorage::beatEntriesFilteredByTimeSignatureDenominator(std::int64_t denominator) const {
-    const auto beats = beatEntries();
+    auto beats = beatEntries();
     if (denominator != 4)
         return beats;
     const auto isDownbeat = [](const auto& beat) { return beat->isDownbeat(); };

@@ -52,6 +52,7 @@ std::vector<BarSignature> barSignatures(const PulseGrid& grid, const TimeSignatu
 std::vector<TimeSignatureEvent>
 timeSignatureEvents(const PulseGrid& grid, const std::vector<BarSignature>& signatures, double leadInLength) {
     std::vector<TimeSignatureEvent> events;
+    events.reserve(signatures.size());
     for (const auto& bar : signatures)
         events.push_back({leadInLength + grid.positionOfPulse(bar.pulse), bar.timeSignature});
     events.front().position = 0;

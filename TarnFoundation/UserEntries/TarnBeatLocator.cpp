@@ -89,8 +89,9 @@ void TarnBeatLocator::updateWithNoteEntryStorage(const TarnNoteEntryStorage& sto
         mFirstSample = 0;
         return;
     }
-    // As if the grid began at sample 0; it only seeds the estimate of a bar.
-    mAverageSampleSpacing = static_cast<double>(mBarEntries.back().location() / mBarEntries.size());
+    // As if the grid began at sample 0, and in whole samples: it only seeds the estimate of a bar.
+    const auto wholeSamples = mBarEntries.back().location() / mBarEntries.size();
+    mAverageSampleSpacing = static_cast<double>(wholeSamples);
     mFirstSample = mBarEntries.front().location();
 }
 

@@ -4,10 +4,12 @@
 
 namespace tarn {
 
-TarnStandardPitchEntry::TarnStandardPitchEntry(std::uint64_t eventId) : EntryClass(eventId) {
-    constexpr int kNoteValueOfA = 9;
-    mPitch = KELPPitch::pitchWithNote(KELPNote::noteWithValue(kNoteValueOfA), 4);
+namespace {
+constexpr int kNoteValueOfA = 9;
 }
+
+TarnStandardPitchEntry::TarnStandardPitchEntry(std::uint64_t eventId)
+    : EntryClass(eventId), mPitch(KELPPitch::pitchWithNote(KELPNote::noteWithValue(kNoteValueOfA), 4)) {}
 
 void TarnStandardPitchEntry::copyAttributesToEntry(TarnUserEntry& target) {
     TarnUserEntry::copyAttributesToEntry(target);
