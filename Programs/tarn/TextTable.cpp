@@ -49,7 +49,7 @@ std::string takeField(std::string_view& text, char separator, std::size_t& line)
     const std::string_view withoutBlanks = text.substr(std::min(text.find_first_not_of(' '), text.size()));
     if (!withoutBlanks.starts_with('"')) {
         const std::size_t end = endOfField(0);
-        const std::string field(trimmed(text.substr(0, end)));
+        std::string field(trimmed(text.substr(0, end)));
         text.remove_prefix(end);
         return field;
     }
