@@ -1,13 +1,12 @@
 #include "AnalysisEngine/AudioReader.h"
-#include "Platform/FileManager.h"
 #include "Platform/UserDefaults.h"
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/DocumentJSON.h"
 #include "Programs/tarn/Failure.h"
+#include "Programs/tarn/OutputFile.h"
 #include "Programs/tarn/ProgressDisplay.h"
 #include "Programs/tarn/SongAnalysis.h"
 #include "Programs/tarn/SongChart.h"
-#include "Programs/tarn/SongPicture.h"
 #include "TarnFoundation/Formatting/TarnFormatting.h"
 #include "TarnFoundation/Formatting/TarnUserDefaultsKeys.h"
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
@@ -18,7 +17,6 @@
 #include <iostream>
 #include <memory>
 #include <random>
-#include <span>
 #include <unistd.h>
 
 namespace tarn::program {
@@ -86,7 +84,10 @@ void checkWritable(const std::filesystem::path& file) {
 
 bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
     std::error_code error;
-    return std::filesystem::weakly_canonical(a, error) == std::filesystem::weakly_canonical(b, error);
+    const auto canonical = [&](const std::filesystem::path& file) { // of a file that need not exist
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(file, error), error);
+    };
+    return canonical(a) == canonical(b);
 }
 
 /// The song's name for a document that is kept in `documentFile`.
@@ -107,6 +108,9 @@ std::shared_ptr<SongDocument> openOrMake(const std::filesystem::path& file, cons
     if (!std::filesystem::exists(file, error))
         return std::make_shared<SongDocument>(
             Recording{songNameFrom(file, song), audio.sampleRate, audio.frameCount, newIdentifier()});
+    if (!std::filesystem::is_regular_file(file, error)) // a device may never end, and is never a document
+        throw Failure(ExitStatus::unwritableOutput,
+                      file.string() + ": a document cannot be kept there; name an ordinary file");
     auto document = SongDocument::open(file);
     if (document->recording.sampleRate != audio.sampleRate ||
         document->recording.frameCount != audio.frameCount)
@@ -114,21 +118,6 @@ std::shared_ptr<SongDocument> openOrMake(const std::filesystem::path& file, cons
                       file.string() + ": this document belongs to another recording (" +
                           document->recording.fileName + "); name another document with -o");
     return document;
-}
-
-void writeFile(const std::filesystem::path& file, const std::string& text) {
-    Error error;
-    if (!FileManager::writeAtomically(std::as_bytes(std::span(text)), file, &error))
-        throw Failure(ExitStatus::unwritableOutput, error.localizedDescription());
-}
-
-void writeMIDI(const SongDocument& document, const std::filesystem::path& file) {
-    Error error;
-    if (!document.notes->exportToMIDIFileAtURL(file, document.recording.sampleRate,
-                                               {{TarnNoteEntryStorageMIDIExportNotesOptionKey, true},
-                                                {TarnNoteEntryStorageMIDIExportChordsOptionKey, true}},
-                                               &error))
-        throw Failure(ExitStatus::unwritableOutput, file.string() + ": " + error.localizedDescription());
 }
 
 void printSummary(const SongDocument& document, const AudioFacts& audio, const AnalyzeOptions& options,
@@ -150,7 +139,7 @@ void analyze(const AnalyzeOptions& options) {
     std::filesystem::path file(options.document);
     if (file.empty())
         file = std::filesystem::path(song).replace_extension(".tarn");
-    if (!options.picture.empty() && std::filesystem::path(options.picture).extension() != ".svg")
+    if (!options.picture.empty() && endingOf(options.picture) != ".svg")
         throw Failure(ExitStatus::usage, options.picture + ": the picture's name has to end in .svg");
 
     const InterruptWatch watch;
@@ -164,6 +153,9 @@ void analyze(const AnalyzeOptions& options) {
             throw Failure(ExitStatus::usage,
                           output.string() + ": this is the song or its document; name another file");
     }
+    if (!options.midi.empty() && isSameFile(options.midi, options.picture))
+        throw Failure(ExitStatus::usage,
+                      options.midi + ": this is named for two outputs; name another file for one of them");
     const auto document = openOrMake(file, audio, song);
     if (options.force) {
         UserDefaults::standard().setVolatileValue(TarnUserDefaultsKeyForceMIRProcessing, "true");
@@ -179,9 +171,12 @@ void analyze(const AnalyzeOptions& options) {
     document->recording.fileName = songNameFrom(file, song);
     SongDocument::save(document, file);
     if (!options.midi.empty())
-        writeMIDI(*document, options.midi);
+        writeMIDIFile(*document,
+                      {{TarnNoteEntryStorageMIDIExportNotesOptionKey, true},
+                       {TarnNoteEntryStorageMIDIExportChordsOptionKey, true}},
+                      options.midi);
     if (!options.picture.empty())
-        writeFile(options.picture, songPictureSVG(*document, waveformForPicture(*document, file), {}));
+        writeSongPicture(*document, file, options.picture, {});
     if (options.json)
         printJSON(*document);
     else

@@ -1,7 +1,8 @@
 #include "Programs/tarn/Commands.h"
 
 #include "Programs/tarn/Failure.h"
-#include "Programs/tarn/PictureFile.h"
+#include "Programs/tarn/OutputFile.h"
+#include "Programs/tarn/TextTable.h"
 
 #include <CLI/CLI.hpp>
 
@@ -20,11 +21,20 @@ struct DrawOptions {
 void draw(const DrawOptions& options) {
     const std::filesystem::path file(options.document);
     const std::filesystem::path output(options.output);
-    const auto ending = output.extension();
+    const auto ending = endingOf(output);
     if (ending != ".svg" && ending != ".html")
         throw Failure(ExitStatus::usage, options.output + ": a picture's name ends in .svg or .html");
     writeSongPicture(*SongDocument::open(file), file, output, options.picture);
     std::cout << options.output << "\n";
+}
+
+/// A number between the limits: a range alone lets nan pass.
+CLI::Validator finiteRange(double least, double greatest) {
+    const CLI::Range range(least, greatest);
+    return {[range](std::string& text) {
+                return numberWithText(text) ? range(text) : "'" + text + "' is not a number";
+            },
+            range.get_description()};
 }
 
 } // namespace
@@ -37,11 +47,11 @@ void addDrawCommand(CLI::App& app) {
     command->add_option("OUT", options->output, "The picture: .svg, or .html for a page with the recording")
         ->required();
     command->add_option("--width", options->picture.pageWidth, "Width of a row in points")
-        ->check(CLI::Range(200.0, 20000.0))
+        ->check(finiteRange(200, 20000))
         ->capture_default_str();
     command
         ->add_option("--seconds-per-row", options->picture.secondsPerRow, "About how much music a row shows")
-        ->check(CLI::Range(0.5, 3600.0))
+        ->check(finiteRange(0.5, 3600))
         ->capture_default_str();
     command->footer("Example:\n  tarn draw song.tarn song.html --seconds-per-row 12");
     command->callback([options] { draw(*options); });

@@ -1,7 +1,7 @@
 #include "Programs/tarn/AnnotationText.h"
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
-#include "Programs/tarn/PictureFile.h"
+#include "Programs/tarn/OutputFile.h"
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
@@ -39,14 +39,12 @@ void exportMIDI(const SongDocument& document, const ExportOptions& options,
         {TarnNoteEntryStorageMIDITransposeAmountOptionKey, options.transpose},
         {TarnNoteEntryStorageMIDITimingOptionKey, kTimings.at(options.timing)},
     };
-    Error error;
-    if (!document.notes->exportToMIDIFileAtURL(output, document.recording.sampleRate, midiOptions, &error))
-        throw Failure(ExitStatus::unwritableOutput, output.string() + ": " + error.localizedDescription());
+    writeMIDIFile(document, midiOptions, output);
 }
 
 void exportDocument(const ExportOptions& options) {
     const std::filesystem::path output(options.output);
-    const std::string ending = output.extension().string();
+    const std::string ending = endingOf(output);
     const auto isOneOf = [&](std::initializer_list<const char*> endings) {
         return std::find(endings.begin(), endings.end(), ending) != endings.end();
     };

@@ -3,6 +3,7 @@
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/NoteImport.h"
+#include "Programs/tarn/OutputFile.h"
 
 #include <CLI/CLI.hpp>
 
@@ -75,7 +76,7 @@ std::string importAnnotations(SongDocument& document, const ImportOptions& optio
 }
 
 void importIntoDocument(const ImportOptions& options) {
-    const std::string ending = std::filesystem::path(options.input).extension().string();
+    const std::string ending = endingOf(options.input);
     const bool isMIDI = ending == ".mid" || ending == ".midi";
     if (!isMIDI && ending != ".lab" && ending != ".csv")
         throw Failure(ExitStatus::usage, options.input + ": an import ends in .mid, .lab or .csv");

@@ -21,6 +21,15 @@ std::string_view withoutByteOrderMark(std::string_view text) {
     return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
 }
 
+/// Refuses what no text editor would show, such as UTF-16: messages could not quote it either.
+void requireText(std::string_view text) {
+    const std::size_t zero = text.find('\0');
+    if (zero != std::string_view::npos)
+        throw TextTableError(
+            1 + static_cast<std::size_t>(std::count(text.begin(), text.begin() + zero, '\n')),
+            "there is a zero byte; save the file as text in UTF-8");
+}
+
 /// Removes the line end at the beginning of the text.
 void skipLineEnd(std::string_view& text) {
     text.remove_prefix(text.starts_with("\r\n") ? 2 : 1);
@@ -82,6 +91,7 @@ std::string lowerCased(std::string_view text) {
 }
 
 TextTable parseCSV(std::string_view text) {
+    requireText(text);
     text = withoutByteOrderMark(text);
     const char separator = separatorOf(text);
     TextTable table;
@@ -107,6 +117,7 @@ TextTable parseCSV(std::string_view text) {
 }
 
 TextTable parseLab(std::string_view text) {
+    requireText(text);
     text = withoutByteOrderMark(text);
     TextTable table;
     for (std::size_t line = 1; !text.empty(); ++line) {

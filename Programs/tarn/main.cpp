@@ -22,11 +22,26 @@ void hideLibraryMessages() {
         tarn::setLogSink([](const tarn::LogMessage&) {});
 }
 
-/// What is wrong with the command line and where to read on.
+/// What is wrong with the command line and where to read on. A word that fits nowhere is told before what is
+/// missing: it is most likely what was mistyped.
 std::string usageLine(const CLI::App* app, const CLI::Error& error) {
     const auto commands = app->get_subcommands();
+    const auto unexpected = commands.empty() ? app->remaining() : commands.front()->remaining();
+    const bool isMissingSomething = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    const std::string reason = isMissingSomething && !unexpected.empty()
+                                   ? "The following argument was not expected: " + unexpected.front()
+                                   : error.what();
     const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
-    return std::string("tarn: ") + error.what() + "; see 'tarn" + command + " --help'\n";
+    return "tarn: " + reason + "; see 'tarn" + command + " --help'\n";
+}
+
+/// The status of a command that went well, once what it printed has arrived.
+int statusAfterOutput() {
+    using namespace tarn::program;
+    if (std::cout.flush())
+        return statusOf(ExitStatus::success);
+    std::cerr << "tarn: standard output cannot be written; look at the room on the disk it goes to\n";
+    return statusOf(ExitStatus::unwritableOutput);
 }
 
 } // namespace
@@ -48,11 +63,11 @@ int main(int argumentCount, char** arguments) {
     addCacheCommand(app);
     try {
         app.parse(argumentCount, arguments);
-        return statusOf(ExitStatus::success);
+        return statusAfterOutput();
     } catch (const CLI::ParseError& error) {
         const bool askedForHelp = error.get_exit_code() == 0;
         app.exit(error);
-        return statusOf(askedForHelp ? ExitStatus::success : ExitStatus::usage);
+        return askedForHelp ? statusAfterOutput() : statusOf(ExitStatus::usage);
     } catch (const Failure& failure) {
         std::cerr << "tarn: " << failure.what() << "\n";
         return statusOf(failure.status());

@@ -231,6 +231,7 @@ TEST_F(ProgramTest, analyzeLeavesAloneWhatIsNotItsDocument) {
                                                                                    {"damaged.tarn", 4},
                                                                                    {"song.wav", 4},
                                                                                    {"folder.tarn", 6},
+                                                                                   {"/dev/null", 6},
                                                                                    {"no/song.tarn", 6}}) {
         const auto before = read(document);
         expectFailure(tarn({"analyze", "song.wav", "-o", document}), status, document);
@@ -238,8 +239,10 @@ TEST_F(ProgramTest, analyzeLeavesAloneWhatIsNotItsDocument) {
     }
     const auto recording = read("song.wav");
     expectFailure(tarn({"analyze", "song.wav", "--midi", "./song.wav"}), 2, "song.wav");
+    expectFailure(tarn({"analyze", "song.wav", "--midi", "./song.tarn"}), 2, "song.tarn");
     expectFailure(tarn({"analyze", "song.wav", "--picture", "no/song.svg"}), 6, "no/song.svg");
     expectFailure(tarn({"analyze", "song.wav", "--picture", "song.png"}), 2, "song.png");
+    expectFailure(tarn({"analyze", "song.wav", "--midi", "a.svg", "--picture", "./a.svg"}), 2, "a.svg");
     EXPECT_EQ(read("song.wav"), recording);
     EXPECT_FALSE(std::filesystem::exists(folder / "song.tarn"));
 }

@@ -153,6 +153,8 @@ TEST(AnnotationTextTests, WhatIsRefusedNamesItsLine) {
     const auto csvError = [&](const char* text) {
         return errorOf([&] { (void)replaceAnnotations(*song, AnnotationKind::beats, parseCSV(text)); });
     };
+    EXPECT_EQ(errorOf([] { (void)parseLab(std::string_view("0 1 C\n1 2 D\0", 12)); }),
+              "2: there is a zero byte; save the file as text in UTF-8");
     EXPECT_EQ(csvError("begin,beat\n1,1\n"), "1: no column is called time, start or onset");
     EXPECT_EQ(csvError("time,chord\n1,C\n"), "1: no column is called beat or label");
     EXPECT_EQ(csvError("time,beat\n1,1\n2\n"), "3: '' is not the number of a beat in its bar (1, 2, …)");

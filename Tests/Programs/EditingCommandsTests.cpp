@@ -30,7 +30,8 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
                                                          {"out.lab", "0.000000\t0.500000\tN\n"},
                                                          {"out.csv", "start,end,label"},
                                                          {"out.svg", "<"},
-                                                         {"out.html", "<!"}};
+                                                         {"out.html", "<!"},
+                                                         {"OUT.MID", "MThd"}};
     for (const auto& [file, beginning] : files) {
         const auto run = tarn({"export", "small.tarn", file});
         EXPECT_EQ(run.status, 0) << file << run.errors;

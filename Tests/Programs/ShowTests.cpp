@@ -153,8 +153,14 @@ TEST_F(ProgramTest, showNamesTheDocumentThatItCannotOpen) {
 }
 
 TEST_F(ProgramTest, aWrongCommandLineIsToldFromFailures) {
-    for (const auto& arguments : std::vector<std::vector<std::string>>{
-             {}, {"sing"}, {"show"}, {"show", "a.tarn", "--loud"}, {"chords"}, {"chords", "C", "D"}}) {
+    for (const auto& arguments :
+         std::vector<std::vector<std::string>>{{},
+                                               {"sing"},
+                                               {"show"},
+                                               {"show", "a.tarn", "--loud"},
+                                               {"chords"},
+                                               {"chords", "C", "D"},
+                                               {"draw", "a.tarn", "a.svg", "--width", "nan"}}) {
         const auto run = tarn(arguments);
         EXPECT_EQ(run.status, 2);
         EXPECT_EQ(run.output, "");
