@@ -18,6 +18,7 @@ namespace {
 std::string lineOf(const std::vector<double>& times, const std::vector<std::string>& texts,
                    AnnotationFormat format) {
     std::vector<std::string> fields;
+    fields.reserve(times.size() + texts.size());
     for (const double time : times)
         fields.push_back(secondsText(time));
     fields.insert(fields.end(), texts.begin(), texts.end());
