@@ -1,6 +1,6 @@
 #include "AnalysisEngine/WaveformComputation.h"
 
-#include "Platform/FileManager.h"
+#include "Platform/KeyedArchiveFile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -75,7 +75,7 @@ std::shared_ptr<Waveform> readWaveformCache(const std::filesystem::path& cache,
 }
 
 bool writeWaveformCache(const std::shared_ptr<const Waveform>& waveform, const std::filesystem::path& cache) {
-    return FileManager::writeAtomically(KeyedArchiver::archivedData(waveform), cache);
+    return writeArchive(waveform, cache);
 }
 
 } // namespace tarn

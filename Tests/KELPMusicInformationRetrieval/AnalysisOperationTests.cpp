@@ -24,117 +24,102 @@ struct Record {
     }
 };
 
-struct SpectrogramDelegate : KELPSpectrogramOperationDelegate {
-    explicit SpectrogramDelegate(Record& r) : record(r) {}
-    bool spectrogramOperationRequiresProcessing(KELPSpectrogramOperation&) override {
-        record.report("required?");
-        return true;
+/// Overrides of a delegate: `TOLD` notes a report, `ASKED` one that answers true.
+#define TOLD(method, Operation, line)                                                                        \
+    void method(Operation&) override {                                                                       \
+        record.report(line);                                                                                 \
     }
-    double tuningFrequencyForSpectrogramOperation(KELPSpectrogramOperation&) override {
-        return record.note("input?", 440.0);
+#define ASKED(method, Operation)                                                                             \
+    bool method(Operation&) override {                                                                       \
+        record.report("required?");                                                                          \
+        return true;                                                                                         \
     }
-    void spectrogramOperationDidBegin(KELPSpectrogramOperation&) override { record.report("began"); }
-    void spectrogramOperationDidBeginProcessing(KELPSpectrogramOperation&) override {
-        record.report("began work");
+#define TUNING(method, Operation)                                                                            \
+    double method(Operation&) override {                                                                     \
+        return record.note("input?", 440.0);                                                                 \
     }
-    void spectrogramOperationDidEndProcessing(KELPSpectrogramOperation&) override {
-        record.report("ended work");
-    }
-    void spectrogramOperationDidEnd(KELPSpectrogramOperation&) override { record.report("ended"); }
+
+template <typename Base>
+struct Recorded : Base {
+    explicit Recorded(Record& r) : record(r) {}
     Record& record;
 };
 
-struct ChordDelegate : ChordDetectionOperationDelegate {
-    explicit ChordDelegate(Record& r) : record(r) {}
-    bool requiresChordDetectionIn(ChordDetectionOperation&) override {
-        record.report("required?");
-        return true;
-    }
-    double tuningEstimationForChordDetectionOperation(ChordDetectionOperation&) override {
-        return record.note("input?", 440.0);
-    }
+struct SpectrogramDelegate : Recorded<KELPSpectrogramOperationDelegate> {
+    using Recorded::Recorded;
+    ASKED(spectrogramOperationRequiresProcessing, KELPSpectrogramOperation)
+    TUNING(tuningFrequencyForSpectrogramOperation, KELPSpectrogramOperation)
+    TOLD(spectrogramOperationDidBegin, KELPSpectrogramOperation, "began")
+    TOLD(spectrogramOperationDidBeginProcessing, KELPSpectrogramOperation, "began work")
+    TOLD(spectrogramOperationDidEndProcessing, KELPSpectrogramOperation, "ended work")
+    TOLD(spectrogramOperationDidEnd, KELPSpectrogramOperation, "ended")
+};
+
+struct ChordDelegate : Recorded<ChordDetectionOperationDelegate> {
+    using Recorded::Recorded;
+    ASKED(requiresChordDetectionIn, ChordDetectionOperation)
+    TUNING(tuningEstimationForChordDetectionOperation, ChordDetectionOperation)
     KELPKeyRef keyForChordDetectionOperation(ChordDetectionOperation&) override { return nullptr; }
     std::vector<double> beatLocationsForChordDetectionOperation(ChordDetectionOperation&) override {
         return {};
     }
-    void chordDetectionDidBeginIn(ChordDetectionOperation&) override { record.report("began"); }
-    void chordDetectionDidBeginProcessingIn(ChordDetectionOperation&) override {
-        record.report("began work");
-    }
+    TOLD(chordDetectionDidBeginIn, ChordDetectionOperation, "began")
+    TOLD(chordDetectionDidBeginProcessingIn, ChordDetectionOperation, "began work")
     void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResults&,
                                                       ChordDetectionOperation&) override {
         record.report("results");
     }
-    void chordDetectionDidFinishProcessingIn(ChordDetectionOperation&) override {
-        record.report("ended work");
-    }
-    void chordDetectionDidFinishIn(ChordDetectionOperation&) override { record.report("ended"); }
-    Record& record;
+    TOLD(chordDetectionDidFinishProcessingIn, ChordDetectionOperation, "ended work")
+    TOLD(chordDetectionDidFinishIn, ChordDetectionOperation, "ended")
 };
 
-struct AlignmentDelegate : BeatAlignmentOperationDelegate {
-    explicit AlignmentDelegate(Record& r) : record(r) {}
-    bool requiresBeatAlignment(BeatAlignmentOperation&) override {
-        record.report("required?");
-        return true;
-    }
+struct AlignmentDelegate : Recorded<BeatAlignmentOperationDelegate> {
+    using Recorded::Recorded;
+    ASKED(requiresBeatAlignment, BeatAlignmentOperation)
     std::vector<std::int64_t> beatLocations(BeatAlignmentOperation&) override {
         return record.note("input?", std::vector<std::int64_t>{1});
     }
     std::int64_t numberOfTatumsPerBar(BeatAlignmentOperation&) override { return 8; }
     std::vector<std::int64_t> chordChangeLocations(BeatAlignmentOperation&) override { return {}; }
-    void beatAlignmentOperationDidBegin(BeatAlignmentOperation&) override { record.report("began"); }
-    void beatAlignmentOperationDidBeginProcessing(BeatAlignmentOperation&) override {
-        record.report("began work");
-    }
+    TOLD(beatAlignmentOperationDidBegin, BeatAlignmentOperation, "began")
+    TOLD(beatAlignmentOperationDidBeginProcessing, BeatAlignmentOperation, "began work")
     void beatAlignmentOperationDidFindDownbeatLocation(BeatAlignmentOperation&, std::int64_t,
                                                        std::int64_t) override {
         record.report("results");
     }
-    void beatAlignmentOperationDidEnd(BeatAlignmentOperation&) override { record.report("ended"); }
-    Record& record;
+    TOLD(beatAlignmentOperationDidEnd, BeatAlignmentOperation, "ended")
 };
 
-struct KeyDelegate : KeyDetectionOperationDelegate {
-    explicit KeyDelegate(Record& r) : record(r) {}
-    bool requiresKeyDetection(KeyDetectionOperation&) override {
-        record.report("required?");
-        return true;
-    }
-    double tuningFrequencyEstimation(KeyDetectionOperation&) override { return record.note("input?", 440.0); }
-    void willBeginKeyDetection(KeyDetectionOperation&) override { record.report("began"); }
-    void didFinishKeyDetection(KeyDetectionOperation&) override { record.report("ended"); }
-    Record& record;
+struct KeyDelegate : Recorded<KeyDetectionOperationDelegate> {
+    using Recorded::Recorded;
+    ASKED(requiresKeyDetection, KeyDetectionOperation)
+    TUNING(tuningFrequencyEstimation, KeyDetectionOperation)
+    TOLD(willBeginKeyDetection, KeyDetectionOperation, "began")
+    TOLD(didFinishKeyDetection, KeyDetectionOperation, "ended")
 };
 
-template <typename Kind, typename Answer>
-struct Stage : Kind {
-    explicit Stage(Record& r) : record(r) {}
+#undef TOLD
+#undef ASKED
+#undef TUNING
+
+/// A stage whose work is noted.
+template <typename Kind, typename Input, typename Answer>
+struct Stage : Recorded<Kind> {
+    using Recorded<Kind>::Recorded;
     using Kind::main;
-    template <typename Input>
-    Answer work(const Input&) {
-        return record.note("work", Answer(typename Answer::value_type{}));
+    Answer process(Input) override {
+        if constexpr (std::is_same_v<Answer, bool>)
+            return this->record.note("work", true);
+        else
+            return this->record.note("work", Answer(typename Answer::value_type{}));
     }
-    Record& record;
 };
-struct SpectrogramStage : KELPSpectrogramOperation {
-    explicit SpectrogramStage(Record& r) : record(r) {}
-    using KELPSpectrogramOperation::main;
-    bool process(double) override { return record.note("work", true); }
-    Record& record;
-};
-struct ChordStage : Stage<DetectChordsOperation, std::optional<ChordDetectionResults>> {
-    using Stage::Stage;
-    std::optional<ChordDetectionResults> process(const Input& input) override { return work(input); }
-};
-struct AlignmentStage : Stage<BeatAlignmentOperation, std::optional<BeatAlignmentOperation::Result>> {
-    using Stage::Stage;
-    std::optional<Result> process(const Input& input) override { return work(input); }
-};
-struct KeyStage : Stage<KeyDetectionOperation, std::optional<int>> {
-    using Stage::Stage;
-    std::optional<int> process(double input) override { return work(input); }
-};
+using SpectrogramStage = Stage<KELPSpectrogramOperation, double, bool>;
+using ChordStage =
+    Stage<DetectChordsOperation, const ChordDetectionOperation::Input&, std::optional<ChordDetectionResults>>;
+using AlignmentStage = Stage<BeatAlignmentOperation, const BeatAlignmentOperation::Input&,
+                             std::optional<BeatAlignmentOperation::Result>>;
+using KeyStage = Stage<KeyDetectionOperation, double, std::optional<int>>;
 
 template <typename Operation, typename Delegate>
 std::vector<std::string> linesWhenTheDelegateGoesAfter(const std::string& last) {

@@ -2,6 +2,7 @@
 #include "Tests/TarnFoundation/BeatGrid.h"
 
 #include <cmath>
+#include <sstream>
 
 namespace tarn {
 namespace {
@@ -12,6 +13,14 @@ constexpr TimeSignature kFourEight{4, 8};
 
 std::vector<BeatAt> grid(const Storage& storage) {
     return beatsOf(storage->beatEntries());
+}
+/// Beats by their locations, downbeats with a star: "0* 100 200".
+std::vector<BeatAt> gridOf(const std::string& text) {
+    std::vector<BeatAt> result;
+    std::istringstream words(text);
+    for (std::string word; words >> word;)
+        result.push_back({std::stoll(word), word.back() == '*'});
+    return result;
 }
 std::uint64_t idAt(const Storage& storage, std::size_t position) {
     return storage->beatEntries()[position]->eventId();
@@ -81,10 +90,7 @@ TEST(BeatGridEditing, ShiftingKeepsQuarterNoteParity) {
              {"and its downbeat", evenGrid(8, 10, {0, 4}, 100), 3, evenGrid(8, 10, {0, 4}, 90)},
              // No place in front: the tail lies one step behind the last downbeat (at 50), on the beat at 60.
              // Then the odd first downbeat costs the first beat.
-             {"no beat before the song",
-              evenGrid(8, 10, {0, 4}),
-              1,
-              {{10, true}, {20}, {30}, {40}, {50, true}, {60}, {60}, {70}}},
+             {"no beat before the song", evenGrid(8, 10, {0, 4}), 1, gridOf("10* 20 30 40 50* 60 60 70")},
              {"exactly at the song's start", evenGrid(8, 10, {0, 4}, 10), 1, evenGrid(8, 10, {2, 6}, 0)},
          }) {
         SCOPED_TRACE(what);
@@ -114,12 +120,12 @@ TEST(BeatGridEditing, OffsettingWrapsDownbeatsWithinTheSpan) {
         std::vector<BeatAt> span; ///< of positions 1 to 4
     };
     for (const auto& [downbeats, by, span] : std::vector<Case>{
-             {{0, 4}, 1, {{10, true}, {20}, {30}, {40}}},
-             {{1}, -1, {{10}, {20}, {30}, {40, true}}},
-             {{2}, 4, {{10}, {20}, {20, true}, {30}, {40}}}, // onto itself
+             {{0, 4}, 1, gridOf("10* 20 30 40")},
+             {{1}, -1, gridOf("10 20 30 40*")},
+             {{2}, 4, gridOf("10 20 20* 30 40")}, // onto itself
              // The target at 30 is a downbeat itself: it comes out cleared and set.
-             {{2, 3}, 1, {{10}, {20}, {30}, {30, true}, {40, true}}},
-             {{0, 5}, 1, {{10}, {20}, {30}, {40}}},
+             {{2, 3}, 1, gridOf("10 20 30 30* 40*")},
+             {{0, 5}, 1, gridOf("10 20 30 40")},
          }) {
         const auto storage = makeStorage(evenGrid(6, 10, downbeats), kFourEight);
         const auto first = idAt(storage, 1);
@@ -164,26 +170,12 @@ TEST(BeatGridEditing, MovingABarLineSpacesTheTwoBarsThatMeetThere) {
     };
     const auto bars = evenGrid(8, 250, {0, 4});
     for (const auto& [what, before, position, to, after] : std::vector<Case>{
-             {"the last bar ends at the limit",
-              bars,
-              4,
-              1200,
-              {{0, true}, {300}, {600}, {900}, {1200, true}, {1400}, {1600}, {1800}}},
-             {"the first bar has none before it",
-              bars,
-              0,
-              100,
-              {{100, true}, {325}, {550}, {775}, {1000, true}, {1250}, {1500}, {1750}}},
-             {"pickup becomes a bar from the song's start",
-              evenGrid(6, 100, {2}, 50),
-              2,
-              300,
-              {{0, true}, {150}, {300, true}, {725}, {1150}, {1575}}},
-             {"onto the previous bar line: steps of 1",
-              bars,
-              4,
-              0,
-              {{0, true}, {0, true}, {1}, {2}, {3}, {500}, {1000}, {1500}}},
+             {"the last bar ends at the limit", bars, 4, 1200, gridOf("0* 300 600 900 1200* 1400 1600 1800")},
+             {"the first bar has none before it", bars, 0, 100,
+              gridOf("100* 325 550 775 1000* 1250 1500 1750")},
+             {"pickup becomes a bar from the song's start", evenGrid(6, 100, {2}, 50), 2, 300,
+              gridOf("0* 150 300* 725 1150 1575")},
+             {"onto the previous bar line: steps of 1", bars, 4, 0, gridOf("0* 0* 1 2 3 500 1000 1500")},
          }) {
         SCOPED_TRACE(what);
         const auto storage = makeStorage(before, kFourEight);
@@ -246,103 +238,39 @@ TEST(BeatGridEditing, RebuildingARangeJoinsTheOldGridAtBothEnds) {
               bars,
               {500, 1000},
               {600, 900},
-              {{0, true}, {100},       {200},        {300},  {400, true}, {450},       {500},
-               {550},     {600, true}, {675},        {750},  {825},       {900, true}, {975},
-               {1050},    {1125},      {1200, true}, {1300}, {1400},      {1500}}},
+              gridOf("0* 100 200 300 400* 450 500 550 600* 675 750 825 900* 975 1050 1125 1200* 1300 1400 "
+                     "1500")},
              {"a downbeat where the range starts",
               bars,
               {400, 700},
               {400},
-              {{0, true},
-               {100},
-               {200},
-               {300},
-               {400, true},
-               {500},
-               {600},
-               {700},
-               {800, true},
-               {900},
-               {1000},
-               {1100},
-               {1200, true},
-               {1300},
-               {1400},
-               {1500}}},
+              gridOf("0* 100 200 300 400* 500 600 700 800* 900 1000 1100 1200* 1300 1400 1500")},
              {"off-beats on the bar lines at both ends belong to the bars before them",
-              {{0, true},
-               {100},
-               {200},
-               {400},
-               {400, true},
-               {500},
-               {600},
-               {800},
-               {800, true},
-               {900},
-               {1000},
-               {1100}},
+              gridOf("0* 100 200 400 400* 500 600 800 800* 900 1000 1100"),
               {400, 700},
               {400},
-              {{0, true},
-               {100},
-               {200},
-               {400},
-               {400, true},
-               {500},
-               {600},
-               {700},
-               {800, true},
-               {900},
-               {1000},
-               {1100}}},
+              gridOf("0* 100 200 400 400* 500 600 700 800* 900 1000 1100")},
              {"none behind: the rest of the last bar stays",
               evenGrid(12, 100, {0, 4}),
               {400, 790},
               {400},
-              {{0, true},
-               {100},
-               {200},
-               {300},
-               {400, true},
-               {500},
-               {600},
-               {700},
-               {800},
-               {900},
-               {1000},
-               {1100}}},
+              gridOf("0* 100 200 300 400* 500 600 700 800 900 1000 1100")},
              {"none behind, and no beat either: the range's end closes the bar",
               evenGrid(8, 100, {0, 4}),
               {400, 1200},
               {600},
-              {{0, true},
-               {100},
-               {200},
-               {300},
-               {400, true},
-               {450},
-               {500},
-               {550},
-               {600, true},
-               {750},
-               {900},
-               {1050}}},
+              gridOf("0* 100 200 300 400* 450 500 550 600* 750 900 1050")},
              {"none before: pickup leads up to the first bar",
               evenGrid(8, 100, {4}),
               {250, 790},
               {380},
-              {{0}, {100}, {200}, {290}, {380, true}, {482}, {585}, {687}}},
+              gridOf("0 100 200 290 380* 482 585 687")},
              {"no beat before: the grid opens with the first bar",
               evenGrid(8, 100, {0, 4}, 100),
               {0, 450},
               {150},
-              {{150, true}, {237}, {325}, {412}, {500, true}, {600}, {700}, {800}}},
-             {"an empty grid",
-              {},
-              {0, 1000},
-              {100, 500},
-              {{100, true}, {200}, {300}, {400}, {500, true}, {625}, {750}, {875}}},
+              gridOf("150* 237 325 412 500* 600 700 800")},
+             {"an empty grid", {}, {0, 1000}, {100, 500}, gridOf("100* 200 300 400 500* 625 750 875")},
          }) {
         SCOPED_TRACE(what);
         const auto storage = makeStorage(before, kFourFour);

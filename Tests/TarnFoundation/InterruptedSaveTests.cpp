@@ -1,0 +1,210 @@
+#include "Platform/KeyedArchiveFile.h"
+#include "Tests/Platform/TemporaryFolder.h"
+
+#ifdef __linux__
+
+#include "KELPMusicInformationRetrieval/Waveform.h"
+#include "Platform/DispatchQueue.h"
+#include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
+#include "Tests/TarnFoundation/UserEntries/DocumentFixture.h"
+
+#include <csignal>
+#include <functional>
+#include <map>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace tarn {
+namespace {
+
+using Controller = TarnMusicInformationRetrievalController;
+namespace fs = std::filesystem;
+
+enum class Outcome { completed, killed, untraceable, failed };
+
+/// Saves in a process of its own, killed where it stops for the `stop`-th time: before or after one of its
+/// system calls.
+Outcome saveKilledAt(unsigned stop, const std::function<void()>& save) {
+    constexpr int kUntraceable = 77;
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0)
+            ::_exit(kUntraceable);
+        ::raise(SIGSTOP); // the counting begins here
+        [&]() noexcept { save(); }();
+        ::_exit(0); // without the leak check at the end, which cannot work in a traced process
+    }
+    int status = 0;
+    if (child < 0 || ::waitpid(child, &status, 0) != child)
+        return Outcome::failed;
+    if (!WIFSTOPPED(status))
+        return WIFEXITED(status) && WEXITSTATUS(status) == kUntraceable ? Outcome::untraceable
+                                                                        : Outcome::failed;
+    ::ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    long signal = 0;
+    for (unsigned stops = 0; stops < stop;) {
+        if (::ptrace(PTRACE_SYSCALL, child, nullptr, signal) != 0 || ::waitpid(child, &status, 0) != child)
+            return Outcome::failed;
+        if (!WIFSTOPPED(status))
+            return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? Outcome::completed : Outcome::failed;
+        const bool atSystemCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
+        stops += atSystemCall ? 1 : 0;
+        signal = atSystemCall ? 0 : WSTOPSIG(status);
+    }
+    ::kill(child, SIGKILL);
+    ::waitpid(child, &status, 0);
+    return Outcome::killed;
+}
+
+struct ChordDetection : DetectChordsOperation {
+    std::optional<ChordDetectionResults> process(const Input&) override { return std::nullopt; }
+};
+
+struct SpectrogramComputation : KELPSpectrogramOperation {
+    bool process(double) override { return true; }
+};
+
+/// Something that is saved, in two versions: 0 is there before, 1 is saved over it.
+struct Saver {
+    const char* what;
+    fs::path file;
+    std::function<void(int version)> save;
+    /// For what is replaced in place, and may be found cut off: whether anything can be read from the file.
+    std::function<bool()> isReadable = {};
+};
+
+class InterruptedSave : public testing::Test {
+protected:
+    InterruptedSave() {
+        FileManager::setCachesDirectory(mFolder.path() / "caches");
+        setLogSink([](const LogMessage&) {});
+        for (const char* name : {"song", "export", "waveform"})
+            fs::create_directory(mFolder.path() / name);
+    }
+    ~InterruptedSave() override {
+        setLogSink({});
+        FileManager::setCachesDirectory({});
+    }
+
+    [[nodiscard]] static std::shared_ptr<Waveform> waveform(int version) {
+        auto result = std::make_shared<Waveform>(100'000 + version, 44100);
+        for (int i = 0; i < 391; ++i)
+            result->appendPoint({std::int8_t(-i % 50), std::int8_t(i % 60), std::int8_t(version)});
+        result->finish();
+        return result;
+    }
+    void saveChords(int version) const {
+        ChordDetection operation;
+        operation.setTopKResults({std::size_t(500 + version), {version, {{3, 0.5F}, {17, 0.25F}}}});
+        Controller::writeCacheForChordDetectionOperation(operation, mController->cachedChordResultsURL());
+    }
+    [[nodiscard]] bool canReadChords() const {
+        ChordDetection operation;
+        Controller::readCacheForChordDetectionOperation(operation, mController->cachedChordResultsURL());
+        return !operation.topKResults().empty();
+    }
+    void saveSpectrogram(int version) const {
+        SpectrogramComputation operation;
+        operation.setSpectrogram(std::make_shared<Spectrogram>(Spectrogram::Layout{512, 40, 25, 1, 33}));
+        for (int i = 0; i < 40; ++i)
+            operation.spectrogram()->appendColumn(std::vector<std::uint8_t>(25, std::uint8_t(i + version)));
+        KELPSpectrogramOperationDelegate& delegate = *mController;
+        delegate.spectrogramOperationDidEndProcessing(operation);
+    }
+    [[nodiscard]] bool canReadSpectrogram() const {
+        return mController->readCacheFromURL<Spectrogram>(mController->cachedSpectrogramURL()) != nullptr;
+    }
+
+    [[nodiscard]] std::vector<Saver> savers() const {
+        const auto in = [&](const char* name) { return mFolder.path() / name; };
+        return {
+            {"document", in("song/song.tarn"),
+             [=, this](int version) { writeArchive(mDocuments[version], in("song/song.tarn")); }},
+            {"MIDI file", in("export/song.mid"),
+             [=, this](int version) {
+                 mDocuments[version]->exportToMIDIFile(in("export/song.mid"), 44100, {{"timing", 1}});
+             }},
+            {"waveform cache", in("waveform/song.waveform"),
+             [=](int version) { writeArchive(waveform(version), in("waveform/song.waveform")); }},
+            {"chord cache", mController->cachedChordResultsURL(),
+             [this](int version) { saveChords(version); }, [this] { return canReadChords(); }},
+            {"spectrogram cache", mController->cachedSpectrogramURL(),
+             [this](int version) { saveSpectrogram(version); }, [this] { return canReadSpectrogram(); }},
+        };
+    }
+
+private:
+    const TemporaryFolder mFolder;
+    const fixtures::Document mDocuments[2] = {
+        fixtures::makeDocumentWithBeats({0, 22050, 44100}, {0}),
+        fixtures::makeDocumentWithBeats({0, 20000, 40000, 60000, 80000}, {0, 2})};
+    const std::shared_ptr<Controller> mController =
+        std::make_shared<Controller>("song.wav", "song", mDocuments[0]);
+};
+
+} // namespace
+
+TEST_F(InterruptedSave, LeavesTheOldFileOrTheNewOne) {
+    for (const Saver& saver : savers()) {
+        SCOPED_TRACE(saver.what);
+        saver.save(1);
+        const std::string whole = textOf(saver.file);
+        saver.save(0);
+        const std::string old = textOf(saver.file);
+        ASSERT_FALSE(old.empty() || whole.empty() || old == whole);
+        // What saves of an earlier process of this number have left.
+        const std::string leftover = ".tarn-" + std::to_string(::getpid()) + '-';
+        for (int i = 0; i < 200; ++i)
+            writeText(saver.file.parent_path() / (leftover + std::to_string(i) + ".tmp"), "leftover");
+
+        std::map<std::string, int> found; // after the kills
+        Outcome outcome = Outcome::killed;
+        for (unsigned stop = 1; outcome == Outcome::killed; ++stop) {
+            SCOPED_TRACE(stop);
+            writeText(saver.file, old);
+            outcome = saveKilledAt(stop, [&] { saver.save(1); });
+            if (outcome == Outcome::untraceable)
+                GTEST_SKIP() << "the system lets no process be traced";
+            ASSERT_NE(outcome, Outcome::failed);
+            const std::string text = textOf(saver.file);
+            ++found[text == old ? "old" : text == whole ? "new" : "cut"];
+            if (text != old && text != whole) {
+                ASSERT_TRUE(saver.isReadable) << text.size() << " bytes are neither the old nor the new file";
+                EXPECT_TRUE(whole.starts_with(text));
+                EXPECT_FALSE(saver.isReadable());
+            }
+            saver.save(1);
+            ASSERT_EQ(textOf(saver.file), whole);
+        }
+        EXPECT_EQ(outcome, Outcome::completed);
+        // The kills came before, amid and after the replacement.
+        EXPECT_GT(found["old"], 0);
+        EXPECT_GT(found["new"], 0);
+        EXPECT_EQ(found["cut"] > 0, saver.isReadable != nullptr);
+
+        int temporaries = 0;
+        for (const auto& entry : fs::directory_iterator(saver.file.parent_path())) {
+            const std::string name = entry.path().filename().string();
+            if (entry.path() == saver.file)
+                continue;
+            EXPECT_TRUE(name.starts_with(".tarn-") && name.ends_with(".tmp")) << name;
+            if (name.starts_with(leftover))
+                EXPECT_EQ(textOf(entry.path()), "leftover");
+            else
+                ++temporaries;
+        }
+        EXPECT_EQ(temporaries > 0, !saver.isReadable);
+    }
+    MainQueue::runPending();
+}
+
+} // namespace tarn
+
+#else
+
+TEST(InterruptedSave, LeavesTheOldFileOrTheNewOne) {
+    GTEST_SKIP() << "processes are traced on Linux only";
+}
+
+#endif

@@ -1,0 +1,202 @@
+#include "Platform/KeyedArchiveFile.h"
+#include "TarnFoundation/MIDIExport/MIDIExport.h"
+#include "TarnFoundation/TarnPrerollController.h"
+#include "TarnFoundation/UserEntries/TarnBeatLocator.h"
+#include "TarnFoundation/UserEntries/TarnSongStructureStorage.h"
+#include "Tests/Platform/TemporaryFolder.h"
+#include "Tests/TarnFoundation/UserEntries/DocumentFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <limits>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace tarn {
+namespace {
+
+using namespace fixtures;
+
+constexpr auto kEarliest = std::numeric_limits<std::int64_t>::min();
+constexpr auto kLatest = std::numeric_limits<std::int64_t>::max();
+constexpr auto kEndless = std::numeric_limits<std::uint64_t>::max();
+
+/// Saved to a file and opened.
+template <typename Storage>
+std::shared_ptr<Storage> reopened(const std::shared_ptr<Storage>& storage) {
+    const TemporaryFolder folder;
+    Error error;
+    EXPECT_TRUE(writeArchive(storage, folder.path() / "song", &error)) << error.localizedDescription();
+    auto read = readArchive<Storage>(folder.path() / "song", &error);
+    EXPECT_NE(read, nullptr) << error.localizedDescription();
+    return read;
+}
+
+template <typename Entries>
+bool areEqual(const Entries& a, const Entries& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& left, const auto& right) {
+        return left->isEqual(*right) && left->location() == right->location();
+    });
+}
+
+TEST(Limits, AMillionEntriesAreKeptAndSaved) {
+#ifdef __SANITIZE_ADDRESS__
+    constexpr std::int64_t kCount = 100'000; // the sanitizer would take most of a minute for them
+#else
+    constexpr std::int64_t kCount = 1'000'000;
+#endif
+    const auto document = makeDocument();
+    std::vector<std::shared_ptr<TarnBeatEntry>> beats(kCount);
+    for (std::int64_t i = kCount; i-- > 0;) {
+        beats[i] = document->newBeatEntry();
+        beats[i]->setLocation((kCount - i) * 100);
+    }
+    document->addBeatEntriesFromArray(std::move(beats));
+    const auto stored = document->beatEntries();
+    EXPECT_EQ(stored.size(), std::size_t(kCount));
+    EXPECT_TRUE(std::is_sorted(stored.begin(), stored.end(),
+                               [](const auto& a, const auto& b) { return a->location() < b->location(); }));
+    EXPECT_TRUE(areEqual(reopened(document)->beatEntries(), stored));
+}
+
+TEST(Limits, SectionsBeyondSixteenBitsAndANameOfAMegabyte) {
+    const auto structure = std::make_shared<TarnSongStructureStorage>();
+    std::vector<std::shared_ptr<TarnSectionEntry>> sections(65'535);
+    for (auto& section : sections)
+        section = structure->newSectionEntry();
+    structure->addSectionEntriesFromArray(sections);
+    EXPECT_TRUE(areEqual(reopened(structure)->sectionEntries(), structure->sectionEntries()));
+    const auto identifier = structure->createNewSection(1);
+    std::string name;
+    while (name.size() < std::size_t{1} << 20)
+        name += "Überleitung ";
+    ASSERT_TRUE(structure->renameSection(identifier, name));
+    const auto read = reopened(structure);
+    EXPECT_EQ(read->sectionEntries().size(), 65'536U);
+    EXPECT_EQ(read->sectionEntries()[65'535]->name(), name);
+}
+
+/// Every kind with a location, at both of these, with the greatest length and with none.
+Document documentAt(std::int64_t first, std::int64_t second) {
+    const auto document = makeDocument();
+    const auto addTo = [&](auto make, auto add) {
+        for (const std::int64_t location : {first, second}) {
+            const auto entry = make();
+            entry->setLocation(location);
+            if constexpr (requires { entry->setLength(kEndless); })
+                entry->setLength(location == first ? kEndless : 0);
+            if constexpr (requires { entry->setDownbeat(true); })
+                entry->setDownbeat(true);
+            if constexpr (requires {
+                              entry->setPitch(KELPPitchRef());
+                              entry->setFretSelection(0);
+                          })
+                entry->setPitch(KELPPitch::pitchWithNote(KELPNote::noteWithValue(0), 4));
+            if constexpr (requires { entry->setChord(KELPChordRef()); })
+                entry->setChord(KELPChord::chordWithString("C"));
+            add(entry);
+        }
+    };
+#define TARN_ADD_AT(Stem, stem)                                                                              \
+    addTo([&] { return document->new##Stem##Entry(); },                                                      \
+          [&](const auto& entry) { document->add##Stem##Entry(entry); });
+    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_ADD_AT)
+#undef TARN_ADD_AT
+    return document;
+}
+
+using Attempt = void (*)(const Document& document, std::int64_t first, std::int64_t second);
+
+template <std::int64_t kTiming>
+void exportWithTiming(const Document& document, std::int64_t, std::int64_t) {
+    document->exportToMIDIFile("/dev/null", 44100,
+                               {{"exportNotes", true}, {"exportChords", true}, {"timing", kTiming}});
+}
+
+constexpr std::pair<const char*, Attempt> kAttempts[] = {
+    {"ranges",
+     [](const Document& document, std::int64_t first, std::int64_t second) {
+         for (const std::int64_t at : {first, second}) {
+             const auto found = document->noteEntriesInRange(std::uint64_t(at), 1);
+             if (found.empty() || (*found.begin())->location() != at)
+                 ::_exit(1);
+             (void)document->noteEntriesInRange(kEndless, std::uint64_t(at));
+             (void)document->regionEntryForLocation(at);
+             (void)document->regionEntryContaining(at);
+         }
+     }},
+    {"export in seconds", exportWithTiming<0>},
+    {"export that follows", exportWithTiming<1>},
+    {"export in one tempo", exportWithTiming<2>},
+    {"locator",
+     [](const Document& document, std::int64_t first, std::int64_t second) {
+         TarnBeatLocator locator;
+         locator.updateWithNoteEntryStorage(*document);
+         for (const std::int64_t at : {first, second, kEarliest, kLatest}) {
+             const auto sample = std::uint64_t(at);
+             const IndexPath path = locator.barBeatIndexOfSample(sample);
+             (void)locator.sampleOfBarBeatIndex(path);
+             (void)locator.sampleOfBarBeatIndex({sample, kEndless});
+             (void)locator.sampleOfBarBeatIndex({kEndless, sample});
+             (void)locator.closestBarBeatSampleToSample(sample);
+             (void)locator.barIdentifierForSample(sample);
+             (void)locator.beatIdentifierForSample(sample);
+         }
+     }},
+    {"tempo", [](const Document& document, std::int64_t,
+                 std::int64_t) { (void)document->tempoFromBeatEntries(44100); }},
+    {"moved bar",
+     [](const Document& document, std::int64_t first, std::int64_t second) {
+         (void)document->setLocationOfBarEntry(document->beatEntries().back()->eventId(), first, second);
+     }},
+    {"beats of a bar",
+     [](const Document& document, std::int64_t, std::int64_t second) {
+         (void)document->setNumberOfBeats(4, document->beatEntries().front()->eventId(), second);
+     }},
+    {"rebuilt beats",
+     [](const Document& document, std::int64_t first, std::int64_t second) {
+         document->setTimeSignature(4, 4);
+         (void)document->replaceBeatEntries({first, second}, {first}, 4);
+     }},
+    {"count-in",
+     [](const Document& document, std::int64_t first, std::int64_t second) {
+         TarnPrerollController controller(document, 2);
+         (void)controller.snappedFrameForCountIn(second);
+         (void)controller.prerollFrame(first);
+         controller.generateArtificialBeatEntriesForPrerollFrame(first);
+     }},
+};
+
+constexpr std::pair<std::int64_t, std::int64_t> kExtremes[] = {
+    {kEarliest, kLatest}, {kEarliest, kEarliest + 1}, {kLatest - 1, kLatest}, {0, kLatest}, {kEarliest, 0}};
+
+/// Ended by itself, or stopped with a message.
+bool endedWell(int status) {
+    return WIFEXITED(status) ? WEXITSTATUS(status) == 0 : WTERMSIG(status) == SIGABRT;
+}
+
+TEST(LimitsDeathTest, LocationsAndLengthsAtTheirExtremesStopAtMost) {
+    for (const auto& [what, attempt] : kAttempts) {
+        for (const auto& [first, second] : kExtremes) {
+            SCOPED_TRACE(testing::Message() << what << " of " << first << " and " << second);
+            const auto document = documentAt(first, second);
+            EXPECT_EXIT(
+                {
+                    ::alarm(20);
+                    try {
+                        attempt(document, first, second);
+                    } catch (const std::bad_alloc&) {
+                        ::_exit(1);
+                    } catch (...) {
+                        // Refused with a reason.
+                    }
+                    ::_exit(0);
+                },
+                endedWell, testing::Not(testing::ContainsRegex("runtime error|terminate called")));
+        }
+    }
+}
+
+} // namespace
+} // namespace tarn
