@@ -11,6 +11,7 @@
 #include "AnalysisEngine/WaveformComputation.h"
 #include "Platform/Bundle.h"
 #include "Platform/CheckedArithmetic.h"
+#include "Platform/Log.h"
 
 #include <algorithm>
 #include <cmath>
@@ -307,8 +308,13 @@ std::shared_ptr<SharedAudio> AnalysisEngine::sharedAudio(const File& audio) {
     const std::lock_guard guard(mMutex);
     if (auto recent = mRecent.lock(); recent && recent->file() == audio)
         return recent;
-    if (!AudioReader::open(audio))
+    std::string refusal;
+    if (!AudioReader::open(audio, &refusal)) {
+        Log::standard().write(LogLevel::error, "{} cannot be analyzed: {}", [&] {
+            return std::vector{logPrivate(audio.string()), logPublic(refusal)};
+        });
         return nullptr;
+    }
     auto opened = std::make_shared<SharedAudio>(audio);
     mRecent = opened;
     return opened;

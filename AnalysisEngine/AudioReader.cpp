@@ -16,6 +16,12 @@ constexpr int kMinimumRate = 4000;
 constexpr int kMaximumRate = 768000;
 constexpr int kMaximumChannels = 64;
 constexpr float kMaximumMagnitude = 65536;
+constexpr const char* kNoAudio = "no audio can be decoded from it";
+
+/// Frames in the longest recording of that rate.
+std::int64_t longestAt(int sampleRate) {
+    return std::int64_t{AudioReader::kMaximumHours} * 3600 * sampleRate;
+}
 
 float harmless(float sample) {
     return std::isfinite(sample) ? std::clamp(sample, -kMaximumMagnitude, kMaximumMagnitude) : 0.0f;
@@ -32,20 +38,29 @@ struct AudioReader::Decoder {
     ~Decoder() { sf_close(file); }
 };
 
-std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path) {
+std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path, std::string* refusal) {
+    const auto refuse = [refusal](std::string reason) {
+        if (refusal)
+            *refusal = std::move(reason);
+        return nullptr;
+    };
     SF_INFO info{};
     SNDFILE* file = sf_open(path.string().c_str(), SFM_READ, &info);
     if (!file)
-        return nullptr;
+        return refuse(kNoAudio);
     auto decoder = std::make_unique<Decoder>(file);
-    if (info.samplerate < kMinimumRate || info.samplerate > kMaximumRate || info.channels < 1 ||
-        info.channels > kMaximumChannels)
-        return nullptr;
-    const std::int64_t longest = std::int64_t{kMaximumSeconds} * info.samplerate;
+    if (info.samplerate < kMinimumRate || info.samplerate > kMaximumRate)
+        return refuse("a rate of " + std::to_string(info.samplerate) + " frames per second is not supported");
+    if (info.channels < 1 || info.channels > kMaximumChannels)
+        return refuse(std::to_string(info.channels) + " channels are not supported");
+    constexpr sf_count_t kUnknownLength = SF_COUNT_MAX;
+    const std::int64_t longest = longestAt(info.samplerate);
+    if (info.frames > longest && info.frames != kUnknownLength)
+        return refuse("it is longer than " + std::to_string(kMaximumHours) + " hours");
     std::unique_ptr<AudioReader> reader(new AudioReader(std::move(decoder), info.samplerate, info.channels,
                                                         std::clamp<std::int64_t>(info.frames, 1, longest)));
     if (reader->mAhead.empty())
-        return nullptr;
+        return refuse(kNoAudio);
     return reader;
 }
 
@@ -59,7 +74,7 @@ AudioReader::AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int c
 AudioReader::~AudioReader() = default;
 
 void AudioReader::decodeBlock() {
-    const std::int64_t left = std::int64_t{kMaximumSeconds} * mSampleRate - mFramesRead;
+    const std::int64_t left = longestAt(mSampleRate) - mFramesRead;
     const auto wanted = std::clamp<std::int64_t>(left, 0, kBlockLength);
     const auto read = wanted > 0 ? sf_readf_float(mDecoder->file, mInterleaved.data(), wanted) : 0;
     mAhead.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(read, 0, wanted)));

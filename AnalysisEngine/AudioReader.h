@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <memory>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace tarn {
@@ -22,9 +23,16 @@ public:
     /// Frames in the longest block that nextBlock() answers.
     static constexpr std::size_t kBlockLength = 8192;
 
-    /// Empty when the file can't be opened, has a rate outside 4 to 768 kHz or more than 64 channels, or when
-    /// not a single frame of it can be decoded.
-    static std::unique_ptr<AudioReader> open(const std::filesystem::path& path);
+    /// The longest recording: longer ones are refused, and a stream that does not declare its length is read
+    /// up to there. It bounds the time and the memory that a small file of days of silence can cost: an
+    /// analysis takes about 350 MB for each hour, hardly more at higher rates or with more channels.
+    static constexpr int kMaximumHours = 12;
+
+    /// Empty when the file can't be opened, has a rate outside 4 to 768 kHz or more than 64 channels, when
+    /// not a single frame of it can be decoded, or when it declares to be longer than kMaximumHours.
+    /// `refusal` is then given the reason, to be read after the file's name.
+    static std::unique_ptr<AudioReader> open(const std::filesystem::path& path,
+                                             std::string* refusal = nullptr);
 
     AudioReader(const AudioReader&) = delete;
     AudioReader& operator=(const AudioReader&) = delete;
@@ -34,13 +42,12 @@ public:
     int sampleRate() const { return mSampleRate; }
     int channelCount() const { return mChannelCount; }
 
-    /// What the file declares, at least 1 and at most `kMaximumSeconds` long. Decoding may yield fewer
-    /// frames, or more from a stream whose length is unknown; only framesRead() after the last block is
-    /// reliable.
+    /// What the file declares, at least 1; kMaximumHours of them when it does not. Decoding may yield fewer
+    /// or, where the header is wrong, more; only framesRead() after the last block is reliable.
     std::int64_t frameCount() const { return mFrameCount; }
 
     /// The next samples, of magnitude up to 65536 (nominally 1; what isn't finite becomes 0). Empty at the
-    /// end, at the first place that can't be decoded, or after `kMaximumSeconds`. Valid until the next call.
+    /// end, at the first place that can't be decoded, or after kMaximumHours. Valid until the next call.
     std::span<const float> nextBlock();
 
     /// Frames that nextBlock() has answered so far.
@@ -48,10 +55,6 @@ public:
 
     /// Share of the file that has been read, 0 to 1.
     double fractionRead() const;
-
-    /// What lies beyond is left unheard, so that a small file that claims to decode to days of silence stays
-    /// harmless.
-    static constexpr int kMaximumSeconds = 3 * 60 * 60;
 
 private:
     struct Decoder;

@@ -99,11 +99,14 @@ double strongestAround(const Values& values, double frame) {
 /// How much the sounding pitches change at a time.
 class HarmonicChange {
 public:
-    explicit HarmonicChange(const BeatFeatures& features)
+    HarmonicChange(const BeatFeatures& features, const StageMonitor& monitor)
         : mRate(features.chromaRate), mSums(features.chroma.size() + 1) {
-        for (std::size_t i = 0; i < features.chroma.size(); ++i)
+        for (std::size_t i = 0; i < features.chroma.size(); ++i) {
+            if (i % 4096 == 0)
+                monitor.report(0);
             for (std::size_t j = 0; j < BeatFeatures::kChromaSize; ++j)
                 mSums[i + 1][j] = mSums[i][j] + std::sqrt(static_cast<double>(features.chroma[i][j]));
+        }
     }
 
     /// Change at that time (in seconds) beyond that a quarter of a second before and after, 0 or more.
@@ -163,7 +166,7 @@ std::vector<PulseEvidence> evidenceAt(const std::vector<double>& pulses, const B
     std::vector<float> bassStrength(features.flux.size());
     for (std::size_t i = 0; i < bassStrength.size(); ++i)
         bassStrength[i] = features.flux[i][BeatFeatures::kBassBand];
-    const HarmonicChange change(features);
+    const HarmonicChange change(features, monitor);
 
     std::vector<PulseEvidence> evidence(pulses.size());
     std::array<double, aspectCount> mean{};

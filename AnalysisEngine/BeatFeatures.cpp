@@ -1,6 +1,7 @@
 #include "AnalysisEngine/BeatFeatures.h"
 
 #include "AnalysisEngine/AudioReader.h"
+#include "AnalysisEngine/FrameTable.h"
 #include "AnalysisEngine/RealFourierTransform.h"
 
 #include <algorithm>
@@ -98,19 +99,18 @@ struct BeatFeatureExtractor::Spectra {
     ShortTimeSpectrum longFrames{kChromaWindow, kChromaHop};
     std::vector<std::size_t> edges = filterEdges();
     std::vector<ChromaShare> shares = chromaShares();
-    std::vector<float> filtered; ///< Magnitude of each filter, frame after frame.
+    FrameTable filtered{edges.size() - 1}; ///< Magnitude of each filter.
     std::vector<std::array<float, BeatFeatures::kChromaSize>> chroma;
     std::uint64_t sampleCount = 0;
 
-    std::size_t filterCount() const { return edges.size() - 1; }
-
     void process(std::span<const float> samples) {
         shortFrames.process(samples, [this](std::span<const float> magnitudes) {
-            for (std::size_t filter = 0; filter < filterCount(); ++filter) {
+            const std::span<float> frame = filtered.append();
+            for (std::size_t filter = 0; filter < frame.size(); ++filter) {
                 float energy = 0;
                 for (std::size_t bin = edges[filter]; bin < edges[filter + 1]; ++bin)
                     energy += magnitudes[bin] * magnitudes[bin];
-                filtered.push_back(std::sqrt(energy));
+                frame[filter] = std::sqrt(energy);
             }
         });
         longFrames.process(samples, [this](std::span<const float> magnitudes) {
@@ -141,25 +141,27 @@ BeatFeatures BeatFeatureExtractor::finish(const StageMonitor& monitor) {
     features.duration = static_cast<double>(mSpectra->sampleCount) / analysisRate;
     features.chroma = std::move(mSpectra->chroma);
 
-    const std::size_t filters = mSpectra->filterCount();
-    std::vector<float>& filtered = mSpectra->filtered;
-    const std::size_t frames = filtered.size() / filters;
+    FrameTable& filtered = mSpectra->filtered;
+    const std::size_t filters = filtered.width();
+    const std::size_t frames = filtered.size();
     features.flux.resize(frames);
 
     // Magnitudes are taken relative to how loud the loudest filter is in the louder parts of the song.
     std::vector<float> loudness(frames);
     for (std::size_t frame = 0; frame < frames; ++frame) {
-        const auto begin = filtered.begin() + static_cast<std::ptrdiff_t>(frame * filters);
-        loudness[frame] = *std::max_element(begin, begin + static_cast<std::ptrdiff_t>(filters));
+        if (frame % 8192 == 0)
+            monitor.report(0);
+        loudness[frame] = *std::max_element(filtered[frame].begin(), filtered[frame].end());
     }
     const auto reference = loudness.begin() + static_cast<std::ptrdiff_t>(frames * 9 / 10);
     std::nth_element(loudness.begin(), reference, loudness.end());
     constexpr float kInaudible = 1e-5f;
     const float scale = 100 / std::max(*reference, kInaudible);
-    for (std::size_t i = 0; i < filtered.size(); ++i) {
-        if (i % 65536 == 0)
-            monitor.report(0.5 * static_cast<double>(i) / static_cast<double>(filtered.size()));
-        filtered[i] = std::log1p(filtered[i] * scale);
+    for (std::size_t frame = 0; frame < frames; ++frame) {
+        if (frame % 1024 == 0)
+            monitor.report(0.5 * static_cast<double>(frame) / static_cast<double>(frames));
+        for (float& value : filtered[frame])
+            value = std::log1p(value * scale);
     }
 
     std::vector<std::size_t> bands(filters);
@@ -172,8 +174,8 @@ BeatFeatures BeatFeatureExtractor::finish(const StageMonitor& monitor) {
     for (std::size_t frame = kLag; frame < frames; ++frame) {
         if (frame % 1024 == 0)
             monitor.report(0.5 + 0.5 * static_cast<double>(frame) / static_cast<double>(frames));
-        const float* now = &filtered[frame * filters];
-        const float* before = &filtered[(frame - kLag) * filters];
+        const std::span<const float> now = filtered[frame];
+        const std::span<const float> before = filtered[frame - kLag];
         for (std::size_t filter = 0; filter < filters; ++filter) {
             float past = before[filter];
             if (filter > 0)

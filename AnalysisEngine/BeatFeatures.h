@@ -1,6 +1,6 @@
 // What beat detection hears of a song: how strongly notes begin in each part of the spectrum, and which
 // pitches sound. Both come out of one pass over the analysis signal, don't depend on its level, and take
-// about 15 b for each second.
+// about 6 kB for each second.
 #pragma once
 
 #include "AnalysisEngine/StageMonitor.h"

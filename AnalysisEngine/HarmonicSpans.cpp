@@ -150,10 +150,21 @@ HarmonicSpan describe(const NoteActivations& notes) {
     return span;
 }
 
-double meanMagnitude(const SpectralFeatures& features, std::size_t first, std::size_t last) {
+/// Spans may be as long as a song: reports now and then among their frames.
+void reportWithin(const StageMonitor& monitor, double fraction, std::size_t frame) {
+    constexpr std::size_t kFramesPerReport = 128;
+    if (frame % kFramesPerReport == kFramesPerReport - 1)
+        monitor.report(fraction);
+}
+
+double meanMagnitude(const SpectralFeatures& features, std::size_t first, std::size_t last,
+                     const StageMonitor& monitor, double fraction) {
     double sum = 0;
-    for (std::size_t i = first * kBins; i < last * kBins; ++i)
-        sum += static_cast<double>(features.magnitudes[i]);
+    for (std::size_t frame = first; frame < last; ++frame) {
+        reportWithin(monitor, fraction, frame - first);
+        for (const float value : features.frame(frame))
+            sum += static_cast<double>(value);
+    }
     return last > first ? sum / static_cast<double>(last - first) : 0;
 }
 
@@ -162,26 +173,24 @@ double meanMagnitude(const SpectralFeatures& features, std::size_t first, std::s
 std::vector<HarmonicSpan> describeHarmony(const SpectralFeatures& features, double tuningFrequency,
                                           std::span<const double> boundaries, const StageMonitor& monitor) {
     std::vector<HarmonicSpan> spans;
-    if (boundaries.size() < 2 || features.frameCount == 0)
+    if (boundaries.size() < 2 || features.frameCount() == 0)
         return spans;
     const NoteDictionary dictionary;
     const LogFrequencyShift shift(tuningFrequency);
-    const double songLevel = meanMagnitude(features, 0, features.frameCount);
+    const double songLevel = meanMagnitude(features, 0, features.frameCount(), monitor, 0);
     const auto frameAt = [&](double seconds) {
         return static_cast<std::size_t>(std::clamp(std::ceil(seconds * SpectralFeatures::kFramesPerSecond),
-                                                   0.0, static_cast<double>(features.frameCount)));
+                                                   0.0, static_cast<double>(features.frameCount())));
     };
     spans.reserve(boundaries.size() - 1);
     for (std::size_t i = 0; i + 1 < boundaries.size(); ++i) {
         const double fraction = static_cast<double>(i) / static_cast<double>(boundaries.size());
         monitor.report(fraction);
-        const std::size_t first = std::min(frameAt(boundaries[i]), features.frameCount - 1);
+        const std::size_t first = std::min(frameAt(boundaries[i]), features.frameCount() - 1);
         const std::size_t last = std::max(first + 1, frameAt(boundaries[i + 1]));
         LogSpectrum sum{};
         for (std::size_t frame = first; frame < last; ++frame) {
-            constexpr std::size_t kFramesPerReport = 128; // spans may be as long as a song
-            if ((frame - first) % kFramesPerReport == kFramesPerReport - 1)
-                monitor.report(fraction);
+            reportWithin(monitor, fraction, frame - first);
             LogSpectrum tuned;
             shift.apply(features.frame(frame), tuned);
             addWhitened(tuned, sum);
@@ -189,7 +198,8 @@ std::vector<HarmonicSpan> describeHarmony(const SpectralFeatures& features, doub
         for (float& value : sum)
             value /= static_cast<float>(last - first);
         spans.push_back(describe(dictionary.explain(sum)));
-        const double level = meanMagnitude(features, first, last) / std::max(songLevel, 1e-12);
+        const double level =
+            meanMagnitude(features, first, last, monitor, fraction) / std::max(songLevel, 1e-12);
         spans.back().level =
             static_cast<float>(std::clamp(20 * std::log10(std::max(level, 1e-9)), -60.0, 20.0));
     }

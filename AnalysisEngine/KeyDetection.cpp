@@ -14,7 +14,7 @@ std::optional<int> detectKey(const SpectralFeatures& features, double tuningFreq
     constexpr double kSpan = 4 / SpectralFeatures::kFramesPerSecond;
     constexpr float kChangeCost = 5;
     std::vector<double> boundaries;
-    for (double at = 0; at * SpectralFeatures::kFramesPerSecond < static_cast<double>(features.frameCount);
+    for (double at = 0; at * SpectralFeatures::kFramesPerSecond < static_cast<double>(features.frameCount());
          at += kSpan)
         boundaries.push_back(at);
     const std::vector<HarmonicSpan> spans =

@@ -139,6 +139,8 @@ std::vector<double> periodCurve(const std::vector<float>& strength, double rate,
     std::vector<double> best(count), next(count);
     std::vector<std::vector<std::uint16_t>> from(windows, std::vector<std::uint16_t>(count));
     for (std::size_t window = 0; window < windows; ++window) {
+        if (window % 64 == 0)
+            monitor.report(1);
         for (std::size_t p = 0; p < count; ++p) {
             double value = -std::numeric_limits<double>::infinity();
             for (std::size_t q = 0; q < count; ++q) {

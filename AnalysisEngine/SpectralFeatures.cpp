@@ -26,7 +26,7 @@ void SpectralFeatureExtractor::process(std::span<const float> samples) {
 
 SpectralFeatures SpectralFeatureExtractor::finish() {
     const std::size_t frames = (mSampleCount + SpectralFeatures::kHop - 1) / SpectralFeatures::kHop;
-    for (std::size_t begin = 0; mFeatures.frameCount < frames; begin += SpectralFeatures::kHop) {
+    for (std::size_t begin = 0; mFeatures.frameCount() < frames; begin += SpectralFeatures::kHop) {
         mPending.resize(std::max(mPending.size(), begin + kWindowLength), 0.0f);
         addFrame(std::span(mPending).subspan(begin, kWindowLength));
     }
@@ -35,10 +35,7 @@ SpectralFeatures SpectralFeatureExtractor::finish() {
 
 void SpectralFeatureExtractor::addFrame(std::span<const float> samples) {
     const std::span<const float> spectrum = mTransform.hannMagnitudes(samples);
-    const std::size_t filled = mFeatures.magnitudes.size();
-    mFeatures.magnitudes.resize(filled + LogFrequencyMap::kBinCount);
-    mMap.apply(spectrum, std::span(mFeatures.magnitudes).subspan(filled));
-    ++mFeatures.frameCount;
+    mMap.apply(spectrum, mFeatures.magnitudes.append());
     addPartials(spectrum);
 }
 

@@ -4,6 +4,7 @@
 // immutable.
 #pragma once
 
+#include "AnalysisEngine/FrameTable.h"
 #include "AnalysisEngine/LogFrequencyMap.h"
 #include "AnalysisEngine/RealFourierTransform.h"
 
@@ -20,19 +21,17 @@ struct SpectralFeatures {
     static constexpr std::size_t kHop = 1024;
     static constexpr double kFramesPerSecond = static_cast<double>(analysisRate) / kHop;
 
-    std::size_t frameCount = 0;
     /// LogFrequencyMap::kBinCount magnitudes for each frame. A sinusoid of amplitude 1 has magnitude 1 or a
     /// little less in its bin.
-    std::vector<float> magnitudes;
+    FrameTable magnitudes{LogFrequencyMap::kBinCount};
 
     /// Summed magnitude of steady partials, by the octave of the partial (the first from A1 = 55 Hz) and by
     /// its distance from the nearest note at 440 Hz: cell c holds those from c - 50 to c - 49 cents.
     static constexpr std::size_t kTuningOctaves = 6;
     std::array<std::array<double, 100>, kTuningOctaves> partialDeviations{};
 
-    std::span<const float> frame(std::size_t index) const {
-        return std::span(magnitudes).subspan(index * LogFrequencyMap::kBinCount, LogFrequencyMap::kBinCount);
-    }
+    std::size_t frameCount() const { return magnitudes.size(); }
+    std::span<const float> frame(std::size_t index) const { return magnitudes[index]; }
 };
 
 /// Takes the signal at the analysis rate in blocks of any length.

@@ -9,7 +9,7 @@ namespace tarn {
 std::shared_ptr<Spectrogram> makeSpectrogram(const AudioFeatures& features, double tuningFrequency) {
     Spectrogram::Layout layout;
     layout.framesPerColumn = features.sampleRate / SpectralFeatures::kFramesPerSecond;
-    layout.columnCount = static_cast<std::uint32_t>(features.spectral.frameCount);
+    layout.columnCount = static_cast<std::uint32_t>(features.spectral.frameCount());
     layout.binCount = static_cast<std::uint16_t>(LogFrequencyMap::kBinCount);
     layout.binsPerSemitone = LogFrequencyMap::kBinsPerSemitone;
     layout.lowestPitch = LogFrequencyMap::kLowestNote;

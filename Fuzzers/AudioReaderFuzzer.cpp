@@ -45,8 +45,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     int blocks = 0;
     try {
         const AudioFeatures features = extractAudioFeatures(*reader, limited(blocks));
-        for (const float magnitude : features.spectral.magnitudes)
-            precondition(std::isfinite(magnitude), "A magnitude is not finite.");
+        for (std::size_t frame = 0; frame < features.spectral.frameCount(); ++frame) {
+            for (const float magnitude : features.spectral.frame(frame))
+                precondition(std::isfinite(magnitude), "A magnitude is not finite.");
+        }
     } catch (const AnalysisCancelled&) {
     }
     return 0;

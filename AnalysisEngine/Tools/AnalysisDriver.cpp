@@ -100,9 +100,10 @@ int main(int argumentCount, char** arguments) {
         std::cerr << "usage: tarn-analysis-driver [--spans] FILE\n";
         return 2;
     }
-    const std::unique_ptr<AudioReader> reader = AudioReader::open(arguments[argumentCount - 1]);
+    std::string refusal;
+    const std::unique_ptr<AudioReader> reader = AudioReader::open(arguments[argumentCount - 1], &refusal);
     if (!reader) {
-        std::cerr << "The file cannot be read: " << arguments[argumentCount - 1] << '\n';
+        std::cerr << arguments[argumentCount - 1] << ": " << refusal << '\n';
         return 1;
     }
     const AudioFeatures features = extractAudioFeatures(*reader);

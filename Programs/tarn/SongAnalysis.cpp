@@ -30,7 +30,6 @@ public:
         observe(TarnTuningEstimationDidFinishProcessingNotification, &ResultReceiver::receiveStandardPitch);
         observe(TarnBeatDetectionDidFinishProcessingNotification, &ResultReceiver::receiveTempo);
         observe(TarnBeatAlignmentDidFinishProcessingNotification, &ResultReceiver::receiveBeats);
-        observe(TarnChordDetectionDidBeginNotification, &ResultReceiver::awaitKey);
     }
     ~ResultReceiver() {
         for (const auto& token : mTokens)
@@ -69,12 +68,6 @@ private:
             mNotes.applyTimeSignatureToBeatEntries(*earlier.front());
     }
 
-    /// Chord detection goes by the key, which is added to the document in the main queue: lets that happen
-    /// first. Called on the detection's thread.
-    void awaitKey(const Notification&) {
-        MainQueue::sync([] {});
-    }
-
     TarnNoteEntryStorage& mNotes;
     std::vector<NotificationCenter::Token> mTokens;
 };
@@ -91,12 +84,12 @@ AudioFacts readAudioFacts(const std::filesystem::path& song, const CancellationQ
     if (!std::ifstream(song, std::ios::binary))
         throw Failure(ExitStatus::unreadableInput,
                       song.string() + ": the file cannot be read; look at its permissions");
-    const auto reader = AudioReader::open(song);
+    std::string refusal;
+    const auto reader = AudioReader::open(song, &refusal);
     if (!reader)
         throw Failure(ExitStatus::undecodableInput,
-                      song.string() +
-                          ": no audio can be decoded from it; name a WAV, AIFF, FLAC, Ogg, Opus or "
-                          "MP3 file that is whole");
+                      song.string() + ": " + refusal +
+                          "; name a WAV, AIFF, FLAC, Ogg, Opus or MP3 file that is whole");
     while (!reader->nextBlock().empty()) {
         if (isCancelled())
             throw cancelled(song);

@@ -353,7 +353,10 @@ double TarnMusicInformationRetrievalController::tuningEstimationForChordDetectio
     return analysis::tuningFrequency(*mNoteEntryStorage);
 }
 
+/// The key that was found is on its way to the document through the main queue: waits for it, because chords
+/// must not depend on who is first.
 KELPKeyRef TarnMusicInformationRetrievalController::keyForChordDetectionOperation(ChordDetectionOperation&) {
+    MainQueue::sync([] {});
     return analysis::key(*mNoteEntryStorage);
 }
 

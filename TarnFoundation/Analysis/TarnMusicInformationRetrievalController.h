@@ -86,7 +86,8 @@ inline constexpr const char* TarnChordDetectionDidEndNotification = "TarnChordDe
 /// Analyses one song: makes the operations for its audio file, runs them as they depend on one another, at
 /// most two at a time, answers their questions from the document, and keeps the caches of the spectrogram and
 /// of the chord candidates. Key and chords that were found are inserted into the document on the main thread;
-/// standard pitch, tempo, beats and time signature are handed to the application in notifications.
+/// standard pitch, tempo, beats and time signature are handed to the application in notifications. Chord
+/// detection waits until the key that was found is in the document.
 ///
 /// Made with std::make_shared, used on the main thread, which has to drain its queue during a run. The
 /// operations hold the controller weakly: dropping it cancels nothing, but stages that have not started then

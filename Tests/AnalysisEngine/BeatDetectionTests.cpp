@@ -157,26 +157,6 @@ TEST(BeatDetection, FollowsTheTempo) {
     EXPECT_GE(shareFound(changing, band(changing, 60).beats()), 0.9);
 }
 
-TEST(BeatDetection, FollowsClicksAlone) {
-    Music music(40);
-    std::vector<double> times;
-    for (double time = 0.5; time < 39.8; time += time < 20 ? 0.6 : 0.5)
-        times.push_back(time);
-    for (const double time : times)
-        music.click(time);
-    const DetectedBeats beats = music.beats();
-    EXPECT_GE(shareFound(times, beats), 0.9);
-    std::vector<double> late;
-    for (const double time : times)
-        for (const std::int64_t tatum : beats.tatums)
-            if (const double distance = static_cast<double>(tatum) / analysisRate - time;
-                std::abs(distance) < 0.04)
-                late.push_back(distance);
-    ASSERT_FALSE(late.empty());
-    std::nth_element(late.begin(), late.begin() + static_cast<std::ptrdiff_t>(late.size() / 2), late.end());
-    EXPECT_NEAR(late[late.size() / 2], 0, 0.025);
-}
-
 TEST(BeatDetection, LocatesInFramesOfTheFile) {
     const std::vector<double> times = steadyBeats(0.5, 100, 20);
     const BeatFeatures features = band(times, 20).features();

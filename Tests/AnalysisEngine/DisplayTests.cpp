@@ -15,7 +15,7 @@ class WaveformTest : public ::testing::Test {
 protected:
     /// A quiet half and a loud one, 2000 frames each.
     WaveformTest() {
-        Signal signal(4000);
+        Samples signal(4000);
         for (std::size_t i = 0; i < signal.size(); ++i)
             signal[i] = (i < 2000 ? 0.1f : 1.0f) * (i % 2 == 0 ? 1.0f : -0.5f);
         writeAudio(mAudio, signal, 44100);
@@ -62,13 +62,13 @@ TEST_F(WaveformTest, ComesFromItsCacheOnlyWhenThatFits) {
     const auto written = std::filesystem::last_write_time(mCache);
     std::filesystem::last_write_time(mAudio, written + std::chrono::seconds(2));
     EXPECT_FALSE(cached()) << "the audio file was changed later";
-    writeAudio(mAudio, Signal(4001), 44100);
+    writeAudio(mAudio, Samples(4001), 44100);
     std::filesystem::last_write_time(mAudio, written);
     EXPECT_FALSE(cached()) << "another length";
-    writeAudio(mAudio, Signal(4000), 48000);
+    writeAudio(mAudio, Samples(4000), 48000);
     std::filesystem::last_write_time(mAudio, written);
     EXPECT_FALSE(cached()) << "another rate";
-    writeAudio(mAudio, Signal(4000), 44100);
+    writeAudio(mAudio, Samples(4000), 44100);
     std::filesystem::last_write_time(mAudio, written);
     EXPECT_TRUE(cached());
     std::filesystem::resize_file(mCache, std::filesystem::file_size(mCache) / 2);
@@ -103,7 +103,7 @@ TEST_F(WaveformTest, IsComputedAnewWhereTheCacheIsNotWanted) {
 
 TEST(SpectrogramComputationTests, ShowsNotesInTheBinsOfTheTuning) {
     constexpr double kPitch = 428;
-    Signal signal;
+    Samples signal;
     Synthesizer{kPitch}.play(signal, 0, 2, {69}, 0.5);
     const AudioFeatures features = featuresOf(signal);
     const auto spectrogram = makeSpectrogram(features, kPitch);
@@ -122,7 +122,7 @@ TEST(SpectrogramComputationTests, ShowsNotesInTheBinsOfTheTuning) {
 }
 
 TEST(SpectrogramComputationTests, StopsWhenAsked) {
-    const AudioFeatures features = featuresOf(Signal(50000));
+    const AudioFeatures features = featuresOf(Samples(50000));
     const auto spectrogram = makeSpectrogram(features, 440);
     EXPECT_THROW(fillSpectrogram(features, *spectrogram, StageMonitor([] { return true; }, nullptr)),
                  AnalysisCancelled);

@@ -26,8 +26,8 @@ struct Voicing {
 
 constexpr double kChordLength = 2;
 
-Signal progression(const Synthesizer& synthesizer, const std::vector<Voicing>& voicings, int rounds = 1) {
-    Signal signal;
+Samples progression(const Synthesizer& synthesizer, const std::vector<Voicing>& voicings, int rounds = 1) {
+    Samples signal;
     double begin = 0;
     for (int round = 0; round < rounds; ++round) {
         for (const Voicing& voicing : voicings) {
@@ -104,7 +104,7 @@ TEST(TuningEstimationTests, FindsTheStandardPitchOfAScale) {
     for (const double pitch : {428.0, 432.0, 438.7, 440.0, 443.0, 446.5, 452.0}) {
         for (const double vibrato : {0.0, 25.0}) {
             SCOPED_TRACE(std::to_string(pitch) + " Hz, vibrato " + std::to_string(vibrato));
-            Signal signal = noise(8, 0.02);
+            Samples signal = noise(8, 0.02);
             const Synthesizer synthesizer{pitch, vibrato};
             double begin = 0;
             for (const int note : {48, 50, 52, 53, 55, 57, 59, 60, 62, 64, 65, 67, 69, 71, 72, 60})
@@ -116,7 +116,7 @@ TEST(TuningEstimationTests, FindsTheStandardPitchOfAScale) {
 
 TEST(TuningEstimationTests, AnswersConcertPitchWithoutPitches) {
     EXPECT_EQ(estimateTuning(featuresOf({}).spectral), 440);
-    EXPECT_EQ(estimateTuning(featuresOf(Signal(50000)).spectral), 440);
+    EXPECT_EQ(estimateTuning(featuresOf(Samples(50000)).spectral), 440);
 }
 
 TEST(KeyDetectionTests, TellsMajorAndMinorKeys) {
@@ -131,7 +131,7 @@ TEST(KeyDetectionTests, TellsMajorAndMinorKeys) {
 
 TEST(KeyDetectionTests, IsEmptyWithoutAKey) {
     EXPECT_EQ(detectKey(featuresOf({}).spectral, 440), std::nullopt);
-    EXPECT_EQ(detectKey(featuresOf(Signal(100000)).spectral, 440), std::nullopt);
+    EXPECT_EQ(detectKey(featuresOf(Samples(100000)).spectral, 440), std::nullopt);
     EXPECT_EQ(detectKey(featuresOf(noise(20, 0.3)).spectral, 440), std::nullopt);
 }
 
@@ -197,7 +197,7 @@ TEST(ChordRecognitionTests, DecidesBetweenTwoThirdsByTheKey) {
 }
 
 TEST(ChordRecognitionTests, SaysNoChordWhereNothingSounds) {
-    Signal signal(4 * analysisRate);
+    Samples signal(4 * analysisRate);
     Synthesizer{}.play(signal, 4, 4, {48, 60, 64, 67}, 0.1);
     const AudioFeatures features = featuresOf(signal);
     const ChordRecognition recognition = recognizeChords(features, 440, std::nullopt, {});
@@ -206,18 +206,18 @@ TEST(ChordRecognitionTests, SaysNoChordWhereNothingSounds) {
 }
 
 TEST(ChordRecognitionTests, StaysSoundOnSignalsThatAreNoMusic) {
-    Signal square(3 * analysisRate);
+    Samples square(3 * analysisRate);
     for (std::size_t i = 0; i < square.size(); ++i)
         square[i] = i / 100 % 2 == 0 ? 1.0f : -1.0f;
-    Signal second;
+    Samples second;
     Synthesizer{}.play(second, 0, 1, {48, 60, 64, 67});
-    const std::vector<std::pair<std::string, Signal>> cases{{"silence", Signal(3 * analysisRate)},
-                                                            {"one sample", Signal(1, 0.5f)},
-                                                            {"one second", second},
-                                                            {"noise", noise(3, 1)},
-                                                            {"constant", Signal(3 * analysisRate, 1.0f)},
-                                                            {"huge", noise(2, 65536)},
-                                                            {"square", square}};
+    const std::vector<std::pair<std::string, Samples>> cases{{"silence", Samples(3 * analysisRate)},
+                                                             {"one sample", Samples(1, 0.5f)},
+                                                             {"one second", second},
+                                                             {"noise", noise(3, 1)},
+                                                             {"constant", Samples(3 * analysisRate, 1.0f)},
+                                                             {"huge", noise(2, 65536)},
+                                                             {"square", square}};
     for (const auto& [name, signal] : cases) {
         SCOPED_TRACE(name);
         const AudioFeatures features = featuresOf(signal);

@@ -13,7 +13,7 @@
 
 namespace tarn {
 
-using Signal = std::vector<float>;
+using Samples = std::vector<float>;
 
 /// Synthesised music at the analysis rate.
 struct Synthesizer {
@@ -21,7 +21,7 @@ struct Synthesizer {
     double vibratoCents = 0;
 
     /// MIDI notes, all beginning together and dying away; six harmonics each.
-    void play(Signal& signal, double begin, double length, const std::vector<int>& notes,
+    void play(Samples& signal, double begin, double length, const std::vector<int>& notes,
               double level = 0.1) const {
         const auto first = static_cast<std::size_t>(begin * analysisRate);
         const auto count = static_cast<std::size_t>(length * analysisRate);
@@ -43,23 +43,23 @@ struct Synthesizer {
     }
 };
 
-inline Signal noise(double seconds, double level) {
+inline Samples noise(double seconds, double level) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> sample(-level, level);
-    Signal signal(static_cast<std::size_t>(seconds * analysisRate));
+    Samples signal(static_cast<std::size_t>(seconds * analysisRate));
     for (float& value : signal)
         value = static_cast<float>(sample(random));
     return signal;
 }
 
-inline AudioFeatures featuresOf(const Signal& signal) {
+inline AudioFeatures featuresOf(const Samples& signal) {
     SpectralFeatureExtractor spectral;
     spectral.process(signal);
     return {analysisRate, static_cast<std::int64_t>(signal.size()), spectral.finish(), {}};
 }
 
 /// Writes interleaved samples; `format` as libsndfile has it.
-inline void writeAudio(const std::filesystem::path& path, const Signal& interleaved, int rate,
+inline void writeAudio(const std::filesystem::path& path, const Samples& interleaved, int rate,
                        int channels = 1, int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) {
     SF_INFO info{};
     info.samplerate = rate;

@@ -1,0 +1,265 @@
+#include "AnalyzedSong.h"
+#include "Platform/FileManager.h"
+#include "Signals.h"
+#include "Tests/Platform/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+#include <map>
+#include <thread>
+
+/// Whole runs of the controller with the built-in engine.
+namespace tarn {
+
+namespace {
+
+void addClicks(Samples& samples, const std::vector<double>& times, double level = 0.6) {
+    for (const double time : times) {
+        for (std::size_t i = 0; i < analysisRate / 100; ++i) {
+            const double t = static_cast<double>(i) / analysisRate;
+            samples.at(static_cast<std::size_t>(time * analysisRate) + i) +=
+                static_cast<float>(level * std::sin(2 * std::numbers::pi * 1500 * t) * std::exp(-t * 300));
+        }
+    }
+}
+
+/// I, vi, IV and V of E flat major at A = 432 Hz, each for a bar of two seconds, over a click on every beat
+/// and a quiet one between beats.
+Samples turnaround(int rounds) {
+    Samples samples;
+    const std::vector<std::vector<int>> chords{
+        {39, 63, 67, 70}, {36, 63, 67, 72}, {44, 63, 68, 72}, {46, 62, 65, 70}};
+    std::vector<double> beats, offBeats;
+    for (int bar = 0; bar < 4 * rounds; ++bar) {
+        Synthesizer{432}.play(samples, bar * 2, 2, chords[static_cast<std::size_t>(bar) % 4]);
+        for (int beat = 4 * bar; beat < 4 * bar + 4; ++beat) {
+            beats.push_back(beat * 0.5);
+            offBeats.push_back(beat * 0.5 + 0.25);
+        }
+    }
+    addClicks(samples, beats);
+    addClicks(samples, offBeats, 0.2);
+    return samples;
+}
+
+class AnalysisRun : public testing::Test {
+protected:
+    AnalysisRun() { FileManager::setCachesDirectory(mFolder.path()); }
+    ~AnalysisRun() override { FileManager::setCachesDirectory({}); }
+
+    void record(const Samples& samples) { writeAudio(mAudio, samples, analysisRate); }
+    void run(AnalyzedSong& song) {
+        ASSERT_TRUE(song.begin());
+        song.finish();
+        EXPECT_EQ(song.controller->progress()->completedUnitCount(), 18);
+    }
+    void removeCaches() { std::filesystem::remove_all(mFolder.path() / "Tarn"); }
+    /// The contents of the cache files, by their places.
+    std::map<std::string, std::string> caches() const {
+        std::map<std::string, std::string> found;
+        if (std::filesystem::exists(mFolder.path() / "Tarn")) {
+            for (const auto& entry : std::filesystem::recursive_directory_iterator(mFolder.path() / "Tarn"))
+                if (entry.is_regular_file())
+                    found[entry.path().parent_path().filename().string()] += textOf(entry.path());
+        }
+        return found;
+    }
+
+    TemporaryFolder mFolder;
+    const std::filesystem::path mAudio = mFolder.path() / "song.wav";
+};
+
+double secondsOf(const auto& entry) {
+    return static_cast<double>(entry->location()) / analysisRate;
+}
+
+/// Runs that the thread sanitizer watches.
+using AnalysisRunConcurrency = AnalysisRun;
+
+} // namespace
+
+TEST_F(AnalysisRun, FindsWhatIsTrueOfASong) {
+    record(turnaround(3));
+    AnalyzedSong song(mAudio);
+    run(song);
+    ASSERT_EQ(song.storage->standardPitchEntries().size(), 1u);
+    EXPECT_NEAR(song.storage->standardPitchEntries()[0]->frequency(), 432, 0.5);
+    ASSERT_EQ(song.storage->keyEntries().size(), 1u);
+    EXPECT_EQ(song.storage->keyEntries()[0]->tonicChord()->string(), "Eb");
+    ASSERT_EQ(song.storage->tempoEntries().size(), 1u);
+    EXPECT_NEAR(song.storage->tempoEntries()[0]->tempo(), 120, 1);
+    ASSERT_EQ(song.storage->timeSignatureEntries().size(), 1u);
+    EXPECT_EQ(song.storage->timeSignatureEntries()[0]->numerator(), 4);
+    const auto beats = song.storage->beatEntries();
+    EXPECT_NEAR(static_cast<double>(beats.size()), 96, 2);
+    for (const auto& beat : beats) {
+        EXPECT_NEAR(std::remainder(secondsOf(beat), 0.25), 0, 0.04);
+        EXPECT_EQ(beat->isDownbeat(), std::abs(std::remainder(secondsOf(beat), 2)) < 0.1);
+    }
+    const auto chords = song.storage->chordEntries();
+    ASSERT_EQ(chords.size(), 12u);
+    for (std::size_t i = 0; i < chords.size(); ++i) {
+        EXPECT_EQ(chords[i]->chord()->string(), (std::array{"Eb", "Cm", "Ab", "Bb"}[i % 4]));
+        EXPECT_NEAR(secondsOf(chords[i]), 2.0 * static_cast<double>(i), 0.1);
+    }
+}
+
+TEST_F(AnalysisRun, FollowsClicksThatChangeTheirTempo) {
+    std::vector<double> times;
+    for (double time = 0.5; time < 39.8; time += time < 20 ? 0.6 : 0.5)
+        times.push_back(time);
+    Samples clicks(40 * analysisRate);
+    addClicks(clicks, times);
+    record(clicks);
+    AnalyzedSong song(mAudio);
+    run(song);
+    std::vector<double> late;
+    for (const double time : times) {
+        for (const auto& beat : song.storage->beatEntries()) {
+            if (std::abs(secondsOf(beat) - time) < 0.04)
+                late.push_back(secondsOf(beat) - time);
+        }
+    }
+    ASSERT_GE(late.size(), times.size() * 9 / 10);
+    std::nth_element(late.begin(), late.begin() + static_cast<std::ptrdiff_t>(late.size() / 2), late.end());
+    EXPECT_NEAR(late[late.size() / 2], 0, 0.025);
+}
+
+TEST_F(AnalysisRun, EndsWithWhatCanBeSaidOfSignalsThatAreNoMusic) {
+    Samples square(3 * analysisRate);
+    for (std::size_t i = 0; i < square.size(); ++i)
+        square[i] = i / 100 % 2 == 0 ? 1.0f : -1.0f;
+    Samples second = turnaround(1);
+    second.resize(analysisRate);
+    struct Case {
+        const char* name;
+        Samples samples;
+        const char* found; ///< all that is, where that is certain
+    };
+    const char* const kNothing = "pitch 440\nchord N.C. 0\n";
+    for (const Case& c :
+         {Case{"silence", Samples(3 * analysisRate), kNothing}, Case{"one frame", Samples(1, 0.5f), kNothing},
+          Case{"constant", Samples(3 * analysisRate, 1.0f), kNothing}, Case{"noise", noise(3, 1), nullptr},
+          Case{"square wave", square, nullptr}, Case{"one second", second, nullptr}}) {
+        SCOPED_TRACE(c.name);
+        removeCaches();
+        record(c.samples);
+        AnalyzedSong song(mAudio);
+        run(song);
+        if (c.found) {
+            EXPECT_EQ(song.found(), c.found);
+        }
+        EXPECT_EQ(song.storage->standardPitchEntries().size(), 1u);
+        EXPECT_FALSE(song.storage->chordEntries().empty());
+        EXPECT_EQ(song.storage->tempoEntries().empty(), song.storage->beatEntries().empty());
+        for (const auto& beat : song.storage->beatEntries())
+            EXPECT_LT(beat->location(), std::ssize(c.samples));
+    }
+}
+
+TEST_F(AnalysisRun, ACancelledStageReportsNothing) {
+    record(turnaround(1));
+    registerAnalysisEngine();
+    const auto engine = AnalysisOperationFactory::shared();
+    for (const double share : {0.0, 0.5, 0.9, 2.0}) {
+        for (const std::string stage : {"tuning", "key", "beats", "chords", "spectrogram", "waveform"}) {
+            SCOPED_TRACE(stage + " from " + std::to_string(share));
+            removeCaches();
+            AnalyzedSong song(mAudio);
+            const auto asked = [&](auto operation) -> std::shared_ptr<Operation> {
+                operation->delegate = song.controller;
+                return operation;
+            };
+            const auto operation =
+                stage == "tuning"   ? asked(engine->makeTuningEstimationOperation(mAudio))
+                : stage == "key"    ? asked(engine->makeKeyDetectionOperation(mAudio))
+                : stage == "beats"  ? asked(engine->makeBeatDetectionOperation(mAudio))
+                : stage == "chords" ? asked(engine->makeDetectChordsOperation(mAudio))
+                : stage == "spectrogram"
+                    ? asked(engine->makeSpectrogramOperation(mAudio))
+                    : asked(engine->makeWaveformOperation(mAudio, song.controller->cachedWaveformURL()));
+            const auto token = operation->progress()->observe([&](const Progress& progress) {
+                if (operation->state() == Operation::State::executing &&
+                    progress.fractionCompleted() >= share)
+                    operation->cancel();
+            });
+            OperationQueue queue;
+            queue.addOperation(operation);
+            MainQueue::runUntil([&] { return queue.operations().empty(); });
+            MainQueue::runPending();
+            EXPECT_EQ(operation->isCancelled(), share <= 1);
+            EXPECT_EQ(song.found().empty() && caches().empty(), share <= 1);
+        }
+    }
+}
+
+TEST_F(AnalysisRunConcurrency, GivesTheSameResultHoweverItIsScheduled) {
+    record(turnaround(1));
+    std::string found;
+    std::map<std::string, std::string> cached;
+    for (const int threads : {2, 1, 2, 8}) {
+        SCOPED_TRACE(threads);
+        removeCaches();
+        AnalyzedSong song(mAudio);
+        ASSERT_TRUE(song.begin(threads));
+        if (found.empty()) { // once with a main thread that has other things to do
+            for (; song.isRunning(); std::this_thread::sleep_for(std::chrono::milliseconds(5)))
+                MainQueue::runPending();
+        }
+        song.finish();
+        if (found.empty()) {
+            found = song.found();
+            cached = caches();
+        }
+        EXPECT_EQ(song.found(), found);
+        EXPECT_TRUE(caches() == cached);
+    }
+    EXPECT_EQ(cached.size(), 3u);
+    EXPECT_FALSE(found.empty());
+
+    AnalyzedSong one(mAudio, "one"), other(mAudio, "other");
+    ASSERT_TRUE(one.begin());
+    ASSERT_TRUE(other.begin());
+    one.finish();
+    other.finish();
+    EXPECT_EQ(one.found(), found);
+    EXPECT_EQ(other.found(), found);
+}
+
+TEST_F(AnalysisRunConcurrency, BearsBeingDroppedCancelledAndBegunAgain) {
+    record(turnaround(1));
+    std::string whole;
+    constexpr int kMoments = 12;
+    for (int moment = -1; moment < kMoments; ++moment) {
+        SCOPED_TRACE(moment);
+        removeCaches();
+        AnalyzedSong song(mAudio);
+        const std::weak_ptr<AnalyzedSong::Controller> first = song.controller;
+        ASSERT_TRUE(song.begin());
+        const auto queue = song.queue();
+        MainQueue::runUntil([&] {
+            return !song.isRunning() ||
+                   (moment >= 0 && song.controller->progress()->fractionCompleted() * kMoments >= moment);
+        });
+        const bool drops = moment % 4 >= 2, restarts = moment % 2 == 0;
+        if (moment % 4 != 2)
+            song.controller->cancelProcessing();
+        if (drops)
+            song.open();
+        if (restarts) {
+            ASSERT_TRUE(song.begin());
+        }
+        MainQueue::runPending();
+        const std::string before = song.found();
+        song.finish();
+        MainQueue::runUntil([&] { return queue->operations().empty(); });
+        MainQueue::runPending();
+        if (moment < 0)
+            whole = song.found();
+        if (restarts || drops) {
+            EXPECT_EQ(song.found(), restarts ? whole : before);
+        }
+        EXPECT_EQ(first.expired(), drops);
+    }
+}
+
+} // namespace tarn
