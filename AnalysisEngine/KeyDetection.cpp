@@ -3,8 +3,10 @@
 #include "AnalysisEngine/ChordModel.h"
 #include "AnalysisEngine/ChordModelParameters.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <span>
 #include <vector>
 
 namespace tarn {
@@ -19,7 +21,14 @@ std::optional<int> detectKey(const SpectralFeatures& features, double tuningFreq
         boundaries.push_back(at);
     const std::vector<HarmonicSpan> spans =
         describeHarmony(features, tuningFrequency, boundaries, monitor.part(0, 0.9));
-    const std::vector<LabelScores> evidence = chordEvidence(spans);
+    constexpr std::size_t kSpansAtOnce = 256; // a few milliseconds' worth: songs may be hours long
+    std::vector<LabelScores> evidence;
+    for (std::size_t begin = 0; begin < spans.size(); begin += kSpansAtOnce) {
+        monitor.report(0.9);
+        const std::size_t count = std::min(kSpansAtOnce, spans.size() - begin);
+        const std::vector<LabelScores> part = chordEvidence(std::span(spans).subspan(begin, count));
+        evidence.insert(evidence.end(), part.begin(), part.end());
+    }
     const std::vector<ChordLabel> chords =
         mostLikelyChords(evidence, std::vector<float>(spans.size(), kChangeCost), LabelScores{},
                          monitor.part(0.9, 1))

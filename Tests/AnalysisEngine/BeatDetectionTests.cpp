@@ -172,8 +172,6 @@ TEST(BeatDetection, LocatesInFramesOfTheFile) {
 }
 
 TEST(BeatDetection, DoesNotDependOnBlocksOrLevel) {
-    const std::vector<double> times = steadyBeats(0.5, 84, 20);
-    const DetectedBeats whole = band(times, 20).beats();
     std::mt19937 random(3);
     std::vector<float> samples(20 * analysisRate);
     for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -189,8 +187,9 @@ TEST(BeatDetection, DoesNotDependOnBlocksOrLevel) {
     const std::span<const float> all(quiet);
     for (std::size_t begin = 0, length = 1; begin < all.size(); begin += length, length = length * 7 % 5003)
         inPieces.process(all.subspan(begin, std::min(length, all.size() - begin)));
-    EXPECT_EQ(detectBeats(atOnce.finish(), 44100).tatums, detectBeats(inPieces.finish(), 44100).tatums);
-    EXPECT_FALSE(whole.tatums.empty());
+    const std::vector<std::int64_t> expected = detectBeats(atOnce.finish(), 44100).tatums;
+    EXPECT_FALSE(expected.empty());
+    EXPECT_EQ(detectBeats(inPieces.finish(), 44100).tatums, expected);
 }
 
 TEST(BeatDetection, CountsThreeInAWaltz) {

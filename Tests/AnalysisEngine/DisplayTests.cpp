@@ -75,14 +75,6 @@ TEST_F(WaveformTest, ComesFromItsCacheOnlyWhenThatFits) {
     EXPECT_FALSE(cached()) << "damaged";
 }
 
-TEST_F(WaveformTest, StaysUnfinishedWhenCancelled) {
-    const auto reader = AudioReader::open(mAudio);
-    Waveform waveform(reader->frameCount(), reader->sampleRate());
-    EXPECT_THROW(computeWaveform(*reader, waveform, StageMonitor([] { return true; }, nullptr)),
-                 AnalysisCancelled);
-    EXPECT_FALSE(waveform.isProcessingComplete());
-}
-
 TEST_F(WaveformTest, IsComputedAnewWhereTheCacheIsNotWanted) {
     struct AlwaysRequired : KELPWaveformOperationDelegate {
         bool waveformOperationRequiresProcessing(KELPWaveformOperation&) override { return true; }
@@ -119,14 +111,6 @@ TEST(SpectrogramComputationTests, ShowsNotesInTheBinsOfTheTuning) {
     // Amplitude 0.5 at its beginning, 0.5 s on: about 10 dB below full scale.
     EXPECT_NEAR(column[loudest], 255 * (1 - 10.4 / 96), 5);
     EXPECT_LT(column[loudest + 30], column[loudest] - 80);
-}
-
-TEST(SpectrogramComputationTests, StopsWhenAsked) {
-    const AudioFeatures features = featuresOf(Samples(50000));
-    const auto spectrogram = makeSpectrogram(features, 440);
-    EXPECT_THROW(fillSpectrogram(features, *spectrogram, StageMonitor([] { return true; }, nullptr)),
-                 AnalysisCancelled);
-    EXPECT_FALSE(spectrogram->isComplete());
 }
 
 } // namespace tarn
