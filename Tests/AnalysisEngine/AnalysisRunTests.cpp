@@ -24,12 +24,12 @@ void addClicks(Samples& samples, const std::vector<double>& times, double level 
 
 /// I, vi, IV and V of E flat major at A = 432 Hz, each for a bar of two seconds, over a click on every beat
 /// and a quiet one between beats.
-Samples turnaround(int rounds) {
+Samples turnaround(int bars) {
     Samples samples;
     const std::vector<std::vector<int>> chords{
         {39, 63, 67, 70}, {36, 63, 67, 72}, {44, 63, 68, 72}, {46, 62, 65, 70}};
     std::vector<double> beats, offBeats;
-    for (int bar = 0; bar < 4 * rounds; ++bar) {
+    for (int bar = 0; bar < bars; ++bar) {
         Synthesizer{432}.play(samples, bar * 2, 2, chords[static_cast<std::size_t>(bar) % 4]);
         for (int beat = 4 * bar; beat < 4 * bar + 4; ++beat) {
             beats.push_back(beat * 0.5);
@@ -78,7 +78,7 @@ using AnalysisRunConcurrency = AnalysisRun;
 } // namespace
 
 TEST_F(AnalysisRun, FindsWhatIsTrueOfASong) {
-    record(turnaround(3));
+    record(turnaround(12));
     AnalyzedSong song(mAudio);
     run(song);
     ASSERT_EQ(song.storage->standardPitchEntries().size(), 1u);
@@ -128,7 +128,7 @@ TEST_F(AnalysisRun, EndsWithWhatCanBeSaidOfSignalsThatAreNoMusic) {
     Samples square(3 * analysisRate);
     for (std::size_t i = 0; i < square.size(); ++i)
         square[i] = i / 100 % 2 == 0 ? 1.0f : -1.0f;
-    Samples second = turnaround(1);
+    Samples second = turnaround(4);
     second.resize(analysisRate);
     struct Case {
         const char* name;
@@ -157,7 +157,7 @@ TEST_F(AnalysisRun, EndsWithWhatCanBeSaidOfSignalsThatAreNoMusic) {
 }
 
 TEST_F(AnalysisRun, ACancelledStageReportsNothing) {
-    record(turnaround(1));
+    record(turnaround(4));
     registerAnalysisEngine();
     const auto engine = AnalysisOperationFactory::shared();
     for (const double share : {0.0, 0.5, 0.9, 2.0}) {
@@ -193,7 +193,7 @@ TEST_F(AnalysisRun, ACancelledStageReportsNothing) {
 }
 
 TEST_F(AnalysisRunConcurrency, GivesTheSameResultHoweverItIsScheduled) {
-    record(turnaround(1));
+    record(turnaround(2));
     std::string found;
     std::map<std::string, std::string> cached;
     for (const int threads : {2, 1, 2, 8}) {
@@ -226,9 +226,9 @@ TEST_F(AnalysisRunConcurrency, GivesTheSameResultHoweverItIsScheduled) {
 }
 
 TEST_F(AnalysisRunConcurrency, BearsBeingDroppedCancelledAndBegunAgain) {
-    record(turnaround(1));
+    record(turnaround(2));
     std::string whole;
-    constexpr int kMoments = 12;
+    constexpr int kMoments = 8;
     for (int moment = -1; moment < kMoments; ++moment) {
         SCOPED_TRACE(moment);
         removeCaches();
