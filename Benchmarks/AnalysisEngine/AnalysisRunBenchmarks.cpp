@@ -79,7 +79,6 @@ void analyze(benchmark::State& state) {
 BENCHMARK(analyze)
     ->ArgName("minutes")
     ->Arg(5)
-    ->Arg(60)
     ->Arg(600)
     ->Unit(benchmark::kSecond)
     ->UseRealTime()
@@ -127,12 +126,5 @@ BENCHMARK(cancel)
     ->Unit(benchmark::kMillisecond)
     ->UseManualTime()
     ->Iterations(100);
-BENCHMARK(cancel)
-    ->ArgName("minutes")
-    ->Arg(60)
-    ->Unit(benchmark::kMillisecond)
-    ->UseManualTime()
-    ->Iterations(30);
-
 } // namespace
 } // namespace tarn

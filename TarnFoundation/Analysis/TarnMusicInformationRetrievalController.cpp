@@ -406,8 +406,12 @@ void TarnMusicInformationRetrievalController::spectrogramOperationDidEndProcessi
     KELPSpectrogramOperation& operation) {
     const auto spectrogram = operation.spectrogram();
     postOnMainQueue(TarnSpectrogramDidFinishProcessingNotification, {{"spectrogram", spectrogram}});
-    if (spectrogram && !operation.usingCache())
-        FileManager::write(KeyedArchiver::archivedData(spectrogram), cachedSpectrogramURL());
+    if (!spectrogram || operation.usingCache() || operation.isCancelled())
+        return;
+    // The spectrogram of an hour is some 40 MB: whoever cancels need not wait for both.
+    const Data bytes = KeyedArchiver::archivedData(spectrogram);
+    if (!operation.isCancelled())
+        FileManager::write(bytes, cachedSpectrogramURL());
 }
 
 void TarnMusicInformationRetrievalController::spectrogramOperationDidEnd(
