@@ -67,7 +67,7 @@ void copyTheListTwice(benchmark::State& state) {
         benchmark::DoNotOptimize(second.data());
     }
 }
-BENCHMARK(copyTheListTwice)->Arg(2'000)->Arg(100'000);
+BENCHMARK(copyTheListTwice)->Arg(2'000)->Arg(100'000)->Arg(1'000'000);
 
 void buildADocumentInOneAdd(benchmark::State& state) {
     for (auto _ : state) {
@@ -78,6 +78,21 @@ void buildADocumentInOneAdd(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(buildADocumentInOneAdd)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
+
+void addInOneCall(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto document = std::make_shared<TarnNoteEntryStorage>();
+        const Beats beats = makeBeats(*document, 0, static_cast<std::size_t>(state.range(0)));
+        state.ResumeTiming();
+        document->addBeatEntriesFromArray(beats);
+        state.PauseTiming();
+        document = nullptr;
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(addInOneCall)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
 
 void removeEverySecondBeat(benchmark::State& state) {
     const auto document = std::make_shared<TarnNoteEntryStorage>();
