@@ -1,34 +1,43 @@
 #pragma once
 
-#include "Platform/NotificationCenter.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorageUndoRecorder.h"
+#include "Tests/TarnFoundation/UserEntries/DocumentFixture.h"
 
 #include <algorithm>
 #include <functional>
-#include <gtest/gtest.h>
 #include <random>
+#include <sstream>
 
-/// Beat grids for tests: written as locations and positions of downbeats, or drawn at random.
+/// Beat grids for tests: written as text or as positions of downbeats, or drawn at random.
 namespace tarn::test {
 
+using namespace fixtures;
 using BeatRef = std::shared_ptr<TarnBeatEntry>;
-using Locations = std::vector<std::int64_t>;
-using Storage = std::shared_ptr<TarnNoteEntryStorage>;
 
 struct BeatAt {
     std::int64_t location = 0;
     bool isDownbeat = false;
     friend bool operator==(const BeatAt&, const BeatAt&) = default;
 };
+using Grid = std::vector<BeatAt>;
 
 inline std::ostream& operator<<(std::ostream& out, const BeatAt& beat) {
     return out << beat.location << (beat.isDownbeat ? "*" : "");
 }
 
+/// Beats by their locations, downbeats with a star: "0* 100 200".
+inline Grid gridOf(const std::string& text) {
+    Grid grid;
+    std::istringstream words(text);
+    for (std::string word; words >> word;)
+        grid.push_back({std::stoll(word), word.back() == '*'});
+    return grid;
+}
+
 /// `count` beats from `first` on, `spacing` apart, with downbeats at the given positions.
-inline std::vector<BeatAt> evenGrid(std::size_t count, std::int64_t spacing,
-                                    std::vector<std::size_t> downbeats, std::int64_t first = 0) {
-    std::vector<BeatAt> grid;
+inline Grid evenGrid(std::size_t count, std::int64_t spacing, const Positions& downbeats,
+                     std::int64_t first = 0) {
+    Grid grid;
     for (std::size_t i = 0; i < count; ++i)
         grid.push_back({first + static_cast<std::int64_t>(i) * spacing, false});
     for (const std::size_t position : downbeats)
@@ -36,50 +45,42 @@ inline std::vector<BeatAt> evenGrid(std::size_t count, std::int64_t spacing,
     return grid;
 }
 
-/// A new storage with these beats, then (so that no rule prunes them) the signature.
-inline Storage makeStorage(const std::vector<BeatAt>& grid,
-                           std::optional<TimeSignature> signature = std::nullopt) {
-    auto storage = std::make_shared<TarnNoteEntryStorage>();
-    std::vector<BeatRef> beats;
+/// A new document with these beats, then (so that no rule prunes them) the signature.
+inline Document makeStorage(const Grid& grid, std::optional<TimeSignature> signature = std::nullopt) {
+    Locations locations;
+    Positions downbeats;
     for (const auto& beat : grid) {
-        beats.push_back(storage->newBeatEntry());
-        beats.back()->setLocation(beat.location);
-        beats.back()->setDownbeat(beat.isDownbeat);
+        if (beat.isDownbeat)
+            downbeats.push_back(locations.size());
+        locations.push_back(beat.location);
     }
-    storage->addBeatEntriesFromArray(beats);
+    auto storage = makeDocumentWithBeats(locations, downbeats);
     if (signature)
         storage->setTimeSignature(signature->numerator, signature->denominator);
     return storage;
 }
 
 template <typename Beats>
-std::vector<BeatAt> beatsOf(const Beats& beats) {
-    std::vector<BeatAt> result;
+Grid beatsOf(const Beats& beats) {
+    Grid result;
     for (const auto& beat : beats)
         result.push_back({beat->location(), beat->isDownbeat()});
     return result;
 }
 
-template <typename Beats>
-std::vector<std::uint64_t> identifiersOf(const Beats& beats) {
-    std::vector<std::uint64_t> identifiers;
-    for (const auto& beat : beats)
-        identifiers.push_back(beat->eventId());
-    return identifiers;
+inline std::int64_t drawn(std::mt19937_64& random, std::int64_t low, std::int64_t high) {
+    return std::uniform_int_distribution<std::int64_t>(low, high)(random);
 }
 
 /// Pickup beats, odd bars, doubled locations, negative locations, one beat and none all occur.
-inline std::vector<BeatAt> randomGrid(std::mt19937_64& random) {
-    const auto draw = [&](std::int64_t low, std::int64_t high) {
-        return std::uniform_int_distribution<std::int64_t>(low, high)(random);
-    };
-    std::vector<BeatAt> grid;
-    std::int64_t location = draw(-60, 60);
-    const bool doubles = draw(0, 3) == 0;
-    const std::int64_t downbeatOdds = draw(1, 9);
-    for (std::int64_t remaining = draw(0, draw(0, 3) == 0 ? 2 : 40); remaining > 0; --remaining) {
-        grid.push_back({location, draw(0, downbeatOdds) == 0});
-        location += draw(doubles ? 0 : 1, 25);
+inline Grid randomGrid(std::mt19937_64& random) {
+    Grid grid;
+    std::int64_t location = drawn(random, -60, 60);
+    const bool doubles = drawn(random, 0, 3) == 0;
+    const std::int64_t downbeatOdds = drawn(random, 1, 9);
+    for (auto remaining = drawn(random, 0, drawn(random, 0, 3) == 0 ? 2 : 40); remaining > 0; --remaining) {
+        grid.push_back({location, drawn(random, 0, downbeatOdds) == 0});
+        location += drawn(random, doubles ? 0 : 1, 25);
     }
     return grid;
 }
@@ -87,22 +88,15 @@ inline std::vector<BeatAt> randomGrid(std::mt19937_64& random) {
 /// Performs `edit` and checks that it is one change of the beats: one notification with one changeset that
 /// turns the old grid into the new one, no change of another kind, and one undo step that restores the very
 /// entries, and redoes them.
-inline void expectOneUndoableChange(const Storage& storage, const std::function<void()>& edit) {
+inline void expectOneUndoableChange(const Document& storage, const std::function<void()>& edit) {
     storage->undoManager = std::make_shared<UndoManager>();
-    const TarnNoteEntryStorageUndoRecorder recorder(storage, storage->undoManager);
+    const TarnNoteEntryStorageUndoRecorder undoRecorder(storage, storage->undoManager);
     const auto before = storage->beatEntries().copy();
     const auto beatsBefore = beatsOf(before);
-    std::vector<std::string> notifications;
-    EntryChangesetRef<TarnBeatEntry> changeset;
-    const auto token = NotificationCenter::defaultCenter().addObserver(
-        "", storage, nullptr, [&](const Notification& notification) {
-            notifications.push_back(notification.name);
-            changeset = std::any_cast<EntryChangesetRef<TarnBeatEntry>>(
-                notification.userInfo.at(TarnNoteEntryStorageChangesetKey));
-        });
+    const NotificationRecorder recorder(storage);
     edit();
-    NotificationCenter::defaultCenter().removeObserver(token);
-    EXPECT_EQ(notifications, std::vector<std::string>{TarnNoteEntryStorageDidChangeBeatEntriesNotification});
+    ASSERT_EQ(recorder.names(), Names{TarnNoteEntryStorageDidChangeBeatEntriesNotification});
+    const auto changeset = recorder.changeset<TarnBeatEntry>(0);
     ASSERT_NE(changeset, nullptr);
     EXPECT_EQ(changeset->oldItems().copy(), before);
     const auto after = storage->beatEntries().copy();

@@ -26,22 +26,16 @@ enum class Outcome { completed, killed, untraceable, failed };
 
 /// Whether a process that stops at a system call is about to ask for memory, or has just been given some. How
 /// often it asks depends on its heap, and so on what ran before the save.
-class MemoryCalls {
-public:
-    bool isThisStopOne(pid_t process) {
-        __ptrace_syscall_info info{};
-        ::ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof info, &info);
-        if (info.op == PTRACE_SYSCALL_INFO_ENTRY) {
-            const auto number = static_cast<long>(info.entry.nr);
-            mIsIn = number == SYS_mmap || number == SYS_munmap || number == SYS_mremap ||
-                    number == SYS_madvise || number == SYS_mprotect || number == SYS_brk;
-        }
-        return mIsIn;
+bool isMemoryCall(pid_t process, bool& isInOne) {
+    __ptrace_syscall_info info{};
+    ::ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof info, &info);
+    if (info.op == PTRACE_SYSCALL_INFO_ENTRY) {
+        const auto number = static_cast<long>(info.entry.nr);
+        isInOne = number == SYS_mmap || number == SYS_munmap || number == SYS_mremap ||
+                  number == SYS_madvise || number == SYS_mprotect || number == SYS_brk;
     }
-
-private:
-    bool mIsIn = false;
-};
+    return isInOne;
+}
 
 /// Saves in a process of its own, killed where it stops for the `stop`-th time: before or after one of its
 /// system calls, not counting those for memory.
@@ -63,14 +57,14 @@ Outcome saveKilledAt(unsigned stop, const std::function<void()>& save) {
                                                                         : Outcome::failed;
     ::ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
     long signal = 0;
-    MemoryCalls memoryCalls;
+    bool isInMemoryCall = false;
     for (unsigned stops = 0; stops < stop;) {
         if (::ptrace(PTRACE_SYSCALL, child, nullptr, signal) != 0 || ::waitpid(child, &status, 0) != child)
             return Outcome::failed;
         if (!WIFSTOPPED(status))
             return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? Outcome::completed : Outcome::failed;
         const bool atSystemCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
-        stops += atSystemCall && !memoryCalls.isThisStopOne(child) ? 1 : 0;
+        stops += atSystemCall && !isMemoryCall(child, isInMemoryCall) ? 1 : 0;
         signal = atSystemCall ? 0 : WSTOPSIG(status);
     }
     ::kill(child, SIGKILL);

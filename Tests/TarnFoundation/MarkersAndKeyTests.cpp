@@ -3,7 +3,7 @@
 #include "TarnFoundation/NoteEntryStorageError.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorageUndoRecorder.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 using namespace tarn;
 using namespace tarn::fixtures;
@@ -16,26 +16,15 @@ TEST(Markers, AreInsertedOnceAtAFrame) {
     const auto marker = document->insertMarkerEntry(48000);
     EXPECT_EQ(marker->location(), 48000);
     EXPECT_EQ(document->insertMarkerEntry(-1)->eventId(), 1u);
-    EXPECT_EQ(recorder.names(), std::vector<std::string>(2, MarkerKind::kDidChangeNotification));
+    EXPECT_EQ(recorder.names(), Names(2, MarkerKind::kDidChangeNotification));
     for (const auto& [frame, text] : {std::pair(48000, "An entry already exists in markers at 48000"),
-                                      std::pair(-1, "An entry already exists in markers at -1")}) {
-        try {
-            (void)document->insertMarkerEntry(frame);
-            ADD_FAILURE() << "a second marker at " << frame;
-        } catch (const NoteEntryStorageError& error) {
-            EXPECT_EQ(error.description, text);
-            EXPECT_STREQ(error.what(), text);
-        }
+                                      {-1, "An entry already exists in markers at -1"}}) {
+        EXPECT_THAT(([&, at = frame] { (void)document->insertMarkerEntry(at); }),
+                    testing::Throws<NoteEntryStorageError>(
+                        testing::Field(&NoteEntryStorageError::description, text)));
     }
-    EXPECT_EQ(locations(document->markerEntries()), (std::vector<std::int64_t>{-1, 48000}));
+    EXPECT_EQ(locations(document->markerEntries()), (Locations{-1, 48000}));
     EXPECT_EQ(document->nextEventId(), 2u) << "a refusal makes no entry";
-}
-
-void addKey(TarnNoteEntryStorage& document, std::int64_t location, const char* tonic) {
-    const auto key = document.newKeyEntry();
-    key->setLocation(location);
-    key->setTonicChord(KELPChord::chordWithString(tonic)); // none for an unreadable text
-    document.addKeyEntry(key);
 }
 
 KELPKeyRef keyOf(const char* tonic) {
@@ -54,32 +43,12 @@ TEST(GlobalKey, IsThatOfTheEarliestKeyEntry) {
     EXPECT_EQ(document->globalKey(), nullptr) << "later entries do not stand in for the first";
 }
 
-class OverriddenKey : public ::testing::Test {
-protected:
-    void addChord(std::int64_t location, const char* text) {
-        const auto chord = document->newChordEntry();
-        chord->setLocation(location);
-        chord->setChord(KELPChord::chordWithString(text));
-        document->addChordEntry(chord);
-    }
-    [[nodiscard]] std::vector<std::string> chords() const {
-        std::vector<std::string> result;
-        for (const auto& entry : document->chordEntries())
-            result.push_back(std::to_string(entry->location()) + " " +
-                             (entry->chord() ? entry->chord()->string() : "none"));
-        return result;
-    }
-
-    Document document = makeDocument();
-};
-
-TEST_F(OverriddenKey, SpellsEveryChordAnewInOneStepOfUndo) {
-    for (const auto& [location, tonic] : {std::pair(0, "G"), std::pair(50, "D"), std::pair(70, "C")})
+TEST(OverriddenKey, SpellsEveryChordAnewInOneStepOfUndo) {
+    const auto document = makeDocument();
+    for (const auto& [location, tonic] : {std::pair(0, "G"), {50, "D"}, {70, "C"}})
         addKey(*document, location, tonic);
-    addChord(300, "A#m7/G#");
-    addChord(100, "C");
-    addChord(200, "N.C.");
-    addChord(250, "");
+    for (const auto& [location, chord] : {std::pair(300, "A#m7/G#"), {100, "C"}, {200, "N.C."}, {250, ""}})
+        addChord(*document, location, chord);
     document->undoManager = std::make_shared<UndoManager>();
     const TarnNoteEntryStorageUndoRecorder undoRecorder(document, document->undoManager);
     const auto oldKeys = document->keyEntries();
@@ -88,16 +57,14 @@ TEST_F(OverriddenKey, SpellsEveryChordAnewInOneStepOfUndo) {
 
     const NotificationRecorder recorder(document);
     document->overrideGlobalKeyWithKey(keyOf("F"));
-    EXPECT_EQ(recorder.names(),
-              (std::vector<std::string>{KeyKind::kDidChangeNotification, ChordKind::kDidChangeNotification}));
-    ASSERT_EQ(document->keyEntries().size(), 1u);
-    EXPECT_EQ(document->keyEntries()[0]->location(), 0);
-    EXPECT_EQ(document->keyEntries()[0]->eventId(), firstNewId);
+    EXPECT_EQ(recorder.names(), (Names{KeyKind::kDidChangeNotification, ChordKind::kDidChangeNotification}));
+    EXPECT_EQ(identifiers(document->keyEntries()), Identifiers{firstNewId});
+    EXPECT_EQ(locations(document->keyEntries()), Locations{0});
     EXPECT_EQ(*document->globalKey(), *keyOf("F"));
-    EXPECT_EQ(chords(), (std::vector<std::string>{"100 C", "200 N.C.", "250 none", "300 Bbm7/Ab"}));
+    EXPECT_EQ(chordsOf(document->chordEntries()), (Names{"C@100", "N.C.@200", "none@250", "Bbm7/Ab@300"}));
     EXPECT_EQ(identifiers(document->chordEntries()),
-              (std::vector<std::uint64_t>{firstNewId + 1, firstNewId + 2, firstNewId + 3, firstNewId + 4}));
-    EXPECT_EQ(oldChords[3]->chord()->string(), "A#m7/G#") << "the old entries keep their spelling";
+              (Identifiers{firstNewId + 1, firstNewId + 2, firstNewId + 3, firstNewId + 4}));
+    EXPECT_EQ(chordsOf(oldChords).back(), "A#m7/G#@300") << "the old entries keep their spelling";
 
     const auto newChords = identifiers(document->chordEntries());
     document->undoManager->undo();
@@ -110,12 +77,12 @@ TEST_F(OverriddenKey, SpellsEveryChordAnewInOneStepOfUndo) {
     EXPECT_EQ(identifiers(document->chordEntries()), newChords);
 }
 
-TEST_F(OverriddenKey, NeedsNeitherChordsNorAnEarlierKeyNorAnUndoManager) {
+TEST(OverriddenKey, NeedsNeitherChordsNorAnEarlierKeyNorAnUndoManager) {
+    const auto document = makeDocument();
     const NotificationRecorder recorder(document);
     document->overrideGlobalKey(keyOf("C#m"));
     EXPECT_EQ(*document->globalKey(), *keyOf("C#m"));
-    ASSERT_EQ(recorder.names(),
-              (std::vector<std::string>{KeyKind::kDidChangeNotification, ChordKind::kDidChangeNotification}));
+    ASSERT_EQ(recorder.names(), (Names{KeyKind::kDidChangeNotification, ChordKind::kDidChangeNotification}));
     EXPECT_TRUE(recorder.list<TarnChordEntry>(1, TarnNoteEntryStorageAddedEntriesKey)->empty());
 }
 

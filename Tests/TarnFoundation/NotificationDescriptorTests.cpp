@@ -3,8 +3,6 @@
 #include "Platform/OperationQueue.h"
 #include "TarnFoundation/NotificationDescriptor.h"
 
-#include <gtest/gtest.h>
-
 #include <thread>
 
 using namespace tarn;
@@ -19,7 +17,7 @@ NotificationCenter& center() {
 TEST(NotificationDescriptor, MakesTypedPayloadsOfAStoragesChanges) {
     const auto document = makeDocument();
     const auto other = makeDocument();
-    std::vector<std::string> log;
+    Names log;
     const auto writeDown = [&log](const char* kind) {
         return [&log, kind](const auto& payload) {
             log.push_back(kind + std::string(" ") + std::to_string(payload.changeset->addedItems().size()));
@@ -37,43 +35,26 @@ TEST(NotificationDescriptor, MakesTypedPayloadsOfAStoragesChanges) {
     other->insertMarkerEntry(6);
     center().removeObserver(regions);
     document->addRegionEntry(document->newVerseRegionEntry());
-    EXPECT_EQ(log, (std::vector<std::string>{"beats 2", "markers 1", "any markers 1", "regions 1",
-                                             "any markers 1"}));
+    EXPECT_EQ(log, (Names{"beats 2", "markers 1", "any markers 1", "regions 1", "any markers 1"}));
     for (const auto& token : {beats, markers, anySender})
         center().removeObserver(token);
 }
 
-TEST(NotificationDescriptor, DeliversOnTheQueueThatIsNamed) {
-    const auto document = makeDocument();
+TEST(NotificationDescriptor, IsAnOrdinaryValueForAnyPayloadAndQueue) {
+    const NotificationDescriptor<std::size_t> descriptor{
+        "SomethingHappened", [](const UserInfo& userInfo) { return userInfo.size(); }};
     const auto queue = std::make_shared<OperationQueue>();
+    Positions sizes;
     std::thread::id thread;
-    const auto token =
-        addObserver(center(), markersDidChangeNotification(), document, queue,
-                    [&](const ChangesetPayload<TarnMarkerEntry>&) { thread = std::this_thread::get_id(); });
-    document->insertMarkerEntry(5);
+    const auto token = addObserver(center(), descriptor, nullptr, queue, [&](std::size_t size) {
+        sizes.push_back(size);
+        thread = std::this_thread::get_id();
+    });
+    center().post("SomethingHappened", nullptr, {{"one", 1}, {"two", 2}});
+    center().post("SomethingElse", nullptr);
     queue->waitUntilAllOperationsAreFinished();
-    EXPECT_NE(thread, std::thread::id());
+    EXPECT_EQ(sizes, Positions{2});
     EXPECT_NE(thread, std::this_thread::get_id());
-    center().removeObserver(token);
-}
-
-TEST(NotificationDescriptor, IsAnOrdinaryValue) {
-    auto descriptor = beatsDidChangeNotification();
-    EXPECT_EQ(descriptor.name, "TarnNoteEntryStorageDidChangeBeatEntriesNotification");
-    int made = 0;
-    descriptor.name = "SomethingHappened";
-    descriptor.make = [&made, make = beatsDidChangeNotification().make](const UserInfo& userInfo) {
-        ++made;
-        return make(userInfo);
-    };
-    const auto document = makeDocument();
-    const auto token = document->addObserver(descriptor, [](const auto&) {});
-    document->addBeatEntry(document->newBeatEntry());
-    EXPECT_EQ(made, 0);
-    const EntryChangesetRef<TarnBeatEntry> changeset =
-        std::make_shared<EntryChangeset<TarnBeatEntry>>(EntryList<TarnBeatEntry>(), document->beatEntries());
-    center().post("SomethingHappened", document, {{TarnNoteEntryStorageChangesetKey, changeset}});
-    EXPECT_EQ(made, 1);
     center().removeObserver(token);
 }
 
@@ -83,14 +64,11 @@ TEST(NotificationDescriptor, StopsTheProcessWithoutAChangesetOfItsKind) {
     const auto post = [&](UserInfo userInfo) {
         center().post(MarkerKind::kDidChangeNotification, document, std::move(userInfo));
     };
+    const char* const key = TarnNoteEntryStorageChangesetKey;
     EXPECT_DEATH(post({}), "carries no changeset");
-    EXPECT_DEATH(post({{TarnNoteEntryStorageAddedEntriesKey, document->markerEntries()}}),
-                 "carries no changeset");
-    EXPECT_DEATH(post({{TarnNoteEntryStorageChangesetKey, 7}}), "something else");
-    EXPECT_DEATH(post({{TarnNoteEntryStorageChangesetKey, EntryChangesetRef<TarnBeatEntry>()}}),
-                 "something else");
-    EXPECT_DEATH(post({{TarnNoteEntryStorageChangesetKey, EntryChangesetRef<TarnMarkerEntry>()}}),
-                 "something else");
+    for (const std::any& value : {std::any(7), std::any(EntryChangesetRef<TarnBeatEntry>()),
+                                  std::any(EntryChangesetRef<TarnMarkerEntry>())})
+        EXPECT_DEATH(post({{key, value}}), "something else");
     center().removeObserver(token);
 }
 

@@ -9,32 +9,27 @@ constexpr TimeSignature kCommonTime{4, 4};
 
 TEST(Preroll, SnapsBackOntoTheBeatAtOrBeforeTheFrame) {
     const TarnPrerollController controller(makeStorage(evenGrid(4, 100, {0}, 100)), 1);
-    for (const auto& [frame, snapped] : std::vector<std::pair<std::int64_t, std::int64_t>>{
-             {99, 99}, {100, 100}, {199, 100}, {200, 200}, {9999, 400}})
+    for (const auto& [frame, snapped] : {std::pair(99, 99), {100, 100}, {199, 100}, {200, 200}, {9999, 400}})
         EXPECT_EQ(controller.snappedFrameForCountIn(frame), snapped);
     EXPECT_EQ(controller.snappedFrameForCountInClosestTo(199), 100);
 }
 
 TEST(Preroll, NeedsAFullCountInOfStoredBeatsBeforeTheFrame) {
-    struct Case {
-        std::optional<TimeSignature> signature;
-        std::int64_t bars;
-        std::int64_t lastFrameThatRequires; ///< beats lie 10 apart
-    };
-    for (const auto& [signature, bars, frame] :
-         std::vector<Case>{{kCommonTime, 1, 69},
-                           {TimeSignature{3, 4}, 2, 109},
-                           {TimeSignature{6, 8}, 1, 49},
-                           {TimeSignature{3, 2}, 1, 49}, // doubled unless over 8
-                           {std::nullopt, 2, 149}}) {
+    const auto expectLastFrame = [](std::optional<TimeSignature> signature, std::int64_t bars,
+                                    std::int64_t frame) { // that requires them; beats lie 10 apart
         const TarnPrerollController controller(makeStorage(evenGrid(40, 10, {0}), signature), bars);
         EXPECT_TRUE(controller.requiresArtificialBeatEntriesForPrerollFrame(frame));
         EXPECT_FALSE(controller.requiresArtificialBeatEntriesForPrerollFrame(frame + 1));
         EXPECT_TRUE(controller.requiresArtificialBeatEntriesForPrerollFrame(-1));
-    }
+    };
+    expectLastFrame(kCommonTime, 1, 69);
+    expectLastFrame(TimeSignature{3, 4}, 2, 109);
+    expectLastFrame(TimeSignature{6, 8}, 1, 49);
+    expectLastFrame(TimeSignature{3, 2}, 1, 49); // doubled unless over 8
+    expectLastFrame(std::nullopt, 2, 149);
     // Before every beat also when nothing is to be counted in.
     EXPECT_TRUE(TarnPrerollController(makeStorage({}), 0).requiresArtificialBeatEntriesForPrerollFrame(5));
-    EXPECT_DEATH((void)TarnPrerollController(makeStorage({{0}}), std::numeric_limits<std::int64_t>::max())
+    EXPECT_DEATH((void)TarnPrerollController(makeStorage({{0}}), kGreatest)
                      .requiresArtificialBeatEntriesForPrerollFrame(5),
                  "overflow");
 }
@@ -65,8 +60,7 @@ TEST(Preroll, ArtificialBeatsComeBeforeTheFirstAndGoAwayTogether) {
 }
 
 TEST(Preroll, ArtificialSpacingIsASeventhRoundedToTheNearestFrame) {
-    for (const auto& [eighth, first] :
-         std::vector<std::pair<std::int64_t, std::int64_t>>{{73, -10}, {74, -11}, {75, -11}}) {
+    for (const auto& [eighth, first] : {std::pair(73, -10), {74, -11}, {75, -11}}) {
         auto grid = evenGrid(8, 10, {0});
         grid[7].location = eighth;
         const auto storage = makeStorage(grid, TimeSignature{1, 8});
@@ -76,39 +70,34 @@ TEST(Preroll, ArtificialSpacingIsASeventhRoundedToTheNearestFrame) {
 }
 
 TEST(Preroll, GeneratingStopsWhereItCannotWork) {
-    const auto storage = makeStorage(evenGrid(7, 10, {0}), kCommonTime);
-    EXPECT_DEATH(TarnPrerollController(storage, 1).generateArtificialBeatEntriesForPrerollFrame(0),
-                 "eight beats");
-    EXPECT_DEATH(TarnPrerollController(makeStorage({}), 1).generateArtificialBeatEntriesForPrerollFrame(0),
-                 "eight beats");
+    const auto generate = [](const Document& storage, std::int64_t frame) {
+        TarnPrerollController(storage, 1).generateArtificialBeatEntriesForPrerollFrame(frame);
+    };
+    EXPECT_DEATH(generate(makeStorage(evenGrid(7, 10, {0}), kCommonTime), 0), "eight beats");
+    EXPECT_DEATH(generate(makeStorage({}), 0), "eight beats");
     const auto longer = makeStorage(evenGrid(16, 10, {0}), kCommonTime);
-    EXPECT_DEATH(TarnPrerollController(longer, 1).generateArtificialBeatEntriesForPrerollFrame(80),
-                 "beats are missing");
-    TarnPrerollController(longer, 1).generateArtificialBeatEntriesForPrerollFrame(
-        79); // 8 - 7: one beat, pruned again
+    EXPECT_DEATH(generate(longer, 80), "beats are missing");
+    generate(longer, 79); // 8 - 7: one beat, pruned again
     EXPECT_EQ(beatsOf(longer->beatEntries()), evenGrid(16, 10, {0}));
 }
 
 TEST(Preroll, PrerollGoesBackByBarsFromTheBeatBeforeTheFrame) {
-    struct Case {
-        std::int64_t frame, bars, preroll;
-    };
     // Pickup at 0, 10; downbeats at 20, 60, 100.
     const auto storage = makeStorage(evenGrid(14, 10, {2, 6, 10}));
-    for (const auto& [frame, bars, preroll] : std::vector<Case>{
-             {75, 1, 60}, // inside a bar: its own downbeat
-             {60, 1, 20}, // on a downbeat: the previous one
-             {65, 1, 20}, // the current beat is the downbeat, which does not count
-             {100, 2, 20},
-             {75, 2, 20},
-             {75, 9, 20}, // no more downbeats: the first one
-             {75, 0, 60},
-             {75, -3, 60},
-             {25, 1, 25}, // no downbeat before the beat at 20
-             {5, 1, 5},
-             {-1, 1, -1},
-         })
+    const auto expect = [&](std::int64_t frame, std::int64_t bars, std::int64_t preroll) {
         EXPECT_EQ(TarnPrerollController(storage, bars).prerollFrame(frame), preroll) << frame << ", " << bars;
+    };
+    expect(75, 1, 60); // inside a bar: its own downbeat
+    expect(60, 1, 20); // on a downbeat: the previous one
+    expect(65, 1, 20); // the current beat is the downbeat, which does not count
+    expect(100, 2, 20);
+    expect(75, 2, 20);
+    expect(75, 9, 20); // no more downbeats: the first one
+    expect(75, 0, 60);
+    expect(75, -3, 60);
+    expect(25, 1, 25); // no downbeat before the beat at 20
+    expect(5, 1, 5);
+    expect(-1, 1, -1);
     EXPECT_EQ(TarnPrerollController(storage, 2).prerollFrameFor(100), 20);
 }
 

@@ -2,45 +2,34 @@
 
 #include "TarnFoundation/RegionEditing.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-
 using namespace tarn;
 using namespace tarn::fixtures;
 
 namespace {
 
 TEST(Regions, AreFoundByTwoRulesOfContainment) {
-    struct Case {
-        std::vector<Span> stored;
-        std::int64_t frame;
-        int forLocation; ///< position in `stored`; -1: none
-        int containing;
-    };
-    for (const auto& c : std::initializer_list<Case>{
-             {{{100, 50}}, 99, -1, -1},
-             {{{100, 50}}, 100, 0, 0},
-             {{{100, 50}}, 149, 0, 0},
-             {{{100, 50}}, 150, 0, -1}, // the end belongs to it by one rule only
-             {{{100, 50}}, 151, -1, -1},
-             {{{100, 0}}, 100, 0, -1},
-             {{{0, 10}}, -1, -1, -1}, // a negative frame is a very large unsigned one
-             {{{-10, 5}}, -7, 0, 0},
-             {{{-10, 20}}, 5, -1, 0}, // the end wraps, the start compares signed or unsigned
-             {{{-10, 20}}, -5, -1, -1},
-             {{{200, 100}, {100, 150}}, 210, 0, 1}, // the first stored; the first by location
-             {{{100, 50}, {150, 50}}, 150, 0, 1},
-             {{}, 0, -1, -1},
-         }) {
+    // Of each frame the positions in `stored`; -1: none.
+    using Found = std::vector<int>;
+    const auto expectFound = [](const std::vector<Span>& stored, const Locations& frames,
+                                const Found& forLocation, const Found& containing) {
         const auto document = makeDocument();
-        const auto regions = addRegions(*document, c.stored);
-        const auto expect = [&](int position) {
-            return position < 0 ? nullptr : regions[std::size_t(position)];
-        };
-        EXPECT_EQ(document->regionEntryForLocation(c.frame), expect(c.forLocation)) << c.frame;
-        EXPECT_EQ(document->regionEntryContaining(c.frame), expect(c.containing)) << c.frame;
-    }
+        const auto regions = addRegions(*document, stored);
+        const auto at = [&](int position) { return position < 0 ? nullptr : regions[std::size_t(position)]; };
+        for (std::size_t i = 0; i < frames.size(); ++i) {
+            EXPECT_EQ(document->regionEntryForLocation(frames[i]), at(forLocation[i])) << frames[i];
+            EXPECT_EQ(document->regionEntryContaining(frames[i]), at(containing[i])) << frames[i];
+        }
+    };
+    // The end belongs to a region by one rule only.
+    expectFound({{100, 50}}, {99, 100, 149, 150, 151}, {-1, 0, 0, 0, -1}, {-1, 0, 0, -1, -1});
+    expectFound({{100, 0}}, {100}, {0}, {-1});
+    expectFound({{0, 10}}, {-1}, {-1}, {-1}); // a negative frame is a very large unsigned one
+    expectFound({{-10, 5}}, {-7}, {0}, {0});
+    expectFound({{-10, 20}}, {5, -5}, {-1, -1},
+                {0, -1}); // the end wraps, the start is compared signed or not
+    expectFound({{200, 100}, {100, 150}}, {210}, {0}, {1}); // the first stored; the first by location
+    expectFound({{100, 50}, {150, 50}}, {150}, {0}, {1});
+    expectFound({}, {0}, {-1}, {-1});
 }
 
 TEST(Regions, HaveNeighboursByLocation) {
@@ -63,7 +52,6 @@ TEST(Regions, AreFilteredByRangeExpressionsInTheirOrder) {
     const auto document = makeDocument();
     const auto regions =
         addRegions(*document, {{30, 10}, {10, 10}, {20, 0}, {-5, 25}}); // ends 40, 20, 20, 20
-    using Identifiers = std::vector<std::uint64_t>;
     const auto ending = [&](const auto& in) { return identifiers(entriesEnding(regions, in)); };
     const auto beginning = [&](const auto& in) { return identifiers(entriesBeginning(regions, in)); };
     EXPECT_EQ(ending(ClosedRange<std::int64_t>(20, 40)), (Identifiers{0, 1, 2, 3}));
@@ -78,64 +66,49 @@ TEST(Regions, AreFilteredByRangeExpressionsInTheirOrder) {
     }
 }
 
-const std::vector<std::int64_t> kBeats{1000, 2000, 3000, 4000, 5000, 6000};
-const std::vector<std::size_t> kDownbeats{0, 4}; // at 1000 and 5000
-
 TEST(Regions, FillTheFreeSpaceOfTheBarThatTheyAreDroppedInto) {
-    struct Case {
-        std::vector<std::int64_t> beats;
-        std::vector<std::size_t> downbeats;
-        std::vector<Span> regions;
-        std::int64_t frame;
-        std::int64_t frameCount;
-        std::optional<Span> filled; ///< none: nothing happens
-    };
-    for (const auto& c : std::initializer_list<Case>{
-             {kBeats, kDownbeats, {}, 2000, 9000, Span{1000, 4000}},
-             {kBeats, kDownbeats, {}, 1000, 9000, Span{1000, 4000}},
-             {kBeats, kDownbeats, {}, 4999, 9000, Span{1000, 4000}},
-             {kBeats, kDownbeats, {}, 5000, 9000, Span{5000, 4000}},
-             {kBeats, kDownbeats, {}, 9000, 9000, Span{5000, 4000}},
-             {kBeats, kDownbeats, {}, 500, 9000, Span{0, 1000}}, // before the first bar
-             {kBeats, kDownbeats, {}, 0, 0, Span{0, 1000}},
-             {{1000, 2000, 3000}, {2}, {}, 1500, 9000, Span{0, 3000}}, // in a pickup
-             {{1000, 2000}, {}, {}, 1500, 3000, Span{0, 3000}},
-             {{}, {}, {}, 1500, 3000, std::nullopt},
-             {{}, {}, {}, -1, 3000, std::nullopt}, // without beats the frame is not looked at
-             // Neighbours in the bar shorten it; those that end or begin elsewhere do not.
-             {kBeats, kDownbeats, {{1200, 600}, {4200, 100}}, 2000, 9000, Span{1800, 2400}},
-             {kBeats, kDownbeats, {{500, 1000}, {4200, 9000}}, 2000, 9000, Span{1500, 2700}},
-             {kBeats, kDownbeats, {{500, 500}, {5000, 100}}, 2000, 9000, Span{1000, 4000}},
-             {kBeats, kDownbeats, {{0, 900}, {5001, 100}}, 2000, 9000, Span{1000, 4000}},
-             {kBeats,
-              kDownbeats,
-              {{1300, 100}, {1100, 100}, {4000, 10}, {4500, 10}},
-              2000,
-              9000,
-              Span{1400, 2600}},
-             {kBeats, kDownbeats, {{1200, 500}, {1300, 10}}, 2000, 9000, Span{1700, 3300}}, // the greatest
-                                                                                            // end
-             {kBeats, kDownbeats, {{1500, 0}, {2001, 0}}, 2000, 9000, Span{1500, 501}},
-             // A region at the frame, its end included, keeps others out.
-             {kBeats, kDownbeats, {{1500, 1000}}, 2000, 9000, std::nullopt},
-             {kBeats, kDownbeats, {{1000, 1000}}, 2000, 9000, std::nullopt},
-             {kBeats, kDownbeats, {{2000, 10}}, 2000, 9000, std::nullopt},
-         }) {
-        const auto document = makeDocumentWithBeats(c.beats, c.downbeats);
-        addRegions(*document, c.regions);
+    // Without a span nothing happens.
+    const auto expectFilled = [](const Document& document, std::int64_t frame, std::int64_t frameCount,
+                                 std::optional<Span> filled) {
         const auto region = document->newVerseRegionEntry();
         region->setRange({7, 77});
         const NotificationRecorder recorder(document);
-        document->addRegionEntryExpandedToFitBarSurrounding(region, c.frame, c.frameCount);
-        const Span expected = c.filled.value_or(Span{7, 77});
-        EXPECT_EQ(Span(region->location(), region->length()), expected) << c.frame;
-        EXPECT_EQ(document->containsRegionEntry(region), c.filled.has_value()) << c.frame;
-        EXPECT_EQ(recorder.notifications.size(), c.filled ? 1u : 0u) << c.frame;
-    }
+        document->addRegionEntryExpandedToFitBarSurrounding(region, frame, frameCount);
+        EXPECT_EQ(Span(region->location(), region->length()), filled.value_or(Span{7, 77})) << frame;
+        EXPECT_EQ(document->containsRegionEntry(region), filled.has_value()) << frame;
+        EXPECT_EQ(recorder.notifications.size(), filled ? 1u : 0u) << frame;
+    };
+    const auto barsWith = [](const std::vector<Span>& regions) {
+        auto document = makeDocumentWithBeats({1000, 2000, 3000, 4000, 5000, 6000}, {0, 4});
+        addRegions(*document, regions);
+        return document;
+    };
+    expectFilled(barsWith({}), 2000, 9000, Span{1000, 4000});
+    expectFilled(barsWith({}), 1000, 9000, Span{1000, 4000});
+    expectFilled(barsWith({}), 4999, 9000, Span{1000, 4000});
+    expectFilled(barsWith({}), 5000, 9000, Span{5000, 4000});
+    expectFilled(barsWith({}), 9000, 9000, Span{5000, 4000});
+    expectFilled(barsWith({}), 500, 9000, Span{0, 1000}); // before the first bar
+    expectFilled(barsWith({}), 0, 0, Span{0, 1000});
+    expectFilled(makeDocumentWithBeats({1000, 2000, 3000}, {2}), 1500, 9000, Span{0, 3000}); // in a pickup
+    expectFilled(makeDocumentWithBeats({1000, 2000}), 1500, 3000, Span{0, 3000});
+    expectFilled(makeDocument(), 1500, 3000, std::nullopt);
+    expectFilled(makeDocument(), -1, 3000, std::nullopt); // without beats the frame is not looked at
+    // Neighbours in the bar shorten it; those that end or begin elsewhere do not.
+    expectFilled(barsWith({{1200, 600}, {4200, 100}}), 2000, 9000, Span{1800, 2400});
+    expectFilled(barsWith({{500, 1000}, {4200, 9000}}), 2000, 9000, Span{1500, 2700});
+    expectFilled(barsWith({{500, 500}, {5000, 100}}), 2000, 9000, Span{1000, 4000});
+    expectFilled(barsWith({{0, 900}, {5001, 100}}), 2000, 9000, Span{1000, 4000});
+    expectFilled(barsWith({{1300, 100}, {1100, 100}, {4000, 10}, {4500, 10}}), 2000, 9000, Span{1400, 2600});
+    expectFilled(barsWith({{1200, 500}, {1300, 10}}), 2000, 9000, Span{1700, 3300}); // the greatest end
+    expectFilled(barsWith({{1500, 0}, {2001, 0}}), 2000, 9000, Span{1500, 501});
+    // A region at the frame, its end included, keeps others out.
+    for (const Span& occupied : {Span{1500, 1000}, {1000, 1000}, {2000, 10}})
+        expectFilled(barsWith({occupied}), 2000, 9000, std::nullopt);
 }
 
 TEST(Regions, StopTheProcessWhereNoneCanBeDropped) {
-    const auto document = makeDocumentWithBeats(kBeats, kDownbeats);
+    const auto document = makeDocumentWithBeats({1000, 2000, 3000, 4000, 5000, 6000}, {0, 4});
     const auto drop = [&](std::int64_t frame, std::int64_t frameCount) {
         document->addRegionEntryExpandedToFitBarSurroundingFrame(document->newRegionEntry(), frame,
                                                                  frameCount);

@@ -2,9 +2,7 @@
 
 #include "TarnFoundation/TarnSelectedItemsController.h"
 
-#include <gtest/gtest.h>
-
-#include <set>
+#include <algorithm>
 
 using namespace tarn;
 using namespace tarn::fixtures;
@@ -21,11 +19,10 @@ protected:
         document->addNoteEntriesFromArray(notes);
         for (const char* key :
              {"selectedChordEntry", "selectedRegionEntry", "selectedMarkerEntry", "selectedNoteEntries"})
-            tokens.push_back(
-                controller->observeKey(key, [this](const std::string& name, KeyValueChange change) {
-                    log.push_back((change == KeyValueChange::willChange ? "will " : "did ") + name + " " +
-                                  selected());
-                }));
+            tokens.push_back(controller->observeKey(key, [this](const auto& name, KeyValueChange change) {
+                const char* when = change == KeyValueChange::willChange ? "will " : "did ";
+                log.push_back(when + name + " " + selected());
+            }));
     }
 
     /// What is selected, by identifiers: "c0 r- m4 n6,7".
@@ -37,9 +34,8 @@ protected:
         const auto selectedNotes = controller->selectedNoteEntries();
         if (!selectedNotes)
             return text + "-";
-        std::set<std::uint64_t> sorted;
-        for (const auto& note : *selectedNotes)
-            sorted.insert(note->eventId());
+        auto sorted = identifiers(*selectedNotes);
+        std::sort(sorted.begin(), sorted.end());
         for (const auto note : sorted)
             text += (text.back() == 'n' ? "" : ",") + std::to_string(note);
         return text;
@@ -54,7 +50,7 @@ protected:
     std::vector<std::shared_ptr<TarnNoteEntry>> notes{document->newNoteEntry(), document->newNoteEntry()};
     std::shared_ptr<TarnSelectedItemsController> controller =
         std::make_shared<TarnSelectedItemsController>(document);
-    std::vector<std::string> log;
+    Names log;
     std::vector<KeyValueObservable::Token> tokens;
 };
 
@@ -72,9 +68,8 @@ TEST_F(SelectedItems, FirstOfAKindClearsAllButTheRegion) {
     expect("c- r2 m4 n-");
     log.clear();
     controller->selectNoteEntriesFromArray({notes[0], notes[1], notes[0]});
-    EXPECT_EQ(log, (std::vector<std::string>{
-                       "will selectedMarkerEntry c- r2 m4 n-", "did selectedMarkerEntry c- r2 m- n-",
-                       "will selectedNoteEntries c- r2 m- n-", "did selectedNoteEntries c- r2 m- n6,7"}));
+    EXPECT_EQ(log, (Names{"will selectedMarkerEntry c- r2 m4 n-", "did selectedMarkerEntry c- r2 m- n-",
+                          "will selectedNoteEntries c- r2 m- n-", "did selectedNoteEntries c- r2 m- n6,7"}));
     controller->selectNoteEntriesFromArray({notes[0]});
     controller->selectRegionEntry(regions[1]); // moving on keeps the others
     expect("c- r3 m- n6");
@@ -141,9 +136,8 @@ TEST_F(SelectedItems, ClearTheOthersWhenNoSelectedNoteIsLeft) {
     EXPECT_EQ(selected(), "c0 r2 m- n6,7");
     log.clear();
     document->removeNoteEntriesInArray(notes);
-    EXPECT_EQ(log, (std::vector<std::string>{
-                       "will selectedChordEntry c0 r2 m- n6,7", "did selectedChordEntry c- r2 m- n6,7",
-                       "will selectedNoteEntries c- r2 m- n6,7", "did selectedNoteEntries c- r2 m- n-"}));
+    EXPECT_EQ(log, (Names{"will selectedChordEntry c0 r2 m- n6,7", "did selectedChordEntry c- r2 m- n6,7",
+                          "will selectedNoteEntries c- r2 m- n6,7", "did selectedNoteEntries c- r2 m- n-"}));
 }
 
 TEST_F(SelectedItems, IgnoreOtherDocumentsAndNotificationsWithoutAChangeset) {

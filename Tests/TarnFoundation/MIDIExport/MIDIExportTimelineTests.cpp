@@ -2,8 +2,6 @@
 
 #include "Tests/TarnFoundation/UserEntries/DocumentFixture.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 
 namespace tarn {
@@ -20,15 +18,15 @@ constexpr double kTimelineRate = 44100;
 constexpr std::int64_t kPulse = 22050; ///< half a second
 
 /// Even beats from `first` on.
-Document evenSong(std::int64_t first, std::size_t count, const std::vector<std::size_t>& downbeats) {
-    std::vector<std::int64_t> frames(count);
+Document evenSong(std::int64_t first, std::size_t count, const Positions& downbeats) {
+    Locations frames(count);
     for (std::size_t i = 0; i < count; ++i)
         frames[i] = first + static_cast<std::int64_t>(i) * kPulse;
     return makeDocumentWithBeats(frames, downbeats);
 }
 
-Document songWithIntervals(const std::vector<std::int64_t>& intervals) {
-    std::vector<std::int64_t> frames{0};
+Document songWithIntervals(const Locations& intervals) {
+    Locations frames{0};
     for (const std::int64_t interval : intervals)
         frames.push_back(frames.back() + interval);
     return makeDocumentWithBeats(frames);
@@ -36,18 +34,6 @@ Document songWithIntervals(const std::vector<std::int64_t>& intervals) {
 
 MIDIExportTimeline timelineOf(const Document& document, std::int64_t timing, double rate = kTimelineRate) {
     return {timing, true, true, rate, *document};
-}
-
-void addNoteAt(const Document& document, std::int64_t frame) {
-    const auto note = document->newNoteEntry();
-    note->setLocation(frame);
-    document->addNoteEntry(note);
-}
-
-void addChordAt(const Document& document, std::int64_t frame) {
-    const auto chord = document->newChordEntry();
-    chord->setLocation(frame);
-    document->addChordEntry(chord);
 }
 
 const LeadIn& leadInOf(const MIDIExportTimeline& timeline) {
@@ -59,83 +45,70 @@ const LeadIn& leadInOf(const MIDIExportTimeline& timeline) {
 } // namespace
 
 TEST(MIDIExportTimeline, describesBarsByTheirPulses) {
-    struct Case {
-        std::vector<std::size_t> downbeats;
-        Signatures events;
-    };
-    const Case cases[] = {
-        {{0, 4, 8}, {{0, {2, 4}}}},
-        {{0, 3, 6}, {{0, {3, 8}}}},
-        {{0, 6, 12}, {{0, {3, 4}}}},
-        {{0, 1, 2}, {{0, {1, 8}}}},
-        {{0, 4, 7}, {{0, {2, 4}}, {2, {3, 8}}}},
-        {{0, 8, 16, 22, 28, 36}, {{0, {4, 4}}, {8, {3, 4}}, {14, {4, 4}}}},
-        {{0, 12, 18}, {{0, {6, 4}}, {6, {3, 4}}}},
-        {{0, 255, 512, 1022, 1536}, {{0, {255, 8}}, {256, {255, 4}}}}, // the cap makes bars equal
-        {{0}, {{0, {7, 16}}}},                                         // the document's own
-        {{5}, {{0, {7, 16}}}},
-        {{}, {{0, {7, 16}}}},
-    };
-    for (const Case& c : cases) {
-        const auto document = evenSong(0, 1600, c.downbeats);
+    const auto expectBars = [](const Positions& downbeats, const Signatures& events) {
+        const auto document = evenSong(0, 1600, downbeats);
         document->setTimeSignature(7, 16);
-        EXPECT_EQ(timelineOf(document, kFixed).timeSignatureEvents, c.events);
-        if (c.downbeats.empty() || c.downbeats.front() == 0) {
-            EXPECT_EQ(timelineOf(document, kFollow).timeSignatureEvents, c.events);
+        EXPECT_EQ(timelineOf(document, kFixed).timeSignatureEvents, events);
+        if (downbeats.empty() || downbeats.front() == 0) {
+            EXPECT_EQ(timelineOf(document, kFollow).timeSignatureEvents, events);
         }
-    }
+    };
+    expectBars({0, 4, 8}, {{0, {2, 4}}});
+    expectBars({0, 3, 6}, {{0, {3, 8}}});
+    expectBars({0, 6, 12}, {{0, {3, 4}}});
+    expectBars({0, 1, 2}, {{0, {1, 8}}});
+    expectBars({0, 4, 7}, {{0, {2, 4}}, {2, {3, 8}}});
+    expectBars({0, 8, 16, 22, 28, 36}, {{0, {4, 4}}, {8, {3, 4}}, {14, {4, 4}}});
+    expectBars({0, 12, 18}, {{0, {6, 4}}, {6, {3, 4}}});
+    expectBars({0, 255, 512, 1022, 1536}, {{0, {255, 8}}, {256, {255, 4}}}); // the cap makes bars equal
+    expectBars({0}, {{0, {7, 16}}});                                         // the document's own
+    expectBars({5}, {{0, {7, 16}}});
+    expectBars({}, {{0, {7, 16}}});
 }
 
 TEST(MIDIExportTimeline, choosesTheAnchorAndTheLeadIn) {
-    struct Case {
-        std::int64_t first; ///< frame of the first beat
-        std::vector<std::size_t> downbeats;
-        double length;
-        std::size_t anchor;
-        double quarterNotes; ///< 0 = no lead-in
-    };
-    const Case cases[] = {
-        {2205, {0, 4}, 2, 0, 2}, // at the threshold
-        {2204, {0, 4}, 0, 0, 0},
-        {2204, {}, 0, 0, 0},
-        {882, {3, 7}, 2, 3, 2},          // anchored at the downbeat
-        {22050, {3, 7}, 2, 0, 0.5},      // anchored at the pickup
-        {882, {5, 9}, 2, 5, 2},          // 2.52 quarter notes: down to one bar
-        {0, {6, 10}, 2, 6, 2},           // halfway between bars goes down
-        {0, {7, 11}, 4, 7, 4},           // beyond it up
-        {0, {4, 8}, 2, 4, 2},            // a whole bar
-        {22050, {5, 9}, 4, 0, 1.5},      // halfway, but down leaves nothing before the anchor
-        {44100, {3, 7}, 2, 0, 0.5},      // half the stretch before the anchor remains
-        {44982, {3, 7}, 4, 0, 2.5},      // a little less
-        {44100, {}, 4, 0, 4},            // the document's 4/4
-        {11025, {4, 7, 10}, 3, 0, 1},    // 3/8
-        {-kPulse, {4, 8}, 2, 4, 2},      // beats before the song's start
-        {-10 * kPulse, {4, 8}, 0, 0, 0}, // the downbeat as well
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.first << ' ' << c.anchor << ' ' << c.length);
-        const auto timeline = timelineOf(evenSong(c.first, 20, c.downbeats), kFollow);
+    // The first beat's frame, what is expected of the lead-in, and no quarter notes where there is none.
+    const auto expectLeadIn = [](std::int64_t first, const Positions& downbeats, double length,
+                                 std::size_t anchor, double quarterNotes) {
+        SCOPED_TRACE(testing::Message() << first << ' ' << anchor << ' ' << length);
+        const auto timeline = timelineOf(evenSong(first, 20, downbeats), kFollow);
         const LeadIn& leadIn = leadInOf(timeline);
-        EXPECT_DOUBLE_EQ(leadIn.length, c.length);
-        EXPECT_EQ(leadIn.anchorIndex, c.anchor);
-        EXPECT_NEAR(leadIn.quarterNotes, c.quarterNotes, 1e-12);
-        EXPECT_EQ(leadIn.anchorFrame.has_value(), c.quarterNotes > 0);
-        EXPECT_EQ(leadIn.beatsPerMinute.has_value(), c.quarterNotes > 0);
-        EXPECT_EQ(timeline.timeSignatureEvents.size(), 1U);
-        EXPECT_EQ(timeline.timeSignatureEvents.front().position, 0);
-        if (c.quarterNotes > 0) {
+        EXPECT_DOUBLE_EQ(leadIn.length, length);
+        EXPECT_EQ(leadIn.anchorIndex, anchor);
+        EXPECT_NEAR(leadIn.quarterNotes, quarterNotes, 1e-12);
+        EXPECT_EQ(leadIn.anchorFrame.has_value(), quarterNotes > 0);
+        EXPECT_EQ(leadIn.beatsPerMinute.has_value(), quarterNotes > 0);
+        ASSERT_EQ(timeline.timeSignatureEvents.size(), 1U);
+        EXPECT_EQ(timeline.timeSignatureEvents[0].position, 0);
+        if (quarterNotes > 0) {
             const double anchorFrame =
-                static_cast<double>(c.first + static_cast<std::int64_t>(c.anchor) * kPulse);
+                static_cast<double>(first + static_cast<std::int64_t>(anchor) * kPulse);
             EXPECT_EQ(leadIn.anchorFrame, anchorFrame);
-            EXPECT_NEAR(*leadIn.beatsPerMinute, c.quarterNotes / (anchorFrame / kTimelineRate / 60), 1e-9);
+            EXPECT_NEAR(*leadIn.beatsPerMinute, quarterNotes / (anchorFrame / kTimelineRate / 60), 1e-9);
             EXPECT_EQ(timeline.tempoEvents.front(), (TempoEvent{0, *leadIn.beatsPerMinute}));
             // The song's start is at 0, and both stretches meet at the anchor.
             EXPECT_EQ(timeline.mapping(0), 0);
-            EXPECT_NEAR(timeline.mapping(anchorFrame / 2), c.quarterNotes / 2, 1e-12);
-            EXPECT_NEAR(timeline.mapping(anchorFrame), c.quarterNotes, 1e-12);
-            EXPECT_NEAR(timeline.mapping(std::nextafter(anchorFrame, 0)), c.quarterNotes, 1e-9);
+            EXPECT_NEAR(timeline.mapping(anchorFrame / 2), quarterNotes / 2, 1e-12);
+            EXPECT_NEAR(timeline.mapping(anchorFrame), quarterNotes, 1e-12);
+            EXPECT_NEAR(timeline.mapping(std::nextafter(anchorFrame, 0)), quarterNotes, 1e-9);
         }
-    }
+    };
+    expectLeadIn(2205, {0, 4}, 2, 0, 2); // at the threshold
+    expectLeadIn(2204, {0, 4}, 0, 0, 0);
+    expectLeadIn(2204, {}, 0, 0, 0);
+    expectLeadIn(882, {3, 7}, 2, 3, 2);          // anchored at the downbeat
+    expectLeadIn(22050, {3, 7}, 2, 0, 0.5);      // anchored at the pickup
+    expectLeadIn(882, {5, 9}, 2, 5, 2);          // 2.52 quarter notes: down to one bar
+    expectLeadIn(0, {6, 10}, 2, 6, 2);           // halfway between bars goes down
+    expectLeadIn(0, {7, 11}, 4, 7, 4);           // beyond it up
+    expectLeadIn(0, {4, 8}, 2, 4, 2);            // a whole bar
+    expectLeadIn(22050, {5, 9}, 4, 0, 1.5);      // halfway, but down leaves nothing before the anchor
+    expectLeadIn(44100, {3, 7}, 2, 0, 0.5);      // half the stretch before the anchor remains
+    expectLeadIn(44982, {3, 7}, 4, 0, 2.5);      // a little less
+    expectLeadIn(44100, {}, 4, 0, 4);            // the document's 4/4
+    expectLeadIn(11025, {4, 7, 10}, 3, 0, 1);    // 3/8
+    expectLeadIn(-kPulse, {4, 8}, 2, 4, 2);      // beats before the song's start
+    expectLeadIn(-10 * kPulse, {4, 8}, 0, 0, 0); // the downbeat as well
 }
 
 TEST(MIDIExportTimeline, placesMeterChangesAfterTheLeadIn) {
@@ -153,65 +126,54 @@ TEST(MIDIExportTimeline, keepsOnlyAudibleTempoChanges) {
     // A frame is a quarter of a microsecond per quarter note.
     const auto document = songWithIntervals({2000001, 2000002, 2000005, 2000006, 2000003, 2000001, 1999999});
     const Tempos kept = timelineOf(document, kFollow, 8e6).tempoEvents;
-    std::vector<double> positions;
-    for (const TempoEvent& event : kept)
-        positions.push_back(event.position);
-    EXPECT_EQ(positions, (std::vector<double>{0, 1, 2, 3}));
+    ASSERT_EQ(kept.size(), 4U);
+    for (std::size_t i = 0; i < kept.size(); ++i)
+        EXPECT_EQ(kept[i].position, static_cast<double>(i));
     EXPECT_EQ(kept.front().beatsPerMinute, 8e6 * 30 / 2000001); // the first of equals
 }
 
 TEST(MIDIExportTimeline, aFixedTempoIsThatOfTheUpperMedianInterval) {
-    struct Case {
-        std::vector<std::int64_t> intervals;
-        double tempo;
-    };
-    const Case cases[] = {
+    const std::pair<Locations, double> cases[] = {
         {{11760}, 113}, // 112.5
         {{10000, 11760, 10000, 11760}, 113},
         {{11760, 10000, 10000}, 132}, // 132.3
         {{1000, 11760, 90000}, 113},
         {{10000, 90000}, 15}, // 14.7
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(timelineOf(songWithIntervals(c.intervals), kFixed).tempoEvents, (Tempos{{0, c.tempo}}));
+    for (const auto& [intervals, tempo] : cases)
+        EXPECT_EQ(timelineOf(songWithIntervals(intervals), kFixed).tempoEvents, (Tempos{{0, tempo}}));
 }
 
 TEST(MIDIExportTimeline, aFixedTempoMakesRoomForTheEarliestExportedEntry) {
-    const std::int64_t downbeat = 10 * kPulse; // bars of two quarter notes
-    struct Case {
-        std::vector<std::int64_t> notes, chords;
-        bool exportsNotes, exportsChords;
-        double length;
-    };
-    const Case cases[] = {
-        {{downbeat - 4 * kPulse}, {}, true, true, 2}, // a whole bar: at position 0
-        {{downbeat - 4 * kPulse - 1}, {}, true, true, 4},
-        {{downbeat - 1}, {}, true, true, 2},
-        {{downbeat}, {}, true, true, 0},
-        {{downbeat + 30 * kPulse, downbeat}, {downbeat - 5 * kPulse}, true, true, 4},
-        {{downbeat}, {downbeat - 5 * kPulse}, true, false, 0},
-        {{downbeat}, {downbeat - 5 * kPulse}, false, true, 4},
-        {{downbeat}, {}, false, false, 6}, // frame 0: five quarter notes before the downbeat
-        {{}, {}, true, true, 6},
-        {{-3 * kPulse}, {}, true, true, 8}, // extrapolated along the first interval
-    };
-    for (const Case& c : cases) {
+    constexpr std::int64_t downbeat = 10 * kPulse; // bars of two quarter notes
+    const auto expectRoom = [](const Locations& notes, const Locations& chords, bool exportsNotes,
+                               bool exportsChords, double length) {
         const auto document = evenSong(4 * kPulse, 30, {6, 10});
-        for (const std::int64_t frame : c.notes)
-            addNoteAt(document, frame);
-        for (const std::int64_t frame : c.chords)
-            addChordAt(document, frame);
-        const MIDIExportTimeline timeline(kFixed, c.exportsNotes, c.exportsChords, kTimelineRate, *document);
-        EXPECT_EQ(leadInOf(timeline).length, c.length);
-        EXPECT_EQ(timeline.mapping(static_cast<double>(downbeat)), c.length);
+        for (const std::int64_t frame : notes)
+            addNote(*document, frame, 0, 60);
+        for (const std::int64_t frame : chords)
+            addChord(*document, frame, "C");
+        const MIDIExportTimeline timeline(kFixed, exportsNotes, exportsChords, kTimelineRate, *document);
+        EXPECT_EQ(leadInOf(timeline).length, length);
+        EXPECT_EQ(timeline.mapping(static_cast<double>(downbeat)), length);
         EXPECT_EQ(timeline.tempoEvents, (Tempos{{0, 60}}));
-    }
+    };
+    expectRoom({downbeat - 4 * kPulse}, {}, true, true, 2); // a whole bar: at position 0
+    expectRoom({downbeat - 4 * kPulse - 1}, {}, true, true, 4);
+    expectRoom({downbeat - 1}, {}, true, true, 2);
+    expectRoom({downbeat}, {}, true, true, 0);
+    expectRoom({downbeat + 30 * kPulse, downbeat}, {downbeat - 5 * kPulse}, true, true, 4);
+    expectRoom({downbeat}, {downbeat - 5 * kPulse}, true, false, 0);
+    expectRoom({downbeat}, {downbeat - 5 * kPulse}, false, true, 4);
+    expectRoom({downbeat}, {}, false, false, 6); // frame 0: five quarter notes before the downbeat
+    expectRoom({}, {}, true, true, 6);
+    expectRoom({-3 * kPulse}, {}, true, true, 8); // extrapolated along the first interval
 }
 
 TEST(MIDIExportTimeline, extrapolatesAlongTheFirstAndTheLastInterval) {
     const auto document = makeDocumentWithBeats({1000, 2000, 4000, 5000}, {1});
     document->setTimeSignature(4, 4);
-    addNoteAt(document, 2000);
+    addNote(*document, 2000, 0, 60);
     const auto timeline = timelineOf(document, kFixed);
     const std::pair<double, double> positions[] = {{0, -1},      {1000, -0.5}, {1500, -0.25}, {2000, 0},
                                                    {3000, 0.25}, {4000, 0.5},  {5000, 1},     {7000, 2}};

@@ -2,7 +2,10 @@
 
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
-#include <initializer_list>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -12,24 +15,81 @@
 namespace tarn::fixtures {
 
 using Document = std::shared_ptr<TarnNoteEntryStorage>;
+using Identifiers = std::vector<std::uint64_t>;
+using Locations = std::vector<std::int64_t>;
+using Names = std::vector<std::string>;
+using Positions = std::vector<std::size_t>;
+
+constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
+constexpr auto kGreatest = std::numeric_limits<std::int64_t>::max();
+
+/// From a text in which "; " stands between the lines.
+inline Names linesOf(const std::string& text) {
+    Names lines;
+    for (std::size_t start = 0; start < text.size();) {
+        const auto end = std::min(text.find("; ", start), text.size());
+        lines.push_back(text.substr(start, end - start));
+        start = end + 2;
+    }
+    return lines;
+}
 
 inline Document makeDocument() {
     return std::make_shared<TarnNoteEntryStorage>();
 }
 
-/// A document whose grid holds beats at `locations`, those at positions in `downbeats` being downbeats.
-inline Document makeDocumentWithBeats(const std::vector<std::int64_t>& locations,
-                                      const std::vector<std::size_t>& downbeats = {}) {
-    const auto document = makeDocument();
+/// The entry itself, put at the location.
+template <typename Entry>
+std::shared_ptr<Entry> at(std::int64_t location, std::shared_ptr<Entry> entry) {
+    entry->setLocation(location);
+    return entry;
+}
+
+/// Adds beats at `locations`, those at positions in `downbeats` being downbeats.
+inline void addBeats(TarnNoteEntryStorage& document, const Locations& locations,
+                     const Positions& downbeats = {}) {
     std::vector<std::shared_ptr<TarnBeatEntry>> beats;
-    for (const std::int64_t location : locations) {
-        beats.push_back(document->newBeatEntry());
-        beats.back()->setLocation(location);
-    }
+    for (const std::int64_t location : locations)
+        beats.push_back(at(location, document.newBeatEntry()));
     for (const std::size_t position : downbeats)
         beats.at(position)->setDownbeat(true);
-    document->addBeatEntriesFromArray(std::move(beats));
+    document.addBeatEntriesFromArray(std::move(beats));
+}
+
+inline Document makeDocumentWithBeats(const Locations& locations, const Positions& downbeats = {}) {
+    auto document = makeDocument();
+    addBeats(*document, locations, downbeats);
     return document;
+}
+
+inline void addNote(TarnNoteEntryStorage& document, std::int64_t location, std::uint64_t length, int midi) {
+    const auto note = at(location, document.newNoteEntry());
+    note->setPitch(KELPPitch::pitchWithNote(KELPNote::noteWithValue(midi % 12), midi / 12 - 1));
+    note->setLength(length);
+    document.addNoteEntry(note);
+}
+
+/// An unreadable text gives a chord or key entry without a chord.
+inline void addChord(TarnNoteEntryStorage& document, std::int64_t location, const char* name) {
+    const auto chord = at(location, document.newChordEntry());
+    chord->setChord(KELPChord::chordWithString(name));
+    document.addChordEntry(chord);
+}
+
+inline void addKey(TarnNoteEntryStorage& document, std::int64_t location, const char* tonic) {
+    const auto key = at(location, document.newKeyEntry());
+    key->setTonicChord(KELPChord::chordWithString(tonic));
+    document.addKeyEntry(key);
+}
+
+/// The chords with their locations: "A@0 N.C.@400".
+template <typename Chords>
+Names chordsOf(const Chords& chords) {
+    Names result;
+    for (const auto& entry : chords)
+        result.push_back((entry->chord() ? entry->chord()->string() : "none") + "@" +
+                         std::to_string(entry->location()));
+    return result;
 }
 
 /// Location and length of a region.
@@ -53,19 +113,59 @@ inline std::vector<std::shared_ptr<TarnRegionEntry>> addRegions(TarnNoteEntrySto
 }
 
 template <typename Entries>
-std::vector<std::int64_t> locations(const Entries& entries) {
-    std::vector<std::int64_t> result;
+Locations locations(const Entries& entries) {
+    Locations result;
     for (const auto& entry : entries)
         result.push_back(entry->location());
     return result;
 }
 
 template <typename Entries>
-std::vector<std::uint64_t> identifiers(const Entries& entries) {
-    std::vector<std::uint64_t> result;
+Identifiers identifiers(const Entries& entries) {
+    Identifiers result;
     for (const auto& entry : entries)
         result.push_back(entry->eventId());
     return result;
+}
+
+/// The object archived and read back as `Read`.
+template <typename Read, typename Object>
+std::shared_ptr<Read> decoded(const std::shared_ptr<Object>& object, Error* error = nullptr) {
+    return KeyedUnarchiver::unarchivedObject<Read>(KeyedArchiver::archivedData(object), error);
+}
+
+/// Expects that a storage is read from its counter alone, and with entries of the right kind under the key,
+/// but not with entries of another kind or without the counter. Answers the one with entries; its counter
+/// is 7.
+template <typename Storage>
+std::shared_ptr<Storage> readInParts(const char* key, const std::shared_ptr<TarnUserEntry>& right,
+                                     const std::shared_ptr<TarnUserEntry>& wrong) {
+    struct Part : SecureCoding {
+        bool withCounter = true;
+        const char* entriesKey = nullptr;
+        std::vector<std::shared_ptr<TarnUserEntry>> entries;
+        [[nodiscard]] const ClassDescription& dynamicClass() const override {
+            return Storage::classDescription();
+        }
+        void encodeWithCoder(KeyedArchiver& coder) const override {
+            if (withCounter)
+                coder.encodeUnsigned("nextEventId", 7);
+            if (!entries.empty())
+                coder.encodeObjects(entriesKey, entries);
+        }
+    };
+    const auto part = std::make_shared<Part>();
+    part->entriesKey = key;
+    EXPECT_TRUE(decoded<Storage>(part));
+    part->entries = {wrong};
+    EXPECT_FALSE(decoded<Storage>(part));
+    part->entries = {right};
+    const auto read = decoded<Storage>(part);
+    part->withCounter = false;
+    Error error;
+    EXPECT_FALSE(decoded<Storage>(part, &error));
+    EXPECT_NE(error.localizedDescription().find(Storage::classDescription().name), std::string::npos);
+    return read;
 }
 
 /// Collects the notifications of one sender (none = any) as long as it lives.
@@ -76,8 +176,8 @@ public:
               "", sender, nullptr, [this](const Notification& n) { notifications.push_back(n); })) {}
     ~NotificationRecorder() { NotificationCenter::defaultCenter().removeObserver(mToken); }
 
-    [[nodiscard]] std::vector<std::string> names() const {
-        std::vector<std::string> result;
+    [[nodiscard]] Names names() const {
+        Names result;
         for (const auto& notification : notifications)
             result.push_back(notification.name);
         return result;

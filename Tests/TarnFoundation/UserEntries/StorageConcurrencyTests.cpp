@@ -1,9 +1,8 @@
 #include "DocumentFixture.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
+#include <latch>
 #include <set>
 #include <thread>
 
@@ -18,13 +17,11 @@ constexpr int kRounds = 30;
 /// Runs `work(thread)` on all threads at once and waits for their end.
 template <typename Work>
 void onAllThreads(const Work& work) {
-    std::atomic<int> waiting = kThreads;
+    std::latch start(kThreads);
     std::vector<std::thread> threads;
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&, thread] {
-            --waiting;
-            while (waiting > 0)
-                std::this_thread::yield();
+            start.arrive_and_wait();
             work(thread);
         });
     }
@@ -41,14 +38,12 @@ bool isInOrder(const Entries& entries) {
 /// An entry of a thread's own; its location tells which.
 template <typename Entry>
 std::shared_ptr<Entry> placed(std::shared_ptr<Entry> entry, int thread, int round) {
-    entry->setLocation(round % 7 * kThreads + thread);
-    return entry;
+    return at(round % 7 * kThreads + thread, std::move(entry));
 }
 
 TEST(StorageConcurrency, LosesNoEditAndNoNotification) {
     const auto document = makeDocument();
-    std::atomic<int> notifications = 0;
-    std::atomic<int> notices = 0;
+    std::atomic<int> notifications = 0, notices = 0;
     const auto token = NotificationCenter::defaultCenter().addObserver(
         MarkerKind::kDidChangeNotification, document, nullptr, [&](const Notification& notification) {
             const auto* changeset =
@@ -113,8 +108,7 @@ TEST(StorageConcurrency, ReadsObservesAndArchivesWhileOthersEdit) {
         const auto mirrored = mirror->beatEntries().size();
         EXPECT_TRUE(mirrored == 0 || mirrored == 4) << mirrored;
         if (round % 10 == 0) {
-            const auto read = KeyedUnarchiver::unarchivedObject<TarnNoteEntryStorage>(
-                KeyedArchiver::archivedData(document));
+            const auto read = decoded<TarnNoteEntryStorage>(document);
             ASSERT_TRUE(read);
             EXPECT_EQ(read->beatEntries().size() % 2, 0u);
             EXPECT_TRUE(TarnNoteEntryStorage::newCheckpointFromStorage(*document)->regionEntries().empty());
