@@ -6,6 +6,15 @@ namespace {
 using scripted::Lines;
 using scripted::Song;
 
+/// Runs the stage to its end, while the main queue waits.
+void detectKey(Song& song, std::optional<int> key) {
+    song.open();
+    song.script->key = key;
+    scripted::Key operation(song.script, "key");
+    operation.delegate = song.controller;
+    operation.main();
+}
+
 TEST(AnalysisResults, aKeyIsInsertedOnTheMainQueueAsItsTonicTriad) {
     const std::pair<int, const char*> cases[] = {
         {0, "C"},   {1, "Db"},   {3, "Eb"},   {6, "F#"},   {8, "Ab"},   {10, "Bb"},  {11, "B"},
@@ -13,11 +22,7 @@ TEST(AnalysisResults, aKeyIsInsertedOnTheMainQueueAsItsTonicTriad) {
     };
     for (const auto& [index, tonic] : cases) {
         Song song;
-        song.open();
-        song.script->key = index;
-        scripted::Key operation(song.script, "key");
-        operation.delegate = song.controller;
-        operation.main();
+        detectKey(song, index);
         EXPECT_TRUE(song.storage->keyEntries().empty()) << "inserted before the main queue was drained";
         song.controller.reset();
         MainQueue::runPending();
@@ -28,11 +33,7 @@ TEST(AnalysisResults, aKeyIsInsertedOnTheMainQueueAsItsTonicTriad) {
 
 TEST(AnalysisResults, noKeyIsNoEntry) {
     Song song;
-    song.open();
-    song.script->key.reset();
-    scripted::Key operation(song.script, "key");
-    operation.delegate = song.controller;
-    operation.main();
+    detectKey(song, std::nullopt);
     MainQueue::runPending();
     EXPECT_EQ(song.script->lines(), Lines{"M 0 key 440"});
 }
@@ -47,7 +48,7 @@ std::string lineAfterAlignment(Song& song, const std::vector<std::int64_t>& beat
     BeatDetectionOperationDelegate& beatDelegate = *song.controller;
     BeatAlignmentOperationDelegate& alignmentDelegate = *song.controller;
     beatDelegate.beatDetectionOperationDidEndProcessing(beats, 97.5, detection);
-    EXPECT_EQ(script->lines(), Lines{"M BeatDetectionDidFinishProcessing tempo 97.5"});
+    EXPECT_EQ(script->lines(), Lines{"M BeatDetection ends tempo 97.5"});
     EXPECT_EQ(song.controller->beatLocations().has_value(), !beats.empty());
     alignmentDelegate.beatAlignmentOperationDidFindDownbeatLocation(alignment, downbeat, tatumCount);
     EXPECT_EQ(script->lines().size(), 1U) << "posted before the main queue was drained";
@@ -58,29 +59,22 @@ std::string lineAfterAlignment(Song& song, const std::vector<std::int64_t>& beat
 
 TEST(AnalysisResults, everyTatumCountThBeatFromTheDownbeatIsADownbeat) {
     const std::vector<std::int64_t> tenBeats{0, 10, 20, 30, 40, 50, 60, 70, 80, 90};
-    struct Case {
-        std::vector<std::int64_t> beats;
-        std::int64_t downbeat;
-        std::int64_t tatumCount;
-        const char* userInfo;
-    };
-    const Case cases[] = {
-        {tenBeats, 20, 4, " beatEntries 0 10 20* 30 40 50 60* 70 80 90 timeSignature 2/4"},
-        {tenBeats, 20, 8, " beatEntries 0 10 20* 30 40 50 60 70 80 90 timeSignature 4/4"},
-        {tenBeats, 20, 7, " beatEntries 0 10 20* 30 40 50 60 70 80 90* timeSignature 3/4"},
-        {tenBeats, 80, 1, " beatEntries 0 10 20 30 40 50 60 70 80* 90* timeSignature 0/4"},
-        {tenBeats, 80, -1, " beatEntries 0 10 20 30 40 50 60 70 80* 90 timeSignature 0/4"},
-        {tenBeats, 0, 511, " beatEntries 0* 10 20 30 40 50 60 70 80 90 timeSignature 255/4"},
-        {{7, 5, 5, 9}, 5, 2, " beatEntries 7 5* 5 9* timeSignature 1/4"}, // the first of equals, as reported
-        {tenBeats, 21, 4, ""},
-        {tenBeats, -1, 0, ""},
-        {{}, 0, 4, ""},
-    };
-    for (const Case& c : cases) {
+    const auto expect = [](const std::vector<std::int64_t>& beats, std::int64_t downbeat,
+                           std::int64_t tatumCount, const std::string& userInfo) {
         Song song;
-        EXPECT_EQ(lineAfterAlignment(song, c.beats, c.downbeat, c.tatumCount),
-                  std::string("M BeatAlignmentDidFinishProcessing") + c.userInfo);
-    }
+        EXPECT_EQ(lineAfterAlignment(song, beats, downbeat, tatumCount), "M BeatAlignment ends" + userInfo);
+    };
+    expect(tenBeats, 20, 4, " beatEntries 0 10 20* 30 40 50 60* 70 80 90 timeSignature 2/4");
+    expect(tenBeats, 20, 8, " beatEntries 0 10 20* 30 40 50 60 70 80 90 timeSignature 4/4");
+    expect(tenBeats, 20, 7, " beatEntries 0 10 20* 30 40 50 60 70 80 90* timeSignature 3/4");
+    expect(tenBeats, 80, 1, " beatEntries 0 10 20 30 40 50 60 70 80* 90* timeSignature 0/4");
+    expect(tenBeats, 80, -1, " beatEntries 0 10 20 30 40 50 60 70 80* 90 timeSignature 0/4");
+    expect(tenBeats, 0, 511, " beatEntries 0* 10 20 30 40 50 60 70 80 90 timeSignature 255/4");
+    expect({7, 5, 5, 9}, 5, 2,
+           " beatEntries 7 5* 5 9* timeSignature 1/4"); // the first of equals, as reported
+    expect(tenBeats, 21, 4, "");
+    expect(tenBeats, -1, 0, "");
+    expect({}, 0, 4, "");
 }
 
 TEST(AnalysisResults, aDetectionWithoutBeatsForgetsTheEarlierOnes) {
@@ -102,8 +96,7 @@ TEST(AnalysisResults, noChordsAreInsertedAsNone) {
     song.factory->operations["legacy chords"] = operation;
     ChordDetectionOperationDelegate& delegate = *song.controller;
     delegate.chordDetectionDidFinishProcessingWithResults({}, *operation);
-    EXPECT_EQ(song.script->lines(), (Lines{"M NoteEntryStorageDidChangeChordEntries",
-                                           "M ChordDetectionDidFinishProcessing chordDetector"}));
+    EXPECT_EQ(song.script->lines(), (Lines{"M Changed ChordEntries", "M ChordDetection ends chordDetector"}));
 }
 
 TEST(AnalysisResultsDeathTest, resultsOutOfRangeStopTheProcess) {
@@ -113,13 +106,9 @@ TEST(AnalysisResultsDeathTest, resultsOutOfRangeStopTheProcess) {
                      "The tatum count of a bar is out of range");
     }
     EXPECT_DEATH(lineAfterAlignment(song, {10}, 10, 0), "A bar without tatums has no next downbeat");
-    song.open();
-    song.script->key = -1;
-    scripted::Key operation(song.script, "key");
-    operation.delegate = song.controller;
     EXPECT_DEATH(
         {
-            operation.main();
+            detectKey(song, -1);
             MainQueue::runPending();
         },
         "A key index must not be negative");

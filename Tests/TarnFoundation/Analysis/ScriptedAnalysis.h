@@ -6,12 +6,13 @@
 #include "Platform/NotificationCenter.h"
 #include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
 #include "Tests/Platform/TemporaryFolder.h"
+#include "Tests/TarnFoundation/UserEntries/DocumentFixture.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <array>
 #include <atomic>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -21,7 +22,8 @@
 /// Operations that answer what a test wrote down, and a record of everything that an analysis does.
 namespace tarn::scripted {
 
-using Lines = std::vector<std::string>;
+using fixtures::linesOf;
+using Lines = fixtures::Names;
 
 inline std::string textOf(double value) {
     std::ostringstream stream;
@@ -108,48 +110,45 @@ public:
     using Kind::main;
 
 protected:
+    /// Works, and then gives the result.
+    template <typename Result>
+    Result worked(const Result& result, const std::string& input = {}) {
+        mScript->work(mStage, input);
+        return result;
+    }
+
     const std::shared_ptr<Script> mScript;
     const std::string mStage;
 };
 
 struct Tuning : Scripted<TuningEstimationOperation> {
     using Scripted::Scripted;
-    std::optional<double> process() override {
-        mScript->work(mStage);
-        return mScript->tuning;
-    }
+    std::optional<double> process() override { return worked(mScript->tuning); }
 };
 
 struct Key : Scripted<KeyDetectionOperation> {
     using Scripted::Scripted;
-    std::optional<int> process(double tuningFrequency) override {
-        mScript->work(mStage, ' ' + textOf(tuningFrequency));
-        return mScript->key;
-    }
+    std::optional<int> process(double tuning) override { return worked(mScript->key, ' ' + textOf(tuning)); }
 };
 
 struct Beats : Scripted<BeatDetectionOperation> {
     using Scripted::Scripted;
-    std::optional<Result> process() override {
-        mScript->work(mStage);
-        return mScript->beats;
-    }
+    std::optional<Result> process() override { return worked(mScript->beats); }
 };
 
 struct Alignment : Scripted<BeatAlignmentOperation> {
     using Scripted::Scripted;
     std::optional<Result> process(const Input& input) override {
-        mScript->work(mStage, joined(input.beatLocations) + " tatums " + std::to_string(input.tatumsPerBar) +
-                                  " chords" + joined(input.chordChangeLocations));
-        return mScript->alignment;
+        return worked(mScript->alignment, joined(input.beatLocations) + " tatums " +
+                                              std::to_string(input.tatumsPerBar) + " chords" +
+                                              joined(input.chordChangeLocations));
     }
 };
 
 struct SpectrogramStage : Scripted<KELPSpectrogramOperation> {
     using Scripted::Scripted;
     bool process(double tuningFrequency) override {
-        mScript->work(mStage, ' ' + textOf(tuningFrequency));
-        setSpectrogram(completeSpectrogram(2));
+        setSpectrogram(worked(completeSpectrogram(2), ' ' + textOf(tuningFrequency)));
         return true;
     }
 };
@@ -205,7 +204,6 @@ public:
         if (mGate && !mIsOpen.exchange(true))
             mGateQueue.addOperation(mGate);
     }
-    [[nodiscard]] const std::shared_ptr<Operation>& gate() const { return mGate; }
     [[nodiscard]] bool isDone() const { return mGateQueue.operations().empty(); }
 
     std::shared_ptr<TuningEstimationOperation> makeTuningEstimationOperation(const File&) override {
@@ -228,16 +226,10 @@ public:
         return make<WaveformStage>("waveform");
     }
     std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File&) override {
-        auto operation = make<Chords<DetectChordsOperation>>("chords");
-        if (operation)
-            serialize();
-        return operation;
+        return make<Chords<DetectChordsOperation>>("chords");
     }
     std::shared_ptr<LegacyChordDetectionOperation> makeLegacyChordDetectionOperation(const File&) override {
-        auto operation = make<Chords<LegacyChordDetectionOperation>>("legacy chords");
-        if (operation)
-            serialize();
-        return operation;
+        return make<Chords<LegacyChordDetectionOperation>>("legacy chords");
     }
 
 private:
@@ -248,12 +240,12 @@ private:
             return nullptr;
         auto operation = std::make_shared<Made>(mScript, stage);
         operations[stage] = operation;
+        if (mGate && operations.size() == 7 && stage.ends_with("chords")) // all have been made
+            serialize();
         return operation;
     }
 
     void serialize() {
-        if (!mGate || operations.size() < 7) // a factory that is asked for chord detection alone
-            return;
         auto previous = mGate;
         for (const char* stage :
              {"waveform", "tuning", "spectrogram", "beats", "key", "chords", "legacy chords", "alignment"}) {
@@ -297,7 +289,7 @@ public:
     TemporaryFolder caches;
     const std::shared_ptr<Script> script = std::make_shared<Script>();
     const std::shared_ptr<Factory> factory;
-    const std::shared_ptr<TarnNoteEntryStorage> storage = std::make_shared<TarnNoteEntryStorage>();
+    const fixtures::Document storage = fixtures::makeDocument();
     std::shared_ptr<TarnMusicInformationRetrievalController> controller;
     /// Called after a notification was noted.
     std::function<void(const Notification&)> afterNotification;
@@ -329,11 +321,6 @@ public:
         return caches.path() / "Tarn" / file;
     }
 
-    template <typename Entry>
-    std::shared_ptr<Entry> at(std::shared_ptr<Entry> entry, std::int64_t location) {
-        entry->setLocation(location);
-        return entry;
-    }
     /// Fills the document with the kinds whose letters are given: (p)itch, (k)ey, (b)eats, time (s)ignature,
     /// (t)empo, (c)hord.
     void fill(const std::string& kinds) {
@@ -343,58 +330,58 @@ public:
                 pitch->setFrequency(432);
                 storage->addStandardPitchEntry(pitch);
             } else if (kind == 'k') {
-                auto key = storage->newKeyEntry();
-                key->setTonicChord(KELPChord::chordWithString("Em"));
-                storage->addKeyEntry(key);
+                fixtures::addKey(*storage, 0, "Em");
             } else if (kind == 'b') {
-                storage->addBeatEntriesFromArray(
-                    {at(storage->newBeatEntry(), 7), at(storage->newBeatEntry(), 5)});
+                fixtures::addBeats(*storage, {7, 5});
             } else if (kind == 's') {
-                auto signature = storage->newTimeSignatureEntry();
-                signature->setDenominator(8);
-                storage->addTimeSignatureEntry(signature);
+                storage->setTimeSignature(4, 8);
             } else if (kind == 't') {
                 storage->addTempoEntry(storage->newTempoEntry());
             } else {
-                auto chord = at(storage->newChordEntry(), 10);
-                chord->setChord(KELPChord::chordWithString("D"));
-                storage->addChordEntry(chord);
+                fixtures::addChord(*storage, 10, "D");
             }
         }
     }
 
 private:
+    /// Adds what there is to tell of the content, where it is a reference to a value of the kind.
     template <typename Value>
-    static const Value* value(const Notification& notification, const char* key) {
-        const auto* found = notification.value<Value>(key);
-        return found && *found ? found : nullptr;
+    static void append(std::string& line, const std::any& content, std::string (*tell)(const Value&)) {
+        const auto* value = std::any_cast<std::shared_ptr<Value>>(&content);
+        if (value && *value)
+            line += tell(**value);
     }
 
     void observe(const Notification& notification) {
         std::string line = notification.name.substr(4, notification.name.size() - 16); // Tarn… …Notification
+        for (const auto& [longer, shorter] : {std::pair("MusicInformationRetrieval", "Run"),
+                                              {"DidBeginProcessing", " begins"},
+                                              {"DidFinishProcessing", " ends"},
+                                              {"NoteEntryStorageDidChange", "Changed "}}) {
+            if (const auto at = line.find(longer); at != std::string::npos)
+                line.replace(at, std::strlen(longer), shorter);
+        }
         for (const auto& [key, content] : notification.userInfo) {
             if (key.find("TarnNoteEntryStorage") == std::string::npos)
                 line += ' ' + key;
-            if (const auto* s = value<std::shared_ptr<Spectrogram>>(notification, key.c_str()))
-                line += ' ' + std::to_string((*s)->completedColumnCount());
-            else if (const auto* w = value<std::shared_ptr<Waveform>>(notification, key.c_str()))
-                line += ' ' + std::to_string((*w)->points(0).size());
-            else if (const auto* p =
-                         value<std::shared_ptr<TarnStandardPitchEntry>>(notification, key.c_str()))
-                line += ' ' + textOf((*p)->frequency());
-            else if (const auto* t = value<std::shared_ptr<TarnTempoEntry>>(notification, key.c_str()))
-                line += ' ' + textOf((*t)->tempo());
-            else if (const auto* m =
-                         value<std::shared_ptr<TarnTimeSignatureEntry>>(notification, key.c_str()))
-                line += ' ' + std::to_string((*m)->numerator()) + '/' + std::to_string((*m)->denominator());
-            else if (const auto* b = notification.value<EntryList<TarnBeatEntry>>(key)) {
-                for (const auto& beat : *b)
+            append<Spectrogram>(line, content,
+                                [](const auto& s) { return ' ' + std::to_string(s.completedColumnCount()); });
+            append<Waveform>(line, content,
+                             [](const auto& w) { return ' ' + std::to_string(w.points(0).size()); });
+            append<TarnStandardPitchEntry>(line, content,
+                                           [](const auto& p) { return ' ' + textOf(p.frequency()); });
+            append<TarnTempoEntry>(line, content, [](const auto& t) { return ' ' + textOf(t.tempo()); });
+            append<TarnTimeSignatureEntry>(line, content, [](const auto& s) {
+                return ' ' + std::to_string(s.numerator()) + '/' + std::to_string(s.denominator());
+            });
+            if (const auto* beats = std::any_cast<EntryList<TarnBeatEntry>>(&content)) {
+                for (const auto& beat : *beats)
                     line += ' ' + std::to_string(beat->location()) + (beat->isDownbeat() ? "*" : "");
-            } else if (const auto* c =
-                           value<std::shared_ptr<ChordDetectionOperation>>(notification, key.c_str()))
-                line += *c == factory->operations["chords"] || *c == factory->operations["legacy chords"]
-                            ? ""
-                            : " of another run";
+            }
+            const auto* detector = std::any_cast<std::shared_ptr<ChordDetectionOperation>>(&content);
+            if (detector && *detector != factory->operations["chords"] &&
+                *detector != factory->operations["legacy chords"])
+                line += " of another run";
         }
         if (notification.object == storage) {
             if (notification.name == TarnNoteEntryStorageDidChangeKeyEntriesNotification) {
@@ -402,8 +389,8 @@ private:
                     line += ' ' + key->tonicChord()->string();
             }
             if (notification.name == TarnNoteEntryStorageDidChangeChordEntriesNotification) {
-                for (const auto& chord : storage->chordEntries())
-                    line += ' ' + chord->chord()->string() + '@' + std::to_string(chord->location());
+                for (const auto& chord : fixtures::chordsOf(storage->chordEntries()))
+                    line += ' ' + chord;
             }
         } else if (!notification.object) {
             line += " without object";

@@ -37,12 +37,9 @@ TEST_F(ChordCache, isWrittenByteForByte) {
     const std::pair<TopK, std::string> cases[] = {
         {{}, "ChRE100a\x01\0\0\0\0"s},
         {{{44100, {{3, 0.5F}, {17, 0.25F}}}},
-         "ChRE100a\x01\x01\0\0\0"
-         "\x44\xAC\0\0\0\0\0\0\x02\x03\x11\0\0\0\x3F\0\0\x80\x3E"s},
+         "ChRE100a\x01\x01\0\0\0\x44\xAC\0\0\0\0\0\0\x02\x03\x11\0\0\0\x3F\0\0\x80\x3E"s},
         {{{0, {}}, {std::numeric_limits<std::int64_t>::max(), {{255, -2}}}},
-         "ChRE100a\x01\x02\0\0\0"
-         "\0\0\0\0\0\0\0\0\0"
-         "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x7F\x01\xFF\0\0\0\xC0"s},
+         "ChRE100a\x01\x02\0\0\0\0\0\0\0\0\0\0\0\0\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x7F\x01\xFF\0\0\0\xC0"s},
     };
     writeText(file, "a longer file that was there before, which must not shine through at the end of it");
     for (const auto& [results, bytes] : cases) {
@@ -59,6 +56,7 @@ TEST_F(ChordCache, isWrittenByteForByte) {
 }
 
 TEST_F(ChordCache, readingFailsWithAReasonAndChangesNothing) {
+    const std::string failed = "Failed to read scored chord results cache from ";
     const std::string missing = "Missing chord results header";
     const std::string notText = "Unable to create string from data with ";
     const std::string notVersion = "Cannot initialize Version from invalid String value ";
@@ -79,26 +77,22 @@ TEST_F(ChordCache, readingFailsWithAReasonAndChangesNothing) {
     for (const auto& [bytes, reason] : cases) {
         writeText(file, bytes);
         Controller::readCacheForChordDetectionOperation(operation, file);
-        ASSERT_EQ(logged.size(), 1U);
-        EXPECT_THAT(logged.back(), testing::StartsWith("Failed to read scored chord results cache from " +
-                                                       file.string() + "\nError: " + reason));
-        logged.clear();
+        EXPECT_THAT(std::exchange(logged, {}),
+                    testing::ElementsAre(testing::StartsWith(failed + file.string() + "\nError: " + reason)));
     }
     file = folder.path() / "missing";
     Error error;
     static_cast<void>(FileManager::contentsOf(file, &error));
     Controller::readCacheForChordDetectionOperation(operation, file);
-    EXPECT_EQ(logged, Lines{"Failed to read scored chord results cache from " + file.string() +
-                            "\nError: " + error.localizedDescription()});
+    EXPECT_EQ(logged, Lines{failed + file.string() + "\nError: " + error.localizedDescription()});
     EXPECT_EQ(operation.topKResults(), before);
 }
 
 TEST_F(ChordCache, aFailureToWriteIsLogged) {
     file = folder.path() / "no folder" / "song.chordScores";
     Controller::writeCacheForChordDetectionOperation(operation, file);
-    ASSERT_EQ(logged.size(), 1U);
-    EXPECT_THAT(logged[0], testing::StartsWith("Failed to write scored chord results cache to " +
-                                               file.string() + "\nError: "));
+    EXPECT_THAT(logged, testing::ElementsAre(testing::StartsWith(
+                            "Failed to write scored chord results cache to " + file.string() + "\nError: ")));
 }
 
 TEST_F(ChordCache, legacyDetectionHasNone) {
@@ -119,20 +113,17 @@ TEST(TarnChordResults, framesReadBackAndFailWhereTheBytesEnd) {
     EXPECT_EQ(BinaryDataDecoder().decode<Frame>(bytes), frame);
     const auto twice = BinaryDataEncoder().encode(std::vector{frame, frame});
     EXPECT_EQ(BinaryDataDecoder().decode<std::vector<Frame>>(twice), (std::vector{frame, frame}));
-
     const std::pair<std::size_t, const char*> cases[] = {{3, "Requested 8, but received 3."},
                                                          {8, "Requested 1, but received 0."},
                                                          {10, "Requested 2, but received 1."},
                                                          {18, "Requested 8, but received 7."}};
     for (const auto& [length, reason] : cases) {
         const std::vector<std::uint8_t> cut(bytes.begin(), bytes.begin() + std::ptrdiff_t(length));
-        try {
-            static_cast<void>(BinaryDataDecoder().decode<Frame>(cut));
-            ADD_FAILURE() << "read from " << length << " bytes";
-        } catch (const BinaryDecodingError& error) {
-            EXPECT_EQ(error.context().debugDescription,
-                      std::string("Not enough bytes available to decode. ") + reason);
-        }
+        EXPECT_THAT([&] { (void)BinaryDataDecoder().decode<Frame>(cut); },
+                    testing::Throws<BinaryDecodingError>(testing::Property(
+                        &BinaryDecodingError::context,
+                        testing::Field(&BinaryDecodingError::Context::debugDescription,
+                                       std::string("Not enough bytes available to decode. ") + reason))));
     }
     using Labeling = TarnChordResults::LabelingId;
     EXPECT_THROW((void)BinaryDataDecoder().decode<Labeling>(std::vector<std::uint8_t>{2}),
