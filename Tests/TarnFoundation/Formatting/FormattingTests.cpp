@@ -10,34 +10,26 @@ namespace tarn {
 namespace {
 
 TEST(TarnFormatting, durationsShowWhatHasPassed) {
-    struct Case {
-        double seconds;
-        const char* text;
-        const char* withTenths;
-    };
-    const double infinity = std::numeric_limits<double>::infinity();
-    const Case cases[] = {
-        {0, "0:00", "0:00.0"},
-        {59.99, "0:59", "0:59.9"},
-        {187, "3:07", "3:07.0"},
-        {187.4, "3:07", "3:07.4"},
-        {330750 / 44100., "0:07", "0:07.5"},
-        {0.1 + 0.2 - 1e-16, "0:00", "0:00.3"}, // an error of rounding costs no tenth
-        {3599.95, "59:59", "59:59.9"},
-        {3600, "1:00:00", "1:00:00.0"},
-        {3729, "1:02:09", "1:02:09.0"},
-        {360000, "100:00:00", "100:00:00.0"},
-        {-5.25, "-0:05", "-0:05.2"},
-        {-0.04, "0:00", "0:00.0"},
-        {-0.5, "0:00", "-0:00.5"},
-        {std::numeric_limits<double>::quiet_NaN(), "-:--", "-:--"},
-        {-infinity, "-:--", "-:--"},
-        {1e300, "-:--", "-:--"},
-    };
-    for (const auto& [seconds, text, withTenths] : cases) {
+    const auto expectDuration = [](double seconds, const char* text, const char* withTenths) {
         EXPECT_EQ(formattedDuration(seconds), text) << seconds;
         EXPECT_EQ(formattedDuration(seconds, DurationPrecision::tenths), withTenths) << seconds;
-    }
+    };
+    expectDuration(0, "0:00", "0:00.0");
+    expectDuration(59.99, "0:59", "0:59.9");
+    expectDuration(187, "3:07", "3:07.0");
+    expectDuration(187.4, "3:07", "3:07.4");
+    expectDuration(330750 / 44100., "0:07", "0:07.5");
+    expectDuration(0.1 + 0.2 - 1e-16, "0:00", "0:00.3"); // an error of rounding costs no tenth
+    expectDuration(3599.95, "59:59", "59:59.9");
+    expectDuration(3600, "1:00:00", "1:00:00.0");
+    expectDuration(3729, "1:02:09", "1:02:09.0");
+    expectDuration(360000, "100:00:00", "100:00:00.0");
+    expectDuration(-5.25, "-0:05", "-0:05.2");
+    expectDuration(-0.04, "0:00", "0:00.0");
+    expectDuration(-0.5, "0:00", "-0:00.5");
+    expectDuration(std::numeric_limits<double>::quiet_NaN(), "-:--", "-:--");
+    expectDuration(-std::numeric_limits<double>::infinity(), "-:--", "-:--");
+    expectDuration(1e300, "-:--", "-:--");
 }
 
 TEST(TarnFormatting, ordinalsEndByTheirLastTwoDigits) {

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 namespace tarn {
 namespace {
@@ -15,11 +16,7 @@ TEST(KELPMapping, mapsInBothDirections) {
     const KELPLinearMapping flipped({0, 10}, {300, 100});
     const KELPLogarithmicMapping octaves({110, 880}, {0, 300});
     const KELPLogarithmicMapping downwards({1000, 10}, {-1, 1});
-    struct Case {
-        const KELPMapping& mapping;
-        double source;
-        double target;
-    };
+    using Case = std::tuple<const KELPMapping&, double, double>; // source and target
     const Case cases[] = {
         {tempo, 140, 0.5},   {tempo, 20, -0.1},      {flipped, 2.5, 250}, {flipped, 11, 80},
         {octaves, 220, 100}, {octaves, 1760, 400},   {octaves, 55, -100}, {downwards, 100, 0},
