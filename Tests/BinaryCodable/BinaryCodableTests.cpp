@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cmath>
 #include <limits>
 #include <list>
 
@@ -100,18 +99,11 @@ std::string failureOfDecoding(Bytes bytes) {
 }
 
 /// Delivers the pieces one by one, however much is asked for; an empty piece is an answer without bytes.
-std::shared_ptr<BufferedData> inPieces(std::vector<Bytes> pieces, std::size_t capacity = 16) {
-    auto rest = std::make_shared<std::list<Bytes>>(pieces.begin(), pieces.end());
-    return std::make_shared<BufferedData>(AnyBufferedDataSource(
-                                              [rest](std::size_t) -> std::optional<Bytes> {
-                                                  if (rest->empty())
-                                                      return std::nullopt;
-                                                  Bytes piece = rest->front();
-                                                  rest->pop_front();
-                                                  return piece;
-                                              },
-                                              [] { return false; }),
-                                          capacity);
+std::shared_ptr<BufferedData> inPieces(const std::vector<Bytes>& pieces) {
+    const auto next = [pieces, index = std::size_t{0}](std::size_t) mutable {
+        return index < pieces.size() ? std::optional(pieces[index++]) : std::nullopt;
+    };
+    return std::make_shared<BufferedData>(AnyBufferedDataSource(next, [] { return false; }), 16);
 }
 
 template <typename T>
@@ -129,8 +121,7 @@ TEST(BinaryCodable, writesValuesAsLittleEndianBytesAndReadsThemBack) {
     expectBytes(std::numeric_limits<std::int64_t>::min(), {0, 0, 0, 0, 0, 0, 0, 0x80});
     expectBytes(0.25F, {0, 0, 0x80, 0x3E});
     expectBytes(-0.0, {0, 0, 0, 0, 0, 0, 0, 0x80});
-    expectBytes(std::bit_cast<float>(0x7FA00001U),
-                {1, 0, 0xA0, 0x7F}); // the payload of a signalling NaN stays
+    expectBytes(std::bit_cast<float>(0x7FA00001U), {1, 0, 0xA0, 0x7F}); // a signalling NaN keeps its payload
     expectBytes(std::vector<std::uint8_t>{3, 2, 1}, {3, 2, 1});
     expectBytes(std::vector<std::int16_t>{}, {});
     expectBytes(Kind::loud, {0xFE, 0xFF});
@@ -157,11 +148,10 @@ TEST(BinaryCodable, acceptsTheThreeKindsOfInputAndContinuesInBufferedData) {
 }
 
 TEST(BinaryCodable, statesWhatIsWrongWithTheBytes) {
-    EXPECT_EQ(failureOf({1, 2, 3}, [](auto& container) { container.decode(4); }),
+    EXPECT_EQ(failureOf({1, 2, 3}, [](auto& c) { c.decode(4); }),
               "Not enough bytes available to decode. Requested 4, but received 3.");
-    EXPECT_EQ(
-        failureOf({1, 2}, [](auto& container) { container.decode(std::numeric_limits<std::size_t>::max()); }),
-        "Not enough bytes available to decode. Requested 18446744073709551615, but received 2.");
+    EXPECT_EQ(failureOf({1, 2}, [](auto& c) { c.decode(std::numeric_limits<std::size_t>::max()); }),
+              "Not enough bytes available to decode. Requested 18446744073709551615, but received 2.");
     EXPECT_EQ(failureOfDecoding<std::uint32_t>({1, 2, 3}), "Not enough data to create a a type of UInt32");
     EXPECT_EQ(failureOfDecoding<std::int8_t>({}), "Not enough data to create a a type of Int8");
     EXPECT_EQ(failureOfDecoding<double>({1}), "Not enough data to create a a type of Double");
@@ -188,12 +178,12 @@ TEST(BinaryCodable, textsEndAtTheirTerminatorOrTakeTheRest) {
     });
     EXPECT_EQ(failureOf({'a', 'b'}, [](auto& c) { c.decode(StringEncoding::utf8, std::uint8_t{0}); }),
               "Unable to find delimiter for string.");
+    struct Ascii {
+        void encode(BinaryEncoder& encoder) const {
+            encoder.container().encode("caf\u00E9", StringEncoding::ascii, std::uint8_t{0});
+        }
+    };
     try {
-        struct Ascii {
-            void encode(BinaryEncoder& encoder) const {
-                encoder.container().encode("caf\u00E9", StringEncoding::ascii, std::uint8_t{0});
-            }
-        };
         (void)BinaryDataEncoder().encode(Ascii());
         ADD_FAILURE() << "an accent has no ASCII byte";
     } catch (const BinaryEncodingError& error) {
@@ -260,35 +250,24 @@ TEST(BufferedData, readsAcrossPiecesAndAsksAgainAfterShortAnswers) {
 }
 
 TEST(BufferedData, asksForNoMoreThanItsCapacityAtATime) {
-    std::size_t largest = 0;
-    std::size_t delivered = 0;
-    BufferedData data(AnyBufferedDataSource(
-                          [&](std::size_t length) {
-                              largest = std::max(largest, length);
-                              delivered += length;
-                              return Bytes(length, 0xAB);
-                          },
-                          [&] { return delivered >= 1000; }),
-                      100);
+    std::size_t largest = 0, delivered = 0;
+    const auto deliver = [&](std::size_t length) {
+        largest = std::max(largest, length);
+        delivered += length;
+        return Bytes(length, 0xAB);
+    };
+    BufferedData data(AnyBufferedDataSource(deliver, [&] { return delivered >= 1000; }), 100);
     EXPECT_EQ(data.read(BufferedData::noLimit / 2).size(), 1000U);
     EXPECT_EQ(largest, 100U);
 }
 
 TEST(StringEncoding, convertsStrictlyInBothDirections) {
-    struct Case {
-        const char* what;
-        StringEncoding encoding;
-        std::optional<std::string> text; // nothing: the bytes are malformed
-        Bytes bytes;
-    };
     const auto utf8 = StringEncoding::utf8;
     const auto utf16 = StringEncoding::utf16LittleEndian;
-    const Case cases[] = {
+    const std::tuple<const char*, StringEncoding, std::optional<std::string>, Bytes> cases[] = {
         {"empty", utf8, "", {}},
-        {"one to four bytes",
-         utf8,
-         "a\u00E9\u266D\U0001D11E",
-         {'a', 0xC3, 0xA9, 0xE2, 0x99, 0xAD, 0xF0, 0x9D, 0x84, 0x9E}},
+        {"one or two bytes", utf8, "a\u00E9", {'a', 0xC3, 0xA9}},
+        {"three or four", utf8, "\u266D\U0001D11E", {0xE2, 0x99, 0xAD, 0xF0, 0x9D, 0x84, 0x9E}},
         {"byte order mark kept", utf8, "\uFEFFa", {0xEF, 0xBB, 0xBF, 'a'}},
         {"last character", utf8, "\U0010FFFF", {0xF4, 0x8F, 0xBF, 0xBF}},
         {"beyond the last character", utf8, std::nullopt, {0xF4, 0x90, 0x80, 0x80}},
@@ -306,8 +285,7 @@ TEST(StringEncoding, convertsStrictlyInBothDirections) {
         {"odd length", utf16, std::nullopt, {'a', 0, 'b'}},
         {"lone low surrogate", utf16, std::nullopt, {0x1E, 0xDD}},
         {"high surrogate at the end", utf16, std::nullopt, {0x34, 0xD8}},
-        {"high surrogate before a letter", utf16, std::nullopt, {0x34, 0xD8, 'a', 0}},
-    };
+        {"high surrogate before a letter", utf16, std::nullopt, {0x34, 0xD8, 'a', 0}}};
     for (const auto& [what, encoding, text, bytes] : cases) {
         EXPECT_EQ(stringFromBytes(bytes, encoding), text) << what;
         if (text) {

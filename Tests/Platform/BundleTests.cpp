@@ -10,16 +10,20 @@ namespace {
 
 using Texts = std::map<std::string, std::string>;
 
-void writeTable(const TemporaryFolder& folder, const std::string& language, const std::string& text,
-                const std::string& table = "Localizable") {
-    writeText(folder.path() / (language + ".lproj") / (table + ".strings"), text);
-}
+struct BundleTest : testing::Test {
+    BundleTest() { bundle.setResourceFolder(folder.path()); }
+    void writeTable(const std::string& language, const std::string& text,
+                    const std::string& table = "Localizable") const {
+        writeText(folder.path() / (language + ".lproj") / (table + ".strings"), text);
+    }
+    const TemporaryFolder folder;
+    Bundle bundle;
+};
 
 } // namespace
 
-TEST(Bundle, readsStringsFiles) {
-    const TemporaryFolder folder;
-    writeTable(folder, "en", R"(/* "commented" = "out"; */ // to the end of the line "a" = "b";
+TEST_F(BundleTest, readsStringsFiles) {
+    writeTable("en", R"(/* "commented" = "out"; */ // to the end of the line "a" = "b";
 "plain" = "text";"beside"="it";
 "quote \"\\\n\t\'" /* between */ = // and here
     "escapes \"\\\n\r\t\'\q";
@@ -35,55 +39,41 @@ apart";
 "twice" = "second";
 "url" = "http://example.org/*;";
 "open comment" = "y"; /* "z" = "z";)");
-    Bundle bundle;
-    bundle.setResourceFolder(folder.path());
     bundle.setPreferredLanguages({"en"});
-    const Texts expected = {
-        {"plain", "text"},
-        {"beside", "it"},
-        {"quote \"\\\n\t'", "escapes \"\\\n\r\t'q"},
-        {"unicode", "é ♯ 𝄞 é"},
-        {"lone", "\uFFFD \uFFFD \uFFFDA U12"},
-        {"two\nlines", "kept\napart"},
-        {"after", "found"},
-        {"twice", "second"},
-        {"url", "http://example.org/*;"},
-        {"open comment", "y"},
-    };
+    const Texts expected = {{"plain", "text"},
+                            {"beside", "it"},
+                            {"quote \"\\\n\t'", "escapes \"\\\n\r\t'q"},
+                            {"unicode", "é ♯ 𝄞 é"},
+                            {"lone", "\uFFFD \uFFFD \uFFFDA U12"},
+                            {"two\nlines", "kept\napart"},
+                            {"after", "found"},
+                            {"twice", "second"},
+                            {"url", "http://example.org/*;"},
+                            {"open comment", "y"}};
     for (const auto& [key, text] : expected)
         EXPECT_EQ(bundle.localizedString(key, "missing"), text) << key;
     for (const char* key : {"commented", "a", "malformed", "z"})
         EXPECT_EQ(bundle.localizedString(key, "missing"), "missing") << key;
 }
 
-TEST(Bundle, looksInEachPreferredLanguageFromTheRegionalToTheGeneral) {
-    const TemporaryFolder folder;
-    writeTable(folder, "de-AT", R"("January" = "Jänner";)");
-    writeTable(folder, "de", R"("January" = "Januar"; "March" = "März";)");
-    writeTable(folder, "fr", R"("January" = "janvier"; "March" = "mars"; "May" = "mai";)");
-    writeTable(folder, "de", R"("January" = "1";)", "Short");
-    Bundle bundle;
-    bundle.setResourceFolder(folder.path());
-    struct Case {
-        std::vector<std::string> languages;
-        const char* january;
-        const char* march;
-        const char* may;
-    };
-    const Case cases[] = {
-        {{"de_AT.UTF-8", "fr"}, "Jänner", "März", "mai"},
-        {{"de-CH", "fr"}, "Januar", "März", "mai"},
-        {{"fr-CA@euro"}, "janvier", "mars", "mai"},
-        {{"it", "de"}, "Januar", "März", "May"},
-        {{"../de"}, "January", "March", "May"}, // no language, and no way out of the folder
-        {{"C"}, "January", "March", "May"},
-        {{}, "January", "March", "May"},
-    };
-    for (const Case& c : cases) {
-        bundle.setPreferredLanguages(c.languages);
-        EXPECT_EQ(bundle.localizedString("January"), c.january);
-        EXPECT_EQ(bundle.localizedString("March"), c.march);
-        EXPECT_EQ(bundle.localizedString("May"), c.may);
+TEST_F(BundleTest, looksInEachPreferredLanguageFromTheRegionalToTheGeneral) {
+    writeTable("de-AT", R"("January" = "Jänner";)");
+    writeTable("de", R"("January" = "Januar"; "March" = "März";)");
+    writeTable("fr", R"("January" = "janvier"; "March" = "mars"; "May" = "mai";)");
+    writeTable("de", R"("January" = "1";)", "Short");
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"de_AT.UTF-8", "fr"}, "Jänner März mai"},
+        {{"de-CH", "fr"}, "Januar März mai"},
+        {{"fr-CA@euro"}, "janvier mars mai"},
+        {{"it", "de"}, "Januar März May"},
+        {{"../de"}, "January March May"}, // no language, and no way out of the folder
+        {{"C"}, "January March May"},
+        {{}, "January March May"}};
+    for (const auto& [languages, months] : cases) {
+        bundle.setPreferredLanguages(languages);
+        EXPECT_EQ(bundle.localizedString("January") + " " + bundle.localizedString("March") + " " +
+                      bundle.localizedString("May"),
+                  months);
     }
     EXPECT_EQ(bundle.localizedString("May", "default"), "default");
     bundle.setPreferredLanguages({"de"});
@@ -92,18 +82,10 @@ TEST(Bundle, looksInEachPreferredLanguageFromTheRegionalToTheGeneral) {
     EXPECT_EQ(bundle.localizedString("January"), "January");
 }
 
-TEST(Bundle, startsWithTheLanguagesOfTheEnvironment) {
-    const TemporaryFolder folder;
+TEST_F(BundleTest, startsWithTheLanguagesOfTheEnvironment) {
     for (const std::string language : {"de", "fr", "it", "es"})
-        writeTable(folder, language, "\"language\" = \"" + language + "\";");
-    struct Case {
-        const char* language;
-        const char* all;
-        const char* messages;
-        const char* lang;
-        const char* expected;
-    };
-    const Case cases[] = {
+        writeTable(language, "\"language\" = \"" + language + "\";");
+    const std::tuple<const char*, const char*, const char*, const char*, const char*> cases[] = {
         {nullptr, nullptr, nullptr, "de_DE.UTF-8", "de"},
         {nullptr, nullptr, "fr_FR", "de_DE", "fr"},
         {nullptr, "it_IT", "fr_FR", "de_DE", "it"},
@@ -111,26 +93,22 @@ TEST(Bundle, startsWithTheLanguagesOfTheEnvironment) {
         {"nl:es:de", nullptr, nullptr, "it_IT", "es"},
         {"nl", nullptr, nullptr, "it_IT", "it"},
         {"es", "C.UTF-8", nullptr, "it_IT", "none"}, // the C locale wants no translation
-        {"es", nullptr, nullptr, nullptr, "none"},
-    };
-    for (const Case& c : cases) {
-        const EnvironmentVariable language("LANGUAGE", c.language);
-        const EnvironmentVariable all("LC_ALL", c.all);
-        const EnvironmentVariable messages("LC_MESSAGES", c.messages);
-        const EnvironmentVariable lang("LANG", c.lang);
-        Bundle bundle;
-        bundle.setResourceFolder(folder.path());
-        EXPECT_EQ(bundle.localizedString("language", "none"), c.expected);
+        {"es", nullptr, nullptr, nullptr, "none"}};
+    for (const auto& [language, all, messages, lang, expected] : cases) {
+        const EnvironmentVariable first("LANGUAGE", language), second("LC_ALL", all),
+            third("LC_MESSAGES", messages), last("LANG", lang);
+        Bundle started;
+        started.setResourceFolder(folder.path());
+        EXPECT_EQ(started.localizedString("language", "none"), expected);
     }
 }
 
-TEST(Bundle, theShippedTablesHoldTheSameKeysAndEnglishIsItsOwnKey) {
+TEST_F(BundleTest, theShippedTablesHoldTheSameKeysAndEnglishIsItsOwnKey) {
     const auto resources =
         (std::filesystem::path(TARN_TEST_DATA) / "../../../TarnFoundation/Resources").lexically_normal();
     std::map<std::string, Texts> tables;
     for (const std::string language : {"en", "de"}) {
         std::istringstream lines(textOf(resources / (language + ".lproj") / "Localizable.strings"));
-        Bundle bundle;
         bundle.setResourceFolder(resources);
         bundle.setPreferredLanguages({language});
         for (std::string line; std::getline(lines, line);) {
@@ -144,10 +122,8 @@ TEST(Bundle, theShippedTablesHoldTheSameKeysAndEnglishIsItsOwnKey) {
     }
     EXPECT_GE(tables["en"].size(), 19U) << "the table was read";
     EXPECT_EQ(tables["en"].size(), tables["de"].size());
-    for (const auto& [key, text] : tables["en"]) {
-        EXPECT_EQ(text, key);
-        EXPECT_TRUE(tables["de"].contains(key)) << key;
-    }
+    for (const auto& [key, text] : tables["en"])
+        EXPECT_TRUE(text == key && tables["de"].contains(key)) << key;
     EXPECT_EQ(tables["de"]["Chorus"], "Refrain");
 }
 

@@ -2,7 +2,6 @@
 
 #include "Tests/Platform/TemporaryFolder.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -18,6 +17,11 @@ namespace fs = std::filesystem;
 
 constexpr uid_t kUnprivilegedUser = 65534;
 
+struct FileManagerTest : testing::Test {
+    const TemporaryFolder folder;
+    const fs::path file = folder.path() / "file";
+};
+
 std::span<const std::byte> bytesOf(const std::string& text) {
     return std::as_bytes(std::span(text));
 }
@@ -30,28 +34,15 @@ mode_t modeOf(const fs::path& file) {
 
 } // namespace
 
-TEST(FileManager, systemFoldersFollowTheDesktopConventions) {
-    struct Case {
-        const char* home;
-        const char* xdg;
-        const char* caches;
-        const char* configuration;
-    };
-    const Case cases[] = {
-        {"/home/me", "/else", "/else", "/else"},
-        {"/home/me", nullptr, "/home/me/.cache", "/home/me/.config"},
-        {"/home/me", "", "/home/me/.cache", "/home/me/.config"},
-        {"/home/me", "relative", "/home/me/.cache", "/home/me/.config"},
-    };
-    for (const Case& c : cases) {
-        const EnvironmentVariable home("HOME", c.home);
-        const EnvironmentVariable cache("XDG_CACHE_HOME", c.xdg);
-        const EnvironmentVariable config("XDG_CONFIG_HOME", c.xdg);
-        EXPECT_EQ(FileManager::cachesDirectory(), c.caches);
-        EXPECT_EQ(FileManager::configurationDirectory(), c.configuration);
+TEST_F(FileManagerTest, systemFoldersFollowTheDesktopConventions) {
+    for (const char* xdg : {"/else", "", "relative", static_cast<const char*>(nullptr)}) {
+        const EnvironmentVariable home("HOME", "/home/me"), cache("XDG_CACHE_HOME", xdg),
+            config("XDG_CONFIG_HOME", xdg);
+        const bool isUsed = xdg && *xdg == '/';
+        EXPECT_EQ(FileManager::cachesDirectory(), isUsed ? "/else" : "/home/me/.cache");
+        EXPECT_EQ(FileManager::configurationDirectory(), isUsed ? "/else" : "/home/me/.config");
     }
-    const EnvironmentVariable home("HOME", nullptr);
-    const EnvironmentVariable cache("XDG_CACHE_HOME", nullptr);
+    const EnvironmentVariable home("HOME", nullptr), cache("XDG_CACHE_HOME", nullptr);
     EXPECT_TRUE(FileManager::cachesDirectory().is_absolute());
     FileManager::setCachesDirectory("/moved");
     EXPECT_EQ(FileManager::cachesDirectory(), "/moved");
@@ -59,15 +50,12 @@ TEST(FileManager, systemFoldersFollowTheDesktopConventions) {
     EXPECT_NE(FileManager::cachesDirectory(), "/moved");
 }
 
-TEST(FileManager, readsWholeFilesOfAnySize) {
-    const TemporaryFolder folder;
-    const fs::path file = folder.path() / "file";
+TEST_F(FileManagerTest, readsWholeFilesOfAnySize) {
     for (const std::size_t size : {0U, 1U, 4095U, 4096U, 100'000U}) {
         const std::string text(size, 'x');
         ASSERT_TRUE(FileManager::write(bytesOf(text), file));
-        const auto bytes = FileManager::contentsOf(file);
-        ASSERT_TRUE(bytes);
-        EXPECT_TRUE(std::ranges::equal(*bytes, bytesOf(text))) << size;
+        const auto expected = bytesOf(text);
+        EXPECT_TRUE(FileManager::contentsOf(file) == Data(expected.begin(), expected.end())) << size;
     }
     if (fs::exists("/proc/self/status")) {
         const auto bytes = FileManager::contentsOf("/proc/self/status"); // its size reads as zero
@@ -75,8 +63,7 @@ TEST(FileManager, readsWholeFilesOfAnySize) {
     }
 }
 
-TEST(FileManager, tellsWhyAFileCannotBeRead) {
-    const TemporaryFolder folder;
+TEST_F(FileManagerTest, tellsWhyAFileCannotBeRead) {
     Error error;
     EXPECT_FALSE(FileManager::contentsOf(folder.path() / "missing", &error));
     EXPECT_EQ(error.domain, FileManager::kFileErrorDomain);
@@ -86,22 +73,20 @@ TEST(FileManager, tellsWhyAFileCannotBeRead) {
     EXPECT_EQ(error.code, EISDIR);
 }
 
-TEST(FileManager, atomicWritesReplaceTheContentAndKeepThePermissions) {
-    const TemporaryFolder folder;
-    const fs::path file = folder.path() / (std::string(250, 'n') + ".mid"); // as long as a name may be
+TEST_F(FileManagerTest, atomicWritesReplaceTheContentAndKeepThePermissions) {
+    const fs::path longNamed = folder.path() / (std::string(250, 'n') + ".mid"); // as long as a name may be
     const mode_t mask = ::umask(027);
-    EXPECT_TRUE(FileManager::writeAtomically(bytesOf("a long first content"), file));
-    EXPECT_EQ(modeOf(file), 0640U);
-    ::chmod(file.c_str(), 0606);
-    EXPECT_TRUE(FileManager::writeAtomically(bytesOf("second"), file));
+    EXPECT_TRUE(FileManager::writeAtomically(bytesOf("a long first content"), longNamed));
+    EXPECT_EQ(modeOf(longNamed), 0640U);
+    ::chmod(longNamed.c_str(), 0606);
+    EXPECT_TRUE(FileManager::writeAtomically(bytesOf("second"), longNamed));
     ::umask(mask);
-    EXPECT_EQ(modeOf(file), 0606U);
-    EXPECT_EQ(textOf(file), "second");
+    EXPECT_EQ(modeOf(longNamed), 0606U);
+    EXPECT_EQ(textOf(longNamed), "second");
     EXPECT_EQ(folder.fileNames().size(), 1U);
 }
 
-TEST(FileManager, atomicWritesFollowSymbolicLinksAndKeepThem) {
-    const TemporaryFolder folder;
+TEST_F(FileManagerTest, atomicWritesFollowSymbolicLinksAndKeepThem) {
     const fs::path real = folder.path() / "real";
     fs::create_directory(real);
     fs::create_symlink("real/target", folder.path() / "inner");
@@ -114,8 +99,7 @@ TEST(FileManager, atomicWritesFollowSymbolicLinksAndKeepThem) {
     EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(real / "target")));
 }
 
-TEST(FileManager, aPipeIsWrittenInPlace) {
-    const TemporaryFolder folder;
+TEST_F(FileManagerTest, aPipeIsWrittenInPlace) {
     const fs::path pipe = folder.path() / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     const int reader = ::open(pipe.c_str(), O_RDWR);
@@ -126,9 +110,7 @@ TEST(FileManager, aPipeIsWrittenInPlace) {
     EXPECT_TRUE(fs::is_fifo(pipe));
 }
 
-TEST(FileManager, aFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
-    const TemporaryFolder folder;
-    const fs::path file = folder.path() / "file";
+TEST_F(FileManagerTest, aFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
     writeText(file, "old");
     fs::create_symlink("loop", folder.path() / "loop");
     const auto before = folder.fileNames();
@@ -166,7 +148,7 @@ TEST(FileManager, aFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
     ::chmod(folder.path().c_str(), 0755);
 }
 
-TEST(FileManager, aWriteInPlaceReportsAFullDisk) {
+TEST_F(FileManagerTest, aWriteInPlaceReportsAFullDisk) {
     Error error;
     if (!fs::exists("/dev/full"))
         GTEST_SKIP() << "no device that is always full";

@@ -22,23 +22,16 @@ using LogConcurrency = LogTest;
 } // namespace
 
 TEST_F(LogTest, fillsPlaceholdersInOrderAndHidesPrivateArguments) {
-    struct Case {
-        const char* format;
-        std::vector<LogArgument> arguments;
-        const char* hidden;
-        const char* shown;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, std::vector<LogArgument>, const char*, const char*> cases[] = {
         {"plain", {}, "plain", "plain"},
         {"{} of {}", {logPublic(1), logPrivate("me")}, "1 of <private>", "1 of me"},
         {"{}{}", {logPublic("{}"), logPublic("b")}, "{}b", "{}b"}, // an argument is not a format
         {"{} {}", {logPublic("one")}, "one {}", "one {}"},
-        {"none", {logPublic("surplus")}, "none", "none"},
-    };
-    for (const Case& c : cases) {
-        const LogMessage message{"", "", LogLevel::standard, c.format, c.arguments};
-        EXPECT_EQ(message.text(false), c.hidden);
-        EXPECT_EQ(message.text(true), c.shown);
+        {"none", {logPublic("surplus")}, "none", "none"}};
+    for (const auto& [format, arguments, hidden, shown] : cases) {
+        const LogMessage message{"", "", LogLevel::standard, format, arguments};
+        EXPECT_EQ(message.text(false), hidden);
+        EXPECT_EQ(message.text(true), shown);
     }
 }
 

@@ -8,50 +8,49 @@
 
 #include <atomic>
 #include <thread>
-#include <vector>
 
 namespace tarn {
 namespace {
 
 using Names = std::vector<std::string>;
 
-TEST(NotificationCenter, DeliversByNameAndSenderInOrderOfRegistration) {
+/// Observers that note what they hear.
+struct NotificationCenterTest : testing::Test {
+    NotificationCenter::Token listen(const std::string& label, const std::string& name = "n",
+                                     const std::shared_ptr<int>& sender = nullptr,
+                                     const std::shared_ptr<OperationQueue>& queue = nullptr) {
+        return center.addObserver(name, sender, queue,
+                                  [this, label](const Notification&) { heard.push_back(label); });
+    }
     NotificationCenter center;
-    const auto song = std::make_shared<int>(1);
-    const auto other = std::make_shared<int>(1);
     Names heard;
-    const auto listen = [&](const std::string& label, const std::string& name, const auto& object) {
-        center.addObserver(name, object, nullptr,
-                           [&heard, label](const Notification&) { heard.push_back(label); });
-    };
-    listen("all", "", nullptr);
-    listen("beats", "beats", nullptr);
+};
+using NotificationCenterConcurrency = NotificationCenterTest;
+
+TEST_F(NotificationCenterTest, DeliversByNameAndSenderInOrderOfRegistration) {
+    const auto song = std::make_shared<int>(1), other = std::make_shared<int>(1);
+    listen("all", "");
+    listen("beats", "beats");
     listen("beats of song", "beats", song);
     listen("all of song", "", song);
-    listen("chords", "chords", nullptr);
-    listen("beats again", "beats", nullptr);
+    listen("chords", "chords");
+    listen("beats again", "beats");
 
-    const struct {
-        std::string name;
-        std::shared_ptr<int> object;
-        Names expected;
-    } cases[] = {
+    const std::tuple<std::string, std::shared_ptr<int>, Names> cases[] = {
         {"beats", song, {"all", "beats", "beats of song", "all of song", "beats again"}},
         {"beats", other, {"all", "beats", "beats again"}},
         {"beats", nullptr, {"all", "beats", "beats again"}},
         {"chords", song, {"all", "all of song", "chords"}},
         {"unknown", other, {"all"}},
-        {"", song, {"all", "all of song"}},
-    };
-    for (const auto& c : cases) {
+        {"", song, {"all", "all of song"}}};
+    for (const auto& [name, object, expected] : cases) {
         heard.clear();
-        center.post(c.name, c.object);
-        EXPECT_EQ(heard, c.expected) << c.name;
+        center.post(name, object);
+        EXPECT_EQ(heard, expected) << name;
     }
 }
 
-TEST(NotificationCenter, HandsOverTheUserInformationByType) {
-    NotificationCenter center;
+TEST_F(NotificationCenterTest, HandsOverTheUserInformationByType) {
     center.addObserver("n", nullptr, nullptr, [](const Notification& notification) {
         ASSERT_TRUE(notification.value<int>("count"));
         EXPECT_EQ(*notification.value<int>("count"), 7);
@@ -61,8 +60,7 @@ TEST(NotificationCenter, HandsOverTheUserInformationByType) {
     center.post("n", nullptr, {{"count", 7}});
 }
 
-TEST(NotificationCenter, ALaterObjectAtTheAddressOfASenderIsAnotherSender) {
-    NotificationCenter center;
+TEST_F(NotificationCenterTest, ALaterObjectAtTheAddressOfASenderIsAnotherSender) {
     int storage = 0;
     const auto keep = [](int*) {};
     auto first = std::shared_ptr<int>(&storage, keep);
@@ -79,15 +77,8 @@ TEST(NotificationCenter, ALaterObjectAtTheAddressOfASenderIsAnotherSender) {
                  "must be owned");
 }
 
-TEST(NotificationCenter, ObserversMayChangeInsideADelivery) {
-    NotificationCenter center;
-    Names heard;
-    const auto listen = [&](const std::string& label) {
-        return center.addObserver("n", nullptr, nullptr,
-                                  [&heard, label](const Notification&) { heard.push_back(label); });
-    };
-    NotificationCenter::Token self;
-    NotificationCenter::Token later;
+TEST_F(NotificationCenterTest, ObserversMayChangeInsideADelivery) {
+    NotificationCenter::Token self, later;
     self = center.addObserver("n", nullptr, nullptr, [&](const Notification&) {
         heard.push_back("self");
         self->remove();
@@ -118,8 +109,7 @@ struct Target {
     static inline int finalCalls = 0;
 };
 
-TEST(NotificationCenter, TargetsAreHeldWeaklyAndLiveThroughTheirCalls) {
-    NotificationCenter center;
+TEST_F(NotificationCenterTest, TargetsAreHeldWeaklyAndLiveThroughTheirCalls) {
     int gone = 0;
     center.addObserver("gone", nullptr, nullptr, [&](const Notification&) { ++gone; });
     auto target = std::make_shared<Target>(center);
@@ -140,8 +130,7 @@ TEST(NotificationCenter, TargetsAreHeldWeaklyAndLiveThroughTheirCalls) {
     EXPECT_EQ(target->calls, 0);
 }
 
-TEST(NotificationCenter, ReleasesWhatRemovedAndDeadObserversCaptured) {
-    NotificationCenter center;
+TEST_F(NotificationCenterTest, ReleasesWhatRemovedAndDeadObserversCaptured) {
     const auto captured = std::make_shared<int>(0);
     const auto token = center.addObserver("n", nullptr, nullptr, [captured](const Notification&) {});
     EXPECT_EQ(captured.use_count(), 2);
@@ -168,27 +157,21 @@ TEST(NotificationCenter, ReleasesWhatRemovedAndDeadObserversCaptured) {
     EXPECT_EQ(posts, 1);
 }
 
-TEST(NotificationCenter, MayGoBeforeItsTokensAndInsideADelivery) {
-    auto center = std::make_unique<NotificationCenter>();
+TEST_F(NotificationCenterTest, MayGoBeforeItsTokensAndInsideADelivery) {
+    auto own = std::make_unique<NotificationCenter>();
     int calls = 0;
-    const auto first =
-        center->addObserver("n", nullptr, nullptr, [&](const Notification&) { center.reset(); });
-    center->addObserver("n", nullptr, nullptr, [&](const Notification&) { ++calls; });
-    center->post("n", nullptr);
+    const auto first = own->addObserver("n", nullptr, nullptr, [&](const Notification&) { own.reset(); });
+    own->addObserver("n", nullptr, nullptr, [&](const Notification&) { ++calls; });
+    own->post("n", nullptr);
     EXPECT_EQ(calls, 1);
     first->remove();
 }
 
-TEST(NotificationCenter, ObserversWithAQueueHearOnIt) {
-    NotificationCenter center;
-    Names heard;
-    const auto listen = [&](const std::string& label) {
-        return center.addObserver("n", nullptr, OperationQueue::mainQueue(),
-                                  [&heard, label](const Notification&) { heard.push_back(label); });
-    };
-    listen("first");
-    const auto removed = listen("removed before its turn");
-    listen("last");
+TEST_F(NotificationCenterTest, ObserversWithAQueueHearOnIt) {
+    const auto queue = OperationQueue::mainQueue();
+    listen("first", "n", nullptr, queue);
+    const auto removed = listen("removed before its turn", "n", nullptr, queue);
+    listen("last", "n", nullptr, queue);
     center.post("n", nullptr);
     EXPECT_TRUE(heard.empty());
     removed->remove();
@@ -196,8 +179,7 @@ TEST(NotificationCenter, ObserversWithAQueueHearOnIt) {
     EXPECT_EQ(heard, (Names{"first", "last"}));
 }
 
-TEST(NotificationCenter, SignalsDeliverUntilDisposedOf) {
-    NotificationCenter center;
+TEST_F(NotificationCenterTest, SignalsDeliverUntilDisposedOf) {
     auto sender = std::make_shared<int>(0);
     const auto signal = notificationSignal(center, "n", sender);
     int calls = 0;
@@ -216,14 +198,11 @@ TEST(NotificationCenter, SignalsDeliverUntilDisposedOf) {
     EXPECT_EQ(calls, 1) << "a sender that has gone is not any sender";
 }
 
-TEST(NotificationCenterConcurrency, EightThreadsAddPostAndRemove) {
-    NotificationCenter center;
+TEST_F(NotificationCenterConcurrency, EightThreadsAddPostAndRemove) {
     const auto sender = std::make_shared<int>(0);
-    std::atomic<int> permanentCalls = 0;
-    std::atomic<int> callsAfterOwnRemoval = 0;
+    std::atomic<int> permanentCalls = 0, callsAfterOwnRemoval = 0;
     center.addObserver("n", nullptr, nullptr, [&](const Notification&) { ++permanentCalls; });
-    constexpr int kThreads = 8;
-    constexpr int kRounds = 400;
+    constexpr int kThreads = 8, kRounds = 400;
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&] {

@@ -6,7 +6,6 @@
 #include <functional>
 #include <limits>
 #include <thread>
-#include <vector>
 
 namespace tarn {
 namespace {
@@ -14,66 +13,55 @@ namespace {
 using ProgressPointer = std::shared_ptr<Progress>;
 
 TEST(Progress, CountsOfOneAlone) {
-    const struct {
-        std::int64_t total, completed;
-        double fraction;
-        bool isFinished;
-    } cases[] = {{0, 0, 0, false}, {0, 5, 0, false}, {-1, 0, 0, false}, {4, 1, 0.25, false},
-                 {4, 4, 1, true},  {4, 9, 1, true},  {4, -2, 0, false}};
-    for (const auto& c : cases) {
-        const auto progress = Progress::discrete(c.total);
-        progress->setCompletedUnitCount(c.completed);
-        EXPECT_EQ(progress->completedUnitCount(), c.completed);
-        EXPECT_EQ(progress->fractionCompleted(), c.fraction) << c.total << ' ' << c.completed;
-        EXPECT_EQ(progress->isFinished(), c.isFinished) << c.total << ' ' << c.completed;
+    const std::tuple<std::int64_t, std::int64_t, double, bool> cases[] = {
+        {0, 0, 0, false}, {0, 5, 0, false}, {-1, 0, 0, false}, {4, 1, 0.25, false},
+        {4, 4, 1, true},  {4, 9, 1, true},  {4, -2, 0, false}};
+    for (const auto& [total, completed, fraction, isFinished] : cases) {
+        const auto progress = Progress::discrete(total);
+        progress->setCompletedUnitCount(completed);
+        EXPECT_EQ(progress->completedUnitCount(), completed);
+        EXPECT_EQ(progress->fractionCompleted(), fraction) << total << ' ' << completed;
+        EXPECT_EQ(progress->isFinished(), isFinished) << total << ' ' << completed;
         progress->markFinished();
         EXPECT_TRUE(progress->isFinished());
         EXPECT_EQ(progress->fractionCompleted(), 1);
-        EXPECT_EQ(progress->completedUnitCount(), c.completed) << "the counts stay true";
+        EXPECT_EQ(progress->completedUnitCount(), completed) << "the counts stay true";
     }
 }
 
 TEST(Progress, AChildContributesItsUnitsOnceHoweverItEnds) {
-    const struct {
-        const char* label;
-        std::function<void(ProgressPointer&)> before; ///< before the child is added
-        std::function<void(ProgressPointer&)> after;
-    } cases[] = {
-        {"completed", [](auto&) {}, [](auto& child) { child->setCompletedUnitCount(10); }},
-        {"overshot", [](auto&) {}, [](auto& child) { child->setCompletedUnitCount(11); }},
-        {"cancelled", [](auto&) {}, [](auto& child) { child->markFinished(); }},
-        {"added finished", [](auto& child) { child->markFinished(); }, [](auto&) {}},
-        {"completed and marked", [](auto&) {},
-         [](auto& child) {
-             child->setCompletedUnitCount(10);
-             child->markFinished();
-         }},
-        {"total lowered", [](auto& child) { child->setCompletedUnitCount(5); },
-         [](auto& child) { child->setTotalUnitCount(5); }},
-        {"total known last", [](auto& child) { child->setTotalUnitCount(0); },
-         [](auto& child) {
-             child->setTotalUnitCount(3);
-             child->setCompletedUnitCount(3);
-         }},
-        {"taken back and finished again", [](auto&) {},
-         [](auto& child) {
-             child->setCompletedUnitCount(10);
-             child->setCompletedUnitCount(1);
-             child->setCompletedUnitCount(10);
-         }},
-        {"gone", [](auto&) {}, [](auto& child) { child.reset(); }},
+    using Step = std::function<void(ProgressPointer&)>;
+    const auto completed = [](std::int64_t count) -> Step {
+        return [=](auto& child) { child->setCompletedUnitCount(count); };
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.label);
-        const auto song = Progress::discrete(1);
-        const auto parent = Progress::discrete(18);
+    const auto total = [](std::int64_t count) -> Step {
+        return [=](auto& child) { child->setTotalUnitCount(count); };
+    };
+    const Step marked = [](auto& child) { child->markFinished(); };
+    const Step gone = [](auto& child) { child.reset(); };
+    // What happens before the child is added, and after.
+    const std::tuple<const char*, std::vector<Step>, std::vector<Step>> cases[] = {
+        {"completed", {}, {completed(10)}},
+        {"overshot", {}, {completed(11)}},
+        {"cancelled", {}, {marked}},
+        {"added finished", {marked}, {}},
+        {"completed and marked", {}, {completed(10), marked}},
+        {"total lowered", {completed(5)}, {total(5)}},
+        {"total known last", {total(0)}, {total(3), completed(3)}},
+        {"taken back and finished again", {}, {completed(10), completed(1), completed(10)}},
+        {"gone", {}, {gone}}};
+    for (const auto& [label, before, after] : cases) {
+        SCOPED_TRACE(label);
+        const auto song = Progress::discrete(1), parent = Progress::discrete(18);
         song->addChild(parent, 1);
         parent->setCompletedUnitCount(6);
         auto child = Progress::discrete(10);
-        c.before(child);
+        for (const auto& step : before)
+            step(child);
         parent->addChild(child, 12);
         EXPECT_EQ(song->completedUnitCount(), parent->isFinished() ? 1 : 0);
-        c.after(child);
+        for (const auto& step : after)
+            step(child);
         EXPECT_EQ(parent->completedUnitCount(), 18);
         EXPECT_TRUE(parent->isFinished());
         EXPECT_EQ(song->completedUnitCount(), 1);
@@ -84,9 +72,7 @@ TEST(Progress, AChildContributesItsUnitsOnceHoweverItEnds) {
 }
 
 TEST(Progress, UnfinishedChildrenMoveTheFractionOnly) {
-    const auto parent = Progress::discrete(18);
-    const auto middle = Progress::discrete(4);
-    const auto leaf = Progress::discrete(2);
+    const auto parent = Progress::discrete(18), middle = Progress::discrete(4), leaf = Progress::discrete(2);
     parent->addChild(middle, 12);
     middle->addChild(leaf, 2);
     middle->setCompletedUnitCount(1);
@@ -103,8 +89,7 @@ TEST(Progress, UnfinishedChildrenMoveTheFractionOnly) {
 }
 
 TEST(Progress, ParentsAndChildrenDoNotKeepEachOther) {
-    auto parent = Progress::discrete(2);
-    auto child = Progress::discrete(1);
+    auto parent = Progress::discrete(2), child = Progress::discrete(1);
     parent->addChild(child, 1);
     const std::weak_ptr<Progress> weakParent = parent;
     parent.reset();
@@ -114,8 +99,7 @@ TEST(Progress, ParentsAndChildrenDoNotKeepEachOther) {
 }
 
 TEST(Progress, ObserversHearEveryChangeBelowWithoutLocks) {
-    const auto parent = Progress::discrete(10);
-    const auto child = Progress::discrete(2);
+    const auto parent = Progress::discrete(10), child = Progress::discrete(2);
     parent->addChild(child, 10);
     std::vector<std::string> heard;
     const auto childToken = child->observe([&](const Progress& progress) {
@@ -141,27 +125,23 @@ TEST(Progress, ObserversHearEveryChangeBelowWithoutLocks) {
 }
 
 TEST(Progress, WrongTreesStopTheProcess) {
-    const auto parent = Progress::discrete(1);
-    const auto child = Progress::discrete(1);
-    const auto grandchild = Progress::discrete(1);
+    const auto make = [] { return Progress::discrete(1); };
+    const auto parent = make(), child = make(), grandchild = make(), other = make(), huge = make(),
+               last = make();
     parent->addChild(child, 1);
     child->addChild(grandchild, 1);
-    const auto other = Progress::discrete(1);
     EXPECT_DEATH(other->addChild(child, 1), "child of one other only");
     EXPECT_DEATH(grandchild->addChild(parent, 1), "below itself");
     EXPECT_DEATH(other->addChild(other, 1), "below itself");
     EXPECT_DEATH(other->addChild(Progress::discrete(1), -1), "number of units");
-    const auto huge = Progress::discrete(1);
     huge->setCompletedUnitCount(std::numeric_limits<std::int64_t>::max());
-    const auto last = Progress::discrete(1);
     huge->addChild(last, 1);
     last->markFinished();
     EXPECT_DEATH(static_cast<void>(huge->completedUnitCount()), "overflow");
 }
 
 TEST(ProgressConcurrency, ATreeFinishesExactlyWithItsLeaves) {
-    constexpr int kThreads = 8;
-    constexpr int kChildren = 50;
+    constexpr int kThreads = 8, kChildren = 50;
     const auto root = Progress::discrete(kThreads);
     std::atomic<int> finishedReports = 0;
     std::atomic<bool> wentBack = false;

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -18,7 +19,10 @@ public:
         std::string name = testing::TempDir() + "tarn-test-XXXXXX";
         mPath = ::mkdtemp(name.data());
     }
-    ~TemporaryFolder() { std::filesystem::remove_all(mPath); }
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(mPath, ignored);
+    }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
@@ -49,13 +53,11 @@ inline void writeText(const std::filesystem::path& file, const std::string& text
 class EnvironmentVariable {
 public:
     EnvironmentVariable(const char* name, const char* value) : mName(name) {
-        if (const char* before = std::getenv(name)) {
-            mWasSet = true;
+        if (const char* before = std::getenv(name))
             mBefore = before;
-        }
         set(value);
     }
-    ~EnvironmentVariable() { set(mWasSet ? mBefore.c_str() : nullptr); }
+    ~EnvironmentVariable() { set(mBefore ? mBefore->c_str() : nullptr); }
     EnvironmentVariable(const EnvironmentVariable&) = delete;
     EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
 
@@ -68,8 +70,7 @@ private:
     }
 
     const char* mName;
-    bool mWasSet = false;
-    std::string mBefore;
+    std::optional<std::string> mBefore;
 };
 
 } // namespace tarn

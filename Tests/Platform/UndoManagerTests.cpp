@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <stdexcept>
-#include <string>
 
 namespace tarn {
 namespace {
@@ -34,24 +32,12 @@ TEST_F(UndoManagerTest, TheOutermostGroupIsOneStep) {
     manager.beginUndoGrouping();
     manager.endUndoGrouping(); // no actions, no step
 
-    const struct {
-        bool undo;
-        std::string text;
-        bool canUndo;
-        bool canRedo;
-    } steps[] = {
-        {true, "a", true, true},  {true, "", false, true},      {true, "", false, true},
-        {false, "a", true, true}, {false, "abcd", true, false}, {false, "abcd", true, false},
-        {true, "a", true, true},
-    };
-    int index = 0;
-    for (const auto& step : steps) {
-        step.undo ? manager.undo() : manager.redo();
-        EXPECT_EQ(text, step.text) << index;
-        EXPECT_EQ(manager.canUndo(), step.canUndo) << index;
-        EXPECT_EQ(manager.canRedo(), step.canRedo) << index;
-        ++index;
+    std::string seen;
+    for (const char step : std::string_view("uuurrru")) {
+        step == 'u' ? manager.undo() : manager.redo();
+        seen += " " + text + (manager.canUndo() ? "<" : "") + (manager.canRedo() ? ">" : "");
     }
+    EXPECT_EQ(seen, " a<> > > a<> abcd< abcd< a<>") << "texts, and whether they can be undone and redone";
 }
 
 TEST_F(UndoManagerTest, ANewStepDiscardsWhatCouldBeRedone) {
@@ -62,8 +48,6 @@ TEST_F(UndoManagerTest, ANewStepDiscardsWhatCouldBeRedone) {
     EXPECT_TRUE(manager.canRedo()) << "an empty group is no step";
     set("b");
     EXPECT_FALSE(manager.canRedo());
-    manager.undo();
-    EXPECT_EQ(text, "");
 }
 
 TEST_F(UndoManagerTest, DisablingIsCounted) {
@@ -83,8 +67,7 @@ TEST_F(UndoManagerTest, DisablingIsCounted) {
 }
 
 TEST_F(UndoManagerTest, ActionsMayGroupAndAskWhatIsGoingOn) {
-    bool wasUndoing = false;
-    bool wasRedoing = false;
+    bool wasUndoing = false, wasRedoing = false;
     manager.registerUndo([&] {
         wasUndoing = manager.isUndoing() && !manager.isRedoing();
         manager.beginUndoGrouping();

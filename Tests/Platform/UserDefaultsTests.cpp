@@ -2,56 +2,54 @@
 
 #include "Tests/Platform/TemporaryFolder.h"
 
-#include <cmath>
 #include <limits>
 #include <thread>
-#include <vector>
+#include <tuple>
 
 namespace tarn {
 
-TEST(UserDefaults, keepsAnyKeyAndValueInTheFile) {
+namespace {
+
+struct UserDefaultsTest : testing::Test {
     const TemporaryFolder folder;
-    const auto file = folder.path() / "made" / "defaults.txt";
+    const std::filesystem::path file = folder.path() / "defaults.txt";
+    UserDefaults defaults{file};
+};
+using UserDefaultsConcurrency = UserDefaultsTest;
+
+} // namespace
+
+TEST_F(UserDefaultsTest, keepsAnyKeyAndValueInTheFile) {
+    const auto made = folder.path() / "made" / "defaults.txt";
     const std::map<std::string, std::string> values = {
         {"plain", "value"}, {"a=b\\", "c=d\\"},   {"line\nbreak", "\r\n\ttext\n"},
         {" blank ", "  "},  {"empty", ""},        {"", "empty key"},
         {"\\n", "\\n"},     {"Tonhöhe", "♯ = #"}, {"\\", "\\"},
-        {"=", "="},
-    };
+        {"=", "="}};
     {
-        UserDefaults defaults(file);
+        UserDefaults writing(made);
         for (const auto& [key, value] : values)
-            EXPECT_TRUE(defaults.setString(key, value));
-        EXPECT_TRUE(defaults.setString("gone", "soon"));
-        EXPECT_TRUE(defaults.removeValue("gone"));
+            EXPECT_TRUE(writing.setString(key, value));
+        EXPECT_TRUE(writing.setString("gone", "soon"));
+        EXPECT_TRUE(writing.removeValue("gone"));
     }
-    const UserDefaults defaults(file);
+    const UserDefaults reading(made);
     for (const auto& [key, value] : values)
-        EXPECT_EQ(defaults.string(key), value) << key;
-    EXPECT_EQ(defaults.string("gone"), std::nullopt);
+        EXPECT_EQ(reading.string(key), value) << key;
+    EXPECT_EQ(reading.string("gone"), std::nullopt);
 }
 
-TEST(UserDefaults, readsAFileWrittenByHand) {
-    const TemporaryFolder folder;
-    const auto file = folder.path() / "defaults.txt";
+TEST_F(UserDefaultsTest, readsAFileWrittenByHand) {
     writeText(file, "no separator\r\nTempo=120\r\n  Name  =  a b  \r\n\nTempo = 90\nlast = x");
-    const UserDefaults defaults(file);
-    EXPECT_EQ(defaults.integerForKey("Tempo"), 90);
-    EXPECT_EQ(defaults.string("Name"), "a b");
-    EXPECT_EQ(defaults.string("last"), "x");
+    const UserDefaults reading(file);
+    EXPECT_EQ(reading.integerForKey("Tempo"), 90);
+    EXPECT_EQ(reading.string("Name"), "a b");
+    EXPECT_EQ(reading.string("last"), "x");
 }
 
-TEST(UserDefaults, readsTextAsTheTypeThatIsAsked) {
-    const TemporaryFolder folder;
-    UserDefaults defaults(folder.path() / "defaults.txt");
-    struct Case {
-        const char* text;
-        bool asBool;
-        std::int64_t asInteger;
-        double asDouble;
-    };
+TEST_F(UserDefaultsTest, readsTextAsTheTypeThatIsAsked) {
     constexpr auto kLargest = std::numeric_limits<std::int64_t>::max();
-    const Case cases[] = {
+    const std::tuple<const char*, bool, std::int64_t, double> cases[] = {
         {"YES", true, 0, 0},
         {"true", true, 0, 0},
         {"no", false, 0, 0},
@@ -64,23 +62,20 @@ TEST(UserDefaults, readsTextAsTheTypeThatIsAsked) {
         {"1e30", false, 0, 1e30}, // no integer, and so neither a truth value
         {"12 apples", false, 0, 0},
         {"+-5", false, 0, 0},
-        {"", false, 0, 0},
-    };
-    for (const Case& c : cases) {
-        defaults.setVolatileValue("key", c.text);
-        EXPECT_EQ(defaults.boolForKey("key"), c.asBool) << c.text;
-        EXPECT_EQ(defaults.integerForKey("key"), c.asInteger) << c.text;
-        EXPECT_EQ(defaults.doubleForKey("key"), c.asDouble) << c.text;
+        {"", false, 0, 0}};
+    for (const auto& [text, asBool, asInteger, asDouble] : cases) {
+        defaults.setVolatileValue("key", text);
+        EXPECT_EQ(defaults.boolForKey("key"), asBool) << text;
+        EXPECT_EQ(defaults.integerForKey("key"), asInteger) << text;
+        EXPECT_EQ(defaults.doubleForKey("key"), asDouble) << text;
     }
     for (const double number : {0.1, -0.0, 1e300, 5e-324}) {
         EXPECT_TRUE(defaults.setDouble("number", number));
-        EXPECT_EQ(UserDefaults(folder.path() / "defaults.txt").doubleForKey("number"), number);
+        EXPECT_EQ(UserDefaults(file).doubleForKey("number"), number);
     }
 }
 
-TEST(UserDefaults, looksAmongTheProcessTheFileAndTheRegisteredInThisOrder) {
-    const TemporaryFolder folder;
-    UserDefaults defaults(folder.path() / "defaults.txt");
+TEST_F(UserDefaultsTest, looksAmongTheProcessTheFileAndTheRegisteredInThisOrder) {
     defaults.registerDefaults({{"key", "1"}});
     defaults.registerDefaults({{"key", "2"}});
     EXPECT_EQ(defaults.integerForKey("key"), 2);
@@ -94,35 +89,29 @@ TEST(UserDefaults, looksAmongTheProcessTheFileAndTheRegisteredInThisOrder) {
     defaults.setVolatileValue("key", std::nullopt);
     defaults.removeValue("key");
     EXPECT_EQ(defaults.integerForKey("key"), 2);
-    EXPECT_EQ(textOf(folder.path() / "defaults.txt"), "");
+    EXPECT_EQ(textOf(file), "");
 }
 
-TEST(UserDefaults, changesKeepWhatOthersWroteMeanwhile) {
-    const TemporaryFolder folder;
-    const auto file = folder.path() / "defaults.txt";
-    UserDefaults first(file);
-    UserDefaults second(file);
+TEST_F(UserDefaultsTest, changesKeepWhatOthersWroteMeanwhile) {
+    UserDefaults first(file), second(file);
     EXPECT_TRUE(first.setBool("first", true));
     EXPECT_TRUE(second.setBool("second", true));
     EXPECT_TRUE(second.boolForKey("first"));
     EXPECT_EQ(textOf(file), "first = YES\nsecond = YES\n");
 }
 
-TEST(UserDefaults, aValueThatCannotBeWrittenHoldsAndGoesAlongWithTheNext) {
-    const TemporaryFolder folder;
+TEST_F(UserDefaultsTest, aValueThatCannotBeWrittenHoldsAndGoesAlongWithTheNext) {
     const auto obstacle = folder.path() / "settings";
     writeText(obstacle, "a file where the folder should be");
-    UserDefaults defaults(obstacle / "defaults.txt");
-    EXPECT_FALSE(defaults.setInteger("first", 1));
-    EXPECT_EQ(defaults.integerForKey("first"), 1);
+    UserDefaults hindered(obstacle / "defaults.txt");
+    EXPECT_FALSE(hindered.setInteger("first", 1));
+    EXPECT_EQ(hindered.integerForKey("first"), 1);
     std::filesystem::remove(obstacle);
-    EXPECT_TRUE(defaults.setInteger("second", 2));
+    EXPECT_TRUE(hindered.setInteger("second", 2));
     EXPECT_EQ(textOf(obstacle / "defaults.txt"), "first = 1\nsecond = 2\n");
 }
 
-TEST(UserDefaultsConcurrency, threadsReadAndChangeOneStore) {
-    const TemporaryFolder folder;
-    UserDefaults defaults(folder.path() / "defaults.txt");
+TEST_F(UserDefaultsConcurrency, threadsReadAndChangeOneStore) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([&, key = std::to_string(i)] {
@@ -134,7 +123,7 @@ TEST(UserDefaultsConcurrency, threadsReadAndChangeOneStore) {
     for (auto& thread : threads)
         thread.join();
     for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(UserDefaults(folder.path() / "defaults.txt").integerForKey(std::to_string(i)), 5);
+        EXPECT_EQ(UserDefaults(file).integerForKey(std::to_string(i)), 5);
 }
 
 } // namespace tarn
