@@ -2,7 +2,7 @@
 #include "KELPMusic/KELPChordTable.h"
 #include "KELPMusic/KELPKey.h"
 #include "KELPMusic/KELPStringedInstrumentDescription.h"
-#include "Platform/KeyedArchive.h"
+#include "Tests/Platform/Forgery.h"
 
 #include <gtest/gtest.h>
 
@@ -17,24 +17,6 @@ void expectRoundTrip(const std::shared_ptr<const T>& value) {
     ASSERT_TRUE(read) << value->description() << ": " << error.localizedDescription();
     EXPECT_EQ(*read, *value);
     EXPECT_EQ(read->description(), value->description());
-}
-
-/// Writes whatever a test gives it under another class's name.
-struct Forgery final : SecureCoding {
-    Forgery(const ClassDescription& pretended, std::function<void(KeyedArchiver&)> writer)
-        : description(pretended), write(std::move(writer)) {}
-    [[nodiscard]] const ClassDescription& dynamicClass() const override { return description; }
-    void encodeWithCoder(KeyedArchiver& coder) const override { write(coder); }
-
-    const ClassDescription& description;
-    std::function<void(KeyedArchiver&)> write;
-};
-
-template <typename T>
-bool reads(std::function<void(KeyedArchiver&)> writer) {
-    const Data bytes =
-        KeyedArchiver::archivedData(std::make_shared<Forgery>(T::classDescription(), std::move(writer)));
-    return KeyedUnarchiver::unarchivedObject<T>(bytes) != nullptr;
 }
 
 TEST(KELPMusicArchives, ValuesComeBackEqual) {

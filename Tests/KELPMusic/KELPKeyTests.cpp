@@ -1,5 +1,6 @@
 #include "KELPMusic/KELPChordTable.h"
 #include "KELPMusic/KELPKey.h"
+#include "Tests/Platform/Texts.h"
 
 #include <gtest/gtest.h>
 
@@ -11,54 +12,25 @@ KELPKeyRef key(std::string_view tonic) {
 }
 
 TEST(KELPKey, SpellsChordsAsTheKeyDoes) {
-    const struct {
-        const char* key;
-        const char* chord;
-        const char* spelled;
-    } cases[] = {// notes of the scale
-                 {"F", "A#", "Bb"},
-                 {"E", "Abm", "G#m"},
-                 {"Gb", "B", "Cb"},
-                 {"F#", "F", "E#"},
-                 {"Cb", "E7", "Fb7"},
-                 {"C#", "Cdim", "B#dim"},
-                 {"Bbm", "F#", "Gb"},
-                 {"Eb", "G#/D#", "Ab/Eb"},
-                 {"G#", "Gdim", "F##dim"},
-                 // the raised sixth and seventh degree of minor, and the basses of its dominant
-                 {"Am", "Abdim7", "G#dim7"},
-                 {"Am", "E/Ab", "E/G#"},
-                 {"Dm", "A7/Db", "A7/C#"},
-                 {"Cm", "Cb", "B"},
-                 {"G#m", "D#/G", "D#/F##"},
-                 {"Gm", "Bbaug/Gb", "Bbaug/F#"},
-                 // a bass outside the scale that is a tone of its chord
-                 {"F", "A/Db", "A/C#"},
-                 {"C", "D7/Gb", "D7/F#"},
-                 {"C", "Fm/G#", "Fm/Ab"},
-                 {"D", "Gm/A#", "Gm/Bb"},
-                 // other notes: the key's side, and without one the name nearest to the tonic
-                 {"F", "F#", "Gb"},
-                 {"D", "Eb", "D#"},
-                 {"D", "Db", "C#"},
-                 {"C", "A#", "Bb"},
-                 {"C", "D#", "Eb"},
-                 {"C", "Gbdim", "F#dim"},
-                 {"C", "G#", "Ab"},
-                 {"C", "C#", "Db"},
-                 {"Am", "A#", "Bb"},
-                 {"Am", "Ebdim7", "D#dim7"},
-                 {"Am", "Dbdim", "C#dim"},
-                 {"Eb", "B", "B"},
-                 {"A", "F", "F"},
-                 {"F", "C/F#", "C/Gb"},
-                 // nothing to spell
-                 {"Eb", "N.C.", "N.C."},
-                 {"C", "F##", "G"},
-                 {"C", "Dbb/Fb", "C/E"}};
-    for (const auto& [tonic, chord, spelled] : cases)
-        EXPECT_EQ(key(tonic)->scaleNormalizedChord(KELPChord::chordWithString(chord))->string(), spelled)
-            << chord << " in " << key(tonic)->description();
+    const auto cases = pairsOf(
+        // notes of the scale
+        "F:A#=Bb E:Abm=G#m Gb:B=Cb F#:F=E# Cb:E7=Fb7 C#:Cdim=B#dim Bbm:F#=Gb Eb:G#/D#=Ab/Eb "
+        "G#:Gdim=F##dim "
+        // the raised sixth and seventh degree of minor, and the basses of its dominant
+        "Am:Abdim7=G#dim7 Am:E/Ab=E/G# Dm:A7/Db=A7/C# Cm:Cb=B G#m:D#/G=D#/F## Gm:Bbaug/Gb=Bbaug/F# "
+        // a bass outside the scale that is a tone of its chord
+        "F:A/Db=A/C# C:D7/Gb=D7/F# C:Fm/G#=Fm/Ab D:Gm/A#=Gm/Bb "
+        // other notes: the key's side, and without one the name nearest to the tonic
+        "F:F#=Gb D:Eb=D# D:Db=C# C:A#=Bb C:D#=Eb C:Gbdim=F#dim C:G#=Ab C:C#=Db Am:A#=Bb "
+        "Am:Ebdim7=D#dim7 Am:Dbdim=C#dim Eb:B=B A:F=F F:C/F#=C/Gb "
+        // nothing to spell
+        "Eb:N.C.=N.C. C:F##=G C:Dbb/Fb=C/E");
+    for (const auto& [given, spelled] : cases) {
+        const auto parts = partsOf(given, ':');
+        EXPECT_EQ(key(parts[0])->scaleNormalizedChord(KELPChord::chordWithString(parts[1]))->string(),
+                  spelled)
+            << given;
+    }
     EXPECT_EQ(key("C")->scaleNormalizedChord(nullptr), nullptr);
 }
 

@@ -74,16 +74,13 @@ TEST(KELPNote, TextsThatNameNotes) {
 }
 
 TEST(KELPNote, OffsetsAreSpelledAsChordTones) {
-    const struct {
-        const char* from;
-        int offset;
-        const char* to;
-    } cases[] = {{"C", 3, "Eb"},   {"C", 4, "E"},    {"C", 6, "Gb"},    {"C", 8, "G#"},   {"C", 10, "Bb"},
-                 {"C", 13, "Db"},  {"C", 15, "D#"},  {"C", 18, "F#"},   {"C", 20, "Ab"},  {"C", 21, "A"},
-                 {"B", 4, "D#"},   {"B", 8, "F##"},  {"Db", 3, "Fb"},   {"Db", 4, "F"},   {"Gb", 3, "Bbb"},
-                 {"F", 5, "Bb"},   {"F#", 11, "E#"}, {"D#", 4, "F##"},  {"C", -1, "B"},   {"C", -3, "A"},
-                 {"C", -4, "Ab"},  {"C", -6, "F#"},  {"C", -8, "E"},    {"Eb", -2, "Db"}, {"B#", 8, "G#"},
-                 {"Bb", 12, "Bb"}, {"Gb", 24, "Gb"}, {"Cb", 120, "Cb"}, {"F#", -12, "F#"}};
+    const std::tuple<const char*, int, const char*> cases[] = {
+        {"C", 3, "Eb"},   {"C", 4, "E"},    {"C", 6, "Gb"},    {"C", 8, "G#"},   {"C", 10, "Bb"},
+        {"C", 13, "Db"},  {"C", 15, "D#"},  {"C", 18, "F#"},   {"C", 20, "Ab"},  {"C", 21, "A"},
+        {"B", 4, "D#"},   {"B", 8, "F##"},  {"Db", 3, "Fb"},   {"Db", 4, "F"},   {"Gb", 3, "Bbb"},
+        {"F", 5, "Bb"},   {"F#", 11, "E#"}, {"D#", 4, "F##"},  {"C", -1, "B"},   {"C", -3, "A"},
+        {"C", -4, "Ab"},  {"C", -6, "F#"},  {"C", -8, "E"},    {"Eb", -2, "Db"}, {"B#", 8, "G#"},
+        {"Bb", 12, "Bb"}, {"Gb", 24, "Gb"}, {"Cb", 120, "Cb"}, {"F#", -12, "F#"}};
     for (const auto& [from, offset, to] : cases)
         EXPECT_EQ(note(from).noteWithOffset(static_cast<std::int8_t>(offset)).string(), to)
             << from << " + " << offset;

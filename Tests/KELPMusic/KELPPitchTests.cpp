@@ -15,27 +15,20 @@ KELPPitch pitch(std::string_view name, int octave) {
 }
 
 TEST(KELPPitch, OctavesFollowTheLetterAndMIDINumbersStayInRange) {
-    const struct {
-        const char* note;
-        int octave;
-        int midi;
-    } cases[] = {{"C", 4, 60},   {"A", 4, 69},      {"Cb", 4, 59},      {"B#", 3, 60}, {"B#", 4, 72},
-                 {"Cbb", 4, 58}, {"C", -1, 0},      {"G", 9, 127},      {"Cb", -1, 0}, {"G#", 9, 127},
-                 {"A", 10, 127}, {"C", INT_MIN, 0}, {"B", INT_MAX, 127}};
+    const std::tuple<const char*, int, int> cases[] = {
+        {"C", 4, 60},   {"A", 4, 69},      {"Cb", 4, 59},      {"B#", 3, 60}, {"B#", 4, 72},
+        {"Cbb", 4, 58}, {"C", -1, 0},      {"G", 9, 127},      {"Cb", -1, 0}, {"G#", 9, 127},
+        {"A", 10, 127}, {"C", INT_MIN, 0}, {"B", INT_MAX, 127}};
     for (const auto& [name, octave, midi] : cases)
         EXPECT_EQ(pitch(name, octave).midiNote(), midi) << name << octave;
     EXPECT_EQ(pitch("Bb", -1).description(), "Bb-1");
 }
 
 TEST(KELPPitch, OffsetsMoveTheSoundAndCrossOctaves) {
-    const struct {
-        const char* note;
-        int octave;
-        int offset;
-        const char* result;
-    } cases[] = {{"C", 4, -1, "B3"}, {"B", 3, 1, "C4"},    {"C", 4, 12, "C5"},  {"Cb", 4, -12, "Cb3"},
-                 {"C", 4, 1, "Db4"}, {"F", 4, 5, "Bb4"},   {"Cb", 4, 2, "Db4"}, {"B", 4, 4, "D#5"},
-                 {"D#", 4, 4, "G4"}, {"Gb", 4, 10, "Fb5"}, {"B#", 4, 0, "B#4"}, {"C", 4, -128, "E-7"}};
+    const std::tuple<const char*, int, int, const char*> cases[] = {
+        {"C", 4, -1, "B3"}, {"B", 3, 1, "C4"},    {"C", 4, 12, "C5"},  {"Cb", 4, -12, "Cb3"},
+        {"C", 4, 1, "Db4"}, {"F", 4, 5, "Bb4"},   {"Cb", 4, 2, "Db4"}, {"B", 4, 4, "D#5"},
+        {"D#", 4, 4, "G4"}, {"Gb", 4, 10, "Fb5"}, {"B#", 4, 0, "B#4"}, {"C", 4, -128, "E-7"}};
     for (const auto& [name, octave, offset, result] : cases)
         EXPECT_EQ(pitch(name, octave).pitchAtOffset(offset)->description(), result)
             << name << octave << " + " << offset;

@@ -17,26 +17,18 @@ struct Record {
         return answer;
     }
     /// After it only the operation's call holds the delegate.
-    void report(const std::string& line) {
+    bool report(const std::string& line) {
         note(line);
         if (line == last)
             delegate.reset();
+        return true;
     }
 };
 
-/// Overrides of a delegate: `TOLD` notes a report, `ASKED` one that answers true.
-#define TOLD(method, Operation, line)                                                                        \
-    void method(Operation&) override {                                                                       \
-        record.report(line);                                                                                 \
-    }
-#define ASKED(method, Operation)                                                                             \
-    bool method(Operation&) override {                                                                       \
-        record.report("required?");                                                                          \
-        return true;                                                                                         \
-    }
-#define TUNING(method, Operation)                                                                            \
-    double method(Operation&) override {                                                                     \
-        return record.note("input?", 440.0);                                                                 \
+/// Overrides a delegate's method that is given the operation alone.
+#define ANSWER(Result, method, answer)                                                                       \
+    Result method(Operation&) override {                                                                     \
+        return answer;                                                                                       \
     }
 
 template <typename Base>
@@ -47,60 +39,57 @@ struct Recorded : Base {
 
 struct SpectrogramDelegate : Recorded<KELPSpectrogramOperationDelegate> {
     using Recorded::Recorded;
-    ASKED(spectrogramOperationRequiresProcessing, KELPSpectrogramOperation)
-    TUNING(tuningFrequencyForSpectrogramOperation, KELPSpectrogramOperation)
-    TOLD(spectrogramOperationDidBegin, KELPSpectrogramOperation, "began")
-    TOLD(spectrogramOperationDidBeginProcessing, KELPSpectrogramOperation, "began work")
-    TOLD(spectrogramOperationDidEndProcessing, KELPSpectrogramOperation, "ended work")
-    TOLD(spectrogramOperationDidEnd, KELPSpectrogramOperation, "ended")
+    using Operation = KELPSpectrogramOperation;
+    ANSWER(bool, spectrogramOperationRequiresProcessing, record.report("required?"))
+    ANSWER(double, tuningFrequencyForSpectrogramOperation, record.note("input?", 440.0))
+    ANSWER(void, spectrogramOperationDidBegin, void(record.report("began")))
+    ANSWER(void, spectrogramOperationDidBeginProcessing, void(record.report("began work")))
+    ANSWER(void, spectrogramOperationDidEndProcessing, void(record.report("ended work")))
+    ANSWER(void, spectrogramOperationDidEnd, void(record.report("ended")))
 };
 
 struct ChordDelegate : Recorded<ChordDetectionOperationDelegate> {
     using Recorded::Recorded;
-    ASKED(requiresChordDetectionIn, ChordDetectionOperation)
-    TUNING(tuningEstimationForChordDetectionOperation, ChordDetectionOperation)
-    KELPKeyRef keyForChordDetectionOperation(ChordDetectionOperation&) override { return nullptr; }
-    std::vector<double> beatLocationsForChordDetectionOperation(ChordDetectionOperation&) override {
-        return {};
-    }
-    TOLD(chordDetectionDidBeginIn, ChordDetectionOperation, "began")
-    TOLD(chordDetectionDidBeginProcessingIn, ChordDetectionOperation, "began work")
-    void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResults&,
-                                                      ChordDetectionOperation&) override {
+    using Operation = ChordDetectionOperation;
+    ANSWER(bool, requiresChordDetectionIn, record.report("required?"))
+    ANSWER(double, tuningEstimationForChordDetectionOperation, record.note("input?", 440.0))
+    ANSWER(KELPKeyRef, keyForChordDetectionOperation, nullptr)
+    ANSWER(std::vector<double>, beatLocationsForChordDetectionOperation, {})
+    ANSWER(void, chordDetectionDidBeginIn, void(record.report("began")))
+    ANSWER(void, chordDetectionDidBeginProcessingIn, void(record.report("began work")))
+    void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResults&, Operation&) override {
         record.report("results");
     }
-    TOLD(chordDetectionDidFinishProcessingIn, ChordDetectionOperation, "ended work")
-    TOLD(chordDetectionDidFinishIn, ChordDetectionOperation, "ended")
+    ANSWER(void, chordDetectionDidFinishProcessingIn, void(record.report("ended work")))
+    ANSWER(void, chordDetectionDidFinishIn, void(record.report("ended")))
 };
 
 struct AlignmentDelegate : Recorded<BeatAlignmentOperationDelegate> {
     using Recorded::Recorded;
-    ASKED(requiresBeatAlignment, BeatAlignmentOperation)
-    std::vector<std::int64_t> beatLocations(BeatAlignmentOperation&) override {
-        return record.note("input?", std::vector<std::int64_t>{1});
-    }
-    std::int64_t numberOfTatumsPerBar(BeatAlignmentOperation&) override { return 8; }
-    std::vector<std::int64_t> chordChangeLocations(BeatAlignmentOperation&) override { return {}; }
-    TOLD(beatAlignmentOperationDidBegin, BeatAlignmentOperation, "began")
-    TOLD(beatAlignmentOperationDidBeginProcessing, BeatAlignmentOperation, "began work")
-    void beatAlignmentOperationDidFindDownbeatLocation(BeatAlignmentOperation&, std::int64_t,
-                                                       std::int64_t) override {
+    using Operation = BeatAlignmentOperation;
+    using Locations = std::vector<std::int64_t>;
+    ANSWER(bool, requiresBeatAlignment, record.report("required?"))
+    ANSWER(Locations, beatLocations, record.note("input?", Locations{1}))
+    ANSWER(std::int64_t, numberOfTatumsPerBar, 8)
+    ANSWER(Locations, chordChangeLocations, {})
+    ANSWER(void, beatAlignmentOperationDidBegin, void(record.report("began")))
+    ANSWER(void, beatAlignmentOperationDidBeginProcessing, void(record.report("began work")))
+    void beatAlignmentOperationDidFindDownbeatLocation(Operation&, std::int64_t, std::int64_t) override {
         record.report("results");
     }
-    TOLD(beatAlignmentOperationDidEnd, BeatAlignmentOperation, "ended")
+    ANSWER(void, beatAlignmentOperationDidEnd, void(record.report("ended")))
 };
 
 struct KeyDelegate : Recorded<KeyDetectionOperationDelegate> {
     using Recorded::Recorded;
-    ASKED(requiresKeyDetection, KeyDetectionOperation)
-    TUNING(tuningFrequencyEstimation, KeyDetectionOperation)
-    TOLD(willBeginKeyDetection, KeyDetectionOperation, "began")
-    TOLD(didFinishKeyDetection, KeyDetectionOperation, "ended")
+    using Operation = KeyDetectionOperation;
+    ANSWER(bool, requiresKeyDetection, record.report("required?"))
+    ANSWER(double, tuningFrequencyEstimation, record.note("input?", 440.0))
+    ANSWER(void, willBeginKeyDetection, void(record.report("began")))
+    ANSWER(void, didFinishKeyDetection, void(record.report("ended")))
 };
 
-#undef TOLD
-#undef ASKED
-#undef TUNING
+#undef ANSWER
 
 /// A stage whose work is noted.
 template <typename Kind, typename Input, typename Answer>

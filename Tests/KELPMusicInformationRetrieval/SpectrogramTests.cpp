@@ -1,8 +1,8 @@
 #include "KELPMusicInformationRetrieval/Spectrogram.h"
+#include "Tests/Platform/Forgery.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <limits>
 #include <thread>
@@ -39,62 +39,36 @@ TEST(Spectrogram, archivesItsCompleteColumns) {
     }
 }
 
-/// An archive of the class's name with fields of the test's choosing.
-struct Forged : SecureCoding {
-    double framesPerColumn = 512;
-    std::uint64_t columnCount = 3;
-    std::uint64_t binCount = 2;
-    std::uint64_t binsPerSemitone = 4;
-    double lowestPitch = 33;
-    double tuningFrequency = 440;
-    float floorDecibels = -80;
-    std::size_t cellCount = 6;
-
-    const ClassDescription& dynamicClass() const override { return Spectrogram::classDescription(); }
-    void encodeWithCoder(KeyedArchiver& coder) const override {
-        coder.encodeDouble("framesPerColumn", framesPerColumn);
-        coder.encodeUnsigned("columnCount", columnCount);
-        coder.encodeUnsigned("binCount", binCount);
-        coder.encodeUnsigned("binsPerSemitone", binsPerSemitone);
-        coder.encodeDouble("lowestPitch", lowestPitch);
-        coder.encodeDouble("tuningFrequency", tuningFrequency);
-        coder.encodeFloat("floorDecibels", floorDecibels);
-        coder.encodeData("cells", std::vector<std::byte>(cellCount));
-    }
-};
-
 TEST(Spectrogram, damagedArchivesGiveNothing) {
-    ASSERT_TRUE(read(KeyedArchiver::archivedData(std::make_shared<Forged>())));
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    const std::function<void(Forged&)> damages[] = {
-        [](Forged& f) { f.framesPerColumn = 0; },
-        [](Forged& f) { f.framesPerColumn = kInfinity; },
-        [](Forged& f) { f.columnCount = 4; },
-        [](Forged& f) { f.columnCount = (std::uint64_t{1} << 32) + 3; },
-        [](Forged& f) { f.binCount = 65536 + 2; },
-        [](Forged& f) { f.binsPerSemitone = 0; },
-        [](Forged& f) { f.lowestPitch = std::numeric_limits<double>::quiet_NaN(); },
-        [](Forged& f) { f.tuningFrequency = -440; },
-        [](Forged& f) { f.floorDecibels = 0; },
-        [](Forged& f) { f.cellCount = 5; },
-        [](Forged& f) { f.columnCount = 0xFFFFFFFF, f.binCount = 65535; },
+    using Fields =
+        std::tuple<double, std::uint64_t, std::uint64_t, std::uint64_t, double, double, float, std::size_t>;
+    const auto readsForged = [](const Fields& fields) {
+        return reads<Spectrogram>([&](KeyedArchiver& coder) {
+            coder.encodeDouble("framesPerColumn", std::get<0>(fields));
+            coder.encodeUnsigned("columnCount", std::get<1>(fields));
+            coder.encodeUnsigned("binCount", std::get<2>(fields));
+            coder.encodeUnsigned("binsPerSemitone", std::get<3>(fields));
+            coder.encodeDouble("lowestPitch", std::get<4>(fields));
+            coder.encodeDouble("tuningFrequency", std::get<5>(fields));
+            coder.encodeFloat("floorDecibels", std::get<6>(fields));
+            coder.encodeData("cells", std::vector<std::byte>(std::get<7>(fields)));
+        });
     };
-    for (const auto& damage : damages) {
-        const auto forged = std::make_shared<Forged>();
-        damage(*forged);
-        EXPECT_FALSE(read(KeyedArchiver::archivedData(forged))) << "damage " << (&damage - damages);
-    }
-    const Data whole = KeyedArchiver::archivedData(spectrogramWith(3));
-    for (std::size_t length = 0; length < whole.size(); ++length)
-        EXPECT_FALSE(read(Data(whole.begin(), whole.begin() + std::ptrdiff_t(length))));
-}
-
-TEST(Spectrogram, binsLieOnTheScaleOfTheTuning) {
-    Spectrogram::Layout layout = kLayout;
-    layout.lowestPitch = 69 - 12; // A3
-    const Spectrogram spectrogram(layout);
-    EXPECT_DOUBLE_EQ(spectrogram.frequencyOfBin(0), 221);
-    EXPECT_DOUBLE_EQ(spectrogram.frequencyOfBin(12 * 4), 442);
+    ASSERT_TRUE(readsForged({512, 3, 2, 4, 33, 440, -80, 6}));
+    using Double = std::numeric_limits<double>;
+    const Fields damages[] = {{0, 3, 2, 4, 33, 440, -80, 6},
+                              {Double::infinity(), 3, 2, 4, 33, 440, -80, 6},
+                              {512, 4, 2, 4, 33, 440, -80, 6},
+                              {512, (std::uint64_t{1} << 32) + 3, 2, 4, 33, 440, -80, 6},
+                              {512, 3, 65536 + 2, 4, 33, 440, -80, 6},
+                              {512, 3, 2, 0, 33, 440, -80, 6},
+                              {512, 3, 2, 4, Double::quiet_NaN(), 440, -80, 6},
+                              {512, 3, 2, 4, 33, -440, -80, 6},
+                              {512, 3, 2, 4, 33, 440, 0, 6},
+                              {512, 3, 2, 4, 33, 440, -80, 5},
+                              {512, 0xFFFFFFFF, 65535, 4, 33, 440, -80, 6}};
+    for (const auto& damage : damages)
+        EXPECT_FALSE(readsForged(damage)) << "damage " << (&damage - damages);
 }
 
 TEST(SpectrogramDeathTest, misuseStopsTheProcess) {

@@ -1,4 +1,5 @@
 #include "KELPMusicInformationRetrieval/Waveform.h"
+#include "Tests/Platform/Forgery.h"
 
 #include <gtest/gtest.h>
 
@@ -71,41 +72,22 @@ TEST(Waveform, readsBackFromItsArchiveAlsoWhenTheFileBrokeOff) {
     }
 }
 
-/// An archive of the class's name with fields of the test's choosing.
-struct ForgedWaveform : SecureCoding {
-    std::int64_t frameCount = 512;
-    double sampleRate = 44100;
-    std::size_t byteCount = 6;
-
-    const ClassDescription& dynamicClass() const override { return Waveform::classDescription(); }
-    void encodeWithCoder(KeyedArchiver& coder) const override {
-        coder.encodeInt("frameCount", frameCount);
-        coder.encodeDouble("sampleRate", sampleRate);
-        coder.encodeData("points", std::vector<std::byte>(byteCount));
-    }
-};
-
 TEST(Waveform, damagedArchivesGiveNothing) {
-    ASSERT_TRUE(readWaveform(KeyedArchiver::archivedData(std::make_shared<ForgedWaveform>())));
-    const std::function<void(ForgedWaveform&)> damages[] = {
-        [](ForgedWaveform& f) { f.frameCount = -1; },
-        [](ForgedWaveform& f) { f.frameCount = std::numeric_limits<std::int64_t>::max(); },
-        [](ForgedWaveform& f) { f.frameCount = 256; }, // fewer than there are points
-        [](ForgedWaveform& f) { f.sampleRate = 0; },
-        [](ForgedWaveform& f) { f.sampleRate = std::numeric_limits<double>::quiet_NaN(); },
-        [](ForgedWaveform& f) { f.sampleRate = std::numeric_limits<double>::infinity(); },
-        [](ForgedWaveform& f) { f.byteCount = 5; },
+    const auto readsForged = [](std::int64_t frameCount, double sampleRate, std::size_t byteCount) {
+        return reads<Waveform>([=](KeyedArchiver& coder) {
+            coder.encodeInt("frameCount", frameCount);
+            coder.encodeDouble("sampleRate", sampleRate);
+            coder.encodeData("points", std::vector<std::byte>(byteCount));
+        });
     };
-    for (const auto& damage : damages) {
-        const auto forged = std::make_shared<ForgedWaveform>();
-        damage(*forged);
-        EXPECT_FALSE(readWaveform(KeyedArchiver::archivedData(forged))) << "damage " << (&damage - damages);
-    }
-    const auto waveform = waveformWith(256 * 5, 5);
-    waveform->finish();
-    const Data whole = KeyedArchiver::archivedData(waveform);
-    for (std::size_t length = 0; length < whole.size(); ++length)
-        EXPECT_FALSE(readWaveform(Data(whole.begin(), whole.begin() + std::ptrdiff_t(length))));
+    EXPECT_TRUE(readsForged(512, 44100, 6));
+    EXPECT_FALSE(readsForged(512, 44100, 5));
+    for (const std::int64_t frameCount :
+         {std::int64_t{-1}, std::numeric_limits<std::int64_t>::max(), std::int64_t{256}})
+        EXPECT_FALSE(readsForged(frameCount, 44100, 6)) << frameCount; // 256 are fewer than there are points
+    using Double = std::numeric_limits<double>;
+    for (const double sampleRate : {0.0, Double::quiet_NaN(), Double::infinity()})
+        EXPECT_FALSE(readsForged(512, sampleRate, 6)) << sampleRate;
 }
 
 TEST(WaveformDeathTest, misuseStopsTheProcess) {
