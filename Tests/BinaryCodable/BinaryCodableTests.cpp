@@ -94,7 +94,7 @@ std::string failureOf(Bytes bytes, Function function) {
     return "no failure";
 }
 template <typename T>
-std::string failureOfDecoding(Bytes bytes) {
+std::string failureOf(Bytes bytes) {
     return failureOf(std::move(bytes), [](auto& container) { (void)container.template decode<T>(); });
 }
 
@@ -152,21 +152,18 @@ TEST(BinaryCodable, statesWhatIsWrongWithTheBytes) {
               "Not enough bytes available to decode. Requested 4, but received 3.");
     EXPECT_EQ(failureOf({1, 2}, [](auto& c) { c.decode(std::numeric_limits<std::size_t>::max()); }),
               "Not enough bytes available to decode. Requested 18446744073709551615, but received 2.");
-    EXPECT_EQ(failureOfDecoding<std::uint32_t>({1, 2, 3}), "Not enough data to create a a type of UInt32");
-    EXPECT_EQ(failureOfDecoding<std::int8_t>({}), "Not enough data to create a a type of Int8");
-    EXPECT_EQ(failureOfDecoding<double>({1}), "Not enough data to create a a type of Double");
-    EXPECT_EQ(failureOfDecoding<Level>({1}), "Not enough data to create a a type of Float");
-    EXPECT_EQ(failureOfDecoding<std::vector<std::int16_t>>({1, 2, 3}),
-              "Not enough data to create a a type of Int16");
-    EXPECT_EQ(failureOfDecoding<Kind>({7, 0}), "Cannot initialize Kind from invalid Int16 value 7");
-    EXPECT_EQ(failureOfDecoding<Level>({0, 0, 0, 0x40}),
-              "Cannot initialize Level from invalid Float value 2.0");
-    EXPECT_EQ(failureOfDecoding<Tag>({'a', 'b', 0}),
+    EXPECT_EQ(failureOf<std::uint32_t>({1, 2, 3}), "Not enough data to create a a type of UInt32");
+    EXPECT_EQ(failureOf<std::int8_t>({}), "Not enough data to create a a type of Int8");
+    EXPECT_EQ(failureOf<double>({1}), "Not enough data to create a a type of Double");
+    EXPECT_EQ(failureOf<Level>({1}), "Not enough data to create a a type of Float");
+    EXPECT_EQ(failureOf<std::vector<std::int16_t>>({1, 2, 3}), "Not enough data to create a a type of Int16");
+    EXPECT_EQ(failureOf<Kind>({7, 0}), "Cannot initialize Kind from invalid Int16 value 7");
+    EXPECT_EQ(failureOf<Level>({0, 0, 0, 0x40}), "Cannot initialize Level from invalid Float value 2.0");
+    EXPECT_EQ(failureOf<Tag>({'a', 'b', 0}),
               std::string("Cannot initialize Tag from invalid String value ab\0", 51));
-    EXPECT_EQ(failureOfDecoding<Tag>({0xFF}),
-              "Unable to create string from data with Unicode (UTF-8) encoding.");
-    EXPECT_NE(failureOfDecoding<std::vector<Nothing>>({1}), "no failure"); // an array without end
-    EXPECT_EQ(failureOfDecoding<std::vector<Nothing>>({}), "no failure");
+    EXPECT_EQ(failureOf<Tag>({0xFF}), "Unable to create string from data with Unicode (UTF-8) encoding.");
+    EXPECT_NE(failureOf<std::vector<Nothing>>({1}), "no failure"); // an array without end
+    EXPECT_EQ(failureOf<std::vector<Nothing>>({}), "no failure");
 }
 
 TEST(BinaryCodable, textsEndAtTheirTerminatorOrTakeTheRest) {

@@ -57,14 +57,14 @@ TEST(KELPMusicArchives, ImpossibleValuesAreRefused) {
             result.push_back(static_cast<std::byte>(byte));
         return result;
     };
-    EXPECT_FALSE(reads<KELPNote>([](KeyedArchiver& coder) { coder.encodeString("name", "H"); }));
-    EXPECT_FALSE(reads<KELPPitch>([](KeyedArchiver& coder) { coder.encodeString("note", "C"); }));
-    EXPECT_FALSE(reads<KELPPitch>([](KeyedArchiver& coder) {
+    EXPECT_FALSE(reads<KELPNote>([](auto& coder) { coder.encodeString("name", "H"); }));
+    EXPECT_FALSE(reads<KELPPitch>([](auto& coder) { coder.encodeString("note", "C"); }));
+    EXPECT_FALSE(reads<KELPPitch>([](auto& coder) {
         coder.encodeString("note", "C");
         coder.encodeInt("octave", std::int64_t{1} << 40);
     }));
     const auto readsChord = [](const char* root, const Data& intervals, const char* bass) {
-        return reads<KELPChord>([&](KeyedArchiver& coder) {
+        return reads<KELPChord>([&](auto& coder) {
             coder.encodeString("root", root);
             coder.encodeData("intervals", intervals);
             coder.encodeString("bass", bass);
@@ -76,15 +76,12 @@ TEST(KELPMusicArchives, ImpossibleValuesAreRefused) {
     EXPECT_FALSE(readsChord("C", data({4, 128}), "G"));
     EXPECT_FALSE(readsChord("", data({4, 7}), "G"));
     EXPECT_FALSE(readsChord("C", data({4, 7}), "m"));
-    EXPECT_FALSE(
-        reads<KELPKey>([](KeyedArchiver& coder) { coder.encodeObject("tonicChord", KELPChord::noChord()); }));
-    EXPECT_FALSE(reads<KELPKey>([](KeyedArchiver& coder) {
-        coder.encodeObject("tonicChord", KELPPitch::pitchWithNote(KELPNote(), 4));
-    }));
-    EXPECT_FALSE(
-        reads<KELPChordDetectionResult>([](KeyedArchiver& coder) { coder.encodeInt("location", 0); }));
+    EXPECT_FALSE(reads<KELPKey>([](auto& coder) { coder.encodeObject("tonicChord", KELPChord::noChord()); }));
+    EXPECT_FALSE(reads<KELPKey>(
+        [](auto& coder) { coder.encodeObject("tonicChord", KELPPitch::pitchWithNote(KELPNote(), 4)); }));
+    EXPECT_FALSE(reads<KELPChordDetectionResult>([](auto& coder) { coder.encodeInt("location", 0); }));
     const auto readsInstrument = [](const std::vector<KELPPitchRef>& tuning, std::int64_t frets) {
-        return reads<KELPStringedInstrumentDescription>([&](KeyedArchiver& coder) {
+        return reads<KELPStringedInstrumentDescription>([&](auto& coder) {
             coder.encodeString("name", "Lyre");
             coder.encodeObjects("tuning", tuning);
             coder.encodeInt("numberOfFrets", frets);

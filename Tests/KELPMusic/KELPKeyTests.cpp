@@ -26,9 +26,8 @@ TEST(KELPKey, SpellsChordsAsTheKeyDoes) {
         // nothing to spell
         "Eb:N.C.=N.C. C:F##=G C:Dbb/Fb=C/E");
     for (const auto& [given, spelled] : cases) {
-        const auto parts = partsOf(given, ':');
-        EXPECT_EQ(key(parts[0])->scaleNormalizedChord(KELPChord::chordWithString(parts[1]))->string(),
-                  spelled)
+        const auto in = partsOf(given, ':');
+        EXPECT_EQ(key(in[0])->scaleNormalizedChord(KELPChord::chordWithString(in[1]))->string(), spelled)
             << given;
     }
     EXPECT_EQ(key("C")->scaleNormalizedChord(nullptr), nullptr);
@@ -37,22 +36,21 @@ TEST(KELPKey, SpellsChordsAsTheKeyDoes) {
 TEST(KELPKey, NormalizingChangesNoSoundAndSettles) {
     for (int tonicFifths = -15; tonicFifths <= 19; ++tonicFifths) {
         for (const int mode : {1, 2}) {
-            const auto normalizing = KELPKey::keyWithTonicChord(KELPChord::chordWithRoot(
+            const auto inKey = KELPKey::keyWithTonicChord(KELPChord::chordWithRoot(
                 KELPNote::noteWithFifths(tonicFifths), *KELPChordIntervalsWithID(mode)));
-            EXPECT_EQ(*normalizing->scaleNormalizedChord(normalizing->tonicChord()),
-                      *normalizing->tonicChord());
+            EXPECT_EQ(*inKey->scaleNormalizedChord(inKey->tonicChord()), *inKey->tonicChord());
             for (const auto& row : gChords) {
                 for (const auto root : kNamedNoteEntries) {
                     for (const auto bass : {"", "/C#", "/Eb", "/B"}) {
                         const auto chord =
                             KELPChord::chordWithString(std::string(root).append(row.name).append(bass));
-                        const auto normalized = normalizing->scaleNormalizedChord(chord);
+                        const auto normalized = inKey->scaleNormalizedChord(chord);
                         ASSERT_EQ(normalized->pitchClasses(), chord->pitchClasses()) << chord->string();
                         ASSERT_EQ(normalized->root().value(), chord->root().value()) << chord->string();
                         ASSERT_EQ(normalized->chordIntervals(), chord->chordIntervals()) << chord->string();
                         ASSERT_EQ(normalized->addedBass().has_value(), chord->addedBass().has_value());
-                        ASSERT_EQ(*normalizing->scaleNormalizedChord(normalized), *normalized)
-                            << chord->string() << " in " << normalizing->description();
+                        ASSERT_EQ(*inKey->scaleNormalizedChord(normalized), *normalized)
+                            << chord->string() << " in " << inKey->description();
                     }
                 }
             }

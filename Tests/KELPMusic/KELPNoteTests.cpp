@@ -1,4 +1,5 @@
 #include "KELPMusic/KELPNote.h"
+#include "Tests/Platform/Texts.h"
 
 #include <gtest/gtest.h>
 
@@ -58,11 +59,9 @@ TEST(KELPNote, FifthsBeyondTwoAccidentalsKeepTheSound) {
 }
 
 TEST(KELPNote, TextsThatNameNotes) {
-    const std::pair<const char*, const char*> texts[] = {
-        {"c", "C"},     {"bb", "Bb"},   {"B♭", "Bb"},
-        {"f♯", "F#"},   {"F♯♯", "F##"}, {"F\xF0\x9D\x84\xAA", "F##"},
-        {"e♭♭", "Ebb"}, {"Bbb", "Bbb"}, {"bbb", "Bbb"},
-        {"E#", "E#"},   {"cb", "Cb"},   {"a\xF0\x9D\x84\xAB", "Abb"}};
+    const auto texts =
+        pairsOf("c=C bb=Bb B♭=Bb f♯=F# F♯♯=F## F\xF0\x9D\x84\xAA=F## e♭♭=Ebb Bbb=Bbb bbb=Bbb E#=E# cb=Cb "
+                "a\xF0\x9D\x84\xAB=Abb");
     for (const auto& [text, name] : texts) {
         ASSERT_TRUE(KELPNote::noteWithString(text)) << text;
         EXPECT_EQ(KELPNote::noteWithString(text)->string(), name);
@@ -74,7 +73,7 @@ TEST(KELPNote, TextsThatNameNotes) {
 }
 
 TEST(KELPNote, OffsetsAreSpelledAsChordTones) {
-    const std::tuple<const char*, int, const char*> cases[] = {
+    const std::tuple<const char*, std::int8_t, const char*> cases[] = {
         {"C", 3, "Eb"},   {"C", 4, "E"},    {"C", 6, "Gb"},    {"C", 8, "G#"},   {"C", 10, "Bb"},
         {"C", 13, "Db"},  {"C", 15, "D#"},  {"C", 18, "F#"},   {"C", 20, "Ab"},  {"C", 21, "A"},
         {"B", 4, "D#"},   {"B", 8, "F##"},  {"Db", 3, "Fb"},   {"Db", 4, "F"},   {"Gb", 3, "Bbb"},
@@ -82,8 +81,7 @@ TEST(KELPNote, OffsetsAreSpelledAsChordTones) {
         {"C", -4, "Ab"},  {"C", -6, "F#"},  {"C", -8, "E"},    {"Eb", -2, "Db"}, {"B#", 8, "G#"},
         {"Bb", 12, "Bb"}, {"Gb", 24, "Gb"}, {"Cb", 120, "Cb"}, {"F#", -12, "F#"}};
     for (const auto& [from, offset, to] : cases)
-        EXPECT_EQ(note(from).noteWithOffset(static_cast<std::int8_t>(offset)).string(), to)
-            << from << " + " << offset;
+        EXPECT_EQ(note(from).noteWithOffset(offset).string(), to) << from << " + " << int{offset};
 
     for (int fifths = -15; fifths <= 19; ++fifths) {
         const KELPNote start = KELPNote::noteWithFifths(fifths);

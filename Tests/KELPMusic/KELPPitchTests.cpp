@@ -48,8 +48,7 @@ TEST(KELPPitch, FretsOfTheStringsThatCanPlayIt) {
     EXPECT_THAT(pitch("F", 4).possibleFretsWithTuning(*guitar), ElementsAre(-1, 20, 15, 10, 6, 1));
     EXPECT_THAT(pitch("Eb", 2).possibleFretsWithTuning(*guitar), ElementsAre(-1, -1, -1, -1, -1, -1));
     EXPECT_THAT(pitch("C", INT_MAX).possibleFretsWithTuning(*guitar), ElementsAre(-1, -1, -1, -1, -1, -1));
-    const KELPStringedInstrumentDescription monochord("Monochord", {KELPPitch::pitchWithNote(KELPNote(), -1)},
-                                                      127);
+    const KELPStringedInstrumentDescription monochord("One", {KELPPitch::pitchWithNote(KELPNote(), -1)}, 127);
     EXPECT_THAT(pitch("G", 9).possibleFretsWithTuning(monochord), ElementsAre(127));
     EXPECT_THAT(pitch("G#", 9).possibleFretsWithTuning(monochord), ElementsAre(-1));
     EXPECT_TRUE(pitch("C", 4).possibleFretsWithTuning({"None", {}, 24}).empty());

@@ -110,8 +110,9 @@ using AlignmentStage = Stage<BeatAlignmentOperation, const BeatAlignmentOperatio
                              std::optional<BeatAlignmentOperation::Result>>;
 using KeyStage = Stage<KeyDetectionOperation, double, std::optional<int>>;
 
+/// What a stage does whose delegate goes after that line.
 template <typename Operation, typename Delegate>
-std::vector<std::string> linesWhenTheDelegateGoesAfter(const std::string& last) {
+std::vector<std::string> linesOf(const std::string& last) {
     Record record;
     record.last = last;
     Operation operation(record);
@@ -133,14 +134,13 @@ TEST(AnalysisOperation, aDelegateThatGoesIsNeitherWorkedForNorAskedNorTold) {
             }
         }
     };
-    check(&linesWhenTheDelegateGoesAfter<ChordStage, ChordDelegate>,
+    check(&linesOf<ChordStage, ChordDelegate>,
           {"began", "required?", "began work", "input?", "work", "results", "ended work", "ended"});
-    check(&linesWhenTheDelegateGoesAfter<SpectrogramStage, SpectrogramDelegate>,
+    check(&linesOf<SpectrogramStage, SpectrogramDelegate>,
           {"began", "required?", "began work", "input?", "work", "ended work", "ended"});
-    check(&linesWhenTheDelegateGoesAfter<AlignmentStage, AlignmentDelegate>,
+    check(&linesOf<AlignmentStage, AlignmentDelegate>,
           {"began", "required?", "began work", "input?", "work", "results", "ended"});
-    check(&linesWhenTheDelegateGoesAfter<KeyStage, KeyDelegate>,
-          {"began", "required?", "input?", "work", "ended"});
+    check(&linesOf<KeyStage, KeyDelegate>, {"began", "required?", "input?", "work", "ended"});
 }
 
 } // namespace

@@ -12,22 +12,32 @@
 /// tests and its fuzzer.
 namespace tarn::archived {
 
+/// What a class says of itself to the archive.
+#define ARCHIVED(Class, superclass)                                                                          \
+    static const ClassDescription& classDescription() {                                                      \
+        static const ClassDescription description{"Test" #Class, superclass, &make<Class>};                  \
+        return description;                                                                                  \
+    }                                                                                                        \
+    const ClassDescription& dynamicClass() const override {                                                  \
+        return classDescription();                                                                           \
+    }
+
+template <typename T>
+std::shared_ptr<SecureCoding> make(KeyedUnarchiver& coder) {
+    auto made = std::make_shared<T>();
+    return made->decode(coder) ? made : nullptr;
+}
+
 class Mark : public SecureCoding {
 public:
     std::uint64_t identifier = 0;
     std::int64_t location = 0;
 
-    static const ClassDescription& classDescription() {
-        static constexpr ClassDescription description{"TestMark", nullptr, &make<Mark>};
-        return description;
-    }
-    const ClassDescription& dynamicClass() const override { return classDescription(); }
+    ARCHIVED(Mark, nullptr)
     void encodeWithCoder(KeyedArchiver& coder) const override {
         coder.encodeUnsigned("identifier", identifier);
         coder.encodeInt("location", location);
     }
-
-protected:
     virtual bool decode(KeyedUnarchiver& coder) {
         const auto i = coder.decodeUnsigned("identifier");
         const auto l = coder.decodeInt("location");
@@ -35,28 +45,17 @@ protected:
         location = l.value_or(0);
         return i && l;
     }
-    template <typename T>
-    static std::shared_ptr<SecureCoding> make(KeyedUnarchiver& coder) {
-        auto made = std::make_shared<T>();
-        return static_cast<Mark&>(*made).decode(coder) ? made : nullptr;
-    }
 };
 
 class Beat : public Mark {
 public:
     bool downbeat = false;
 
-    static const ClassDescription& classDescription() {
-        static const ClassDescription description{"TestBeat", &Mark::classDescription(), &make<Beat>};
-        return description;
-    }
-    const ClassDescription& dynamicClass() const override { return classDescription(); }
+    ARCHIVED(Beat, &Mark::classDescription())
     void encodeWithCoder(KeyedArchiver& coder) const override {
         Mark::encodeWithCoder(coder);
         coder.encodeBool("downbeat", downbeat);
     }
-
-protected:
     bool decode(KeyedUnarchiver& coder) override {
         if (const auto value = coder.decodeBool("downbeat"))
             downbeat = *value;
@@ -69,18 +68,12 @@ public:
     std::optional<std::string> text;
     std::shared_ptr<Mark> next;
 
-    static const ClassDescription& classDescription() {
-        static const ClassDescription description{"TestName", &Mark::classDescription(), &make<Name>};
-        return description;
-    }
-    const ClassDescription& dynamicClass() const override { return classDescription(); }
+    ARCHIVED(Name, &Mark::classDescription())
     void encodeWithCoder(KeyedArchiver& coder) const override {
         Mark::encodeWithCoder(coder);
         coder.encodeString("text", text);
         coder.encodeObject("next", next);
     }
-
-protected:
     bool decode(KeyedUnarchiver& coder) override {
         text = coder.decodeString("text");
         next = coder.decodeObject<Mark>("next");
@@ -97,11 +90,7 @@ public:
     double frequency = 0;
     std::uint8_t channel = 0;
 
-    static const ClassDescription& classDescription() {
-        static constexpr ClassDescription description{"TestSong", nullptr, &make};
-        return description;
-    }
-    const ClassDescription& dynamicClass() const override { return classDescription(); }
+    ARCHIVED(Song, nullptr)
     void encodeWithCoder(KeyedArchiver& coder) const override {
         coder.encodeObjects("marks", marks);
         coder.encodeObject("selected", selected);
@@ -110,25 +99,23 @@ public:
         coder.encodeDouble("frequency", frequency);
         coder.encodeUnsigned("channel", channel);
     }
-
-private:
-    static std::shared_ptr<SecureCoding> make(KeyedUnarchiver& coder) {
-        auto song = std::make_shared<Song>();
-        song->marks = coder.decodeObjects<Mark>("marks").value_or(std::vector<std::shared_ptr<Mark>>{});
-        song->selected = coder.decodeObject<Mark>("selected");
-        song->data = coder.decodeData("data").value_or(Data{});
-        song->tempo = coder.decodeFloat("tempo").value_or(0.0f);
-        song->frequency = coder.decodeDouble("frequency").value_or(0.0);
-        song->channel = coder.decodeUInt8("channel").value_or(0);
-        return song;
+    bool decode(KeyedUnarchiver& coder) {
+        marks = coder.decodeObjects<Mark>("marks").value_or(std::vector<std::shared_ptr<Mark>>{});
+        selected = coder.decodeObject<Mark>("selected");
+        data = coder.decodeData("data").value_or(Data{});
+        tempo = coder.decodeFloat("tempo").value_or(0.0f);
+        frequency = coder.decodeDouble("frequency").value_or(0.0);
+        channel = coder.decodeUInt8("channel").value_or(0);
+        return true;
     }
 };
 
+#undef ARCHIVED
+
 inline void registerClasses() {
-    registerClass(Mark::classDescription());
-    registerClass(Beat::classDescription());
-    registerClass(Name::classDescription());
-    registerClass(Song::classDescription());
+    for (const auto* description : {&Mark::classDescription(), &Beat::classDescription(),
+                                    &Name::classDescription(), &Song::classDescription()})
+        registerClass(*description);
 }
 
 template <typename T>

@@ -1,9 +1,9 @@
 #include "Platform/KeyValueObserving.h"
+#include "Tests/Platform/Threads.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 
 namespace tarn {
 namespace {
@@ -43,13 +43,13 @@ TEST(KeyValueObserving, ObserversMayRemoveThemselvesAndDropTheObject) {
     int calls = 0;
     KeyValueObservable::Token self;
     KeyValueObservable::Token added;
-    self = document->observeKey("key", [&, captured](const std::string&, KeyValueChange) {
+    self = document->observeKey("key", [&, captured](auto&&...) {
         ++calls;
         self.reset();
-        added = document->observeKey("key", [&](const std::string&, KeyValueChange) { calls += 100; });
+        added = document->observeKey("key", [&](auto&&...) { calls += 100; });
         document.reset();
     });
-    const auto last = document->observeKey("key", [&](const std::string&, KeyValueChange) { calls += 10; });
+    const auto last = document->observeKey("key", [&](auto&&...) { calls += 10; });
     document->willChangeValueForKey("key");
     EXPECT_EQ(calls, 11);
     EXPECT_EQ(captured.use_count(), 1);
@@ -58,22 +58,15 @@ TEST(KeyValueObserving, ObserversMayRemoveThemselvesAndDropTheObject) {
 TEST(KeyValueObservingConcurrency, ThreadsObserveWhileOthersChange) {
     std::atomic<int> permanentCalls = 0;
     Document observed;
-    const auto permanent =
-        observed.observeKey("key", [&](const std::string&, KeyValueChange) { ++permanentCalls; });
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 8; ++t) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < 200; ++round) {
-                auto own = std::make_shared<std::atomic<int>>(0);
-                const auto token =
-                    observed.observeKey("key", [own](const std::string&, KeyValueChange) { ++*own; });
-                observed.change("key");
-                EXPECT_GE(*own, 2);
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
+    const auto permanent = observed.observeKey("key", [&](auto&&...) { ++permanentCalls; });
+    inThreads(8, [&](int) {
+        for (int round = 0; round < 200; ++round) {
+            auto own = std::make_shared<std::atomic<int>>(0);
+            const auto token = observed.observeKey("key", [own](auto&&...) { ++*own; });
+            observed.change("key");
+            EXPECT_GE(*own, 2);
+        }
+    });
     EXPECT_EQ(permanentCalls, 8 * 200 * 2);
 }
 

@@ -21,6 +21,7 @@ using namespace archived;
 using testing::AllOf;
 using testing::HasSubstr;
 using Code = KeyedArchiveErrorCode;
+using enum KeyedArchiveErrorCode;
 using Reference = BinaryPropertyListWriter::Reference;
 using Members = std::vector<std::pair<std::string, Reference>>;
 
@@ -86,9 +87,8 @@ struct Forge {
         members.emplace(members.begin(), "$class", classNamed(className));
         return members;
     }
-    Members membersOfMark(const std::string& className, std::int64_t identifier = 1) {
-        return membersOf(className,
-                         {{"identifier", list.addInteger(identifier)}, {"location", list.addInteger(1)}});
+    Members membersOfMark(const std::string& className, std::int64_t id = 1) {
+        return membersOf(className, {{"identifier", list.addInteger(id)}, {"location", list.addInteger(1)}});
     }
     Reference object(const Members& members) { return add(dictionary(members)); }
     Reference array(const std::vector<Reference>& elements) {
@@ -123,7 +123,7 @@ TEST_F(KeyedArchiveTests, ValuesOfEveryTypeSurviveAtTheirExtremes) {
         }
     };
     using Int = std::numeric_limits<std::int64_t>;
-    using Double = std::numeric_limits<double>;
+    using Real = std::numeric_limits<double>;
     using Float = std::numeric_limits<float>;
     add(&KeyedArchiver::encodeInt, &KeyedUnarchiver::decodeInt,
         std::vector<std::int64_t>{0, 1, -1, 255, 256, 65535, 65536, 0xFFFFFFFF, 0x100000000, -128, Int::min(),
@@ -131,8 +131,7 @@ TEST_F(KeyedArchiveTests, ValuesOfEveryTypeSurviveAtTheirExtremes) {
     add(&KeyedArchiver::encodeUnsigned, &KeyedUnarchiver::decodeUnsigned,
         std::vector<std::uint64_t>{0, 0x7FFFFFFFFFFFFFFF, 0x8000000000000000, 0xFFFFFFFFFFFFFFFF});
     add(&KeyedArchiver::encodeDouble, &KeyedUnarchiver::decodeDouble,
-        std::vector{0.0, -0.0, 440.1, Double::denorm_min(), -Double::max(), Double::infinity(),
-                    std::nan("")});
+        std::vector{0.0, -0.0, 440.1, Real::denorm_min(), -Real::max(), Real::infinity(), std::nan("")});
     add(&KeyedArchiver::encodeFloat, &KeyedUnarchiver::decodeFloat,
         std::vector{0.1f, -0.0f, Float::max(), -Float::infinity()});
     add(&KeyedArchiver::encodeString, &KeyedUnarchiver::decodeString,
@@ -183,14 +182,12 @@ TEST_F(KeyedArchiveTests, OnlyAdmittedClassesAreMade) {
     const Data beat = KeyedArchiver::archivedData(makeMark<Beat>(1, 2));
     EXPECT_NE(KeyedUnarchiver::unarchivedObject<Beat>(beat), nullptr);
     EXPECT_EQ(KeyedUnarchiver::unarchivedObject<Mark>(beat)->className(), "TestBeat");
-    expectFailure<Name>(beat, Code::classNotAdmitted,
-                        "\"root\" of the archive is a TestBeat where only TestName");
-    expectFailure<Beat>(KeyedArchiver::archivedData(makeMark<Mark>(1, 2)), Code::classNotAdmitted,
-                        "is a TestMark");
+    expectFailure<Name>(beat, classNotAdmitted, "\"root\" of the archive is a TestBeat where only TestName");
+    expectFailure<Beat>(KeyedArchiver::archivedData(makeMark<Mark>(1, 2)), classNotAdmitted, "is a TestMark");
 
     Forge unknown;
-    expectFailure<Mark>(unknown.finish(unknown.object(unknown.membersOf("NSTask", {}))),
-                        Code::classNotAdmitted, "is a NSTask");
+    expectFailure<Mark>(unknown.finish(unknown.object(unknown.membersOf("NSTask", {}))), classNotAdmitted,
+                        "is a NSTask");
 
     // The same object asked for under two classes: the second may not have it.
     Forge twice;
@@ -212,37 +209,35 @@ TEST_F(KeyedArchiveTests, ReasonsNameTheValueAndItsClass) {
         return forge.finish(forge.object(members));
     };
     const std::tuple<Change, Code, const char*> cases[] = {
-        {[](auto&, auto& m) { m.pop_back(); }, Code::missingObject, "TestName"},
-        {[](auto& f, auto& m) { m[1].second = f.list.addInteger(-1); }, Code::outOfRange,
+        {[](auto&, auto& m) { m.pop_back(); }, missingObject, "TestName"},
+        {[](auto& f, auto& m) { m[1].second = f.list.addInteger(-1); }, outOfRange,
          "\"identifier\" of TestName"},
-        {[](auto& f, auto& m) { m[2].second = f.list.addUnsigned(1ull << 63); }, Code::outOfRange,
-         "\"location\""},
-        {[](auto& f, auto& m) { m[2].second = f.list.addBool(true); }, Code::wrongType,
+        {[](auto& f, auto& m) { m[2].second = f.list.addUnsigned(1ull << 63); }, outOfRange, "\"location\""},
+        {[](auto& f, auto& m) { m[2].second = f.list.addBool(true); }, wrongType,
          "\"location\" of TestName is not an integer"},
-        {[](auto& f, auto& m) { m[2].second = f.list.addDouble(2); }, Code::wrongType, "not an integer"},
-        {[](auto& f, auto& m) { m[2].second = f.uid(77); }, Code::damagedValue, "not in the archive"},
-        {[](auto& f, auto& m) { m[0].second = f.uid(77); }, Code::damagedValue, "not in the archive"},
-        {[](auto&, auto& m) { m.erase(m.begin()); }, Code::damagedValue, "without a class"},
-        {[](auto& f, auto& m) { m.emplace_back("text", f.list.addInteger(1)); }, Code::wrongType,
+        {[](auto& f, auto& m) { m[2].second = f.list.addDouble(2); }, wrongType, "not an integer"},
+        {[](auto& f, auto& m) { m[2].second = f.uid(77); }, damagedValue, "not in the archive"},
+        {[](auto& f, auto& m) { m[0].second = f.uid(77); }, damagedValue, "not in the archive"},
+        {[](auto&, auto& m) { m.erase(m.begin()); }, damagedValue, "without a class"},
+        {[](auto& f, auto& m) { m.emplace_back("text", f.list.addInteger(1)); }, wrongType,
          "\"text\" of TestName is not a text"},
-        {[](auto& f, auto& m) { m.emplace_back("next", f.list.addString("x")); }, Code::wrongType,
+        {[](auto& f, auto& m) { m.emplace_back("next", f.list.addString("x")); }, wrongType,
          "\"next\" of TestName is not an object"}};
     for (const auto& [change, code, part] : cases)
         expectFailure<Mark>(nameWith(change), code, part);
-    expectFailure<Mark>(KeyedArchiver::archivedData(nullptr), Code::missingObject, "no root object");
-    expectFailure<Mark>({}, Code::malformedPropertyList, "not a binary property list");
+    expectFailure<Mark>(KeyedArchiver::archivedData(nullptr), missingObject, "no root object");
+    expectFailure<Mark>({}, malformedPropertyList, "not a binary property list");
     BinaryPropertyListWriter plain;
-    expectFailure<Mark>(plain.finish(plain.addDictionary({})), Code::notAKeyedArchive, "not a keyed archive");
+    expectFailure<Mark>(plain.finish(plain.addDictionary({})), notAKeyedArchive, "not a keyed archive");
 
-    Data surrogate =
-        nameWith([](auto& f, auto& m) { m.emplace_back("text", f.list.addString("\uABCD\u1234")); });
+    Data text = nameWith([](auto& f, auto& m) { m.emplace_back("text", f.list.addString("\uABCD\u1234")); });
     const Data units{std::byte{0xAB}, std::byte{0xCD}, std::byte{0x12}, std::byte{0x34}};
-    const auto found = std::search(surrogate.begin(), surrogate.end(), units.begin(), units.end());
-    ASSERT_NE(found, surrogate.end());
+    const auto found = std::search(text.begin(), text.end(), units.begin(), units.end());
+    ASSERT_NE(found, text.end());
     *found = std::byte{0xD8};
-    expectFailure<Mark>(surrogate, Code::damagedValue, "not a well-formed text");
+    expectFailure<Mark>(text, damagedValue, "not a well-formed text");
 
-    KeyedUnarchiver coder(surrogate);
+    KeyedUnarchiver coder(text);
     coder.fail("the chord has no root");
     coder.fail("later");
     EXPECT_EQ(coder.error().localizedDescription(), "the chord has no root");
@@ -258,7 +253,7 @@ TEST_F(KeyedArchiveTests, ElementsOfArraysAreCheckedOneByOne) {
 
     Forge forge;
     const auto marks = forge.array({forge.object(forge.membersOfMark("TestMark")), forge.uid(0)});
-    expectFailure<Song>(forge.finish(forge.song(marks)), Code::wrongType,
+    expectFailure<Song>(forge.finish(forge.song(marks)), wrongType,
                         "Element 1 of \"marks\" of TestSong is empty");
 }
 
@@ -288,7 +283,7 @@ TEST_F(KeyedArchiveTests, ContentsReferredToAgainAndAgainDoNotMultiply) {
     const Data arrayBytes = arrays.finish(Members{{"songs", arrays.array(songs)}});
     KeyedUnarchiver arrayCoder(arrayBytes);
     EXPECT_EQ(arrayCoder.decodeObjects<Song>("songs"), std::nullopt);
-    EXPECT_EQ(arrayCoder.error().code, static_cast<long>(Code::tooLarge));
+    EXPECT_EQ(arrayCoder.error().code, static_cast<long>(tooLarge));
 
     // 2,000 names hold the same text of 64 KiB: forged it fails, as the archiver writes it it does not.
     const std::string text(1 << 16, 'x');
@@ -309,7 +304,7 @@ TEST_F(KeyedArchiveTests, ContentsReferredToAgainAndAgainDoNotMultiply) {
         static_cast<void>(forgedCoder.decodeString(std::to_string(i)));
         EXPECT_EQ(honestCoder.decodeString(std::to_string(i)), text);
     }
-    EXPECT_EQ(forgedCoder.error().code, static_cast<long>(Code::tooLarge));
+    EXPECT_EQ(forgedCoder.error().code, static_cast<long>(tooLarge));
 }
 
 TEST_F(KeyedArchiveTests, EqualValuesAreStoredOnceAndABeatTakesAtMostEightyBytes) {
@@ -451,9 +446,8 @@ TEST_F(KeyedArchiveTests, DamagedArchivesGiveAnObjectOrAReason) {
         case 2: {
             for (auto flips = 1 + random() % 8; flips > 0; --flips) {
                 // Every other flip in the offset table and the trailer, where it does most.
-                const auto position =
-                    random() % 2 ? random() % bytes.size() : bytes.size() - 1 - random() % 400;
-                bytes[position] ^= static_cast<std::byte>(1u << random() % 8);
+                const auto at = random() % 2 ? random() % bytes.size() : bytes.size() - 1 - random() % 400;
+                bytes[at] ^= static_cast<std::byte>(1u << random() % 8);
             }
             if (const auto song = KeyedUnarchiver::unarchivedObject<Song>(bytes, &error)) {
                 const Data again = KeyedArchiver::archivedData(song);

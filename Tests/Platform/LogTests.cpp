@@ -75,8 +75,7 @@ TEST_F(LogTest, survivesASinkThatThrowsLogsOrReplacesItself) {
 TEST_F(LogTest, signpostsOfOverlappingIntervalsDiffer) {
     std::vector<std::string> texts;
     EXPECT_FALSE(setLogSink([&](const LogMessage& message) { texts.push_back(message.text(false)); }));
-    const auto first = log.makeSignpost();
-    const auto second = log.makeSignpost();
+    const auto first = log.makeSignpost(), second = log.makeSignpost();
     EXPECT_NE(first, second);
     log.signpostBegin("Analysis", first);
     log.signpostEnd("Analysis", second);
@@ -85,11 +84,9 @@ TEST_F(LogTest, signpostsOfOverlappingIntervalsDiffer) {
 }
 
 TEST_F(LogConcurrency, aSinkIsCalledByOneThreadAtATimeAndNeverAfterItsReplacement) {
-    constexpr int kThreads = 8;
-    constexpr int kMessages = 200;
-    int replacedCount = 0; // deliberately not atomic: the log serialises
+    constexpr int kThreads = 8, kMessages = 200;
+    int replacedCount = 0, afterReplacement = 0; // deliberately not atomic: the log serialises
     std::vector<std::thread> threads;
-    int afterReplacement = 0;
     {
         int count = 0;
         setLogSink([&count](const LogMessage&) { ++count; });

@@ -3,6 +3,7 @@
 #include "Platform/DispatchQueue.h"
 #include "Platform/OperationQueue.h"
 #include "Platform/Signal.h"
+#include "Tests/Platform/Threads.h"
 
 #include <gtest/gtest.h>
 
@@ -203,33 +204,28 @@ TEST_F(NotificationCenterConcurrency, EightThreadsAddPostAndRemove) {
     std::atomic<int> permanentCalls = 0, callsAfterOwnRemoval = 0;
     center.addObserver("n", nullptr, nullptr, [&](const Notification&) { ++permanentCalls; });
     constexpr int kThreads = 8, kRounds = 400;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&] {
-            const auto target = std::make_shared<Target>(center);
-            for (int round = 0; round < kRounds; ++round) {
-                int ownCalls = 0; // of this thread's posts only
-                const auto self = std::this_thread::get_id();
-                std::atomic<bool> isRemoved = false;
-                const auto token = center.addObserver("n", sender, nullptr, [&, self](const Notification&) {
-                    if (std::this_thread::get_id() != self)
-                        return;
-                    ++ownCalls;
-                    if (isRemoved)
-                        ++callsAfterOwnRemoval;
-                });
-                center.addObserver(target, &Target::hear, "other", sender);
-                center.post("n", sender);
-                EXPECT_EQ(ownCalls, 1);
-                isRemoved = true;
-                center.removeObserver(token);
-                center.removeObserver(target);
-                center.post("n", sender);
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
+    inThreads(kThreads, [&](int) {
+        const auto target = std::make_shared<Target>(center);
+        for (int round = 0; round < kRounds; ++round) {
+            int ownCalls = 0; // of this thread's posts only
+            const auto self = std::this_thread::get_id();
+            std::atomic<bool> isRemoved = false;
+            const auto token = center.addObserver("n", sender, nullptr, [&, self](const Notification&) {
+                if (std::this_thread::get_id() != self)
+                    return;
+                ++ownCalls;
+                if (isRemoved)
+                    ++callsAfterOwnRemoval;
+            });
+            center.addObserver(target, &Target::hear, "other", sender);
+            center.post("n", sender);
+            EXPECT_EQ(ownCalls, 1);
+            isRemoved = true;
+            center.removeObserver(token);
+            center.removeObserver(target);
+            center.post("n", sender);
+        }
+    });
     EXPECT_EQ(permanentCalls, kThreads * kRounds * 2);
     EXPECT_EQ(callsAfterOwnRemoval, 0);
 }

@@ -2,6 +2,7 @@
 
 #include "Platform/DispatchQueue.h"
 #include "Platform/Progress.h"
+#include "Tests/Platform/Threads.h"
 
 #include <gtest/gtest.h>
 
@@ -209,15 +210,14 @@ TEST(OperationQueue, WrongUseStopsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     MainQueue::becomeMainThread();
     OperationQueue queue;
-    const auto operation = std::make_shared<BlockOperation>([] {});
+    const auto operation = std::make_shared<BlockOperation>([] {}),
+               other = std::make_shared<BlockOperation>([] {});
     queue.addOperations({operation}, true);
     EXPECT_DEATH(queue.addOperation(operation), "only once");
-    EXPECT_DEATH(operation->addDependency(std::make_shared<BlockOperation>([] {})),
-                 "before the operation is added");
+    EXPECT_DEATH(operation->addDependency(other), "before the operation is added");
     EXPECT_DEATH(BlockOperation([] {}).addDependency(operation), "shared pointer");
     EXPECT_DEATH(queue.setMaxConcurrentOperationCount(0), "at least one");
-    EXPECT_DEATH(OperationQueue::mainQueue()->addOperations({std::make_shared<BlockOperation>([] {})}, true),
-                 "main thread cannot wait");
+    EXPECT_DEATH(OperationQueue::mainQueue()->addOperations({other}, true), "main thread cannot wait");
     EXPECT_DEATH(
         {
             queue.addOperation([] { throw std::runtime_error("odd"); });
@@ -255,47 +255,41 @@ TEST(OperationQueueConcurrency, EightThreadsBuildGraphsCancelAndWait) {
     constexpr int kThreads = 8, kRounds = 25;
     const auto shared = std::make_shared<OperationQueue>();
     std::atomic<int> ran = 0, outOfOrder = 0, expected = 0;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&, t] {
-            for (int round = 0; round < kRounds; ++round) {
-                auto own = std::make_shared<OperationQueue>();
-                own->setMaxConcurrentOperationCount(1 + round % 3);
-                Operations operations;
-                for (int i = 0; i < 12; ++i) {
-                    std::weak_ptr<Operation> before;
-                    if (i >= 2)
-                        before = operations[i - 2];
-                    operations.push_back(std::make_shared<BlockOperation>([&, before] {
-                        if (const auto finished = before.lock(); finished && !finished->isFinished())
-                            ++outOfOrder;
-                        ++ran;
-                    }));
-                    if (i >= 2)
-                        operations[i]->addDependency(operations[i - 2]);
-                }
-                const bool cancels = (t + round) % 4 == 0;
-                if (cancels)
-                    operations[5]->cancel();
-                expected += cancels ? 11 : 12;
-                for (std::size_t i = 0; i < operations.size(); ++i)
-                    (i % 2 ? *own : *shared).addOperation(operations[i]);
-                own.reset();
-                operations.back()->cancel(); // may come too late
-                operations[10]->waitUntilFinished();
-                EXPECT_TRUE(operations[8]->isFinished());
-                operations[9]->waitUntilFinished();
-                operations[11]->waitUntilFinished();
+    inThreads(kThreads, [&](int t) {
+        for (int round = 0; round < kRounds; ++round) {
+            auto own = std::make_shared<OperationQueue>();
+            own->setMaxConcurrentOperationCount(1 + round % 3);
+            Operations operations;
+            for (int i = 0; i < 12; ++i) {
+                std::weak_ptr<Operation> before;
+                if (i >= 2)
+                    before = operations[i - 2];
+                operations.push_back(std::make_shared<BlockOperation>([&, before] {
+                    if (const auto finished = before.lock(); finished && !finished->isFinished())
+                        ++outOfOrder;
+                    ++ran;
+                }));
+                if (i >= 2)
+                    operations[i]->addDependency(operations[i - 2]);
             }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
+            const bool cancels = (t + round) % 4 == 0;
+            if (cancels)
+                operations[5]->cancel();
+            expected += cancels ? 11 : 12;
+            for (std::size_t i = 0; i < operations.size(); ++i)
+                (i % 2 ? *own : *shared).addOperation(operations[i]);
+            own.reset();
+            operations.back()->cancel(); // may come too late
+            operations[10]->waitUntilFinished();
+            EXPECT_TRUE(operations[8]->isFinished());
+            operations[9]->waitUntilFinished();
+            operations[11]->waitUntilFinished();
+        }
+    });
     shared->waitUntilAllOperationsAreFinished();
     EXPECT_EQ(outOfOrder, 0);
     EXPECT_LE(ran, expected);
-    EXPECT_GE(ran, expected - kThreads * kRounds)
-        << "only the last of each round may have been cancelled in time";
+    EXPECT_GE(ran, expected - kThreads * kRounds) << "only the last of each round may be cancelled in time";
 }
 
 /// Runs while the process ends: its thread must not stumble over what is destroyed.

@@ -1,4 +1,5 @@
 #include "Platform/Progress.h"
+#include "Tests/Platform/Threads.h"
 
 #include <gtest/gtest.h>
 
@@ -126,12 +127,11 @@ TEST(Progress, ObserversHearEveryChangeBelowWithoutLocks) {
 
 TEST(Progress, WrongTreesStopTheProcess) {
     const auto make = [] { return Progress::discrete(1); };
-    const auto parent = make(), child = make(), grandchild = make(), other = make(), huge = make(),
-               last = make();
+    const auto parent = make(), child = make(), leaf = make(), other = make(), huge = make(), last = make();
     parent->addChild(child, 1);
-    child->addChild(grandchild, 1);
+    child->addChild(leaf, 1);
     EXPECT_DEATH(other->addChild(child, 1), "child of one other only");
-    EXPECT_DEATH(grandchild->addChild(parent, 1), "below itself");
+    EXPECT_DEATH(leaf->addChild(parent, 1), "below itself");
     EXPECT_DEATH(other->addChild(other, 1), "below itself");
     EXPECT_DEATH(other->addChild(Progress::discrete(1), -1), "number of units");
     huge->setCompletedUnitCount(std::numeric_limits<std::int64_t>::max());
@@ -155,25 +155,20 @@ TEST(ProgressConcurrency, ATreeFinishesExactlyWithItsLeaves) {
         for (auto h = highest.load(); h < now && !highest.compare_exchange_weak(h, now);) {
         }
     });
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&] {
-            const auto branch = Progress::discrete(kChildren);
-            root->addChild(branch, 1);
-            for (int i = 0; i < kChildren; ++i) {
-                const auto leaf = Progress::discrete(4);
-                branch->addChild(leaf, 1);
-                std::thread ends([&] { leaf->markFinished(); });
-                for (int unit = 1; unit <= 4; ++unit)
-                    leaf->setCompletedUnitCount(unit);
-                EXPECT_LE(root->fractionCompleted(), 1);
-                ends.join();
-                EXPECT_EQ(branch->completedUnitCount(), i + 1);
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
+    inThreads(kThreads, [&](int) {
+        const auto branch = Progress::discrete(kChildren);
+        root->addChild(branch, 1);
+        for (int i = 0; i < kChildren; ++i) {
+            const auto leaf = Progress::discrete(4);
+            branch->addChild(leaf, 1);
+            std::thread ends([&] { leaf->markFinished(); });
+            for (int unit = 1; unit <= 4; ++unit)
+                leaf->setCompletedUnitCount(unit);
+            EXPECT_LE(root->fractionCompleted(), 1);
+            ends.join();
+            EXPECT_EQ(branch->completedUnitCount(), i + 1);
+        }
+    });
     EXPECT_EQ(root->completedUnitCount(), kThreads);
     EXPECT_GE(finishedReports, 1);
     EXPECT_FALSE(wentBack);

@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <set>
+#include <sstream>
 #include <string>
 
 namespace tarn {
@@ -38,9 +38,11 @@ private:
     std::filesystem::path mPath;
 };
 
+/// Empty when the file is missing or a folder.
 inline std::string textOf(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ostringstream text;
+    text << std::ifstream(file, std::ios::binary).rdbuf();
+    return text.str();
 }
 
 inline void writeText(const std::filesystem::path& file, const std::string& text) {

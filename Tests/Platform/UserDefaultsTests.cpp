@@ -1,9 +1,9 @@
 #include "Platform/UserDefaults.h"
 
 #include "Tests/Platform/TemporaryFolder.h"
+#include "Tests/Platform/Threads.h"
 
 #include <limits>
-#include <thread>
 #include <tuple>
 
 namespace tarn {
@@ -112,16 +112,13 @@ TEST_F(UserDefaultsTest, aValueThatCannotBeWrittenHoldsAndGoesAlongWithTheNext) 
 }
 
 TEST_F(UserDefaultsConcurrency, threadsReadAndChangeOneStore) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i)
-        threads.emplace_back([&, key = std::to_string(i)] {
-            for (int value = 1; value <= 5; ++value) {
-                defaults.setInteger(key, value);
-                EXPECT_EQ(defaults.integerForKey(key), value);
-            }
-        });
-    for (auto& thread : threads)
-        thread.join();
+    inThreads(8, [&](int i) {
+        const auto key = std::to_string(i);
+        for (int value = 1; value <= 5; ++value) {
+            defaults.setInteger(key, value);
+            EXPECT_EQ(defaults.integerForKey(key), value);
+        }
+    });
     for (int i = 0; i < 8; ++i)
         EXPECT_EQ(UserDefaults(file).integerForKey(std::to_string(i)), 5);
 }

@@ -10,6 +10,7 @@ namespace {
 
 using Frame = std::int64_t;
 using FrameRange = Range<Frame>;
+using Ranges = std::vector<FrameRange>;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -34,8 +35,8 @@ struct Item : TimelineItem {
 };
 
 struct Source : TimelineDataSource {
-    explicit Source(std::vector<FrameRange> itemRanges) : ranges(std::move(itemRanges)) {}
-    std::vector<FrameRange> ranges;
+    explicit Source(Ranges itemRanges) : ranges(std::move(itemRanges)) {}
+    Ranges ranges;
     std::size_t itemCount() const override { return ranges.size(); }
     std::shared_ptr<const TimelineItem> item(std::size_t index) const override {
         return std::make_shared<Item>(ranges[index]);
@@ -44,12 +45,9 @@ struct Source : TimelineDataSource {
 
 TEST(CombinedTimelineDataSource, namesTheItemsOfARowBySectionAndIndex) {
     const auto rows = std::make_shared<Rows>();
-    const auto beats =
-        std::make_shared<Source>(std::vector<FrameRange>{{9, 9}, {10, 10}, {20, 20}, {35, 35}});
-    const auto regions =
-        std::make_shared<Source>(std::vector<FrameRange>{{15, 20}, {-5, 40}, {0, 10}, {9, 11}, {40, 50}});
-    CombinedTimelineDataSource source(rows,
-                                      {beats, regions, std::make_shared<Source>(std::vector<FrameRange>{})});
+    const auto beats = std::make_shared<Source>(Ranges{{9, 9}, {10, 10}, {20, 20}, {35, 35}});
+    const auto regions = std::make_shared<Source>(Ranges{{15, 20}, {-5, 40}, {0, 10}, {9, 11}, {40, 50}});
+    CombinedTimelineDataSource source(rows, {beats, regions, std::make_shared<Source>(Ranges{})});
     EXPECT_EQ(source.rowCount(), 4);
     EXPECT_EQ(source.sectionCount(), 3U);
     EXPECT_EQ(source.itemCount(1), 5U);
@@ -82,7 +80,7 @@ TEST(WrappedTimelineProtocol, findsRowsWhateverTheGuess) {
 TEST(TimelineItemIndex, findsWhatASearchThroughAllItemsFinds) {
     std::mt19937 random(3);
     for (int round = 0; round < 500; ++round) {
-        std::vector<FrameRange> ranges;
+        Ranges ranges;
         const auto count = random() % 40;
         for (unsigned i = 0; i < count; ++i) {
             const auto lower = static_cast<Frame>(random() % 60) - 10;
@@ -110,7 +108,7 @@ TEST(TimelineItemIndex, findsWhatASearchThroughAllItemsFinds) {
 
 TEST(CombinedTimelineDataSourceDeathTest, stopsOnPathsThatNameNoItem) {
     const CombinedTimelineDataSource source(std::make_shared<Rows>(),
-                                            {std::make_shared<Source>(std::vector<FrameRange>{{1, 2}})});
+                                            {std::make_shared<Source>(Ranges{{1, 2}})});
     EXPECT_DEATH((void)source.item({0, 1}), "has no such item");
     EXPECT_DEATH((void)source.item({1, 0}), "has no such section");
     EXPECT_DEATH((void)source.item({0}), "by its section and its index");

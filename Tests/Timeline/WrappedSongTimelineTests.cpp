@@ -53,8 +53,6 @@ TEST(WrappedSongTimeline, startsWithDefaultsAndAsksTheDelegateOnlyOnReload) {
     auto song = std::make_shared<Song>(Layout());
     WrappedSongTimeline timeline(song);
     EXPECT_EQ(song->questions, "");
-    EXPECT_EQ(timeline.framesPerRow(), 0);
-    EXPECT_EQ(timeline.continuousRowCount(), 1);
     EXPECT_THAT(timeline.rowRanges(), ElementsAre(FrameRange(0, 0)));
     EXPECT_EQ(timeline.rowIndex(0), 0);
 
@@ -112,16 +110,14 @@ TEST(WrappedSongTimeline, dragsTheFirstRowOffsetAroundOneRow) {
                                              {25000, 0},     {-5001, 29999}, {-35000, 0}, {-95001, 29999}};
     for (const auto& [delta, offset] : drags)
         EXPECT_EQ(timeline.newFirstRowOffset(delta), offset) << delta;
-    EXPECT_EQ(timelineOf({.firstRowOffset = 0, .rowWidth = 1, .framesPerPoint = 3.9}).newFirstRowOffset(4),
-              1);
+    EXPECT_EQ(timelineOf({100000, 0, 1, 3.9}).newFirstRowOffset(4), 1);
 }
 
 TEST(WrappedSongTimeline, gridLinesLeaveOutTheLowerBoundAndIncludeTheUpper) {
     EXPECT_THAT(framesOnGridWithSpacing(10, {0, 30}), ElementsAre(10, 20, 30));
     EXPECT_THAT(framesOnGridWithSpacing(10, {1, 39}), ElementsAre(10, 20, 30));
     EXPECT_THAT(framesOnGridWithSpacing(10, {10, 10}), IsEmpty());
-    // Truncating division below zero: from -29 the first line is -10, from -30 it is -20, and -5 ends before
-    // 0.
+    // Truncating division below zero: the first line after -29 is -10, after -30 it is -20.
     EXPECT_THAT(framesOnGridWithSpacing(10, {-29, 5}), ElementsAre(-10, 0));
     EXPECT_THAT(framesOnGridWithSpacing(10, {-30, -5}), ElementsAre(-20, -10));
     EXPECT_THAT(framesOnGridWithSpacing(-10, {-30, 30}), IsEmpty());
@@ -130,8 +126,7 @@ TEST(WrappedSongTimeline, gridLinesLeaveOutTheLowerBoundAndIncludeTheUpper) {
     EXPECT_THAT(timeline.minorFramesInRow(3), ElementsAre(86400, 91200, 96000));
 }
 
-/// The rows as they are defined, one after another, without checks; nothing for a row that has no valid
-/// range.
+/// The rows as they are defined, one after another, without checks; nothing for a row without a valid range.
 std::optional<FrameRange> definedRange(const Layout& layout, Frame row) {
     const double width = layout.rowWidth > 0 ? layout.rowWidth * layout.framesPerPoint
                                              : static_cast<double>(layout.frameCount);

@@ -1,3 +1,4 @@
+#include "Platform/IndexPath.h"
 #include "Platform/IndexSet.h"
 
 #include <gtest/gtest.h>
@@ -22,6 +23,14 @@ TEST(IndexSet, describesRuns) {
     EXPECT_EQ((IndexSet{0, 1, 2, 5, 7, 8}).description(), "{0-2, 5, 7-8}");
     EXPECT_EQ((IndexSet{0, last}).description(),
               "{0, " + std::to_string(last) + "}"); // no run around the end
+}
+
+TEST(IndexPath, isOrderedLevelByLevelWithPrefixesFirst) {
+    EXPECT_LT(IndexPath(), (IndexPath{0}));
+    EXPECT_LT((IndexPath{1}), (IndexPath{1, 0}));
+    EXPECT_LT((IndexPath{1, 9}), (IndexPath{2}));
+    EXPECT_EQ((IndexPath{1, 3}).description(), "{1, 3}");
+    EXPECT_EQ((IndexPath{1, 3}).indexAtPosition(2), kNotFound);
 }
 
 } // namespace tarn
