@@ -17,7 +17,7 @@ void addClicks(Samples& samples, const std::vector<double>& times, double level 
         for (std::size_t i = 0; i < analysisRate / 100; ++i) {
             const double t = static_cast<double>(i) / analysisRate;
             samples.at(static_cast<std::size_t>(time * analysisRate) + i) +=
-                static_cast<float>(level * std::sin(2 * std::numbers::pi * 1500 * t) * std::exp(-t * 300));
+                static_cast<float>(level * std::sin(2 * pi * 1500 * t) * std::exp(-t * 300));
         }
     }
 }
@@ -83,16 +83,14 @@ TEST_F(AnalysisRun, FindsWhatIsTrueOfASong) {
     run(song);
     ASSERT_EQ(song.storage->standardPitchEntries().size(), 1u);
     EXPECT_NEAR(song.storage->standardPitchEntries()[0]->frequency(), 432, 0.5);
-    ASSERT_EQ(song.storage->keyEntries().size(), 1u);
-    EXPECT_EQ(song.storage->keyEntries()[0]->tonicChord()->string(), "Eb");
     ASSERT_EQ(song.storage->tempoEntries().size(), 1u);
     EXPECT_NEAR(song.storage->tempoEntries()[0]->tempo(), 120, 1);
-    ASSERT_EQ(song.storage->timeSignatureEntries().size(), 1u);
-    EXPECT_EQ(song.storage->timeSignatureEntries()[0]->numerator(), 4);
+    EXPECT_NE(song.found().find("\nkey Eb\ntempo 1"), std::string::npos) << song.found();
+    EXPECT_NE(song.found().find("\nsignature 4/4\nb"), std::string::npos) << song.found();
     const auto beats = song.storage->beatEntries();
     EXPECT_NEAR(static_cast<double>(beats.size()), 96, 2);
     for (const auto& beat : beats) {
-        EXPECT_NEAR(std::remainder(secondsOf(beat), 0.25), 0, 0.04);
+        EXPECT_NEAR(std::remainder(secondsOf(beat), 0.25), 0, 0.025);
         EXPECT_EQ(beat->isDownbeat(), std::abs(std::remainder(secondsOf(beat), 2)) < 0.1);
     }
     const auto chords = song.storage->chordEntries();
@@ -103,56 +101,35 @@ TEST_F(AnalysisRun, FindsWhatIsTrueOfASong) {
     }
 }
 
-TEST_F(AnalysisRun, FollowsClicksThatChangeTheirTempo) {
-    std::vector<double> times;
-    for (double time = 0.5; time < 39.8; time += time < 20 ? 0.6 : 0.5)
-        times.push_back(time);
-    Samples clicks(40 * analysisRate);
-    addClicks(clicks, times);
-    record(clicks);
-    AnalyzedSong song(mAudio);
-    run(song);
-    std::vector<double> late;
-    for (const double time : times) {
-        for (const auto& beat : song.storage->beatEntries()) {
-            if (std::abs(secondsOf(beat) - time) < 0.04)
-                late.push_back(secondsOf(beat) - time);
-        }
-    }
-    ASSERT_GE(late.size(), times.size() * 9 / 10);
-    std::nth_element(late.begin(), late.begin() + static_cast<std::ptrdiff_t>(late.size() / 2), late.end());
-    EXPECT_NEAR(late[late.size() / 2], 0, 0.025);
-}
-
 TEST_F(AnalysisRun, EndsWithWhatCanBeSaidOfSignalsThatAreNoMusic) {
     Samples square(3 * analysisRate);
     for (std::size_t i = 0; i < square.size(); ++i)
         square[i] = i / 100 % 2 == 0 ? 1.0f : -1.0f;
     Samples second = turnaround(4);
     second.resize(analysisRate);
-    struct Case {
-        const char* name;
-        Samples samples;
-        const char* found; ///< all that is, where that is certain
-    };
     const char* const kNothing = "pitch 440\nchord N.C. 0\n";
-    for (const Case& c :
-         {Case{"silence", Samples(3 * analysisRate), kNothing}, Case{"one frame", Samples(1, 0.5f), kNothing},
-          Case{"constant", Samples(3 * analysisRate, 1.0f), kNothing}, Case{"noise", noise(3, 1), nullptr},
-          Case{"square wave", square, nullptr}, Case{"one second", second, nullptr}}) {
-        SCOPED_TRACE(c.name);
+    const std::tuple<const char*, Samples, const char*> cases[] = {
+        // with all that is found, where certain
+        {"silence", Samples(3 * analysisRate), kNothing},
+        {"one frame", Samples(1, 0.5f), kNothing},
+        {"constant", Samples(3 * analysisRate, 1.0f), kNothing},
+        {"noise", noise(3, 1), nullptr},
+        {"square wave", square, nullptr},
+        {"one second", second, nullptr}};
+    for (const auto& [name, samples, found] : cases) {
+        SCOPED_TRACE(name);
         removeCaches();
-        record(c.samples);
+        record(samples);
         AnalyzedSong song(mAudio);
         run(song);
-        if (c.found) {
-            EXPECT_EQ(song.found(), c.found);
+        if (found) {
+            EXPECT_EQ(song.found(), found);
         }
         EXPECT_EQ(song.storage->standardPitchEntries().size(), 1u);
         EXPECT_FALSE(song.storage->chordEntries().empty());
         EXPECT_EQ(song.storage->tempoEntries().empty(), song.storage->beatEntries().empty());
         for (const auto& beat : song.storage->beatEntries())
-            EXPECT_LT(beat->location(), std::ssize(c.samples));
+            EXPECT_LT(beat->location(), std::ssize(samples));
     }
 }
 
@@ -169,14 +146,14 @@ TEST_F(AnalysisRun, ACancelledStageReportsNothing) {
                 operation->delegate = song.controller;
                 return operation;
             };
-            const auto operation =
-                stage == "tuning"   ? asked(engine->makeTuningEstimationOperation(mAudio))
-                : stage == "key"    ? asked(engine->makeKeyDetectionOperation(mAudio))
-                : stage == "beats"  ? asked(engine->makeBeatDetectionOperation(mAudio))
-                : stage == "chords" ? asked(engine->makeDetectChordsOperation(mAudio))
-                : stage == "spectrogram"
-                    ? asked(engine->makeSpectrogramOperation(mAudio))
-                    : asked(engine->makeWaveformOperation(mAudio, song.controller->cachedWaveformURL()));
+            const auto waveform = song.controller->cachedWaveformURL();
+            const auto operation = stage == "tuning"   ? asked(engine->makeTuningEstimationOperation(mAudio))
+                                   : stage == "key"    ? asked(engine->makeKeyDetectionOperation(mAudio))
+                                   : stage == "beats"  ? asked(engine->makeBeatDetectionOperation(mAudio))
+                                   : stage == "chords" ? asked(engine->makeDetectChordsOperation(mAudio))
+                                   : stage == "spectrogram"
+                                       ? asked(engine->makeSpectrogramOperation(mAudio))
+                                       : asked(engine->makeWaveformOperation(mAudio, waveform));
             const auto token = operation->progress()->observe([&](const Progress& progress) {
                 if (operation->state() == Operation::State::executing &&
                     progress.fractionCompleted() >= share)

@@ -1,12 +1,7 @@
 #include "AnalysisEngine/BeatAlignment.h"
 
-#include <cstdint>
 #include <gtest/gtest.h>
-#include <optional>
 #include <random>
-#include <span>
-#include <string>
-#include <vector>
 
 using namespace tarn;
 
@@ -46,11 +41,8 @@ std::vector<std::int64_t> playedChanges(std::size_t pickup, std::size_t barLengt
 }
 
 TEST(BeatAlignment, FindsBarsAndPickup) {
-    struct Case {
-        std::size_t length;
-        double inTheMiddle;
-    };
-    for (const auto& [length, inTheMiddle] : {Case{8, 0}, Case{8, 0.3}, Case{8, 0.5}, Case{6, 0}, Case{4, 0}})
+    const std::pair<std::size_t, double> cases[] = {{8, 0}, {8, 0.3}, {8, 0.5}, {6, 0}, {4, 0}};
+    for (const auto& [length, inTheMiddle] : cases)
         for (std::size_t pickup = 0; pickup < length; pickup += 2)
             for (unsigned seed = 0; seed < 10; ++seed) {
                 SCOPED_TRACE(std::to_string(length) + " tatums, pickup " + std::to_string(pickup) +

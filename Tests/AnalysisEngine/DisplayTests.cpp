@@ -60,17 +60,15 @@ TEST_F(WaveformTest, ComesFromItsCacheOnlyWhenThatFits) {
     EXPECT_TRUE(std::ranges::equal(read->points(0), waveform->points(0)));
 
     const auto written = std::filesystem::last_write_time(mCache);
-    std::filesystem::last_write_time(mAudio, written + std::chrono::seconds(2));
-    EXPECT_FALSE(cached()) << "the audio file was changed later";
-    writeAudio(mAudio, Samples(4001), 44100);
-    std::filesystem::last_write_time(mAudio, written);
-    EXPECT_FALSE(cached()) << "another length";
-    writeAudio(mAudio, Samples(4000), 48000);
-    std::filesystem::last_write_time(mAudio, written);
-    EXPECT_FALSE(cached()) << "another rate";
-    writeAudio(mAudio, Samples(4000), 44100);
-    std::filesystem::last_write_time(mAudio, written);
-    EXPECT_TRUE(cached());
+    const auto fits = [&](std::size_t length, int rate, int seconds) {
+        writeAudio(mAudio, Samples(length), rate);
+        std::filesystem::last_write_time(mAudio, written + std::chrono::seconds(seconds));
+        return cached() != nullptr;
+    };
+    EXPECT_FALSE(fits(4000, 44100, 2)) << "the audio file was changed later";
+    EXPECT_FALSE(fits(4001, 44100, 0));
+    EXPECT_FALSE(fits(4000, 48000, 0));
+    EXPECT_TRUE(fits(4000, 44100, 0));
     std::filesystem::resize_file(mCache, std::filesystem::file_size(mCache) / 2);
     EXPECT_FALSE(cached()) << "damaged";
 }

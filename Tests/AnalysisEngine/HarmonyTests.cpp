@@ -4,8 +4,6 @@
 #include "Signals.h"
 
 #include <gtest/gtest.h>
-#include <numeric>
-#include <string>
 
 namespace tarn {
 
@@ -41,34 +39,29 @@ Samples progression(const Synthesizer& synthesizer, const std::vector<Voicing>& 
     return signal;
 }
 
-/// I vi IV V on C, moved.
-std::vector<Voicing> majorTurnaround(int up) {
-    std::vector<Voicing> voicings{
-        {36, {60, 64, 67}}, {33, {60, 64, 69}}, {41, {60, 65, 69}}, {43, {59, 62, 67}}};
+std::vector<Voicing> moved(int up, std::vector<Voicing> voicings) {
     for (Voicing& voicing : voicings) {
         voicing.bass += up;
         for (int& note : voicing.notes)
             note += up;
     }
     return voicings;
+}
+
+/// I vi IV V on C, moved.
+std::vector<Voicing> majorTurnaround(int up) {
+    return moved(up, {{36, {60, 64, 67}}, {33, {60, 64, 69}}, {41, {60, 65, 69}}, {43, {59, 62, 67}}});
 }
 
 /// i iv V i on A, moved.
 std::vector<Voicing> minorCadence(int up) {
-    std::vector<Voicing> voicings{
-        {33, {60, 64, 69}}, {38, {62, 65, 69}}, {40, {59, 64, 68}}, {33, {60, 64, 69}}};
-    for (Voicing& voicing : voicings) {
-        voicing.bass += up;
-        for (int& note : voicing.notes)
-            note += up;
-    }
-    return voicings;
+    return moved(up, {{33, {60, 64, 69}}, {38, {62, 65, 69}}, {40, {59, 64, 68}}, {33, {60, 64, 69}}});
 }
 
-std::vector<std::string> namesOf(const ChordRecognition& recognition) {
-    std::vector<std::string> names;
+std::string namesOf(const ChordRecognition& recognition) {
+    std::string names;
     for (const RecognizedChord& chord : recognition.chords)
-        names.push_back(nameOf(chord.label));
+        names += (names.empty() ? "" : ", ") + nameOf(chord.label);
     return names;
 }
 
@@ -114,11 +107,6 @@ TEST(TuningEstimationTests, FindsTheStandardPitchOfAScale) {
     }
 }
 
-TEST(TuningEstimationTests, AnswersConcertPitchWithoutPitches) {
-    EXPECT_EQ(estimateTuning(featuresOf({}).spectral), 440);
-    EXPECT_EQ(estimateTuning(featuresOf(Samples(50000)).spectral), 440);
-}
-
 TEST(KeyDetectionTests, TellsMajorAndMinorKeys) {
     for (const int up : {0, 3, 6, 10}) {
         SCOPED_TRACE(up);
@@ -130,15 +118,13 @@ TEST(KeyDetectionTests, TellsMajorAndMinorKeys) {
 }
 
 TEST(KeyDetectionTests, IsEmptyWithoutAKey) {
-    EXPECT_EQ(detectKey(featuresOf({}).spectral, 440), std::nullopt);
-    EXPECT_EQ(detectKey(featuresOf(Samples(100000)).spectral, 440), std::nullopt);
-    EXPECT_EQ(detectKey(featuresOf(noise(20, 0.3)).spectral, 440), std::nullopt);
+    for (const auto& signal : {Samples(), Samples(100000), noise(20, 0.3)})
+        EXPECT_EQ(detectKey(featuresOf(signal).spectral, 440), std::nullopt);
 }
 
 TEST(ChordRecognitionTests, FollowsAProgressionAt432Hz) {
     const AudioFeatures features = featuresOf(progression({432}, majorTurnaround(2), 2));
-    const std::vector<std::string> expected{"D maj", "B min", "G maj", "A maj",
-                                            "D maj", "B min", "G maj", "A maj"};
+    const std::string expected = "D maj, B min, G maj, A maj, D maj, B min, G maj, A maj";
     const double tuning = estimateTuning(features.spectral);
     EXPECT_NEAR(cents(tuning, 432), 0, 1);
     const std::optional<int> key = detectKey(features.spectral, tuning);
@@ -173,8 +159,7 @@ TEST(ChordRecognitionTests, TellsQualitiesAndBasses) {
             }
             const AudioFeatures features = featuresOf(progression({}, {voicing}));
             const ChordRecognition recognition = recognizeChords(features, 440, std::nullopt, {});
-            ASSERT_EQ(recognition.chords.size(), 1u);
-            EXPECT_EQ(nameOf(recognition.chords[0].label),
+            ASSERT_EQ(namesOf(recognition),
                       nameOf(chordLabel(root, static_cast<std::size_t>(&quality - &kChordQualities[0]))));
             EXPECT_EQ(recognition.chords[0].bass, root);
             EXPECT_EQ(recognition.candidates[4].ranked[0].label, recognition.chords[0].label);
@@ -183,17 +168,17 @@ TEST(ChordRecognitionTests, TellsQualitiesAndBasses) {
     for (const int bass : {4, 7}) {
         const AudioFeatures inverted = featuresOf(progression({}, {{36 + bass, {60, 64, 67, 72}}}));
         const ChordRecognition recognition = recognizeChords(inverted, 440, 0, {});
-        ASSERT_EQ(namesOf(recognition), std::vector<std::string>{"C maj"});
+        ASSERT_EQ(namesOf(recognition), "C maj");
         EXPECT_EQ(recognition.chords[0].bass, bass);
     }
 }
 
 TEST(ChordRecognitionTests, DecidesBetweenTwoThirdsByTheKey) {
     const AudioFeatures features = featuresOf(progression({}, {{38, {50, 57, 62, 65, 66}}}));
-    const std::vector<std::pair<int, std::string>> cases{
+    const std::pair<int, const char*> cases[] = {
         {0, "D min"}, {12 + 9, "D min"}, {2, "D maj"}, {12 + 11, "D maj"}};
     for (const auto& [key, name] : cases)
-        EXPECT_EQ(namesOf(recognizeChords(features, 440, key, {})), std::vector<std::string>{name}) << key;
+        EXPECT_EQ(namesOf(recognizeChords(features, 440, key, {})), name) << key;
 }
 
 TEST(ChordRecognitionTests, SaysNoChordWhereNothingSounds) {
@@ -201,7 +186,7 @@ TEST(ChordRecognitionTests, SaysNoChordWhereNothingSounds) {
     Synthesizer{}.play(signal, 4, 4, {48, 60, 64, 67}, 0.1);
     const AudioFeatures features = featuresOf(signal);
     const ChordRecognition recognition = recognizeChords(features, 440, std::nullopt, {});
-    EXPECT_EQ(namesOf(recognition), (std::vector<std::string>{"N", "C maj"}));
+    EXPECT_EQ(namesOf(recognition), "N, C maj");
     EXPECT_NEAR(static_cast<double>(recognition.chords[1].location) / analysisRate, 4, 0.25);
 }
 
@@ -217,17 +202,14 @@ TEST(ChordRecognitionTests, StaysSoundOnSignalsThatAreNoMusic) {
         EXPECT_LT(tuning, 453);
         expectSound(recognizeChords(features, tuning, detectKey(features.spectral, tuning), {}), features);
         // Beats from anywhere, denser than frames and beyond the end.
-        const std::vector<std::int64_t> tatums{1, 2, 3, 30000, 30010, 200000};
-        std::vector<std::int64_t> within;
-        for (const std::int64_t tatum : tatums) {
-            if (tatum < features.frameCount)
-                within.push_back(tatum);
-        }
-        expectSound(recognizeChords(features, tuning, 23, within), features);
+        std::vector<std::int64_t> tatums{1, 2, 3, 30000, 30010, 200000};
+        std::erase_if(tatums, [&](std::int64_t tatum) { return tatum >= features.frameCount; });
+        expectSound(recognizeChords(features, tuning, 23, tatums), features);
     }
+    EXPECT_EQ(estimateTuning(featuresOf({}).spectral), 440);
+    EXPECT_EQ(estimateTuning(featuresOf(cases[0].second).spectral), 440);
     EXPECT_TRUE(recognizeChords(featuresOf({}), 440, 0, {}).chords.empty());
-    EXPECT_EQ(namesOf(recognizeChords(featuresOf(cases[0].second), 440, 0, {})),
-              std::vector<std::string>{"N"});
+    EXPECT_EQ(namesOf(recognizeChords(featuresOf(cases[0].second), 440, 0, {})), "N");
 }
 
 TEST(ChordRecognitionTests, StopsWhenAskedAndReportsItsProgress) {

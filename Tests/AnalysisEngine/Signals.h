@@ -14,6 +14,7 @@
 namespace tarn {
 
 using Samples = std::vector<float>;
+using std::numbers::pi;
 
 /// Synthesised music at the analysis rate.
 struct Synthesizer {
@@ -31,8 +32,8 @@ struct Synthesizer {
             double phase = 0;
             for (std::size_t i = 0; i < count; ++i) {
                 const double time = static_cast<double>(i) / analysisRate;
-                const double bend = vibratoCents * std::sin(2 * std::numbers::pi * 5.5 * time);
-                phase += 2 * std::numbers::pi * frequency * std::exp2(bend / 1200) / analysisRate;
+                const double bend = vibratoCents * std::sin(2 * pi * 5.5 * time);
+                phase += 2 * pi * frequency * std::exp2(bend / 1200) / analysisRate;
                 const double fade = std::min({1.0, time / 0.01, (length - time) / 0.02});
                 double value = 0;
                 for (int harmonic = 1; harmonic <= 6; ++harmonic)
