@@ -1,4 +1,5 @@
 #include "Programs/demo/DemoSong.h"
+#include "Tests/Platform/Texts.h"
 #include "Tests/Programs/ProgramTest.h"
 
 #include <nlohmann/json.hpp>
@@ -21,9 +22,7 @@ demo::Song sixteenBars() {
     demo::Song song;
     song.tempo = 112;
     song.standardPitch = 432;
-    const std::vector<std::string> part{"G", "Em", "C", "D", "G", "Bm", "Am7", "D7"};
-    for (int i = 0; i < 2; ++i)
-        song.chords.insert(song.chords.end(), part.begin(), part.end());
+    song.chords = partsOf("G Em C D G Bm Am7 D7 G Em C D G Bm Am7 D7");
     return song;
 }
 
@@ -89,19 +88,11 @@ TEST_F(ProgramTest, analyzeFindsWhatIsTrueOfARecording) {
     EXPECT_NEAR(found["standardPitch"]["frequency"], song.standardPitch, 1);
     EXPECT_EQ(found["timeSignature"], json({{"numerator", 4}, {"denominator", 4}}));
     EXPECT_EQ(found["key"]["name"], "G");
-    std::vector<std::int64_t> beats, bars, downbeats;
-    for (std::int64_t beat = 0; beat < 64; ++beat) {
+    std::vector<std::int64_t> beats;
+    for (std::int64_t beat = 0; beat < 64; ++beat)
         beats.push_back(song.frameOfBeat(beat));
-        if (beat % 4 == 0)
-            bars.push_back(beats.back());
-    }
-    for (const auto& beat : found["beats"]) {
-        if (beat["downbeat"])
-            downbeats.push_back(beat["location"]);
-    }
     EXPECT_GE(shareFound(found["countedBeats"], beats, song.sampleRate), 0.9);
     EXPECT_GE(shareFound(beats, found["countedBeats"], song.sampleRate), 0.9);
-    EXPECT_GE(shareFound(downbeats, bars, song.sampleRate), 0.9);
     EXPECT_GE(shareOfRightRoots(found, song), 0.9);
 }
 
@@ -114,16 +105,12 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
           "\nTuning     A4 = 43", "\nBars       1", "\nChords     G Em C D", "\nDocument   song.tarn\n"})
         EXPECT_NE(first.output.find(line), std::string::npos) << line << first.output;
 
+    ASSERT_EQ(tarn({"edit", "song.tarn", "change-chord at end to F#dim7", "add-marker at 1s"}).status, 0);
     auto document = SongDocument::open(folder / "song.tarn");
     const auto chordCount = document->notes->chordEntries().size();
-    const auto edited = document->notes->copyOfChordEntry(document->notes->chordEntries().back());
-    edited->setChord(KELPChord::chordWithString("F#dim7"));
-    document->notes->replaceChordEntriesInArrayWithChordEntriesInArray(
-        {document->notes->chordEntries().back()}, {edited});
     document->notes->removeKeyEntriesInArray(document->notes->keyEntries());
     document->notes->removeBeatEntriesInArray(document->notes->beatEntries());
     document->notes->setTimeSignature(2, 4);
-    document->notes->insertMarkerEntry(1000);
     SongDocument::save(document, folder / "song.tarn");
     const auto identifier = document->recording.identifier;
 
@@ -154,14 +141,20 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
     EXPECT_EQ(document->notes->markerEntries().size(), 1u);
 }
 
-TEST_F(ProgramTest, analyzeReadsEveryFormat) {
-    auto song = fourBars();
-    song.sampleRate = 48000; // a rate that every format has
-    for (const char* name : {"a.wav", "b.aiff", "c.flac", "d.ogg", "e.opus", "f.mp3"}) {
-        record(song, folder / name, 2);
+TEST_F(ProgramTest, analyzeReadsEveryFormatAndRate) {
+    // 48 kHz is a rate that every format has.
+    const std::tuple<const char*, int, int> cases[] = {
+        {"a.wav", 48000, 2},  {"b.aiff", 48000, 2}, {"c.flac", 48000, 2}, {"d.ogg", 48000, 2},
+        {"e.opus", 48000, 2}, {"f.mp3", 48000, 2},  {"low.wav", 8000, 1}, {"high.wav", 96000, 6}};
+    for (const auto& [name, rate, channels] : cases) {
+        auto song = fourBars();
+        song.sampleRate = rate;
+        record(song, folder / name, channels);
         const auto run = tarn({"analyze", name, "--json"});
         ASSERT_EQ(run.status, 0) << name << run.errors;
+        EXPECT_EQ(run.errors, "") << name;
         const auto found = json::parse(run.output);
+        EXPECT_EQ(found["sampleRate"], rate) << name;
         EXPECT_NEAR(found["frameCount"], static_cast<double>(song.frameCount()), 3000) << name;
         EXPECT_NEAR(found["standardPitch"]["frequency"], 440, 1) << name;
         EXPECT_GE(shareOfRightRoots(found, song), 0.75) << name;
@@ -169,41 +162,17 @@ TEST_F(ProgramTest, analyzeReadsEveryFormat) {
 }
 
 TEST_F(ProgramTest, unusualRecordingsGiveDocumentsOfWhatCanBeHeard) {
-    auto low = fourBars();
-    low.sampleRate = 8000;
-    record(low, folder / "low.wav");
-    auto high = fourBars();
-    high.sampleRate = 96000;
-    record(high, folder / "high.wav", 6);
-    auto second = fourBars();
-    second.chords = {"C"};
-    second.tempo = 480; // the bar lasts half a second
-    second.leadIn = 0.25;
-    record(second, folder / "second.wav");
     ASSERT_TRUE(demo::writeRecording(folder / "silent.wav", std::vector<float>(441000), 44100));
     record(fourBars(), folder / "whole.flac");
     const std::string whole = read("whole.flac");
     write("broken off.flac", whole.substr(0, whole.size() / 2));
-    record(fourBars(), folder / "whole.wav");
-    write("cut.wav", read("whole.wav").substr(0, 300001));
 
-    const auto analyze = [&](const std::string& file) {
-        const auto run = tarn({"analyze", file, "--json"});
-        EXPECT_EQ(run.status, 0) << file << run.errors;
-        EXPECT_EQ(run.errors, "") << file;
-        return json::parse(run.status == 0 ? run.output : "{}");
-    };
-    EXPECT_GE(shareOfRightRoots(analyze("low.wav"), low), 0.75);
-    const auto found = analyze("high.wav");
-    EXPECT_GE(shareOfRightRoots(found, high), 0.75);
-    EXPECT_EQ(found["sampleRate"], 96000);
-    EXPECT_EQ(analyze("second.wav")["frameCount"], 44100);
-    const auto silence = analyze("silent.wav");
-    EXPECT_TRUE(silence["tempo"].is_null());
-    EXPECT_TRUE(silence["timeSignature"].is_null());
-    EXPECT_TRUE(silence["key"].is_null());
+    const auto run = tarn({"analyze", "silent.wav", "--json"});
+    ASSERT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.errors, "");
+    const auto silence = json::parse(run.output);
+    EXPECT_TRUE(silence["tempo"].is_null() && silence["timeSignature"].is_null() && silence["key"].is_null());
     EXPECT_EQ(silence["beats"], json::array());
-    EXPECT_EQ(analyze("cut.wav")["frameCount"], (300001 - 44) / 2);
     const auto brokenOff = tarn({"analyze", "broken off.flac"});
     EXPECT_EQ(brokenOff.status, 0) << brokenOff.errors;
     EXPECT_NE(brokenOff.output.find("could be read\n"), std::string::npos) << brokenOff.output;
@@ -227,12 +196,10 @@ TEST_F(ProgramTest, analyzeLeavesAloneWhatIsNotItsDocument) {
     saveSmallDocument("small.tarn");
     write("damaged.tarn", read("small.tarn").substr(0, 500));
     std::filesystem::create_directory(folder / "folder.tarn");
-    for (const auto& [document, status] : std::vector<std::pair<std::string, int>>{{"small.tarn", 5},
-                                                                                   {"damaged.tarn", 4},
-                                                                                   {"song.wav", 4},
-                                                                                   {"folder.tarn", 6},
-                                                                                   {"/dev/null", 6},
-                                                                                   {"no/song.tarn", 6}}) {
+    const std::pair<const char*, int> documents[] = {{"small.tarn", 5}, {"damaged.tarn", 4},
+                                                     {"song.wav", 4},   {"folder.tarn", 6},
+                                                     {"/dev/null", 6},  {"no/song.tarn", 6}};
+    for (const auto& [document, status] : documents) {
         const auto before = read(document);
         expectFailure(tarn({"analyze", "song.wav", "-o", document}), status, document);
         EXPECT_EQ(read(document), before);
@@ -245,16 +212,6 @@ TEST_F(ProgramTest, analyzeLeavesAloneWhatIsNotItsDocument) {
     expectFailure(tarn({"analyze", "song.wav", "--midi", "a.svg", "--picture", "./a.svg"}), 2, "a.svg");
     EXPECT_EQ(read("song.wav"), recording);
     EXPECT_FALSE(std::filesystem::exists(folder / "song.tarn"));
-}
-
-TEST_F(ProgramTest, aFolderWithoutWritePermissionIsRefused) {
-    if (geteuid() == 0)
-        GTEST_SKIP() << "root may write everywhere";
-    record(fourBars(), folder / "song.wav");
-    std::filesystem::create_directory(folder / "locked");
-    std::filesystem::permissions(folder / "locked",
-                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-    expectFailure(tarn({"analyze", "song.wav", "-o", "locked/song.tarn"}), 6, "locked/song.tarn");
 }
 
 TEST_F(ProgramTest, aFullDiskLeavesTheDocumentAsItWas) {
@@ -270,13 +227,10 @@ TEST_F(ProgramTest, aFullDiskLeavesTheDocumentAsItWas) {
     SongDocument::save(document, disk / "kept.tarn");
     std::ofstream(disk / "rest") << std::string(32768, 'x');
     const auto before = read("disk/kept.tarn");
-    for (const char* name : {"disk/new.tarn", "disk/kept.tarn"}) {
-        const auto run = tarn({"analyze", "song.wav", "--json", "-o", name});
-        expectFailure(run, 6, name);
-    }
-    EXPECT_EQ(read("disk/kept.tarn"), before);
-    EXPECT_EQ(filesIn("disk"), (std::vector<std::string>{"kept.tarn", "rest"}));
+    for (const char* name : {"disk/new.tarn", "disk/kept.tarn"})
+        expectFailure(tarn({"analyze", "song.wav", "--json", "-o", name}), 6, name);
     expectFailure(tarn({"analyze", "song.wav", "--json", "--midi", "disk/song.mid"}), 6, "disk/song.mid");
+    EXPECT_EQ(read("disk/kept.tarn"), before);
     EXPECT_EQ(filesIn("disk"), (std::vector<std::string>{"kept.tarn", "rest"}));
     EXPECT_EQ(umount(disk.c_str()), 0);
 }

@@ -9,6 +9,8 @@ namespace tarn::program {
 namespace {
 
 using test::addChord, test::chordsOf, test::gridOf, test::sampleSong, test::sectionsOf;
+using Kind = AnnotationKind;
+using Format = AnnotationFormat;
 
 /// "line: message" of the error that the action throws; empty when it throws none.
 std::string errorOf(const std::function<void()>& action) {
@@ -20,32 +22,36 @@ std::string errorOf(const std::function<void()>& action) {
     }
 }
 
+/// "1:[a][b] 2:[c][d]": the rows with their lines.
+std::string textOf(const TextTable& table) {
+    std::string text;
+    for (const auto& [line, fields] : table.rows) {
+        text += (text.empty() ? "" : " ") + std::to_string(line) + ":";
+        for (const auto& field : fields)
+            text += "[" + field + "]";
+    }
+    return text;
+}
+
 } // namespace
 
 TEST(TextTableTests, CSVFields) {
     const auto table = parseCSV("\xEF\xBB\xBFTime, \"Label\"\r\n0.5,\"Verse, \"\"one\"\"\r\nand two\"\r\r"
                                 "\n1.5 , plain \n2,\n");
     EXPECT_EQ(table.header, (std::vector<std::string>{"time", "label"}));
-    ASSERT_EQ(table.rows.size(), 3u);
-    EXPECT_EQ(table.rows[0].fields, (std::vector<std::string>{"0.5", "Verse, \"one\"\r\nand two"}));
-    EXPECT_EQ(table.rows[1].fields, (std::vector<std::string>{"1.5", "plain"}));
-    EXPECT_EQ(table.rows[1].line, 5u) << "a quoted line end and an empty line count";
-    EXPECT_EQ(table.rows[2].fields, (std::vector<std::string>{"2", ""}));
-    EXPECT_EQ(parseCSV("1,C;D\n").rows[0].fields, (std::vector<std::string>{"1", "C;D"}));
-    EXPECT_EQ(parseCSV("1;C\n").rows[0].fields, (std::vector<std::string>{"1", "C"}));
-    EXPECT_TRUE(parseCSV("").rows.empty());
+    // A quoted line end and an empty line count.
+    EXPECT_EQ(textOf(table), "2:[0.5][Verse, \"one\"\r\nand two] 5:[1.5][plain] 6:[2][]");
+    EXPECT_EQ(textOf(parseCSV("1,C;D\n")), "1:[1][C;D]");
+    EXPECT_EQ(textOf(parseCSV("1;C\n")), "1:[1][C]");
+    EXPECT_EQ(textOf(parseCSV("")), "");
     EXPECT_EQ(errorOf([] { (void)parseCSV("1,a\n2,\"b\n\n"); }), "2: a quote that begins here does not end");
     const std::vector<std::string> fields{"1", "a,b", " \"c\" ", "line\nend", ""};
     EXPECT_EQ(parseCSV(csvLine(fields)).rows[0].fields, fields);
 }
 
 TEST(TextTableTests, LabFields) {
-    const auto table = parseLab("# comment\n0.0 1.5\tVerse  one \n\n2 chorus 2\r\n3 4\n");
-    ASSERT_EQ(table.rows.size(), 3u);
-    EXPECT_EQ(table.rows[0].fields, (std::vector<std::string>{"0.0", "1.5", "Verse  one"}));
-    EXPECT_EQ(table.rows[0].line, 2u);
-    EXPECT_EQ(table.rows[1].fields, (std::vector<std::string>{"2", "chorus 2"}));
-    EXPECT_EQ(table.rows[2].fields, (std::vector<std::string>{"3", "4"}));
+    EXPECT_EQ(textOf(parseLab("# comment\n0.0 1.5\tVerse  one \n\n2 chorus 2\r\n3 4\n")),
+              "2:[0.0][1.5][Verse  one] 4:[2][chorus 2] 5:[3][4]");
     for (const char* text : {"nan", "inf", "1e999", "0x1p3", "1,5", "", "1 "})
         EXPECT_FALSE(numberWithText(text)) << text;
     EXPECT_EQ(secondsText(1.0 / 3), "0.333333");
@@ -57,25 +63,23 @@ TEST(AnnotationTextTests, ChordsCoverTheRecording) {
     addChord(*song, "Am7/G", 176400);
     addChord(*song, "F", 176400);     // hides the one before it
     addChord(*song, "G", 80 * 11025); // at the recording's end
-    EXPECT_EQ(annotationText(*song, AnnotationKind::chords, AnnotationFormat::lab),
+    EXPECT_EQ(annotationText(*song, Kind::chords, Format::lab),
               "0.000000\t2.000000\tN\n2.000000\t4.000000\tC:maj\n4.000000\t20.000000\tF:maj\n");
-    EXPECT_EQ(annotationText(*sampleSong(), AnnotationKind::chords, AnnotationFormat::csv),
-              "start,end,label\n");
+    EXPECT_EQ(annotationText(*sampleSong(), Kind::chords, Format::csv), "start,end,label\n");
 }
 
 TEST(AnnotationTextTests, BeatsAreCountedByTheMetre) {
     const auto song = sampleSong(3);
     song->notes->shiftDownbeatsByOffset(2); // a pickup of one beat
-    const std::string text = annotationText(*song, AnnotationKind::beats, AnnotationFormat::csv);
+    const std::string text = annotationText(*song, Kind::beats, Format::csv);
     const std::string_view beginning =
         "time,bar,beat\n2.000000,0,3\n2.500000,1,1\n3.000000,1,2\n3.500000,1,3\n4.000000,2,1\n";
     EXPECT_EQ(text.substr(0, beginning.size()), beginning);
-    EXPECT_EQ(annotationText(*song, AnnotationKind::beats, AnnotationFormat::lab).substr(0, 22),
-              "2.000000\t3\n2.500000\t1\n");
+    EXPECT_EQ(annotationText(*song, Kind::beats, Format::lab).substr(0, 22), "2.000000\t3\n2.500000\t1\n");
 }
 
 TEST(AnnotationTextTests, ReadingBackWhatWasWritten) {
-    for (const auto format : {AnnotationFormat::lab, AnnotationFormat::csv}) {
+    for (const auto format : {Format::lab, Format::csv}) {
         const auto song = sampleSong(3);
         song->recording.sampleRate = 48000.5; // frames that no decimal number of seconds names exactly
         addChord(*song, "Bb7b9/Ab", 44101);
@@ -85,8 +89,8 @@ TEST(AnnotationTextTests, ReadingBackWhatWasWritten) {
         (void)song->structure->updateSection(section, "Second verse, loud", "verse");
         const auto copy = sampleSong();
         copy->recording = song->recording;
-        const auto parse = format == AnnotationFormat::lab ? parseLab : parseCSV;
-        for (const auto kind : {AnnotationKind::beats, AnnotationKind::chords, AnnotationKind::sections})
+        const auto parse = format == Format::lab ? parseLab : parseCSV;
+        for (const auto kind : {Kind::beats, Kind::chords, Kind::sections})
             (void)replaceAnnotations(*copy, kind, parse(annotationText(*song, kind, format)));
         EXPECT_EQ(chordsOf(*copy), chordsOf(*song));
         EXPECT_EQ(sectionsOf(*copy), "Second verse, loud/named:verse@7");
@@ -99,11 +103,11 @@ TEST(AnnotationTextTests, ReadingBackWhatWasWritten) {
 
 TEST(AnnotationTextTests, ColumnsByNameAndGaps) {
     const auto song = sampleSong();
-    EXPECT_EQ(replaceAnnotations(*song, AnnotationKind::chords,
+    EXPECT_EQ(replaceAnnotations(*song, Kind::chords,
                                  parseCSV("chord,duration,onset\nC:min,1,0.5\nG7,0.97,1.5\nF,1,3\n")),
               "5 chords replace 0");
     EXPECT_EQ(chordsOf(*song), "Cm@22050 G7@66150 N.C.@108927 F@132300 N.C.@176400");
-    (void)replaceAnnotations(*song, AnnotationKind::sections,
+    (void)replaceAnnotations(*song, Kind::sections,
                              parseCSV("time,name,colour\n0,Intro,solo\n1,Chorus 2,\n"));
     EXPECT_EQ(sectionsOf(*song), "Intro/named:solo@0 Chorus 2/named:chorus@44100");
 
@@ -111,34 +115,25 @@ TEST(AnnotationTextTests, ColumnsByNameAndGaps) {
     std::string eighths = "time,beat\n";
     for (int i = 0; i < 12; ++i)
         eighths += std::to_string(i) + "," + std::to_string(i % 6 + 1) + "\n";
-    EXPECT_EQ(replaceAnnotations(*song, AnnotationKind::beats, parseCSV(eighths)),
-              "12 beats replace 64 (metre 6/8)");
+    EXPECT_EQ(replaceAnnotations(*song, Kind::beats, parseCSV(eighths)), "12 beats replace 64 (metre 6/8)");
     EXPECT_EQ(gridOf(*song).size(), 12u) << "a grid that counts eighths holds the beats alone";
 }
 
 TEST(AnnotationTextTests, WhatIsRefusedNamesItsLine) {
-    const struct {
-        AnnotationKind kind;
-        const char* lab;
-        const char* error;
-    } cases[] = {
-        {AnnotationKind::chords, "", "1: there is nothing to import"},
-        {AnnotationKind::chords, "0 1 C\n1 2 Hm\n",
-         "2: 'Hm' is no chord (write C#:min7, C#m7, or N for none)"},
-        {AnnotationKind::chords, "0 1 C\n\n1 oops C\n", "3: 'oops C' is not a time in seconds"},
-        {AnnotationKind::chords, "0 1 C\n0 2 D\n",
-         "2: the time 0 does not lie behind the one before it; sort the file"},
-        {AnnotationKind::chords, "-1 1 C\n", "1: the time -1 lies before the recording"},
-        {AnnotationKind::chords, "21 22 C\n",
-         "1: the time 21 lies behind the recording, which ends at 20.000000"},
-        {AnnotationKind::chords, "1e300 1e301 C\n",
-         "1: the time 1e300 lies behind the recording, which ends at 20.000000"},
-        {AnnotationKind::chords, "2 1 C\n", "1: it ends before it starts"},
-        {AnnotationKind::beats, "1 1\n2 two\n", "2: 'two' is not the number of a beat in its bar (1, 2, …)"},
-        {AnnotationKind::beats, "1 1\n2 1.5\n", "2: '1.5' is not the number of a beat in its bar (1, 2, …)"},
-        {AnnotationKind::beats, "1 2\n2 3\n", "1: no beat is numbered 1, so no bar begins anywhere"},
-        {AnnotationKind::beats, "1 1\n", "1: one beat alone makes no grid"},
-    };
+    const auto chords = Kind::chords, beats = Kind::beats;
+    const std::tuple<Kind, const char*, const char*> cases[] = {
+        {chords, "", "1: there is nothing to import"},
+        {chords, "0 1 C\n1 2 Hm\n", "2: 'Hm' is no chord (write C#:min7, C#m7, or N for none)"},
+        {chords, "0 1 C\n\n1 oops C\n", "3: 'oops C' is not a time in seconds"},
+        {chords, "0 1 C\n0 2 D\n", "2: the time 0 does not lie behind the one before it; sort the file"},
+        {chords, "-1 1 C\n", "1: the time -1 lies before the recording"},
+        {chords, "21 22 C\n", "1: the time 21 lies behind the recording, which ends at 20.000000"},
+        {chords, "1e300 1e301 C\n", "1: the time 1e300 lies behind the recording, which ends at 20.000000"},
+        {chords, "2 1 C\n", "1: it ends before it starts"},
+        {beats, "1 1\n2 two\n", "2: 'two' is not the number of a beat in its bar (1, 2, …)"},
+        {beats, "1 1\n2 1.5\n", "2: '1.5' is not the number of a beat in its bar (1, 2, …)"},
+        {beats, "1 2\n2 3\n", "1: no beat is numbered 1, so no bar begins anywhere"},
+        {beats, "1 1\n", "1: one beat alone makes no grid"}};
     for (const auto& [kind, lab, error] : cases) {
         const auto song = sampleSong();
         addChord(*song, "C", 88200);
@@ -151,7 +146,7 @@ TEST(AnnotationTextTests, WhatIsRefusedNamesItsLine) {
     }
     const auto song = sampleSong();
     const auto csvError = [&](const char* text) {
-        return errorOf([&] { (void)replaceAnnotations(*song, AnnotationKind::beats, parseCSV(text)); });
+        return errorOf([&] { (void)replaceAnnotations(*song, Kind::beats, parseCSV(text)); });
     };
     EXPECT_EQ(errorOf([] { (void)parseLab(std::string_view("0 1 C\n1 2 D\0", 12)); }),
               "2: there is a zero byte; save the file as text in UTF-8");

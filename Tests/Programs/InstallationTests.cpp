@@ -3,19 +3,15 @@
 
 #include <gmock/gmock.h>
 
-#include <fstream>
 #include <regex>
 #include <set>
-#include <sstream>
 
 namespace tarn::program {
 
 namespace {
 
 std::string readSource(const std::string& name) {
-    std::ostringstream text;
-    text << std::ifstream(std::filesystem::path(TARN_PROGRAM_SOURCES) / name).rdbuf();
-    return text.str();
+    return textOf(std::filesystem::path(TARN_PROGRAM_SOURCES) / name);
 }
 
 /// The options that a help text lists, without their dashes.

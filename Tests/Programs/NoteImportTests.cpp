@@ -7,12 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 namespace tarn::program {
 namespace {
 
-using test::sampleSong;
+using test::messageOf, test::notesOf, test::sampleSong;
 
 Data bytesOf(const std::vector<int>& values) {
     Data bytes;
@@ -32,39 +30,8 @@ Data fileOf(const std::vector<int>& events, const std::vector<int>& division = {
     return bytesOf(values);
 }
 
-std::string fileError(const Data& bytes) {
-    try {
-        const MIDIFile file(bytes);
-        return "";
-    } catch (const MIDIFileError& error) {
-        return error.what();
-    }
-}
-
-/// "C#4@88200+11025" for each note.
-std::string notesOf(const SongDocument& song) {
-    std::string text;
-    for (const auto& note : song.notes->noteEntries())
-        text += (text.empty() ? "" : " ") + note->pitch()->description() + "@" +
-                std::to_string(note->location()) + "+" + std::to_string(note->length());
-    return text;
-}
-
-std::string refusalOf(const std::function<void()>& action) {
-    try {
-        action();
-        return "";
-    } catch (const EditRefused& refusal) {
-        return refusal.what();
-    }
-}
-
-void addNote(SongDocument& song, int midiNote, std::int64_t location, std::uint64_t length) {
-    const auto note = song.notes->newNoteEntry();
-    note->setPitch(KELPPitch::pitchWithNoteAtSemitones(KELPNote::noteWithValue(midiNote), midiNote));
-    note->setLocation(location);
-    note->setLength(length);
-    song.notes->addNoteEntry(note);
+std::string fileError(std::span<const std::byte> bytes) {
+    return messageOf<MIDIFileError>([&] { const MIDIFile file(bytes); });
 }
 
 } // namespace
@@ -94,34 +61,35 @@ TEST(MIDIFileReaderTests, EventsOfATrack) {
 }
 
 TEST(MIDIFileReaderTests, MalformedFiles) {
-    EXPECT_EQ(fileError({}), "it is no Standard MIDI File");
-    EXPECT_EQ(fileError(bytesOf({'R', 'I', 'F', 'F', 0, 0})), "it is no Standard MIDI File");
-    EXPECT_EQ(fileError(fileOf({}, {0, 0})), "its time division is none");
-    EXPECT_EQ(fileError(fileOf({}, {0x80, 40})), "its time division is none");
-    EXPECT_EQ(fileError(fileOf({0, 60, 60})), "it holds a message that does not belong in a file");
-    EXPECT_EQ(fileError(fileOf({0, 0xF8})), "it holds a message that does not belong in a file");
-    EXPECT_EQ(fileError(fileOf({0, 0x90, 60, 1, 0, 0xFF, 1, 0, 0, 60, 1})),
-              "it holds a message that does not belong in a file")
-        << "a meta event ends the running status";
-    EXPECT_EQ(fileError(fileOf({0, 0x90, 0x90, 1})), "it holds a status byte where a value belongs");
-    EXPECT_EQ(fileError(fileOf({0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0x90, 1, 1})),
-              "it holds a number of more than four bytes");
-    EXPECT_EQ(fileError(fileOf({0, 0xFF, 0x51, 2, 1, 1})), "it breaks off");
+    const std::pair<Data, const char*> cases[] = {
+        {{}, "it is no Standard MIDI File"},
+        {bytesOf({'R', 'I', 'F', 'F', 0, 0}), "it is no Standard MIDI File"},
+        {fileOf({}, {0, 0}), "its time division is none"},
+        {fileOf({}, {0x80, 40}), "its time division is none"},
+        {fileOf({0, 60, 60}), "it holds a message that does not belong in a file"},
+        {fileOf({0, 0xF8}), "it holds a message that does not belong in a file"},
+        // A meta event ends the running status.
+        {fileOf({0, 0x90, 60, 1, 0, 0xFF, 1, 0, 0, 60, 1}),
+         "it holds a message that does not belong in a file"},
+        {fileOf({0, 0x90, 0x90, 1}), "it holds a status byte where a value belongs"},
+        {fileOf({0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0x90, 1, 1}), "it holds a number of more than four bytes"},
+        {fileOf({0, 0xFF, 0x51, 2, 1, 1}), "it breaks off"}};
+    for (const auto& [bytes, error] : cases)
+        EXPECT_EQ(fileError(bytes), error);
     Data format2 = fileOf({});
     format2[9] = std::byte{2};
     EXPECT_EQ(fileError(format2).substr(0, 31), "its tracks are songs of their o");
     const Data whole = fileOf({0, 0x90, 60, 1, 96, 0x80, 60, 0, 0, 0xFF, 0x51, 3, 1, 1, 1, 0, 0xF0, 2, 1, 1});
     EXPECT_EQ(fileError(whole), "");
     for (std::size_t size = 0; size < whole.size(); ++size)
-        EXPECT_NE(fileError(Data(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size))), "")
-            << size;
+        EXPECT_NE(fileError(std::span(whole).first(size)), "") << size;
 }
 
 TEST(NoteImportTests, ByTimeAndAlongTheBeats) {
     // Two quarter notes at 120 beats per minute, then a quarter-note rest and an eighth note.
     const MIDIFile file(fileOf({0, 0x90, 61, 1, 96, 61, 0, 0, 63, 1, 96, 63, 0, 96, 61, 1, 48, 61, 0}));
     const auto song = sampleSong();
-    addNote(*song, 40, 0, 10);
+    test::perform(*song, "add-note E2 at start for 10 frames");
     EXPECT_EQ(replaceNotes(*song, file, {}), "3 notes replace 1");
     EXPECT_EQ(notesOf(*song), "C#4@0+22050 D#4@22050+22050 C#4@66150+11025");
     (void)replaceNotes(*song, file, {false, Position::make("1.5s"), {}});
@@ -149,7 +117,7 @@ TEST(NoteImportTests, ChannelsAndRefusals) {
     (void)replaceNotes(*song, file, {false, {}, 10});
     EXPECT_EQ(notesOf(*song), "C2@0+22050");
     const auto refused = [&](const MIDIFile& source, const NotePlacement& placement) {
-        return refusalOf([&] { (void)replaceNotes(*song, source, placement); });
+        return messageOf<EditRefused>([&] { (void)replaceNotes(*song, source, placement); });
     };
     EXPECT_EQ(refused(file, {false, {}, 5}), "the file has no notes on channel 5");
     EXPECT_EQ(refused(MIDIFile(fileOf({})), {}), "the file has no notes");
@@ -166,9 +134,8 @@ TEST(NoteImportTests, TakesBackWhatTheExportWrites) {
     const TemporaryFolder folder;
     const auto song = sampleSong();
     song->notes->setLocationOfBarEntry(song->notes->beatEntries()[16]->eventId(), 250000, 352800);
-    addNote(*song, 64, 88200, 22050);
-    addNote(*song, 61, 231000, 30000);
-    addNote(*song, 70, 500001, 7);
+    test::perform(*song, "add-note E4 at @88200 for 22050 frames|add-note C#4 at @231000 for 30000 frames|"
+                         "add-note A#4 at @500001 for 7 frames");
     const auto file = folder.path() / "notes.mid";
     for (const auto timing : {MIDIExportTiming::followSongTempo, MIDIExportTiming::seconds}) {
         song->notes->exportToMIDIFile(file, 44100,
@@ -178,8 +145,7 @@ TEST(NoteImportTests, TakesBackWhatTheExportWrites) {
         (void)replaceNotes(*copy, MIDIFile(*FileManager::contentsOf(file)), {});
         ASSERT_EQ(copy->notes->noteEntries().size(), 3u);
         for (std::size_t i = 0; i < 3; ++i) {
-            const auto& written = song->notes->noteEntries()[i];
-            const auto& read = copy->notes->noteEntries()[i];
+            const auto &written = song->notes->noteEntries()[i], &read = copy->notes->noteEntries()[i];
             EXPECT_EQ(read->pitch()->midiNote(), written->pitch()->midiNote());
             // A tick of the file is at most 1/480 s long, 92 frames.
             EXPECT_NEAR(static_cast<double>(read->location()), static_cast<double>(written->location()), 92);

@@ -1,23 +1,15 @@
 #include "Tests/Programs/ProgramTest.h"
 
+#include "Tests/Programs/SampleSong.h"
+
 #include <algorithm>
-#include <atomic>
 #include <fcntl.h>
-#include <fstream>
-#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace tarn::program {
 
 namespace {
-
-std::filesystem::path newFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "tarn-test-XXXXXX").string();
-    if (!mkdtemp(name.data()))
-        throw std::runtime_error("no folder for the test can be made: " + name);
-    return name;
-}
 
 /// Makes `descriptor` write to the file.
 void redirect(int descriptor, const std::filesystem::path& file) {
@@ -29,17 +21,10 @@ void redirect(int descriptor, const std::filesystem::path& file) {
 
 } // namespace
 
-ProgramTest::ProgramTest() : folder(newFolder()) {}
-
-ProgramTest::~ProgramTest() {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-}
-
 ProcessResult ProgramTest::tarn(const std::vector<std::string>& arguments,
                                 const std::function<void(int)>& whileRunning) {
-    const auto outputFile = folder / ".output";
-    const auto errorFile = folder / ".errors";
+    const auto output = folder / ".output";
+    const auto errors = folder / ".errors";
     std::vector<std::string> words{TARN_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
@@ -48,8 +33,8 @@ ProcessResult ProgramTest::tarn(const std::vector<std::string>& arguments,
     pointers.push_back(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        redirect(STDOUT_FILENO, outputFile);
-        redirect(STDERR_FILENO, errorFile);
+        redirect(STDOUT_FILENO, output);
+        redirect(STDERR_FILENO, errors);
         setenv("XDG_CACHE_HOME", (folder / ".caches").c_str(), 1);
         setenv("XDG_CONFIG_HOME", (folder / ".settings").c_str(), 1);
         if (chdir(folder.c_str()) == 0)
@@ -60,8 +45,7 @@ ProcessResult ProgramTest::tarn(const std::vector<std::string>& arguments,
         whileRunning(child);
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), read(outputFile),
-            read(errorFile)};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), read(output), read(errors)};
 }
 
 void ProgramTest::expectFailure(const ProcessResult& run, int status, const std::string& part) {
@@ -69,16 +53,6 @@ void ProgramTest::expectFailure(const ProcessResult& run, int status, const std:
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
     EXPECT_NE(run.errors.find(part), std::string::npos) << run.errors << "lacks: " << part;
-}
-
-std::string ProgramTest::read(const std::filesystem::path& file) const {
-    std::ostringstream bytes;
-    bytes << std::ifstream(folder / file, std::ios::binary).rdbuf();
-    return bytes.str();
-}
-
-void ProgramTest::write(const std::filesystem::path& file, const std::string& bytes) const {
-    std::ofstream(folder / file, std::ios::binary) << bytes;
 }
 
 std::vector<std::string> ProgramTest::filesIn(const std::filesystem::path& where) const {
@@ -92,46 +66,16 @@ std::vector<std::string> ProgramTest::filesIn(const std::filesystem::path& where
 }
 
 std::filesystem::path ProgramTest::saveSmallDocument(const std::string& name) const {
-    constexpr std::int64_t first = 22050, beat = 22050, bar = 4 * beat, end = first + 8 * bar;
-    const auto song = std::make_shared<SongDocument>(Recording{"small.wav", 44100, end + 22050, "small"});
-    auto& notes = *song->notes;
-    notes.setTimeSignature(4, 4);
-    std::vector<std::shared_ptr<TarnBeatEntry>> beats;
-    for (std::int64_t location = first; location < end; location += beat / 2) {
-        beats.push_back(notes.newBeatEntry());
-        beats.back()->setLocation(location);
-        beats.back()->setDownbeat((location - first) % bar == 0);
-    }
-    notes.addBeatEntriesFromArray(beats);
-    const auto tempo = notes.newTempoEntry();
-    tempo->setTempo(120);
-    notes.addTempoEntry(tempo);
-    const auto pitch = notes.newStandardPitchEntry();
+    const auto song = std::make_shared<SongDocument>(Recording{"small.wav", 44100, 749700, "small"});
+    song->notes->setTimeSignature(4, 4);
+    test::addBeats(*song, 22050, 11025, 64, 8);
+    test::addTempo(*song, 120);
+    const auto pitch = song->notes->newStandardPitchEntry();
     pitch->setFrequency(442);
-    notes.addStandardPitchEntry(pitch);
-    notes.overrideGlobalKey(KELPKey::keyWithTonicChord(KELPChord::chordWithString("C")));
-    const std::pair<const char*, std::int64_t> chords[] = {
-        {"C", 0}, {"F", 2 * bar}, {"Am", 3 * bar + 2 * beat}, {"G", 4 * bar}, {"C", 6 * bar}};
-    for (const auto& [chordName, offset] : chords) {
-        const auto chord = notes.newChordEntry();
-        chord->setLocation(first + offset);
-        chord->setChord(KELPChord::chordWithString(chordName));
-        notes.addChordEntry(chord);
-    }
-    const auto verse = notes.newVerseRegionEntry();
-    verse->setRange({first + 2 * bar, static_cast<std::uint64_t>(4 * bar)});
-    notes.addRegionEntry(verse);
-    const auto marker = notes.newMarkerEntry();
-    marker->setLocation(first + 4 * bar + 2 * beat);
-    marker->setName("Solo");
-    notes.addMarkerEntry(marker);
-    const auto note = notes.newNoteEntry();
-    note->setLocation(first + bar);
-    note->setLength(beat);
-    note->setPitch(KELPPitch::pitchWithNote(*KELPNote::noteWithString("E"), 4));
-    notes.addNoteEntry(note);
-    song->structure->renameSection(song->structure->createNewSection(first), "Intro");
-    song->structure->renameSection(song->structure->createNewSection(first + 2 * bar), "Song");
+    song->notes->addStandardPitchEntry(pitch);
+    test::perform(*song, "key=C|add-chord C at 1:1|add-chord F at 3:1|add-chord Am at 4:3|add-chord G at 5:1|"
+                         "add-chord C at 7:1|add-region verse 3:1 to 7:1|add-marker Solo at 5:3|"
+                         "add-note E4 at 2:1 for 1 beat|add-section Intro at 1:1|add-section Song at 3:1");
     SongDocument::save(song, folder / name);
     return folder / name;
 }

@@ -1,10 +1,8 @@
 #pragma once
 
 #include "Programs/tarn/SongDocument.h"
+#include "Tests/Platform/TemporaryFolder.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -22,9 +20,6 @@ struct ProcessResult {
 /// test.
 class ProgramTest : public ::testing::Test {
 protected:
-    ProgramTest();
-    ~ProgramTest() override;
-
     /// Runs `tarn` with these arguments in `folder` and waits for its end. `whileRunning` is called once with
     /// the process's identifier right after the start.
     ProcessResult tarn(const std::vector<std::string>& arguments,
@@ -33,18 +28,19 @@ protected:
     /// `part`.
     void expectFailure(const ProcessResult& run, int status, const std::string& part);
 
-    [[nodiscard]] std::string read(const std::filesystem::path& file) const; ///< empty when it is missing
-    void write(const std::filesystem::path& file, const std::string& bytes) const;
+    [[nodiscard]] std::string read(const std::filesystem::path& file) const { return textOf(folder / file); }
+    void write(const std::filesystem::path& file, const std::string& bytes) const {
+        writeText(folder / file, bytes);
+    }
     /// The names of the files in a folder, sorted, without caches and settings.
     [[nodiscard]] std::vector<std::string> filesIn(const std::filesystem::path& where) const;
 
     /// Saves a document of 8 bars of 4/4 at 120 beats per minute from frame 22050 on, at 44100 frames per
-    /// second: C, F, G, C in two bars each, A minor in the second half of bar 4, key C major, standard pitch
-    /// 442 Hz, a section "Intro" at bar 1 and "Song" at bar 3, a verse from bar 3 to the end of bar 6, a
-    /// marker "Solo" at beat 3 of bar 5 and a note E4 of one beat at bar 2.
+    /// second, with something of every kind.
     std::filesystem::path saveSmallDocument(const std::string& name = "small.tarn") const;
 
-    const std::filesystem::path folder;
+    const TemporaryFolder temporaryFolder;
+    const std::filesystem::path& folder = temporaryFolder.path();
 };
 
 } // namespace tarn::program

@@ -1,10 +1,22 @@
 #include "Tests/Programs/ProgramTest.h"
+#include "Tests/Programs/SampleSong.h"
 
 #include <nlohmann/json.hpp>
 
 namespace tarn::program {
 
 using nlohmann::json;
+using test::addChord;
+
+namespace {
+
+/// Expects these values at these places.
+void expectValues(const json& printed, const std::string& values) {
+    for (const auto& [place, value] : pairsOf(values))
+        EXPECT_EQ(printed.at(json::json_pointer(place)), json::parse(value)) << place;
+}
+
+} // namespace
 
 TEST_F(ProgramTest, showDrawsTheChartOfADocument) {
     saveSmallDocument();
@@ -37,22 +49,12 @@ TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLies
     const auto song = std::make_shared<SongDocument>(Recording{"waltz.wav", 1000, 10000, "waltz"});
     song->notes->setTimeSignature(3, 4);
     // A pickup of one beat at 2000, then two bars of three; tatums every 250 frames.
-    std::vector<std::shared_ptr<TarnBeatEntry>> beats;
-    for (std::int64_t location = 2000; location < 5500; location += 250) {
-        beats.push_back(song->notes->newBeatEntry());
-        beats.back()->setLocation(location);
-        beats.back()->setDownbeat(location == 2500 || location == 4000);
-    }
-    song->notes->addBeatEntriesFromArray(beats);
+    test::addBeats(*song, 2000, 250, 14, 6, 2);
     const std::pair<std::int64_t, const char*> chords[] = {{0, "N.C."},  {500, "Em"},  {1000, "B7"},
                                                            {2490, "C"},  {3249, "F"},  {3250, "G"},
                                                            {4900, "Dm"}, {5100, "E7"}, {9000, "A"}};
-    for (const auto& [location, name] : chords) {
-        const auto chord = song->notes->newChordEntry();
-        chord->setLocation(location);
-        chord->setChord(KELPChord::chordWithString(name));
-        song->notes->addChordEntry(chord);
-    }
+    for (const auto& [location, name] : chords)
+        addChord(*song, name, location);
     SongDocument::save(song, folder / "waltz.tarn");
     const auto chart = tarn({"show", "waltz.tarn"}).output;
     EXPECT_EQ(chart.substr(chart.find("\n\n") + 2), "        0:00 | Em        |\n"
@@ -62,10 +64,7 @@ TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLies
 
 TEST_F(ProgramTest, theChartOfADocumentWithoutBarsListsTimes) {
     const auto song = std::make_shared<SongDocument>(Recording{"free.wav", 1000, 90000, "free"});
-    const auto chord = song->notes->newChordEntry();
-    chord->setLocation(61500);
-    chord->setChord(KELPChord::chordWithString("Bb7"));
-    song->notes->addChordEntry(chord);
+    addChord(*song, "Bb7", 61500);
     song->structure->renameSection(song->structure->createNewSection(2000), "Rubato");
     SongDocument::save(song, folder / "free.tarn");
     EXPECT_EQ(tarn({"show", "free.tarn"}).output, R"(Recording  free.wav, 1:30, 1000 Hz
@@ -88,56 +87,32 @@ TEST_F(ProgramTest, showPrintsTheWholeDocumentAsJSON) {
     const auto run = tarn({"show", "small.tarn", "--json"});
     EXPECT_EQ(run.status, 0);
     const auto song = json::parse(run.output);
-    EXPECT_EQ(song["sampleRate"], 44100);
-    EXPECT_EQ(song["frameCount"], 749700);
-    EXPECT_EQ(song["standardPitch"], json::parse(R"({"frequency": 442.0})"));
-    EXPECT_EQ(song["key"], json::parse(R"({"name": "C", "root": 0, "minor": false})"));
-    EXPECT_EQ(song["tempo"], 120.0);
-    EXPECT_EQ(song["timeSignature"], json::parse(R"({"numerator": 4, "denominator": 4})"));
-    ASSERT_EQ(song["beats"].size(), 64u);
-    EXPECT_EQ(song["beats"][8], json::parse(R"({"id": 9, "location": 110250, "downbeat": true})"));
-    ASSERT_EQ(song["countedBeats"].size(), 32u);
-    EXPECT_EQ(song["countedBeats"][1], 44100);
-    ASSERT_EQ(song["chords"].size(), 5u);
-    const auto chord = song["chords"][2];
-    EXPECT_EQ(chord["name"], "Am");
-    EXPECT_EQ(chord["root"], 9);
-    EXPECT_EQ(chord["bass"], 9);
-    EXPECT_EQ(chord["intervals"], json({0, 3, 7}));
-    EXPECT_EQ(song["regions"][0]["kind"], "verse");
-    EXPECT_EQ(song["regions"][0]["name"], "Verse");
-    EXPECT_EQ(song["regions"][0]["length"], 352800);
-    EXPECT_EQ(song["sections"][1]["name"], "Song");
-    EXPECT_EQ(song["sections"][1]["color"], "named:other");
-    EXPECT_EQ(song["markers"][0]["name"], "Solo");
-    EXPECT_EQ(song["notes"][0]["name"], "E4");
-    EXPECT_EQ(song["notes"][0]["pitchClass"], 4);
+    EXPECT_EQ(song["beats"].size(), 64u);
+    EXPECT_EQ(song["countedBeats"].size(), 32u);
+    EXPECT_EQ(song["chords"].size(), 5u);
+    expectValues(song, R"(/sampleRate=44100 /frameCount=749700 /standardPitch={"frequency":442.0} )"
+                       R"(/key={"name":"C","root":0,"minor":false} /tempo=120.0 )"
+                       R"(/timeSignature={"numerator":4,"denominator":4} /countedBeats/1=44100 )"
+                       R"(/beats/8={"id":9,"location":110250,"downbeat":true} /chords/2/name="Am" )"
+                       R"(/chords/2/root=9 /chords/2/bass=9 /chords/2/intervals=[0,3,7] )"
+                       R"(/regions/0/kind="verse" /regions/0/name="Verse" /regions/0/length=352800 )"
+                       R"(/sections/1/name="Song" /sections/1/color="named:other" /markers/0/name="Solo" )"
+                       R"(/notes/0/name="E4" /notes/0/pitchClass=4)");
 }
 
 TEST_F(ProgramTest, jsonSaysNullForWhatIsUnknownAndPrintsShortNumbers) {
     const auto song = std::make_shared<SongDocument>(Recording{"a.wav", 11025.5, 10, "a"});
-    for (const char* name : {"N.C.", "C/E", "F#m7b5"}) {
-        const auto chord = song->notes->newChordEntry();
-        chord->setChord(KELPChord::chordWithString(name));
-        song->notes->addChordEntry(chord);
-    }
-    const auto tempo = song->notes->newTempoEntry();
-    tempo->setTempo(119.97f);
-    song->notes->addTempoEntry(tempo);
+    for (const char* name : {"N.C.", "C/E", "F#m7b5"})
+        addChord(*song, name, 0);
+    test::addTempo(*song, 119.97f);
     song->notes->addRegionEntry(song->notes->newRegionEntry());
     SongDocument::save(song, folder / "a.tarn");
     const auto run = tarn({"show", "a.tarn", "--json"});
     EXPECT_NE(run.output.find("\"tempo\":119.97,"), std::string::npos) << run.output;
-    const auto printed = json::parse(run.output);
-    EXPECT_EQ(printed["sampleRate"], 11025.5);
-    for (const char* unknown : {"standardPitch", "key", "timeSignature"})
-        EXPECT_TRUE(printed.contains(unknown) && printed[unknown].is_null()) << unknown;
-    EXPECT_TRUE(printed["chords"][0]["root"].is_null());
-    EXPECT_TRUE(printed["chords"][0]["bass"].is_null());
-    EXPECT_EQ(printed["chords"][1]["bass"], 4);
-    EXPECT_EQ(printed["chords"][2]["intervals"], json({0, 3, 6, 10}));
-    EXPECT_EQ(printed["regions"][0]["kind"], "region");
-    EXPECT_TRUE(printed["regions"][0]["name"].is_null());
+    expectValues(json::parse(run.output),
+                 R"(/sampleRate=11025.5 /standardPitch=null /key=null /timeSignature=null )"
+                 R"(/chords/0/root=null /chords/0/bass=null /chords/1/bass=4 /chords/2/intervals=[0,3,6,10] )"
+                 R"(/regions/0/kind="region" /regions/0/name=null)");
 }
 
 TEST_F(ProgramTest, showNamesTheDocumentThatItCannotOpen) {
@@ -153,15 +128,9 @@ TEST_F(ProgramTest, showNamesTheDocumentThatItCannotOpen) {
 }
 
 TEST_F(ProgramTest, aWrongCommandLineIsToldFromFailures) {
-    for (const auto& arguments :
-         std::vector<std::vector<std::string>>{{},
-                                               {"sing"},
-                                               {"show"},
-                                               {"show", "a.tarn", "--loud"},
-                                               {"chords"},
-                                               {"chords", "C", "D"},
-                                               {"draw", "a.tarn", "a.svg", "--width", "nan"}}) {
-        const auto run = tarn(arguments);
+    for (const char* line : {"", "sing", "show", "show a.tarn --loud", "chords", "chords C D",
+                             "draw a.tarn a.svg --width nan"}) {
+        const auto run = tarn(partsOf(line));
         EXPECT_EQ(run.status, 2);
         EXPECT_EQ(run.output, "");
         EXPECT_NE(run.errors, "");

@@ -20,29 +20,17 @@ TEST(SongDocumentTests, WhatTheDocumentsOperationsWouldStopForIsNotOpened) {
             song.notes->addNoteEntry(note);
         };
     };
-    const struct {
-        const char* what;
-        std::function<void(SongDocument&)> damage;
-        bool opens;
-    } cases[] = {
+    const std::tuple<const char*, std::function<void(SongDocument&)>, bool> cases[] = {
         {"an ordinary note", noteWith(1000, 1000, 4), true},
         {"a note far out", noteWith(kFar, 1, 4), false},
         {"an endless note", noteWith(0, std::numeric_limits<std::uint64_t>::max(), 4), false},
         {"a pitch beyond hearing", noteWith(0, 1, std::numeric_limits<std::int32_t>::max()), false},
         {"a lowest pitch", noteWith(0, 1, std::numeric_limits<std::int32_t>::min()), false},
-        {"a count-in",
-         [](SongDocument& song) {
-             const auto beat = song.notes->newBeatEntry();
-             beat->setLocation(-11025);
-             song.notes->addBeatEntry(beat);
-         },
-         true},
+        {"a count-in", [](SongDocument& song) { test::addBeats(song, -11025, 1, 1, 2, 1); }, true},
         {"a beat far before",
          [](SongDocument& song) {
              song.notes->setTimeSignature(6, 8); // a grid of quarters would drop it
-             const auto beat = song.notes->newBeatEntry();
-             beat->setLocation(std::numeric_limits<std::int64_t>::min());
-             song.notes->addBeatEntry(beat);
+             test::addBeats(song, std::numeric_limits<std::int64_t>::min(), 1, 1, 2, 1);
          },
          false},
         {"a section far out", [](SongDocument& song) { (void)song.structure->createNewSection(kFar); },
@@ -52,24 +40,20 @@ TEST(SongDocumentTests, WhatTheDocumentsOperationsWouldStopForIsNotOpened) {
         {"no number as sample rate",
          [](SongDocument& song) { song.recording.sampleRate = std::numeric_limits<double>::quiet_NaN(); },
          false},
-        {"a recording without end", [](SongDocument& song) { song.recording.frameCount = kFar; }, false},
-    };
+        {"a recording without end", [](SongDocument& song) { song.recording.frameCount = kFar; }, false}};
     const TemporaryFolder folder;
     const auto file = folder.path() / "song.tarn";
     for (const auto& [what, damage, opens] : cases) {
         const auto song = test::sampleSong();
         damage(*song);
         SongDocument::save(song, file);
-        if (opens) {
-            EXPECT_NE(SongDocument::open(file), nullptr) << what;
-            continue;
-        }
+        auto status = ExitStatus::success;
         try {
             (void)SongDocument::open(file);
-            ADD_FAILURE() << what << " was opened";
         } catch (const Failure& failure) {
-            EXPECT_EQ(failure.status(), ExitStatus::undecodableInput) << what;
+            status = failure.status();
         }
+        EXPECT_EQ(status, opens ? ExitStatus::success : ExitStatus::undecodableInput) << what;
     }
 }
 

@@ -2,11 +2,11 @@
 #include "Programs/tarn/SongPictureLayout.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 #include "Tests/Platform/TemporaryFolder.h"
+#include "Tests/Programs/SampleSong.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 
 using namespace tarn;
 using namespace tarn::program;
@@ -18,28 +18,15 @@ constexpr double kRate = 1000;
 /// Eight bars of four beats, two seconds each, from half a second on; a chord on every bar.
 std::shared_ptr<SongDocument> makeSong() {
     auto song = std::make_shared<SongDocument>(Recording{"My song & <more>.wav", kRate, 17'000, "id"});
-    std::vector<std::shared_ptr<TarnBeatEntry>> beats;
-    for (int i = 0; i < 64; ++i) {
-        beats.push_back(song->notes->newBeatEntry());
-        beats.back()->setLocation(500 + 250 * i);
-        beats.back()->setDownbeat(i % 8 == 0);
-    }
     song->notes->setTimeSignature(4, 4);
-    song->notes->addBeatEntriesFromArray(beats);
-    for (int bar = 0; bar < 8; ++bar) {
-        const auto chord = song->notes->newChordEntry();
-        chord->setLocation(500 + 2000 * bar);
-        chord->setChord(KELPChord::chordWithString(bar % 2 ? "Bbm7b5" : "F#/A#"));
-        song->notes->addChordEntry(chord);
-    }
+    test::addBeats(*song, 500, 250, 64, 8);
+    for (int bar = 0; bar < 8; ++bar)
+        test::addChord(*song, bar % 2 ? "Bbm7b5" : "F#/A#", 500 + 2000 * bar);
     const auto region = song->notes->newVerseRegionEntry();
     region->setRange({2500, 9000});
     region->setName(std::string("A \x01\xFF<b>\"") + std::string(100'000, 'x'));
     song->notes->addRegionEntry(region);
-    const auto marker = song->notes->newMarkerEntry();
-    marker->setLocation(4500);
-    marker->setName("Solo");
-    song->notes->addMarkerEntry(marker);
+    test::perform(*song, "add-marker Solo at @4500");
     song->structure->createNewSection(500);
     return song;
 }
@@ -55,8 +42,8 @@ TEST(SongPicture, LaysBarsOutBelowEachOther) {
     const auto song = makeSong();
     const SongPictureLayout layout(*song, {800, 4});
     const auto& timeline = layout.timeline();
-    ASSERT_EQ(timeline.rowCount(),
-              5); // two bars to the row, the first bar line a little behind the row's edge
+    // Two bars to the row, the first bar line a little behind the row's edge.
+    ASSERT_EQ(timeline.rowCount(), 5);
     std::vector<double> places;
     for (std::int64_t row = 0; row < timeline.rowCount(); ++row) {
         for (const auto& beat : layout.itemsInRow(row, SongPictureLayout::beats)) {
@@ -82,10 +69,9 @@ TEST(SongPicture, IsWellFormedWhateverTheNames) {
     if (std::system("/usr/bin/python3 -c '' > /dev/null 2>&1") != 0)
         GTEST_SKIP() << "needs Python 3";
     const TemporaryFolder folder;
-    std::ofstream(folder.path() / "song.svg") << svg;
-    const auto command =
-        "/usr/bin/python3 -c 'import sys, xml.dom.minidom; xml.dom.minidom.parse(sys.argv[1])' '" +
-        (folder.path() / "song.svg").string() + "'";
+    writeText(folder.path() / "song.svg", svg);
+    const auto command = "/usr/bin/python3 -c 'import sys, xml.dom.minidom as x; x.parse(sys.argv[1])' '" +
+                         (folder.path() / "song.svg").string() + "'";
     EXPECT_EQ(std::system(command.c_str()), 0);
 }
 
@@ -104,8 +90,7 @@ TEST(SongPicture, PageWorksInABrowser) {
     if (std::system("command -v chromium > /dev/null 2>&1") != 0)
         GTEST_SKIP() << "needs Chromium";
     const TemporaryFolder folder;
-    std::ofstream(folder.path() / "song.html")
-        << songPictureHTML(*makeSong(), nullptr, {800, 4}, "My song #1.wav");
+    writeText(folder.path() / "song.html", songPictureHTML(*makeSong(), nullptr, {800, 4}, "My song #1.wav"));
     const auto dom = folder.path() / "dom.html";
     const auto command =
         "timeout 100 chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
@@ -117,8 +102,7 @@ TEST(SongPicture, PageWorksInABrowser) {
     EXPECT_NE(page.find("id=\"cursor\""), std::string::npos) << "the script made a cursor";
     EXPECT_NE(page.find("src=\"My%20song%20%231.wav\""), std::string::npos);
     // The middle of the song, 8.5 s, is the fifth bar line, the second one of row 2.
-    EXPECT_NE(page.find("data-middle=\"2 452.0\""), std::string::npos)
-        << page.substr(0, page.find('>') + 400);
+    EXPECT_NE(page.find("data-middle=\"2 452.0\""), std::string::npos) << page.substr(0, 4000);
 }
 
 } // namespace
