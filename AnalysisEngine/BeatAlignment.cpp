@@ -13,7 +13,7 @@ namespace tarn {
 
 namespace {
 
-enum Role : std::size_t { downbeat, middle, otherBeat, offBeat, roleCount };
+enum BeatRole : std::size_t { downbeat, middle, otherBeat, offBeat, roleCount };
 
 /// Beforehand belief in how often chords change there: as if so many changes and so many places without one
 /// had been seen.
@@ -25,7 +25,7 @@ constexpr std::array<Belief, roleCount> kBeliefs{{{6, 2}, {1.5, 2.5}, {1, 10}, {
 
 constexpr double kUnexpectedLengthCost = 2; // natural logarithm of the odds for the expected length
 
-Role roleOf(std::size_t position, std::size_t length) {
+BeatRole roleOf(std::size_t position, std::size_t length) {
     if (position == 0)
         return downbeat;
     if (length % 8 == 0 && position == length / 2)
@@ -69,7 +69,7 @@ std::vector<double> changesAt(std::span<const std::int64_t> tatums,
 double likelihood(const std::vector<double>& changes, std::size_t length, std::size_t start) {
     std::array<double, roleCount> seen{}, places{};
     for (std::size_t i = 0; i < changes.size(); ++i) {
-        const Role role = roleOf((i + length - start) % length, length);
+        const BeatRole role = roleOf((i + length - start) % length, length);
         seen[role] += changes[i];
         places[role] += 1;
     }

@@ -2,6 +2,10 @@
 
 add_library(TarnOptions INTERFACE)
 target_compile_options(TarnOptions INTERFACE -Wall -Wextra -Wpedantic -Wshadow)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # Sources that are compiled together look to it like headers.
+    target_compile_options(TarnOptions INTERFACE -Wno-subobject-linkage)
+endif()
 if(TARN_SANITIZE)
     target_compile_options(TarnOptions INTERFACE -fsanitize=${TARN_SANITIZE} -fno-sanitize-recover=all)
     target_link_options(TarnOptions INTERFACE -fsanitize=${TARN_SANITIZE})
