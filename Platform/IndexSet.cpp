@@ -9,7 +9,8 @@ IndexSet::IndexSet(std::initializer_list<std::size_t> indexes)
     : IndexSet(std::vector<std::size_t>(indexes)) {}
 
 IndexSet::IndexSet(std::vector<std::size_t> indexes) : mIndexes(std::move(indexes)) {
-    std::sort(mIndexes.begin(), mIndexes.end());
+    if (!std::is_sorted(mIndexes.begin(), mIndexes.end()))
+        std::sort(mIndexes.begin(), mIndexes.end());
     mIndexes.erase(std::unique(mIndexes.begin(), mIndexes.end()), mIndexes.end());
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 /// The array work that every storage operation is made of, on one kind's entries. Nothing here locks.
@@ -14,14 +15,26 @@ class IdentifierSet {
 public:
     template <typename Entries>
     explicit IdentifierSet(const Entries& entries) {
-        std::size_t capacity = 16;
-        while (capacity < 4 * static_cast<std::size_t>(entries.size()))
-            capacity *= 2;
-        mSlots.resize(capacity);
-        for (const auto& entry : entries) {
-            precondition(entry != nullptr, "A list of entries must not hold an absent one");
-            insert(entry->eventId());
+        const std::size_t count = entries.size();
+        if (count > 0) {
+            std::uint64_t greatest = 0;
+            mLeast = std::numeric_limits<std::uint64_t>::max();
+            for (const auto& entry : entries) {
+                precondition(entry != nullptr, "A list of entries must not hold an absent one");
+                mLeast = std::min(mLeast, entry->eventId());
+                greatest = std::max(greatest, entry->eventId());
+            }
+            mSpread = greatest - mLeast;
         }
+        // Identifiers are given in turn, so that those of a list mostly lie close together: then a bit for
+        // each takes less room than the hash table.
+        mIsDense = mSpread / kBitsPerWord <= 4 * count;
+        std::size_t words = mIsDense ? mSpread / kBitsPerWord + 1 : 16;
+        while (!mIsDense && words < 4 * count)
+            words *= 2;
+        mWords.resize(words);
+        for (const auto& entry : entries)
+            insert(entry->eventId() - mLeast);
     }
 
     /// Whether no identifier occurred twice among the entries.
@@ -30,50 +43,45 @@ public:
     [[nodiscard]] bool contains(std::uint64_t identifier) const {
         // Most entries that are asked for lie outside the range of a short list: one comparison, since below
         // the least one the difference wraps to a great number.
-        if (identifier - mLeast > mSpread)
-            return false;
-        if (identifier == kEmptySlot)
-            return mHoldsEmptySlotValue;
-        for (std::size_t i = slot(identifier); mSlots[i] != kEmptySlot; i = next(i)) {
-            if (mSlots[i] == identifier)
-                return true;
-        }
-        return false;
+        const std::uint64_t offset = identifier - mLeast;
+        return offset <= mSpread && holds(offset);
     }
 
 private:
-    static constexpr std::uint64_t kEmptySlot = 0;
+    static constexpr std::uint64_t kBitsPerWord = 64;
 
-    void insert(std::uint64_t identifier) {
-        if (contains(identifier)) {
-            mIsOfDistinctEntries = false;
-            return;
-        }
-        const std::uint64_t greatest = mIsEmpty ? identifier : std::max(mLeast + mSpread, identifier);
-        mLeast = mIsEmpty ? identifier : std::min(mLeast, identifier);
-        mSpread = greatest - mLeast;
-        mIsEmpty = false;
-        if (identifier == kEmptySlot) {
-            mHoldsEmptySlotValue = true;
-            return;
-        }
-        std::size_t i = slot(identifier);
-        while (mSlots[i] != kEmptySlot)
-            i = next(i);
-        mSlots[i] = identifier;
+    [[nodiscard]] bool holds(std::uint64_t offset) const {
+        if (mIsDense)
+            return (mWords[offset / kBitsPerWord] >> offset % kBitsPerWord & 1) != 0;
+        return offset == 0 ? mHoldsLeast : mWords[slot(offset)] == offset;
     }
-    [[nodiscard]] std::size_t slot(std::uint64_t identifier) const {
+    void insert(std::uint64_t offset) {
+        if (holds(offset))
+            mIsOfDistinctEntries = false;
+        else if (mIsDense)
+            mWords[offset / kBitsPerWord] |= std::uint64_t(1) << offset % kBitsPerWord;
+        else if (offset == 0) // an empty place in the hash table
+            mHoldsLeast = true;
+        else
+            mWords[slot(offset)] = offset;
+    }
+
+    /// Where the offset is in the hash table, or the empty place where it belongs.
+    [[nodiscard]] std::size_t slot(std::uint64_t offset) const {
         // Fibonacci hashing (Knuth, The Art of Computer Programming 3, 6.4); a table of at most a quarter
         // full.
-        return (identifier * 0x9E3779B97F4A7C15u >> 32) & (mSlots.size() - 1);
+        const std::size_t mask = mWords.size() - 1;
+        std::size_t i = (offset * 0x9E3779B97F4A7C15u >> 32) & mask;
+        while (mWords[i] != 0 && mWords[i] != offset)
+            i = (i + 1) & mask;
+        return i;
     }
-    [[nodiscard]] std::size_t next(std::size_t i) const { return (i + 1) & (mSlots.size() - 1); }
 
-    std::vector<std::uint64_t> mSlots;
-    std::uint64_t mLeast = 1;
-    std::uint64_t mSpread = 0;
-    bool mIsEmpty = true;
-    bool mHoldsEmptySlotValue = false;
+    std::vector<std::uint64_t> mWords;
+    std::uint64_t mLeast = 0;
+    std::uint64_t mSpread = 0; ///< the greatest identifier's distance from the least
+    bool mHoldsLeast = false;
+    bool mIsDense = true; ///< the words are a bit for each identifier; otherwise a hash table
     bool mIsOfDistinctEntries = true;
 };
 

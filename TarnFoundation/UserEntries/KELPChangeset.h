@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <unordered_map>
@@ -95,6 +96,16 @@ private:
                                                             mItems.end()[-1 - std::ptrdiff_t(suffix)]))
             ++suffix;
 
+        if (repetition == Repetition::none) {
+            if (const auto removed = leftOut(mOldItems, mItems, prefix, suffix)) {
+                mRemoved = *removed;
+                return;
+            }
+            if (const auto added = leftOut(mItems, mOldItems, prefix, suffix)) {
+                mAdded = *added;
+                return;
+            }
+        }
         // An item between the common parts may occur in them as well; then it is in both lists.
         auto onlyOld = positions(mOldItems, prefix, mOldItems.size() - suffix);
         auto onlyNew = positions(mItems, prefix, mItems.size() - suffix);
@@ -112,6 +123,27 @@ private:
         }
         mRemoved = indexSet(onlyOld);
         mAdded = indexSet(onlyNew);
+    }
+
+    /// Where all that distinguishes two lists without repetitions is that `rest` leaves some items of `all`
+    /// out: the positions of those.
+    static std::optional<IndexSet> leftOut(const Items& all, const Items& rest, std::size_t prefix,
+                                           std::size_t suffix) {
+        if (all.size() < rest.size())
+            return std::nullopt;
+        const std::size_t count = all.size() - rest.size();
+        std::vector<std::size_t> positions;
+        positions.reserve(count);
+        const Item* next = rest.begin() + prefix;
+        for (std::size_t i = prefix; i < all.size() - suffix; ++i) {
+            if (i - positions.size() < rest.size() - suffix && Identity::equal(all.begin()[i], *next))
+                ++next;
+            else if (positions.size() < count)
+                positions.push_back(i);
+            else
+                return std::nullopt;
+        }
+        return IndexSet(std::move(positions));
     }
 
     /// A quick test that rules out nearly every item which is in neither of the two small maps.

@@ -73,15 +73,19 @@ TEST(Changeset, AgreesWithItsDefinitionOnRandomLists) {
         std::mt19937 random(seed);
         const auto randomList = [&] {
             std::vector<Item> list(random() % 12);
-            for (auto& item : list)
-                item = {static_cast<char>('A' + random() % 9), static_cast<int>(random() % 2)};
+            const bool repeats = random() % 2;
+            for (char letter = 'A'; auto& item : list)
+                item = {repeats ? static_cast<char>('A' + random() % 9) : letter++,
+                        static_cast<int>(random() % 2)};
             return list;
         };
         const auto old = randomList();
         auto current = random() % 2 ? randomList() : old;
         if (!current.empty() && random() % 2) // as edits do: a few in the middle
             current.insert(current.begin() + std::ptrdiff_t(random() % current.size()),
-                           {static_cast<char>('A' + random() % 12)});
+                           {static_cast<char>('A' + random() % 20)});
+        for (std::size_t left = random() % 3; left > 0 && !current.empty(); --left)
+            current.erase(current.begin() + std::ptrdiff_t(random() % current.size()));
 
         // The definition, set by set.
         SCOPED_TRACE(letters(old) + " -> " + letters(current));
@@ -100,11 +104,20 @@ TEST(Changeset, AgreesWithItsDefinitionOnRandomLists) {
             else if (current[position].number != old[first(old, item)].number)
                 changed.insert(first(old, item));
         }
-        const Changeset changeset(old, current, contentsEqual);
-        EXPECT_EQ(changeset.added(), added);
-        EXPECT_EQ(changeset.removed(), removed);
-        EXPECT_EQ(changeset.changed(), changed);
         EXPECT_TRUE(Changeset(old, current).changed().empty());
+        const auto isDistinct = [&](const std::vector<Item>& list) {
+            return std::all_of(list.begin(), list.end(),
+                               [&](const Item& item) { return &list[first(list, item)] == &item; });
+        };
+        using Repetition = Changeset::Repetition;
+        for (const auto repetition : {Repetition::possible, Repetition::none}) {
+            if (repetition == Repetition::none && !(isDistinct(old) && isDistinct(current)))
+                continue;
+            const Changeset changeset(old, current, contentsEqual, repetition);
+            EXPECT_EQ(changeset.added(), added);
+            EXPECT_EQ(changeset.removed(), removed);
+            EXPECT_EQ(changeset.changed(), changed);
+        }
     }
 }
 
