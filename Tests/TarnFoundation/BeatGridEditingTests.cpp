@@ -179,11 +179,12 @@ TEST(BeatGridEditing, NumberOfBeatsInABar) {
 
 TEST(BeatGridEditing, RebuildingARangeJoinsTheOldGridAtBothEnds) {
     const auto expectRebuilt = [](const Grid& before, Range<std::int64_t> range, const Locations& downbeats,
-                                  const char* after) {
+                                  const char* after, std::int64_t beatsPerBar = 2) {
         const auto storage = makeStorage(before, kFourFour);
         const auto firstNew = storage->nextEventId();
         Identifiers made;
-        expectOneUndoableChange(storage, [&] { made = storage->replaceBeatEntries(range, downbeats, 2); });
+        expectOneUndoableChange(storage,
+                                [&] { made = storage->replaceBeatEntries(range, downbeats, beatsPerBar); });
         EXPECT_EQ(beatsOf(storage->beatEntries()), gridOf(after));
         auto newBeats = identifiers(storage->beatEntries());
         std::erase_if(newBeats, [&](auto identifier) { return identifier < firstNew; });
@@ -207,6 +208,7 @@ TEST(BeatGridEditing, RebuildingARangeJoinsTheOldGridAtBothEnds) {
     expectRebuilt(evenGrid(8, 100, {4}), {250, 790}, {380}, "0 100 200 290 380* 482 585 687");
     expectRebuilt(evenGrid(8, 100, {0, 4}, 100), {0, 450}, {150}, "150* 237 325 412 500* 600 700 800");
     expectRebuilt({}, {0, 1000}, {100, 500}, "100* 200 300 400 500* 625 750 875");
+    expectRebuilt({}, {0, 700}, {100, 500}, "100* 300 500* 600", 1); // the last off-beat stays before the end
 
     const auto storage = makeStorage(bars, kFourFour);
     const auto beats = storage->beatEntries();
