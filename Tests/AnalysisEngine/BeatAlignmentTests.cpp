@@ -45,8 +45,8 @@ TEST(BeatAlignment, FindsBarsAndPickup) {
     for (const auto& [length, inTheMiddle] : cases)
         for (std::size_t pickup = 0; pickup < length; pickup += 2)
             for (unsigned seed = 0; seed < 10; ++seed) {
-                SCOPED_TRACE(std::to_string(length) + " tatums, pickup " + std::to_string(pickup) +
-                             ", seed " + std::to_string(seed));
+                SCOPED_TRACE(testing::Message()
+                             << length << " tatums, pickup " << pickup << ", seed " << seed);
                 const bool clean = length == 4; // so short a bar is only taken where it is clearly so
                 const auto changes = playedChanges(pickup, length, inTheMiddle, clean ? 0.05 : 0.25,
                                                    clean ? 0 : 0.15, clean ? 0 : 0.3, seed);

@@ -164,10 +164,9 @@ TEST(KELPChord, KeySignatures) {
         EXPECT_EQ(chord(tonic)->isMinor(), minor) << tonic;
     }
     for (int fifths = -15; fifths <= 19; ++fifths) {
+        const auto root = KELPNote::noteWithFifths(fifths);
         for (int id : {1, 2})
-            EXPECT_LE(std::abs(KELPChord::chordWithRoot(KELPNote::noteWithFifths(fifths),
-                                                        *KELPChordIntervalsWithID(id))
-                                   ->midiKeyValue()),
+            EXPECT_LE(std::abs(KELPChord::chordWithRoot(root, *KELPChordIntervalsWithID(id))->midiKeyValue()),
                       7);
     }
     EXPECT_EQ(KELPChord::noChord()->midiKeyValue(), 0);
@@ -176,9 +175,8 @@ TEST(KELPChord, KeySignatures) {
 TEST(KELPChord, EqualityIsThatOfTheWrittenChord) {
     const char* names[] = {"C", "Cm", "C#", "Db", "C/E", "C/G", "C/Fb", "N.C."};
     for (const char* a : names) {
-        for (const char* b : names) {
+        for (const char* b : names)
             EXPECT_EQ(chord(a)->isEqualToChord(*chord(b)), std::string_view(a) == b) << a << " " << b;
-        }
         EXPECT_EQ(std::hash<KELPChord>{}(*chord(a)), std::hash<KELPChord>{}(*chord(a)));
     }
     const auto fromRecord = KELPChord::chordWithRoot(KELPNote(), {0, 4, 7, 0, 99, 5, 1});

@@ -40,35 +40,31 @@ TEST(Spectrogram, archivesItsCompleteColumns) {
 }
 
 TEST(Spectrogram, damagedArchivesGiveNothing) {
-    using Fields =
-        std::tuple<double, std::uint64_t, std::uint64_t, std::uint64_t, double, double, float, std::size_t>;
+    using Fields = std::array<double, 8>;
     const auto readsForged = [](const Fields& fields) {
         return reads<Spectrogram>([&](KeyedArchiver& coder) {
-            coder.encodeDouble("framesPerColumn", std::get<0>(fields));
-            coder.encodeUnsigned("columnCount", std::get<1>(fields));
-            coder.encodeUnsigned("binCount", std::get<2>(fields));
-            coder.encodeUnsigned("binsPerSemitone", std::get<3>(fields));
-            coder.encodeDouble("lowestPitch", std::get<4>(fields));
-            coder.encodeDouble("tuningFrequency", std::get<5>(fields));
-            coder.encodeFloat("floorDecibels", std::get<6>(fields));
-            coder.encodeData("cells", std::vector<std::byte>(std::get<7>(fields)));
+            coder.encodeDouble("framesPerColumn", fields[0]);
+            coder.encodeUnsigned("columnCount", static_cast<std::uint64_t>(fields[1]));
+            coder.encodeUnsigned("binCount", static_cast<std::uint64_t>(fields[2]));
+            coder.encodeUnsigned("binsPerSemitone", static_cast<std::uint64_t>(fields[3]));
+            coder.encodeDouble("lowestPitch", fields[4]);
+            coder.encodeDouble("tuningFrequency", fields[5]);
+            coder.encodeFloat("floorDecibels", static_cast<float>(fields[6]));
+            coder.encodeData("cells", std::vector<std::byte>(static_cast<std::size_t>(fields[7])));
         });
     };
-    ASSERT_TRUE(readsForged({512, 3, 2, 4, 33, 440, -80, 6}));
+    const Fields sound{512, 3, 2, 4, 33, 440, -80, 6};
+    ASSERT_TRUE(readsForged(sound));
+    EXPECT_FALSE(readsForged({512, 0xFFFFFFFF, 65535, 4, 33, 440, -80, 6}));
     using Double = std::numeric_limits<double>;
-    const Fields damages[] = {{0, 3, 2, 4, 33, 440, -80, 6},
-                              {Double::infinity(), 3, 2, 4, 33, 440, -80, 6},
-                              {512, 4, 2, 4, 33, 440, -80, 6},
-                              {512, (std::uint64_t{1} << 32) + 3, 2, 4, 33, 440, -80, 6},
-                              {512, 3, 65536 + 2, 4, 33, 440, -80, 6},
-                              {512, 3, 2, 0, 33, 440, -80, 6},
-                              {512, 3, 2, 4, Double::quiet_NaN(), 440, -80, 6},
-                              {512, 3, 2, 4, 33, -440, -80, 6},
-                              {512, 3, 2, 4, 33, 440, 0, 6},
-                              {512, 3, 2, 4, 33, 440, -80, 5},
-                              {512, 0xFFFFFFFF, 65535, 4, 33, 440, -80, 6}};
-    for (const auto& damage : damages)
-        EXPECT_FALSE(readsForged(damage)) << "damage " << (&damage - damages);
+    const std::pair<std::size_t, double> damages[] = {
+        {0, 0}, {0, Double::infinity()},  {1, 4},    {1, 0x100000003}, {2, 65536 + 2},
+        {3, 0}, {4, Double::quiet_NaN()}, {5, -440}, {6, 0},           {7, 5}};
+    for (const auto& [field, value] : damages) {
+        Fields damaged = sound;
+        damaged[field] = value;
+        EXPECT_FALSE(readsForged(damaged)) << field << " is " << value;
+    }
 }
 
 TEST(SpectrogramDeathTest, misuseStopsTheProcess) {

@@ -2,7 +2,7 @@
 
 #include "Tests/Platform/TemporaryFolder.h"
 
-#include <sstream>
+#include <regex>
 
 namespace tarn {
 
@@ -106,18 +106,15 @@ TEST_F(BundleTest, startsWithTheLanguagesOfTheEnvironment) {
 TEST_F(BundleTest, theShippedTablesHoldTheSameKeysAndEnglishIsItsOwnKey) {
     const auto resources =
         (std::filesystem::path(TARN_TEST_DATA) / "../../../TarnFoundation/Resources").lexically_normal();
+    bundle.setResourceFolder(resources);
     std::map<std::string, Texts> tables;
     for (const std::string language : {"en", "de"}) {
-        std::istringstream lines(textOf(resources / (language + ".lproj") / "Localizable.strings"));
-        bundle.setResourceFolder(resources);
+        const auto file = textOf(resources / (language + ".lproj") / "Localizable.strings");
         bundle.setPreferredLanguages({language});
-        for (std::string line; std::getline(lines, line);) {
-            const std::size_t middle = line.find("\" = \"");
-            if (middle == std::string::npos)
-                continue;
-            const std::string key = line.substr(1, middle - 1);
-            tables[language][key] = bundle.localizedString(key, "missing");
-            EXPECT_EQ('"' + key + "\" = \"" + tables[language][key] + "\";", line);
+        const std::regex line("\"(.*)\" = \"(.*)\";\n");
+        for (std::sregex_iterator match(file.begin(), file.end(), line), end; match != end; ++match) {
+            tables[language][(*match)[1]] = (*match)[2];
+            EXPECT_EQ(bundle.localizedString((*match)[1], "missing"), (*match)[2]);
         }
     }
     EXPECT_GE(tables["en"].size(), 19U) << "the table was read";

@@ -64,12 +64,7 @@ public:
     EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
 
 private:
-    void set(const char* value) {
-        if (value)
-            ::setenv(mName, value, 1);
-        else
-            ::unsetenv(mName);
-    }
+    void set(const char* value) { value ? ::setenv(mName, value, 1) : ::unsetenv(mName); }
 
     const char* mName;
     std::optional<std::string> mBefore;

@@ -116,7 +116,7 @@ TEST(AnnotationTextTests, ColumnsByNameAndGaps) {
     for (int i = 0; i < 12; ++i)
         eighths += std::to_string(i) + "," + std::to_string(i % 6 + 1) + "\n";
     EXPECT_EQ(replaceAnnotations(*song, Kind::beats, parseCSV(eighths)), "12 beats replace 64 (metre 6/8)");
-    EXPECT_EQ(gridOf(*song).size(), 12u) << "a grid that counts eighths holds the beats alone";
+    EXPECT_EQ(partsOf(gridOf(*song)).size(), 12u) << "a grid that counts eighths holds the beats alone";
 }
 
 TEST(AnnotationTextTests, WhatIsRefusedNamesItsLine) {

@@ -16,9 +16,7 @@ TEST_F(ProgramTest, editKeepsAllEditsOfACallOrNone) {
     expectFailure(tarn({"edit", "small.tarn", "key=Eb", "add-marker at 0:99:1"}), 2, "tarn: ");
     expectFailure(tarn({"edit", "missing.tarn", "key=Eb"}), 3, "missing.tarn");
     EXPECT_EQ(read("small.tarn"), before);
-    const auto run = tarn({"edit", "small.tarn", "key=F", "add-chord", "A#7", "at", "8:3"});
-    EXPECT_EQ(run.status, 0) << run.errors;
-    EXPECT_EQ(run.errors, "");
+    (void)outputOf({"edit", "small.tarn", "key=F", "add-chord", "A#7", "at", "8:3"});
     const auto chart = tarn({"show", "small.tarn"}).output;
     EXPECT_THAT(chart, HasSubstr("F major"));
     EXPECT_THAT(chart, HasSubstr("| C / A#7 / |"));
@@ -33,8 +31,7 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
                                                          {"out.html", "<!"},
                                                          {"OUT.MID", "MThd"}};
     for (const auto& [file, beginning] : files) {
-        const auto run = tarn({"export", "small.tarn", file});
-        EXPECT_EQ(run.status, 0) << file << run.errors;
+        EXPECT_EQ(tarn({"export", "small.tarn", file}).status, 0) << file;
         EXPECT_THAT(read(file), StartsWith(beginning)) << file;
         expectFailure(tarn({"export", "small.tarn", std::string("no/") + file}), 6, file);
         expectFailure(tarn({"export", "missing.tarn", file}), 3, "missing.tarn");
@@ -44,8 +41,7 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
     const auto chart = tarn({"show", "small.tarn"}).output;
     ASSERT_EQ(tarn({"edit", "small.tarn", "remove-chord at 1:1"}).status, 0);
     ASSERT_NE(tarn({"show", "small.tarn"}).output, chart);
-    const auto import = tarn({"import", "small.tarn", "out.lab"});
-    EXPECT_EQ(import.status, 0) << import.errors;
+    (void)outputOf({"import", "small.tarn", "out.lab"});
     EXPECT_EQ(tarn({"show", "small.tarn"}).output, chart);
 
     const auto before = read("small.tarn");

@@ -24,6 +24,12 @@ protected:
     /// the process's identifier right after the start.
     ProcessResult tarn(const std::vector<std::string>& arguments,
                        const std::function<void(int)>& whileRunning = {});
+    /// The output of a run that has nothing to complain of.
+    std::string outputOf(const std::vector<std::string>& arguments) {
+        const auto run = tarn(arguments);
+        EXPECT_TRUE(run.status == 0 && run.errors.empty()) << arguments.front() << ": " << run.errors;
+        return run.output;
+    }
     /// Expects this exit status, nothing on standard output, and one line on standard error that holds
     /// `part`.
     void expectFailure(const ProcessResult& run, int status, const std::string& part);

@@ -65,11 +65,10 @@ inline std::string chordsOf(const SongDocument& document) {
 }
 
 /// Every stored beat, in order: its location, with a star when it opens a bar.
-inline std::vector<std::string> gridOf(const SongDocument& document) {
-    std::vector<std::string> grid;
-    for (const auto& beat : document.notes->beatEntries())
-        grid.push_back(std::to_string(beat->location()) + (beat->isDownbeat() ? "*" : ""));
-    return grid;
+inline std::string gridOf(const SongDocument& document) {
+    return joined(document.notes->beatEntries(), [](const auto& beat) {
+        return std::to_string(beat.location()) + (beat.isDownbeat() ? "*" : "");
+    });
 }
 
 /// "Intro/verse@0 Song/other@88200".

@@ -48,12 +48,8 @@ def write(path):
         record("TestBeat", "TestMark"),
         {"$class": UID(8), "identifier": 2**64 - 1, "location": 2**40, "text": UID(9), "next": UID(0)},
         record("TestName", "TestMark"),
-        {"$class": UID(10), "NS.string": "Stra\u00dfe \U0001d11e"},
-        record("NSMutableString", "NSString"),
-        {"$class": UID(12), "NS.data": b"\x00\xff"},
-        record("NSMutableData", "NSData"),
-        7,
-        432.5,
+        {"$class": UID(10), "NS.string": "Stra\u00dfe \U0001d11e"}, record("NSMutableString", "NSString"),
+        {"$class": UID(12), "NS.data": b"\x00\xff"}, record("NSMutableData", "NSData"), 7, 432.5,
     ]
     archive = {"$version": 100000, "$archiver": "NSKeyedArchiver", "$top": {"root": UID(1)}, "$objects": objects}
     with open(path, "wb") as file:
