@@ -332,21 +332,20 @@ TEST(AnalysisController, withoutAnEngineEveryFileIsRefused) {
 }
 
 TEST(AnalysisController, aSongHasThreeCacheFilesOfItsOwn) {
-    using Controller = TarnMusicInformationRetrievalController;
+    using Caches = TarnMusicInformationRetrievalController;
     TemporaryFolder caches;
     FileManager::setCachesDirectory(caches.path() / "made on demand");
     const auto folder = caches.path() / "made on demand" / "Tarn";
-    EXPECT_EQ(Controller::spectrogramPathForUUID("U"), folder / "Spectrograms" / "U.spectrogram");
-    EXPECT_EQ(Controller::waveformPathForUUID("U"), folder / "Waveforms" / "U.waveform");
-    EXPECT_EQ(Controller::waveformPathForUUID("/U").string(),
+    EXPECT_EQ(Caches::spectrogramPathForUUID("U"), folder / "Spectrograms" / "U.spectrogram");
+    EXPECT_EQ(Caches::waveformPathForUUID("U"), folder / "Waveforms" / "U.waveform");
+    EXPECT_EQ(Caches::waveformPathForUUID("/U").string(),
               (folder / "Waveforms" / "").string() + "/U.waveform");
-    EXPECT_EQ(Controller("song.wav", "V", nullptr).cachedChordResultsURL(),
-              folder / "Chords" / "V.chordScores");
+    EXPECT_EQ(Caches("song.wav", "V", nullptr).cachedChordResultsURL(), folder / "Chords" / "V.chordScores");
     for (const char* name : {"Spectrograms", "Waveforms", "Chords"})
         EXPECT_TRUE(std::filesystem::is_directory(folder / name));
     writeText(caches.path() / "a file", "");
     FileManager::setCachesDirectory(caches.path() / "a file");
-    EXPECT_EQ(Controller::cachedSpectrogramDirectory(), caches.path() / "a file" / "Tarn" / "Spectrograms");
+    EXPECT_EQ(Caches::cachedSpectrogramDirectory(), caches.path() / "a file" / "Tarn" / "Spectrograms");
     FileManager::setCachesDirectory({});
 }
 

@@ -1,10 +1,11 @@
 #include "DocumentFixture.h"
 
+#include "Tests/Platform/Threads.h"
+
 #include <algorithm>
 #include <atomic>
 #include <latch>
 #include <set>
-#include <thread>
 
 using namespace tarn;
 using namespace tarn::fixtures;
@@ -13,21 +14,6 @@ namespace {
 
 constexpr int kThreads = 8;
 constexpr int kRounds = 30;
-
-/// Runs `work(thread)` on all threads at once and waits for their end.
-template <typename Work>
-void onAllThreads(const Work& work) {
-    std::latch start(kThreads);
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([&, thread] {
-            start.arrive_and_wait();
-            work(thread);
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
-}
 
 template <typename Entries>
 bool isInOrder(const Entries& entries) {
@@ -53,7 +39,9 @@ TEST(StorageConcurrency, LosesNoEditAndNoNotification) {
         });
     const auto key = document->observeKey("markerEntries", [&](const auto&, auto) { ++notices; });
 
-    onAllThreads([&](int thread) {
+    std::latch start(kThreads);
+    inThreads(kThreads, [&](int thread) {
+        start.arrive_and_wait();
         for (int round = 0; round < kRounds; ++round) {
             const auto marker = placed(document->newMarkerEntry(), thread, round);
             const auto other = placed(document->newMarkerEntry(), thread, round);
@@ -114,7 +102,9 @@ TEST(StorageConcurrency, ReadsObservesAndArchivesWhileOthersEdit) {
             EXPECT_TRUE(TarnNoteEntryStorage::newCheckpointFromStorage(*document)->regionEntries().empty());
         }
     };
-    onAllThreads([&](int thread) {
+    std::latch start(kThreads);
+    inThreads(kThreads, [&](int thread) {
+        start.arrive_and_wait();
         for (int round = 0; round < kRounds; ++round) {
             if (thread % 2 == 0)
                 edit(thread, round);
