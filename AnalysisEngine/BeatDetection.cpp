@@ -355,7 +355,9 @@ DetectedBeats detectBeats(const BeatFeatures& features, double sampleRate, const
         if (location(i + 1) < end)
             result.tatums.push_back(location(i + 1));
     }
-    if (beats.size() < 2)
+    // A few noises in silence may pass for pulses, but nobody would tap a beat that slow.
+    constexpr double kSlowestBeat = 2; // seconds
+    if (beats.size() < 2 || median(differences(beats)) > kSlowestBeat * features.fluxRate)
         return {};
     result.overallTempo = 60 * features.fluxRate / median(differences(beats));
     monitor.report(1);

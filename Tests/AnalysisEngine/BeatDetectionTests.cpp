@@ -225,16 +225,16 @@ TEST(BeatDetection, BearsSignalsThatAreNoMusic) {
         extractor.process(samples);
         const DetectedBeats beats = detectBeats(extractor.finish(), analysisRate);
         EXPECT_TRUE(std::is_sorted(beats.tatums.begin(), beats.tatums.end(), std::less_equal<>()));
-        EXPECT_TRUE(std::isfinite(beats.overallTempo));
+        EXPECT_TRUE(beats.tatums.empty() ? beats.overallTempo == 0
+                                         : beats.overallTempo >= 30 && beats.overallTempo < 450)
+            << beats.overallTempo;
         EXPECT_LE(beats.tatums.size(), 15 * samples.size() / analysisRate);
         return beats;
     };
     for (const double seconds : {0.0, 0.01, 1.0, 20.0}) {
         SCOPED_TRACE(seconds);
-        const auto silence = beatsOf(noise(seconds, 0)), loud = beatsOf(noise(seconds, 0.5));
-        EXPECT_TRUE(silence.tatums.empty() && silence.overallTempo == 0);
-        EXPECT_TRUE(loud.tatums.empty() ? loud.overallTempo == 0
-                                        : loud.overallTempo > 30 && loud.overallTempo < 450);
+        EXPECT_TRUE(beatsOf(noise(seconds, 0)).tatums.empty());
+        beatsOf(noise(seconds, 0.5));
     }
     for (const float level : {1.0f, 1e-30f, 65536.0f}) {
         SCOPED_TRACE(level);
