@@ -25,14 +25,16 @@ constexpr std::int64_t kTotalUnitCount = 18;
 constexpr std::int64_t kChordDetectionUnitCount = 12;
 constexpr std::int64_t kOtherUnitCount = 1;
 
-TarnMusicInformationRetrievalController::URL cacheFile(std::filesystem::path directory,
-                                                       const std::string& uuid, const char* extension) {
-    // Joined as text, because an absolute path would take the directory's place.
+/// Joined as text, because an absolute path would take the directory's place.
+std::filesystem::path pathInDirectory(std::filesystem::path directory, std::string_view name) {
     directory /= "";
-    directory += uuid;
-    directory += '.';
-    directory += extension;
+    directory += name;
     return directory;
+}
+
+std::filesystem::path cacheFile(const std::filesystem::path& directory, const std::string& uuid,
+                                const char* extension) {
+    return pathInDirectory(directory, uuid + '.' + extension);
 }
 
 /// Distinguishes the intervals of overlapping runs.
@@ -40,8 +42,10 @@ std::uint64_t signpostOf(const KELPSpectrogramOperation& operation) {
     return reinterpret_cast<std::uintptr_t>(&operation);
 }
 
-void logChordCacheFailure(std::string_view format, const std::filesystem::path& file,
-                          const std::string& reason) {
+void logChordCacheFailure(std::string_view format, const std::filesystem::path& file, std::string reason) {
+    // The path is private; a file error's text begins with it.
+    if (const auto path = file.string() + ": "; reason.starts_with(path))
+        reason.erase(0, path.size());
     Log::standard().write(LogLevel::error, format, [&] {
         return std::vector{logPrivate(file.string()), logPublic(reason)};
     });
@@ -208,7 +212,7 @@ TarnMusicInformationRetrievalController::makeBeatAlignmentOperation() {
 
 TarnMusicInformationRetrievalController::URL
 TarnMusicInformationRetrievalController::cacheURLFor(std::string_view folderName) {
-    auto folder = FileManager::cachesDirectory() / "Tarn" / folderName;
+    auto folder = pathInDirectory(FileManager::cachesDirectory() / "Tarn", folderName);
     std::error_code ignored;
     std::filesystem::create_directories(folder, ignored);
     return folder;

@@ -60,16 +60,15 @@ ChordArray chordsMatching(std::string_view text) {
     const auto root = rootOfTypedText(text);
     if (!root)
         return {};
-    const std::string typed = lowerCasedChordText(plainChordSigns(text.substr(root->length)));
-    const std::string_view rest = typed;
+    const std::string_view rest = text.substr(root->length);
     const std::size_t slash = rest.rfind('/');
-    const std::string_view quality = rest.substr(0, slash);
+    const std::string quality = lowerCasedChordText(plainChordSigns(rest.substr(0, slash)));
     if (slash != std::string_view::npos && slash + 1 == rest.size()) {
         return ChordSearchResults::arrayWithPossibleSlashChordsForChord(
             KELPChord::chordWithString(root->note.string().append(quality)));
     }
-    const std::string_view bass =
-        slash == std::string_view::npos ? std::string_view() : rest.substr(slash + 1);
+    const std::string bass =
+        slash == std::string_view::npos ? std::string() : lowerCasedChordText(rest.substr(slash + 1));
     if (!bass.empty() && !quality.empty())
         return ChordSearchResults::arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(
             root->note, quality, bass);

@@ -23,7 +23,7 @@ std::string errorOf(const std::function<void()>& action) {
 }
 
 /// "1:[a][b] 2:[c][d]": the rows with their lines.
-std::string textOf(const TextTable& table) {
+std::string rowsOf(const TextTable& table) {
     std::string text;
     for (const auto& [line, fields] : table.rows) {
         text += (text.empty() ? "" : " ") + std::to_string(line) + ":";
@@ -40,17 +40,17 @@ TEST(TextTableTests, CSVFields) {
                                 "\n1.5 , plain \n2,\n");
     EXPECT_EQ(table.header, (std::vector<std::string>{"time", "label"}));
     // A quoted line end and an empty line count.
-    EXPECT_EQ(textOf(table), "2:[0.5][Verse, \"one\"\r\nand two] 5:[1.5][plain] 6:[2][]");
-    EXPECT_EQ(textOf(parseCSV("1,C;D\n")), "1:[1][C;D]");
-    EXPECT_EQ(textOf(parseCSV("1;C\n")), "1:[1][C]");
-    EXPECT_EQ(textOf(parseCSV("")), "");
+    EXPECT_EQ(rowsOf(table), "2:[0.5][Verse, \"one\"\r\nand two] 5:[1.5][plain] 6:[2][]");
+    EXPECT_EQ(rowsOf(parseCSV("1,C;D\n")), "1:[1][C;D]");
+    EXPECT_EQ(rowsOf(parseCSV("1;C\n")), "1:[1][C]");
+    EXPECT_EQ(rowsOf(parseCSV("")), "");
     EXPECT_EQ(errorOf([] { (void)parseCSV("1,a\n2,\"b\n\n"); }), "2: a quote that begins here does not end");
     const std::vector<std::string> fields{"1", "a,b", " \"c\" ", "line\nend", ""};
     EXPECT_EQ(parseCSV(csvLine(fields)).rows[0].fields, fields);
 }
 
 TEST(TextTableTests, LabFields) {
-    EXPECT_EQ(textOf(parseLab("# comment\n0.0 1.5\tVerse  one \n\n2 chorus 2\r\n3 4\n")),
+    EXPECT_EQ(rowsOf(parseLab("# comment\n0.0 1.5\tVerse  one \n\n2 chorus 2\r\n3 4\n")),
               "2:[0.0][1.5][Verse  one] 4:[2][chorus 2] 5:[3][4]");
     for (const char* text : {"nan", "inf", "1e999", "0x1p3", "1,5", "", "1 "})
         EXPECT_FALSE(numberWithText(text)) << text;

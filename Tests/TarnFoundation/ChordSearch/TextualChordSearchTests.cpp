@@ -105,7 +105,7 @@ TEST(TextualChordSearch, ASlashAtTheEndOffersTheInversions) {
 
 TEST(TextualChordSearch, ABassAfterAQuality) {
     expectFound("Csus/g: Csus4/G Csus2/G; am7/G: Am7/G Amaj7/G Am7b5/G Amaj7#5/G Am9/G Amaj7#11/G; "
-                "Calt/F♯: C7alt/F#; Am/x:; Am/bm:; C6/9:; C7/9:; Cfoo/G:;");
+                "Calt/F♯: C7alt/F#; Am/x:; Am/bm:; Am/♭:; C6/9:; C7/9:; Cfoo/G:;");
     EXPECT_EQ(found("Ebmaj/BB").front(), "Eb/Bb");
 }
 
