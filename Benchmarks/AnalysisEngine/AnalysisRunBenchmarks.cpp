@@ -84,6 +84,24 @@ BENCHMARK(analyze)
     ->UseRealTime()
     ->Iterations(1);
 
+/// One stage at a time: the seconds during which the progress names each.
+void stages(benchmark::State& state) {
+    const Recording recording(state.range(0));
+    for (auto _ : state) {
+        recording.removeCaches();
+        AnalyzedSong song(recording.audio());
+        song.begin(1);
+        auto last = Clock::now();
+        MainQueue::runUntil([&] {
+            state.counters[song.controller->progress()->localizedDescription()] += secondsSince(last);
+            last = Clock::now();
+            return !song.isRunning();
+        });
+        song.finish();
+    }
+}
+BENCHMARK(stages)->ArgName("minutes")->Arg(4)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1);
+
 /// Each iteration cancels a run a little later than the one before, from its beginning to its end.
 void cancel(benchmark::State& state) {
     const Recording recording(state.range(0));

@@ -6,6 +6,7 @@
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <span>
@@ -237,28 +238,27 @@ MIDIExportSequence::MIDIExportSequence() {
 }
 
 std::vector<MIDIExportNote> cleanedMIDIExportNotes(std::vector<MIDIExportNote> notes) {
-    std::erase_if(notes, [](const auto& note) { return !(note.duration > 0); });
+    const auto isEmpty = [](const auto& note) { return !(note.duration > 0); };
+    std::erase_if(notes, isEmpty);
     std::sort(notes.begin(), notes.end(), [](const auto& a, const auto& b) {
-        return std::tie(a.pitch, a.position, b.duration) < std::tie(b.pitch, b.position, a.duration);
+        return std::tie(a.position, a.pitch, b.duration) < std::tie(b.position, b.pitch, a.duration);
     });
     std::vector<MIDIExportNote> kept;
     kept.reserve(notes.size());
+    std::array<std::size_t, 256> countWithPrevious{}; // by pitch: how many were kept up to its last one
     for (const auto& note : notes) {
-        if (!kept.empty() && kept.back().pitch == note.pitch) {
-            auto& previous = kept.back();
+        auto& count = countWithPrevious[note.pitch];
+        if (count > 0) {
+            auto& previous = kept[count - 1];
             if (note.position - previous.position <= kTick)
                 continue; // a repeated onset
-            if (note.position - kTick < previous.position + previous.duration) {
+            if (note.position - kTick < previous.position + previous.duration)
                 previous.duration = note.position - kTick - previous.position;
-                if (!(previous.duration > 0))
-                    kept.pop_back();
-            }
         }
         kept.push_back(note);
+        count = kept.size();
     }
-    std::sort(kept.begin(), kept.end(), [](const auto& a, const auto& b) {
-        return std::tie(a.position, a.pitch) < std::tie(b.position, b.pitch);
-    });
+    std::erase_if(kept, isEmpty);
     return kept;
 }
 
