@@ -302,7 +302,7 @@ std::vector<std::uint64_t> TarnNoteEntryStorage::replaceBeatEntries(
     auto offBeats = midpointLocations(locations);
     // Behind a longer bar of a single beat the last half gap may reach past the end; the last off-beat stays
     // before it.
-    if (locations.back() < end && offBeats.back() >= end)
+    if (offBeats.back() >= end && locations.back() < end)
         offBeats.back() = checkedAdd(locations.back(), checkedSubtract(end, locations.back()) / 2);
 
     auto newBeats = newBeatEntriesAtLocations(*this, pickup);
