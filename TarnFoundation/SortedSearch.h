@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/CheckedArithmetic.h"
+#include "Platform/Prefetch.h"
 #include "Platform/Range.h"
 #include "TarnFoundation/UserEntries/TarnBeatEntry.h"
 
@@ -69,14 +70,12 @@ template <typename Items, typename Test>
     while (count > 0) {
         const std::size_t half = count / 2;
         const std::size_t middle = start + half;
-#ifdef __GNUC__
         if constexpr (kIsEntryReference<std::ranges::range_value_t<const Items>>) {
             if (count > kPrefetchedCount) {
-                __builtin_prefetch(itemAt(items, start + half / 2).get());
-                __builtin_prefetch(itemAt(items, middle + 1 + (count - half - 1) / 2).get());
+                prefetch(itemAt(items, start + half / 2).get());
+                prefetch(itemAt(items, middle + 1 + (count - half - 1) / 2).get());
             }
         }
-#endif
         if (test(itemAt(items, middle))) {
             start = middle + 1;
             count -= half + 1;

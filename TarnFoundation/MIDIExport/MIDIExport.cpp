@@ -2,6 +2,7 @@
 
 #include "Platform/Bundle.h"
 #include "Platform/CheckedArithmetic.h"
+#include "Platform/Prefetch.h"
 #include "Platform/ProcessInfo.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
@@ -178,8 +179,17 @@ private:
     void addNoteTrack() {
         const MusicTrack track =
             makeTrack(Bundle::framework().localizedString("Notes", "Notes"), kNotesChannel);
+        const auto entries = mStorage.noteEntries();
         std::vector<MIDIExportNote> notes;
-        for (const auto& entry : mStorage.noteEntries()) {
+        notes.reserve(entries.size());
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            // Notes that were not entered in order lie anywhere in memory, and so do their pitches.
+            constexpr std::size_t kAhead = 8;
+            if (i + 2 * kAhead < entries.size()) {
+                prefetch(entries[i + 2 * kAhead].get());
+                prefetch(entries[i + kAhead]->pitch().get());
+            }
+            const auto& entry = entries[i];
             if (!entry->pitch())
                 continue; // nothing to play
             const double start = position(entry->location());

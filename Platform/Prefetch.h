@@ -1,0 +1,13 @@
+#pragma once
+
+namespace tarn {
+
+/// Asks the processor to load what lies at the address, which need not be valid, before it is used. Does
+/// nothing where the compiler has no word for it.
+inline void prefetch([[maybe_unused]] const void* address) {
+#ifdef __GNUC__
+    __builtin_prefetch(address);
+#endif
+}
+
+} // namespace tarn
