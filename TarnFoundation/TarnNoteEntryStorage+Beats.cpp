@@ -301,7 +301,7 @@ std::vector<std::uint64_t> TarnNoteEntryStorage::replaceBeatEntries(
     }
     auto offBeats = midpointLocations(locations);
     // Behind a longer bar of a single beat the last half gap may reach past the end; the last off-beat stays
-    // before it.
+    // before it, as long as its beat does.
     if (offBeats.back() >= end && locations.back() < end)
         offBeats.back() = checkedAdd(locations.back(), checkedSubtract(end, locations.back()) / 2);
 

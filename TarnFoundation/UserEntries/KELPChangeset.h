@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 namespace tarn {
 
@@ -97,12 +98,12 @@ private:
             ++suffix;
 
         if (repetition == Repetition::none) {
-            if (const auto removed = leftOut(mOldItems, mItems, prefix, suffix)) {
-                mRemoved = *removed;
+            if (auto removed = leftOut(mOldItems, mItems, prefix, suffix)) {
+                mRemoved = std::move(*removed);
                 return;
             }
-            if (const auto added = leftOut(mItems, mOldItems, prefix, suffix)) {
-                mAdded = *added;
+            if (auto added = leftOut(mItems, mOldItems, prefix, suffix)) {
+                mAdded = std::move(*added);
                 return;
             }
         }
