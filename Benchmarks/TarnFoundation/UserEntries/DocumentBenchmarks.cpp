@@ -69,6 +69,20 @@ void copyTheListTwice(benchmark::State& state) {
 }
 BENCHMARK(copyTheListTwice)->Arg(2'000)->Arg(100'000)->Arg(1'000'000);
 
+/// The least that an operation can do which looks at each entry: how far it grows from 100,000 to 1,000,000
+/// is the machine's share of the growth of the operations below.
+void readEveryLocation(benchmark::State& state) {
+    const Song song(static_cast<std::size_t>(state.range(0)));
+    const auto beats = song.document->beatEntries();
+    for (auto _ : state) {
+        std::int64_t sum = 0;
+        for (const auto& beat : beats)
+            sum += beat->location();
+        benchmark::DoNotOptimize(sum);
+    }
+}
+BENCHMARK(readEveryLocation)->Arg(100'000)->Arg(1'000'000);
+
 void buildADocumentInOneAdd(benchmark::State& state) {
     for (auto _ : state) {
         const auto document = std::make_shared<TarnNoteEntryStorage>();
