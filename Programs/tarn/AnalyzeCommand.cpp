@@ -17,7 +17,6 @@
 #include <iostream>
 #include <memory>
 #include <random>
-#include <unistd.h>
 
 namespace tarn::program {
 
@@ -65,21 +64,6 @@ std::string newIdentifier() {
             identifier += "0123456789ABCDEF"[random() % 16];
     }
     return identifier;
-}
-
-/// Fails before the work begins where it is plain that the file cannot be written.
-void checkWritable(const std::filesystem::path& file) {
-    std::error_code error;
-    const auto folder = file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
-    std::string reason;
-    if (std::filesystem::is_directory(file, error))
-        reason = "this is a folder; name a file in it";
-    else if (!std::filesystem::is_directory(folder, error))
-        reason = "there is no folder " + folder.string() + "; make it, or name a file elsewhere";
-    else if (access(folder.c_str(), W_OK) != 0)
-        reason = "the folder cannot be written to; look at its permissions, or name a file elsewhere";
-    if (!reason.empty())
-        throw Failure(ExitStatus::unwritableOutput, file.string() + ": " + reason);
 }
 
 bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
@@ -142,6 +126,11 @@ void analyze(const AnalyzeOptions& options) {
     if (!options.picture.empty() && endingOf(options.picture) != ".svg")
         throw Failure(ExitStatus::usage, options.picture + ": the picture's name has to end in .svg");
 
+    if (!options.midi.empty() && !isMIDIEnding(endingOf(options.midi)))
+        throw Failure(ExitStatus::usage, options.midi + ": the MIDI file's name has to end in .mid");
+    // Whoever reads the output may stop reading; the document is worth more than the lines.
+    std::signal(SIGPIPE, SIG_IGN);
+
     const InterruptWatch watch;
     const AudioFacts audio = readAudioFacts(song, &InterruptWatch::isInterrupted);
     checkWritable(file);
@@ -153,9 +142,6 @@ void analyze(const AnalyzeOptions& options) {
             throw Failure(ExitStatus::usage,
                           output.string() + ": this is the song or its document; name another file");
     }
-    if (!options.midi.empty() && isSameFile(options.midi, options.picture))
-        throw Failure(ExitStatus::usage,
-                      options.midi + ": this is named for two outputs; name another file for one of them");
     const auto document = openOrMake(file, audio, song);
     if (options.force) {
         UserDefaults::standard().setVolatileValue(TarnUserDefaultsKeyForceMIRProcessing, "true");

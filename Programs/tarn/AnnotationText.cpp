@@ -103,21 +103,13 @@ std::string sectionsText(const SongDocument& document, AnnotationFormat format) 
                               });
 }
 
-std::string_view kindOf(const TarnRegionEntry& region) {
-    if (dynamic_cast<const TarnVerseRegionEntry*>(&region))
-        return "verse";
-    if (dynamic_cast<const TarnChorusRegionEntry*>(&region))
-        return "chorus";
-    return dynamic_cast<const TarnBridgeRegionEntry*>(&region) ? "bridge" : "region";
-}
-
 std::string regionsText(const SongDocument& document, AnnotationFormat format) {
     const bool isCSV = format == AnnotationFormat::csv;
     std::string text = isCSV ? csvLine({"start", "end", "label", "kind"}) : "";
     for (const auto& region : document.notes->regionEntries()) {
         std::vector<std::string> texts{region->name().value_or("")};
         if (isCSV)
-            texts.emplace_back(kindOf(*region));
+            texts.emplace_back(regionKind(*region));
         text +=
             lineOf({document.seconds(region->location()), document.seconds(region->end())}, texts, format);
     }
@@ -159,9 +151,13 @@ Columns columnsOf(const TextTable& table, AnnotationKind kind) {
     Columns columns;
     if (table.header.empty()) {
         // As in a .lab file: the time of a beat and its number, or start, end and label, the end optional.
-        const auto& first = table.rows.front().fields;
+        // A row without a label looks like a start and a label: the fullest row tells.
+        const auto& fullest =
+            std::max_element(table.rows.begin(), table.rows.end(), [](const auto& a, const auto& b) {
+                return a.fields.size() < b.fields.size();
+            })->fields;
         const bool hasEnd =
-            kind != AnnotationKind::beats && first.size() >= 3 && numberWithText(first[1]).has_value();
+            kind != AnnotationKind::beats && fullest.size() >= 3 && numberWithText(fullest[1]).has_value();
         if (hasEnd)
             columns.end = 1;
         columns.label = hasEnd ? 2 : 1;
@@ -341,6 +337,14 @@ std::string replaceSections(SongDocument& document, const std::vector<Annotation
 }
 
 } // namespace
+
+std::string_view regionKind(const TarnRegionEntry& region) {
+    if (dynamic_cast<const TarnVerseRegionEntry*>(&region))
+        return "verse";
+    if (dynamic_cast<const TarnChorusRegionEntry*>(&region))
+        return "chorus";
+    return dynamic_cast<const TarnBridgeRegionEntry*>(&region) ? "bridge" : "region";
+}
 
 std::string annotationText(const SongDocument& document, AnnotationKind kind, AnnotationFormat format) {
     switch (kind) {

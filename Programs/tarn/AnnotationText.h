@@ -4,6 +4,7 @@
 #include "Programs/tarn/TextTable.h"
 
 #include <string>
+#include <string_view>
 
 /// A document's annotations as the text files of research tools and annotation editors. Times are seconds
 /// from the start of the recording.
@@ -22,6 +23,9 @@ namespace tarn::program {
 
 enum class AnnotationKind { beats, chords, sections, regions };
 enum class AnnotationFormat { lab, csv };
+
+/// "verse", "chorus" or "bridge"; "region" for one of no special form.
+[[nodiscard]] std::string_view regionKind(const TarnRegionEntry& region);
 
 [[nodiscard]] std::string annotationText(const SongDocument& document, AnnotationKind kind,
                                          AnnotationFormat format);

@@ -1,7 +1,8 @@
 #include "Programs/tarn/DocumentJSON.h"
 
+#include "Programs/tarn/AnnotationText.h"
+
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -66,17 +67,6 @@ void describeNote(const TarnNoteEntry& entry, ordered_json& json) {
     json["octave"] = pitch ? ordered_json(pitch->octave()) : ordered_json(nullptr);
     json["channel"] = entry.channel();
     json["fretSelection"] = entry.fretSelection();
-}
-
-/// "verse" for a TarnVerseRegionEntry, and so on; "region" for one of no special form.
-std::string regionKind(const TarnRegionEntry& region) {
-    constexpr std::string_view prefix = "Tarn", suffix = "RegionEntry";
-    std::string kind(region.dynamicClass().name);
-    kind = kind.substr(prefix.size(), kind.size() - prefix.size() - suffix.size());
-    if (kind.empty())
-        return "region";
-    kind[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(kind[0])));
-    return kind;
 }
 
 ordered_json keyJSON(const KELPKeyRef& key) {

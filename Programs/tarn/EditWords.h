@@ -19,8 +19,8 @@ struct EditWord {
     bool isQuoted = false; ///< a name, whatever it says
 };
 
-/// Names an entry: by its name in any case, by its name and which of them in time (`Chorus#2`), or by a place
-/// in it.
+/// Names an entry: by its name with A to Z in any case, by its name and which of them in time (`Chorus#2`),
+/// or by a place in it.
 struct EntryReference {
     std::string name;
     std::optional<Position> at;

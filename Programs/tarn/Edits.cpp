@@ -80,6 +80,13 @@ StoredBar storedBar(const SongDocument& document, std::int64_t number) {
     return bar;
 }
 
+std::string metreOf(const TarnNoteEntryStorage& notes) {
+    if (notes.timeSignatureEntries().empty())
+        return "unknown";
+    const TimeSignature metre = notes.timeSignature();
+    return std::to_string(metre.numerator) + "/" + std::to_string(metre.denominator);
+}
+
 Action setMetre(EditWords& words) {
     const std::string text = words.word("a metre");
     const std::size_t slash = text.find('/');
@@ -96,11 +103,10 @@ Action setMetre(EditWords& words) {
     const auto bottom = static_cast<std::uint8_t>(denominator == "4" ? 4 : 8);
     return [=](SongDocument& document) {
         auto& notes = *document.notes;
-        const TimeSignature before = notes.timeSignature();
+        const std::string before = metreOf(notes);
         notes.setTimeSignature(top, bottom);
         notes.applyTimeSignatureToBeatEntries(*notes.timeSignatureEntries().front());
-        return "metre " + text + " (was " + std::to_string(before.numerator) + "/" +
-               std::to_string(before.denominator) + "), " +
+        return "metre " + text + " (was " + before + "), " +
                counted(SongPositions(document).barCount(), "bar");
     };
 }
@@ -466,13 +472,19 @@ RegionRef movedRegion(Move move) {
     }
 }
 
-std::string movementReport(const SongDocument& document, const TarnRegionEntry& before,
-                           const TarnRegionEntry& after) {
+/// `former` are the document's regions before the movement.
+std::string movementReport(const SongDocument& document, const EntryList<TarnRegionEntry>& former,
+                           const TarnRegionEntry& before, const TarnRegionEntry& after) {
     if (before.range() == after.range())
         return "region " + described(document, after) + " stays as it is";
     const SongPositions positions(document);
-    return "region " + described(document, after) + " (was " + positions.name(before.location()) + " to " +
-           positions.name(before.end()) + ")";
+    std::string report = "region " + described(document, after) + " (was " +
+                         positions.name(before.location()) + " to " + positions.name(before.end()) + ")";
+    for (const auto& region : former) {
+        if (!region->isEqual(before) && !document.notes->containsRegionEntry(region))
+            report += "; region " + quoted(region->name().value_or("")) + " removed";
+    }
+    return report;
 }
 
 Action adjustRegion(EditWords& words) {
@@ -490,10 +502,11 @@ Action adjustRegion(EditWords& words) {
             threshold
                 ? SongPositions(document).frameAfter(region->location(), *threshold) - region->location()
                 : 0;
+        const auto former = document.notes->regionEntries();
         const auto moved = movedRegion([&, grid = grid, steps = steps] {
             return document.notes->adjustRegionEntry(region, boundary, steps, grid, how.rule, least);
         });
-        return movementReport(document, *region, *moved);
+        return movementReport(document, former, *region, *moved);
     };
 }
 
@@ -511,12 +524,13 @@ Action shiftRegion(EditWords& words) {
             if (region->end() + steps > document.recording.frameCount)
                 refuse("this leads out of the recording");
         }
+        const auto former = document.notes->regionEntries();
         const auto moved = movedRegion([&, grid = grid, steps = steps] {
             return document.notes->shiftRegionEntry(region, steps, grid, how.rule);
         });
         if (moved->length() == 0)
             refuse("the region would have no length");
-        return movementReport(document, *region, *moved);
+        return movementReport(document, former, *region, *moved);
     };
 }
 

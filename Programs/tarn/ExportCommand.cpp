@@ -2,6 +2,7 @@
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/OutputFile.h"
+#include "Programs/tarn/RefusedOptions.h"
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
@@ -42,7 +43,7 @@ void exportMIDI(const SongDocument& document, const ExportOptions& options,
     writeMIDIFile(document, midiOptions, output);
 }
 
-void exportDocument(const ExportOptions& options) {
+void exportDocument(const CLI::App& command, const ExportOptions& options) {
     const std::filesystem::path output(options.output);
     const std::string ending = endingOf(output);
     const auto isOneOf = [&](std::initializer_list<const char*> endings) {
@@ -51,8 +52,13 @@ void exportDocument(const ExportOptions& options) {
     if (!isOneOf({".mid", ".midi", ".lab", ".csv", ".svg", ".html"}))
         throw Failure(ExitStatus::usage,
                       options.output + ": an export ends in .mid, .lab, .csv, .svg or .html");
+    const bool isMIDI = isMIDIEnding(ending);
+    if (!isMIDI)
+        refuseOptions(command, options.output, {"--timing", "--no-notes", "--no-chords", "--transpose"});
+    if (!isOneOf({".lab", ".csv"}))
+        refuseOptions(command, options.output, {"--what"});
     const auto document = SongDocument::open(options.document);
-    if (isOneOf({".mid", ".midi"}))
+    if (isMIDI)
         exportMIDI(*document, options, output);
     else if (isOneOf({".svg", ".html"}))
         writeSongPicture(*document, options.document, output, {});
@@ -93,7 +99,7 @@ void addExportCommand(CLI::App& app) {
                     "  tarn export song.tarn song.mid --timing fixed --transpose -2\n"
                     "  tarn export song.tarn song.lab\n"
                     "  tarn export song.tarn beats.csv --what beats");
-    command->callback([options] { exportDocument(*options); });
+    command->callback([options, command] { exportDocument(*command, *options); });
 }
 
 } // namespace tarn::program

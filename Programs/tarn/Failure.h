@@ -16,7 +16,8 @@ enum class ExitStatus : int {
     cancelled = 130,      ///< interrupted by the user
 };
 
-/// Ends the command: one line for standard error, which names the file and what to do, and the exit status.
+/// Ends the command: the line of ours on standard error, which names the file and what to do, and the exit
+/// status.
 class Failure : public std::runtime_error {
 public:
     Failure(ExitStatus status, const std::string& line) : std::runtime_error(line), mStatus(status) {}

@@ -4,6 +4,7 @@
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/NoteImport.h"
 #include "Programs/tarn/OutputFile.h"
+#include "Programs/tarn/RefusedOptions.h"
 
 #include <CLI/CLI.hpp>
 
@@ -75,11 +76,15 @@ std::string importAnnotations(SongDocument& document, const ImportOptions& optio
     }
 }
 
-void importIntoDocument(const ImportOptions& options) {
+void importIntoDocument(const CLI::App& command, const ImportOptions& options) {
     const std::string ending = endingOf(options.input);
-    const bool isMIDI = ending == ".mid" || ending == ".midi";
+    const bool isMIDI = isMIDIEnding(ending);
     if (!isMIDI && ending != ".lab" && ending != ".csv")
         throw Failure(ExitStatus::usage, options.input + ": an import ends in .mid, .lab or .csv");
+    if (isMIDI)
+        refuseOptions(command, options.input, {"--what"});
+    else
+        refuseOptions(command, options.input, {"--by", "--at", "--channel"});
     const auto document = SongDocument::open(options.document);
     const std::string change =
         isMIDI ? importNotes(*document, options)
@@ -128,7 +133,7 @@ void addImportCommand(CLI::App& app) {
                     "  tarn import song.tarn bass.mid --by grid --at 1:1\n"
                     "  tarn import song.tarn beats.csv --what beats\n"
                     "  tarn import song.tarn chords.lab");
-    command->callback([options] { importIntoDocument(*options); });
+    command->callback([options, command] { importIntoDocument(*command, *options); });
 }
 
 } // namespace tarn::program

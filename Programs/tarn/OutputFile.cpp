@@ -3,9 +3,13 @@
 #include "Platform/FileManager.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/TextTable.h"
+#include "TarnFoundation/MIDIExport/MIDIExport.h"
+#include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
+#include <algorithm>
 #include <iostream>
 #include <span>
+#include <unistd.h>
 
 namespace tarn::program {
 namespace {
@@ -20,10 +24,43 @@ std::string recordingSeenFrom(const std::filesystem::path& page, const std::file
     return {text.begin(), text.end()};
 }
 
+bool followsBeats(const UserInfo& options) {
+    const auto timing = options.find(TarnNoteEntryStorageMIDITimingOptionKey);
+    return timing != options.end() &&
+           std::any_cast<MIDIExportTiming>(timing->second) == MIDIExportTiming::followSongTempo;
+}
+
+/// Whether a quarter note, two stored beats, lasts longer somewhere than a MIDI file's tempo can say.
+bool hasBeatBeyondTempo(const SongDocument& document) {
+    constexpr double kLongestQuarter = 0xFFFFFF / 1e6; // seconds; tempos are 24-bit numbers of microseconds
+    const auto beats = document.notes->beatEntries();
+    return std::adjacent_find(beats.begin(), beats.end(), [&](const auto& beat, const auto& next) {
+               return 2 * document.seconds(next->location() - beat->location()) > kLongestQuarter;
+           }) != beats.end();
+}
+
 } // namespace
 
 std::string endingOf(const std::filesystem::path& file) {
     return lowerCased(file.extension().string());
+}
+
+bool isMIDIEnding(std::string_view ending) {
+    return ending == ".mid" || ending == ".midi";
+}
+
+void checkWritable(const std::filesystem::path& file) {
+    std::error_code error;
+    const auto folder = file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+    std::string reason;
+    if (std::filesystem::is_directory(file, error))
+        reason = "this is a folder; name a file in it";
+    else if (!std::filesystem::is_directory(folder, error))
+        reason = "there is no folder " + folder.string() + "; make it, or name a file elsewhere";
+    else if (access(folder.c_str(), W_OK) != 0)
+        reason = "the folder cannot be written to; look at its permissions, or name a file elsewhere";
+    if (!reason.empty())
+        throw Failure(ExitStatus::unwritableOutput, file.string() + ": " + reason);
 }
 
 void writeSongPicture(const SongDocument& document, const std::filesystem::path& file,
@@ -41,11 +78,17 @@ void writeSongPicture(const SongDocument& document, const std::filesystem::path&
 
 void writeMIDIFile(const SongDocument& document, const UserInfo& options,
                    const std::filesystem::path& output) {
-    // The library's error says no more than that the file was not written.
-    if (!document.notes->exportToMIDIFileAtURL(output, document.recording.sampleRate, options, nullptr))
+    checkWritable(output);
+    if (document.notes->exportToMIDIFileAtURL(output, document.recording.sampleRate, options, nullptr))
+        return;
+    if (followsBeats(options) && hasBeatBeyondTempo(document))
         throw Failure(ExitStatus::unwritableOutput,
-                      output.string() + ": the MIDI file cannot be written; look at the folder's permissions "
-                                        "and the room on its disk");
+                      output.string() +
+                          ": two beats lie so far apart that no MIDI tempo follows them; export "
+                          "with --timing fixed or --timing seconds");
+    throw Failure(ExitStatus::unwritableOutput,
+                  output.string() + ": the MIDI file cannot be written; look at the folder's permissions "
+                                    "and the room on its disk");
 }
 
 void writeTextFile(const std::string& text, const std::filesystem::path& output) {

@@ -4,11 +4,19 @@
 #include "Programs/tarn/SongPicture.h"
 
 #include <filesystem>
+#include <string>
+#include <string_view>
 
 namespace tarn::program {
 
 /// The ending of a file's name in small letters: devices and other systems write `SONG.MID`.
 [[nodiscard]] std::string endingOf(const std::filesystem::path& file);
+
+/// Whether an ending is that of a Standard MIDI File.
+[[nodiscard]] bool isMIDIEnding(std::string_view ending);
+
+/// Throws Failure (unwritableOutput) where it is plain, before any work, that the file cannot be written.
+void checkWritable(const std::filesystem::path& file);
 
 /// Writes the song's picture crash-safely: the page where `output` ends in .html, else the SVG document. A
 /// recording that cannot be read leaves the picture without its waveform, which a line on standard error

@@ -94,7 +94,8 @@ AudioFacts readAudioFacts(const std::filesystem::path& song, const CancellationQ
         if (isCancelled())
             throw cancelled(song);
     }
-    return {static_cast<double>(reader->sampleRate()), reader->framesRead(), reader->frameCount()};
+    return {static_cast<double>(reader->sampleRate()), reader->framesRead(),
+            reader->declaresLength() ? reader->frameCount() : reader->framesRead()};
 }
 
 bool isAnalyzed(const SongDocument& document) {

@@ -36,10 +36,27 @@ bool hasHarmony(const TarnChordEntry& entry) {
     return entry.chord() && !entry.chord()->isNoChord();
 }
 
+/// How many characters UTF-8 text has.
+std::size_t lengthOf(const std::string& text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
 std::string padded(std::string text, std::size_t width, bool right = false) {
-    if (text.size() < width)
-        text.insert(right ? 0 : text.size(), width - text.size(), ' ');
+    if (const std::size_t length = lengthOf(text); length < width)
+        text.insert(right ? 0 : text.size(), width - length, ' ');
     return text;
+}
+
+/// A name as it is shown on one line: line ends and what else would steer a terminal become spaces.
+std::string shown(std::string name) {
+    std::replace_if(
+        name.begin(), name.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
+    return name;
+}
+
+std::string shown(const std::optional<std::string>& name) {
+    return shown(name.value_or(""));
 }
 
 /// A bar of the chart, or, without a number, the chords outside the beat grid.
@@ -157,7 +174,7 @@ private:
             return;
         for (const auto& section : mDocument.structure->sectionEntries())
             mBars[mPlaces[nearestBeat(section->location())].bar].heading +=
-                "[" + section->name().value_or("") + "] ";
+                "[" + shown(section->name()) + "] ";
     }
 
     void writeRows(std::ostringstream& out) const {
@@ -196,8 +213,8 @@ private:
         if (!sections.empty())
             out << "\nSections\n";
         for (const auto& section : sections)
-            out << "  " << padded(preciseTime(section->location()), 9, true) << "  "
-                << section->name().value_or("") << "\n";
+            out << "  " << padded(preciseTime(section->location()), 9, true) << "  " << shown(section->name())
+                << "\n";
         const auto chords = mDocument.notes->chordEntries();
         if (!chords.empty())
             out << "\nChords\n";
@@ -213,8 +230,8 @@ private:
         for (const auto& region : regions) {
             if (!region->isValid())
                 continue;
-            out << "  " << padded(region->name().value_or(""), 16) << "  " << place(region->location())
-                << " to " << place(region->end()) << "\n";
+            out << "  " << padded(shown(region->name()), 16) << "  " << place(region->location()) << " to "
+                << place(region->end()) << "\n";
         }
     }
 
@@ -223,8 +240,7 @@ private:
         if (!markers.empty())
             out << "\nMarkers\n";
         for (const auto& marker : markers)
-            out << "  " << padded(marker->name().value_or(""), 16) << "  " << place(marker->location())
-                << "\n";
+            out << "  " << padded(shown(marker->name()), 16) << "  " << place(marker->location()) << "\n";
     }
 
     [[nodiscard]] std::string time(std::int64_t location) const {
@@ -268,7 +284,7 @@ std::string songFacts(const SongDocument& document) {
     const std::string unknown = "unknown";
 
     std::ostringstream out;
-    out << "Recording  " << document.recording.fileName << ", "
+    out << "Recording  " << shown(document.recording.fileName) << ", "
         << formattedDuration(document.seconds(document.recording.frameCount)) << ", "
         << document.recording.sampleRate << " Hz\n";
     out << "Tempo      " << (tempi.empty() ? unknown : withOneDecimal(tempi.front()->tempo()) + " BPM")

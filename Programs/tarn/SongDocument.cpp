@@ -10,35 +10,37 @@
 namespace tarn::program {
 namespace {
 
-// Far beyond any recording, and near enough that no sum or quotient of frames leaves 64 bits.
-constexpr std::int64_t kMostFrames = std::int64_t{1} << 40;
+// Beyond any recording, and short enough to be drawn; no sum or quotient of its frames leaves 64 bits.
+constexpr double kLongestSong = 24 * 3600; // seconds
 constexpr double kLeastSampleRate = 1;
 constexpr double kGreatestSampleRate = 1e8;
 constexpr std::int32_t kFarthestOctave = 100;
 
-bool isInReach(std::int64_t location, std::uint64_t length = 0) {
-    return location >= -kMostFrames && location <= kMostFrames &&
-           length <= static_cast<std::uint64_t>(kMostFrames);
+bool isInReach(std::int64_t mostFrames, std::int64_t location, std::uint64_t length = 0) {
+    return location >= -mostFrames && location <= mostFrames &&
+           length <= static_cast<std::uint64_t>(mostFrames);
 }
 
 template <typename Entries>
-bool areInReach(const Entries& entries) {
-    return std::all_of(entries.begin(), entries.end(), [](const auto& entry) {
+bool areInReach(std::int64_t mostFrames, const Entries& entries) {
+    return std::all_of(entries.begin(), entries.end(), [=](const auto& entry) {
         if constexpr (requires { entry->length(); })
-            return isInReach(entry->location(), entry->length());
+            return isInReach(mostFrames, entry->location(), entry->length());
         else
-            return isInReach(entry->location());
+            return isInReach(mostFrames, entry->location());
     });
 }
 
 /// Whether the entries could have been made by this program. The operations of a document stop the process
 /// for what a damaged or forged one might hold.
-bool isSound(const TarnNoteEntryStorage& notes, const TarnSongStructureStorage& structure) {
+bool isSound(const TarnNoteEntryStorage& notes, const TarnSongStructureStorage& structure,
+             std::int64_t mostFrames) {
     const auto signatures = notes.timeSignatureEntries();
     const auto noteEntries = notes.noteEntries();
-    return areInReach(noteEntries) && areInReach(notes.chordEntries()) && areInReach(notes.beatEntries()) &&
-           areInReach(notes.regionEntries()) && areInReach(notes.markerEntries()) &&
-           areInReach(structure.sectionEntries()) &&
+    return areInReach(mostFrames, noteEntries) && areInReach(mostFrames, notes.chordEntries()) &&
+           areInReach(mostFrames, notes.beatEntries()) && areInReach(mostFrames, notes.regionEntries()) &&
+           areInReach(mostFrames, notes.markerEntries()) &&
+           areInReach(mostFrames, structure.sectionEntries()) &&
            std::all_of(
                signatures.begin(), signatures.end(),
                [](const auto& entry) { return entry->numerator() > 0 && entry->denominator() > 0; }) &&
@@ -94,9 +96,11 @@ const ClassDescription& SongDocument::classDescription() {
             auto annotations = coder.decodeObject<TarnNoteEntryStorage>("noteEntryStorage");
             auto outline = coder.decodeObject<TarnSongStructureStorage>("songStructureStorage");
             if (!fileName || !sampleRate || !(*sampleRate >= kLeastSampleRate) ||
-                !(*sampleRate <= kGreatestSampleRate) || !frameCount || *frameCount < 0 ||
-                *frameCount > kMostFrames || !identifier || !annotations || !outline ||
-                !isSound(*annotations, *outline))
+                !(*sampleRate <= kGreatestSampleRate) || !frameCount || *frameCount < 0 || !identifier ||
+                !annotations || !outline)
+                return nullptr;
+            const auto mostFrames = static_cast<std::int64_t>(kLongestSong * *sampleRate);
+            if (*frameCount > mostFrames || !isSound(*annotations, *outline, mostFrames))
                 return nullptr;
             return std::make_shared<SongDocument>(Recording{*fileName, *sampleRate, *frameCount, *identifier},
                                                   std::move(annotations), std::move(outline));

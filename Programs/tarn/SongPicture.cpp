@@ -161,7 +161,6 @@ std::string factsOf(const SongDocument& document) {
 
 /// Where the parts of a row lie, from the row's top.
 struct RowAnatomy {
-    double sectionTop = 0;
     double regionTop = 0;
     double chordBaseline = 0;
     double waveformTop = 0;
@@ -224,6 +223,8 @@ public:
         return table + "]";
     }
     [[nodiscard]] double framesPerPoint() const { return mLayout.timeline().framesPerPoint(); }
+    /// How far above its waveform a row begins.
+    [[nodiscard]] double rowLead() const { return mAnatomy.waveformTop; }
 
 private:
     [[nodiscard]] std::string escapedFacts() const { return factsOf(mDocument); } // made of our own texts
@@ -529,9 +530,8 @@ std::string songPictureHTML(const SongDocument& document, const std::shared_ptr<
            picture + "<script>\nconst rows = " + writer.rowTable() +
            ", sampleRate = " + decimals(document.recording.sampleRate, 3) +
            ", framesPerPoint = " + decimals(writer.framesPerPoint(), 6) +
-           ", waveformHeight = " + number(kWaveformHeight) +
-           ", rowLead = " + number(kChordHeight + kSectionHeight) + ", duration = " + decimals(duration, 6) +
-           ";" + kPlayerScript + "</script>\n</body>\n</html>\n";
+           ", waveformHeight = " + number(kWaveformHeight) + ", rowLead = " + number(writer.rowLead()) +
+           ", duration = " + decimals(duration, 6) + ";" + kPlayerScript + "</script>\n</body>\n</html>\n";
 }
 
 std::shared_ptr<Waveform> waveformForPicture(const SongDocument& document,

@@ -136,6 +136,17 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
     EXPECT_EQ(document->notes->standardPitchEntries().size(), 1u);
     EXPECT_EQ(document->notes->tempoEntries().size(), 1u);
     EXPECT_EQ(document->notes->markerEntries().size(), 1u);
+
+    // Beats before the recording, as a count-in has them, say nothing about its chords.
+    auto& notes = *document->notes;
+    const auto earlier = notes.mutableCopiesOfUserEntriesInArray(notes.beatEntries());
+    for (const auto& beat : earlier)
+        beat->setLocation(beat->location() - 3 * 44100);
+    notes.replaceBeatEntriesInArrayWithBeatEntriesInArray(notes.beatEntries(), earlier);
+    notes.removeChordEntriesInArray(notes.chordEntries());
+    SongDocument::save(document, folder / "song.tarn");
+    ASSERT_EQ(tarn({"analyze", "song.wav"}).status, 0);
+    EXPECT_FALSE(SongDocument::open(folder / "song.tarn")->notes->chordEntries().empty());
 }
 
 TEST_F(ProgramTest, analyzeReadsEveryFormatAndRate) {

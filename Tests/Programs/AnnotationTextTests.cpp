@@ -85,7 +85,8 @@ TEST(AnnotationTextTests, ReadingBackWhatWasWritten) {
         addChord(*song, "Bb7b9/Ab", 44101);
         addChord(*song, "N.C.", 44103);
         addChord(*song, "F#m", 100003);
-        const auto section = song->structure->createNewSection(7);
+        (void)song->structure->updateSection(song->structure->createNewSection(7), "", "other");
+        const auto section = song->structure->createNewSection(30007);
         (void)song->structure->updateSection(section, "Second verse, loud", "verse");
         const auto copy = sampleSong();
         copy->recording = song->recording;
@@ -93,7 +94,7 @@ TEST(AnnotationTextTests, ReadingBackWhatWasWritten) {
         for (const auto kind : {Kind::beats, Kind::chords, Kind::sections})
             (void)replaceAnnotations(*copy, kind, parse(annotationText(*song, kind, format)));
         EXPECT_EQ(chordsOf(*copy), chordsOf(*song));
-        EXPECT_EQ(sectionsOf(*copy), "Second verse, loud/named:verse@7");
+        EXPECT_EQ(sectionsOf(*copy), "/named:other@7 Second verse, loud/named:verse@30007");
         EXPECT_EQ(gridOf(*copy), gridOf(*song));
         EXPECT_EQ(copy->notes->timeSignature().numerator, 3);
         ASSERT_EQ(copy->notes->tempoEntries().size(), 1u);

@@ -1,4 +1,5 @@
 #include "Tests/Programs/ProgramTest.h"
+#include "Tests/Programs/SampleSong.h"
 
 #include <gmock/gmock.h>
 
@@ -37,6 +38,8 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
         expectFailure(tarn({"export", "missing.tarn", file}), 3, "missing.tarn");
     }
     expectFailure(tarn({"export", "small.tarn", "out.doc"}), 2, "out.doc");
+    std::filesystem::create_directory(folder / "folder.mid");
+    expectFailure(tarn({"export", "small.tarn", "folder.mid"}), 6, "this is a folder");
 
     const auto chart = tarn({"show", "small.tarn"}).output;
     ASSERT_EQ(tarn({"edit", "small.tarn", "remove-chord at 1:1"}).status, 0);
@@ -50,7 +53,20 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
     expectFailure(tarn({"import", "small.tarn", "broken.mid"}), 4, "broken.mid");
     expectFailure(tarn({"import", "small.tarn", "broken.lab"}), 4, "broken.lab");
     expectFailure(tarn({"import", "small.tarn", "missing.lab"}), 3, "missing.lab");
+    // An option that means nothing for the file is refused, not passed over.
+    expectFailure(tarn({"import", "small.tarn", "out.mid", "--what", "beats"}), 2, "--what");
+    expectFailure(tarn({"import", "small.tarn", "out.lab", "--at", "2:1"}), 2, "--at");
+    expectFailure(tarn({"export", "small.tarn", "out.mid", "--what", "beats"}), 2, "--what");
+    expectFailure(tarn({"export", "small.tarn", "out.lab", "--transpose", "2"}), 2, "--transpose");
     EXPECT_EQ(read("small.tarn"), before);
+}
+
+TEST_F(ProgramTest, aMIDITempoThatCannotFollowTheBeatsIsToldFromAFullDisk) {
+    const auto song = std::make_shared<SongDocument>(Recording{"slow.wav", 1000, 60000, "slow"});
+    test::addBeats(*song, 0, 8400, 4, 8);
+    SongDocument::save(song, folder / "slow.tarn");
+    expectFailure(tarn({"export", "slow.tarn", "slow.mid"}), 6, "--timing seconds");
+    EXPECT_EQ(tarn({"export", "slow.tarn", "slow.mid", "--timing", "seconds"}).status, 0);
 }
 
 TEST_F(ProgramTest, drawDrawsWithoutTheRecordingButSaysSo) {

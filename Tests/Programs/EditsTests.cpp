@@ -190,7 +190,7 @@ bar-beats 1 3 -> refused
 offset-downbeats 1 from start to end -> refused
 add-region verse at start -> refused
 add-note E4 at start for 1 beat -> refused
-metre=3/4 -> metre 3/4 (was 4/4), 0 bars)");
+metre=3/4 -> metre 3/4 (was unknown), 0 bars)");
 }
 
 TEST(EditsTests, KeyAndChords) {
@@ -249,8 +249,9 @@ shift-region Verse#1 by 1 beat -> refused: Another region is in the way
 shift-region Verse#1 by 1 beat clip -> region "Verse" from 3:2 to 5:1 (was 3:1 to 5:1)
 shift-region Verse#2 by -1 beat delete -> region "Verse" from 6:4 to 7:4 (was 7:1 to 8:1))");
     EXPECT_EQ(regionsOf(*song), "Verse[286650,441000) Chorus[441000,595350) Verse[595350,683550)");
-    expectEdits(song,
-                R"(shift-region Verse#2 by -0.5s delete -> region "Verse" from 6:3 to 7:3 (was 6:4 to 7:4)
+    expectEdits(
+        song,
+        R"(shift-region Verse#2 by -0.5s delete -> region "Verse" from 6:3 to 7:3 (was 6:4 to 7:4); region "Chorus" removed
 shift-region Verse#1 by 5s -> refused: farther than the region is long
 shift-region Verse#2 by 9 bars -> refused: leave the grid)");
     EXPECT_EQ(regionsOf(*song), "Verse[286650,441000) Verse[573300,661500)") << "the neighbour went";

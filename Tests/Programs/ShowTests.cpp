@@ -62,7 +62,9 @@ TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLies
 TEST_F(ProgramTest, theChartOfADocumentWithoutBarsListsTimes) {
     const auto song = std::make_shared<SongDocument>(Recording{"free.wav", 1000, 90000, "free"});
     addChord(*song, "Bb7", 61500);
-    song->structure->renameSection(song->structure->createNewSection(2000), "Rubato");
+    song->structure->renameSection(song->structure->createNewSection(2000), "Ru\n\x1b[1mbato");
+    song->notes->insertMarkerEntry(100)->setName("B");
+    song->notes->insertMarkerEntry(200)->setName("Größe");
     SongDocument::save(song, folder / "free.tarn");
     EXPECT_EQ(tarn({"show", "free.tarn"}).output, R"(Recording  free.wav, 1:30, 1000 Hz
 Tempo      unknown
@@ -72,10 +74,14 @@ Tuning     unknown
 Bars       unknown
 
 Sections
-     0:02.0  Rubato
+     0:02.0  Ru  [1mbato
 
 Chords
      1:01.5  Bb7
+
+Markers
+  B                 0:00.1
+  Größe             0:00.2
 )");
 }
 

@@ -40,7 +40,9 @@ TEST(SongDocumentTests, WhatTheDocumentsOperationsWouldStopForIsNotOpened) {
         {"no number as sample rate",
          [](SongDocument& song) { song.recording.sampleRate = std::numeric_limits<double>::quiet_NaN(); },
          false},
-        {"a recording without end", [](SongDocument& song) { song.recording.frameCount = kFar; }, false}};
+        {"a recording of a day", [](SongDocument& song) { song.recording.frameCount = 86400 * 44100L; },
+         true},
+        {"a longer one", [](SongDocument& song) { song.recording.frameCount = 86400 * 44100L + 1; }, false}};
     const TemporaryFolder folder;
     const auto file = folder.path() / "song.tarn";
     for (const auto& [what, damage, opens] : cases) {

@@ -37,7 +37,7 @@ _tarn() {
     case $previous in
     --midi) _tarn_files "mid" ;;
     --picture) _tarn_files "svg" ;;
-    --what) COMPREPLY=($(compgen -W "beats chords sections regions" -- "$word")) ;;
+    --what) COMPREPLY=($(compgen -W "beats chords sections$([[ $command == export ]] && echo " regions")" -- "$word")) ;;
     --by) COMPREPLY=($(compgen -W "grid time" -- "$word")) ;;
     --at | --channel | --transpose | --width | --seconds-per-row) ;;
     --timing) COMPREPLY=($(compgen -W "song fixed seconds" -- "$word")) ;;
