@@ -183,16 +183,11 @@ private:
     std::shared_ptr<Waveform> mWaveform;
 };
 
-/// The suffix of each quality of kChordQualities as a chord's name has it.
-constexpr std::array<const char*, kChordQualityCount> kChordSuffixes{
-    "", "m", "dim", "aug", "sus2", "sus4", "6", "m6", "7", "maj7", "m7", "m(maj7)", "dim7", "m7b5", "7sus4"};
-
 KELPChordRef chordOf(const RecognizedChord& recognized, const KELPKeyRef& key) {
     if (recognized.label == kNoChordLabel)
         return KELPChord::noChord();
     const KELPNote root = KELPNote::noteWithValue(rootOf(recognized.label));
-    auto chord =
-        KELPChord::chordWithString(root.string() + kChordSuffixes[recognized.label % kChordQualityCount]);
+    auto chord = KELPChord::chordWithString(root.string() + qualityOf(recognized.label).suffix);
     precondition(chord != nullptr, "The chord vocabulary has a name that is no chord");
     if (recognized.bass != rootOf(recognized.label)) {
         const KELPNote bass =
@@ -213,7 +208,8 @@ std::optional<int> keyIndex(const KELPKeyRef& key) {
 std::vector<std::int64_t> wholeFrames(const std::vector<double>& locations) {
     std::vector<std::int64_t> frames;
     for (const double location : locations) {
-        if (truncationFits<std::int64_t>(location))
+        // A count-in in the document lies before the recording.
+        if (location >= 0 && truncationFits<std::int64_t>(location))
             frames.push_back(static_cast<std::int64_t>(location));
     }
     return frames;

@@ -55,9 +55,11 @@ std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path
         return refuse(std::to_string(info.channels) + " channels are not supported");
     constexpr sf_count_t kUnknownLength = SF_COUNT_MAX;
     const std::int64_t longest = longestAt(info.samplerate);
-    if (info.frames > longest && info.frames != kUnknownLength)
+    const bool declaresLength = info.frames != kUnknownLength;
+    if (info.frames > longest && declaresLength)
         return refuse("it is longer than " + std::to_string(kMaximumHours) + " hours");
     std::unique_ptr<AudioReader> reader(new AudioReader(std::move(decoder), info.samplerate, info.channels,
+                                                        declaresLength,
                                                         std::clamp<std::int64_t>(info.frames, 1, longest)));
     if (reader->mAhead.empty())
         return refuse(kNoAudio);
@@ -65,9 +67,10 @@ std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path
 }
 
 AudioReader::AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int channelCount,
-                         std::int64_t frameCount)
+                         bool declaresLength, std::int64_t frameCount)
     : mDecoder(std::move(decoder)), mSampleRate(sampleRate), mChannelCount(channelCount),
-      mFrameCount(frameCount), mInterleaved(kBlockLength * static_cast<std::size_t>(channelCount)) {
+      mDeclaresLength(declaresLength), mFrameCount(frameCount),
+      mInterleaved(kBlockLength * static_cast<std::size_t>(channelCount)) {
     decodeBlock();
 }
 

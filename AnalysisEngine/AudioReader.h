@@ -42,6 +42,8 @@ public:
     int sampleRate() const { return mSampleRate; }
     int channelCount() const { return mChannelCount; }
 
+    /// Whether the file says how long it is; streams and what was written to a pipe may not.
+    bool declaresLength() const { return mDeclaresLength; }
     /// What the file declares, at least 1; kMaximumHours of them when it does not. Decoding may yield fewer
     /// or, where the header is wrong, more; only framesRead() after the last block is reliable.
     std::int64_t frameCount() const { return mFrameCount; }
@@ -58,12 +60,14 @@ public:
 
 private:
     struct Decoder;
-    AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int channelCount, std::int64_t frameCount);
+    AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int channelCount, bool declaresLength,
+                std::int64_t frameCount);
     void decodeBlock();
 
     std::unique_ptr<Decoder> mDecoder;
     int mSampleRate;
     int mChannelCount;
+    bool mDeclaresLength;
     std::int64_t mFrameCount;
     std::int64_t mFramesRead = 0;
     std::vector<float> mInterleaved;

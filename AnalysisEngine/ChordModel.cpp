@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace tarn {
 
@@ -135,8 +134,6 @@ ChordPath mostLikelyChords(std::span<const LabelScores> evidence, std::span<cons
         return path;
     // A change from a label to itself is never better than staying, so the best label to come from is the
     // same for all.
-    constexpr ChordLabel kStays = std::numeric_limits<ChordLabel>::max();
-    static_assert(kChordLabelCount <= kStays);
     std::vector<std::array<bool, kChordLabelCount>> changed(evidence.size());
     std::vector<ChordLabel> changedFrom(evidence.size(), 0);
     std::array<double, kChordLabelCount> best;

@@ -9,7 +9,7 @@
 namespace tarn {
 
 struct ChordQuality {
-    const char* name;
+    const char* suffix; ///< what follows the root in a chord's name
     /// Semitones above the root; -1 where the chord has but three notes.
     std::array<int, 4> intervals;
 
@@ -20,8 +20,8 @@ struct ChordQuality {
 };
 
 inline constexpr std::array<ChordQuality, 15> kChordQualities{{
-    {"maj", {0, 4, 7, -1}},
-    {"min", {0, 3, 7, -1}},
+    {"", {0, 4, 7, -1}},
+    {"m", {0, 3, 7, -1}},
     {"dim", {0, 3, 6, -1}},
     {"aug", {0, 4, 8, -1}},
     {"sus2", {0, 2, 7, -1}},
@@ -31,7 +31,7 @@ inline constexpr std::array<ChordQuality, 15> kChordQualities{{
     {"7", {0, 4, 7, 10}},
     {"maj7", {0, 4, 7, 11}},
     {"m7", {0, 3, 7, 10}},
-    {"mM7", {0, 3, 7, 11}},
+    {"m(maj7)", {0, 3, 7, 11}},
     {"dim7", {0, 3, 6, 9}},
     {"m7b5", {0, 3, 6, 10}},
     {"7sus4", {0, 5, 7, 10}},
