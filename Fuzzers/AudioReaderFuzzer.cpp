@@ -19,13 +19,17 @@ StageMonitor limited(int& blocks) {
     return {[&blocks] { return ++blocks > 64; }, nullptr};
 }
 
-std::string temporaryFile() {
+/// A file that goes when the process ends.
+struct TemporaryFile {
     std::string name = "/tmp/tarn-audio-fuzzer-XXXXXX";
-    const int file = mkstemp(name.data());
-    precondition(file >= 0, "The temporary file could not be created.");
-    close(file);
-    return name;
-}
+
+    TemporaryFile() {
+        const int file = mkstemp(name.data());
+        precondition(file >= 0, "The temporary file could not be created.");
+        close(file);
+    }
+    ~TemporaryFile() { unlink(name.c_str()); }
+};
 
 } // namespace
 
@@ -35,7 +39,8 @@ extern "C" const char* __lsan_default_suppressions() {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-    static const std::string path = temporaryFile();
+    static const TemporaryFile file;
+    const std::string& path = file.name;
     std::ofstream(path, std::ios::binary | std::ios::trunc)
         .write(reinterpret_cast<const char*>(bytes), static_cast<std::streamsize>(size));
     const auto reader = AudioReader::open(path);

@@ -13,7 +13,7 @@ int main(int argumentCount, char** arguments) {
         std::cerr << "usage: tarn-demo-song OUT.wav\n";
         return 2;
     }
-    // Verse, chorus, verse, chorus and ending, in D major on instruments that are tuned low.
+    // Verse, chorus, verse and chorus in D major on instruments that are tuned low.
     demo::Song song;
     song.tempo = 96;
     song.standardPitch = 432;
