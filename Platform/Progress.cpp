@@ -54,6 +54,12 @@ struct Progress::State {
         std::erase(unfinishedChildren, &child);
         child.mState->parent = nullptr;
     }
+
+    /// The unfinished children go on alone.
+    void letChildrenGo() {
+        for (auto* child : std::exchange(unfinishedChildren, {}))
+            child->mState->parent = nullptr;
+    }
 };
 
 /// Holds the lock of the trees during a change, and tells the observers of what changed after releasing it.
@@ -97,8 +103,7 @@ Progress::Progress(Private, std::int64_t totalUnitCount) : mState(std::make_uniq
 
 Progress::~Progress() {
     Change change;
-    for (auto* child : mState->unfinishedChildren)
-        child->mState->parent = nullptr;
+    mState->letChildrenGo();
     if (auto* parent = mState->parent) {
         parent->mState->absorb(*this);
         change.noteWithAncestors(*parent);
@@ -145,6 +150,16 @@ void Progress::markFinished() {
     Change change;
     if (!std::exchange(mState->isMarkedFinished, true))
         change.noteWithAncestors(*this);
+}
+
+void Progress::restart(std::int64_t totalUnitCount) {
+    Change change;
+    mState->letChildrenGo();
+    mState->total = totalUnitCount;
+    mState->own = 0;
+    mState->fromFinishedChildren = 0;
+    mState->isMarkedFinished = false;
+    change.noteWithAncestors(*this);
 }
 
 void Progress::addChild(const std::shared_ptr<Progress>& child, std::int64_t pendingUnitCount) {

@@ -40,6 +40,10 @@ public:
     /// Ends the work here, whatever has been completed: counts as all of its units to the parent.
     void markFinished();
 
+    /// Begins anew with so many units: nothing is completed, the mark of markFinished is gone, and the
+    /// children, finished or not, are forgotten; those that are not finished go on alone. Observers stay.
+    void restart(std::int64_t totalUnitCount);
+
     /// Lets `child` stand for `pendingUnitCount` of this progress's units. A child has one parent at most;
     /// adding it twice stops the process.
     void addChild(const std::shared_ptr<Progress>& child, std::int64_t pendingUnitCount);

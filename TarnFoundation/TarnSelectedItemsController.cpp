@@ -48,11 +48,11 @@ void TarnSelectedItemsController::store(const char* key, Value& selection, Value
 
 template <typename Entry>
 void TarnSelectedItemsController::select(const char* key, std::shared_ptr<Entry>& selection,
-                                         const std::shared_ptr<Entry>& entry) {
+                                         std::shared_ptr<Entry> entry) {
     const auto self = strongSelf();
     if (!selection)
         _clearSelection();
-    store(key, selection, entry);
+    store(key, selection, std::move(entry));
 }
 
 void TarnSelectedItemsController::selectChordEntry(const std::shared_ptr<TarnChordEntry>& entry) {
@@ -70,10 +70,10 @@ void TarnSelectedItemsController::selectMarkerEntry(const std::shared_ptr<TarnMa
 void TarnSelectedItemsController::selectNoteEntriesFromArray(
     const std::vector<std::shared_ptr<TarnNoteEntry>>& entries) {
     const auto self = strongSelf();
+    std::optional<EntrySet<TarnNoteEntry>> selected(std::in_place, entries.begin(), entries.end());
     if (!mSelectedNoteEntries)
         _clearSelection();
-    store(kSelectedNoteEntriesKey, mSelectedNoteEntries,
-          std::optional(EntrySet<TarnNoteEntry>(entries.begin(), entries.end())));
+    store(kSelectedNoteEntriesKey, mSelectedNoteEntries, std::move(selected));
 }
 
 void TarnSelectedItemsController::_clearSelection() {

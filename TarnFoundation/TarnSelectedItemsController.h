@@ -69,8 +69,9 @@ private:
     [[nodiscard]] auto strongSelf() { return weak_from_this().lock(); }
     template <typename Value>
     void store(const char* key, Value& selection, Value value);
+    /// The entry is taken by value: observers may reassign the caller's reference.
     template <typename Entry>
-    void select(const char* key, std::shared_ptr<Entry>& selection, const std::shared_ptr<Entry>& entry);
+    void select(const char* key, std::shared_ptr<Entry>& selection, std::shared_ptr<Entry> entry);
     template <typename Entry>
     void dropIfGone(const Notification& notification, const char* key, std::shared_ptr<Entry>& selection);
     void _clearSelection();

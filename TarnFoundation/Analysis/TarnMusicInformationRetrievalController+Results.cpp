@@ -104,13 +104,13 @@ void TarnMusicInformationRetrievalController::beatAlignmentOperationDidFindDownb
 
 void TarnMusicInformationRetrievalController::chordDetectionDidFinishProcessingWithResults(
     const ChordDetectionResults& results, ChordDetectionOperation& operation) {
-    if (mNoteEntryStorage->chordEntries().empty()) {
-        const auto entries = analysis::newChordEntries(*mNoteEntryStorage, results);
-        MainQueue::sync([&] {
-            mNoteEntryStorage->addChordEntriesFromArray(entries);
-            postChordNotification(TarnChordDetectionDidFinishProcessingNotification, operation);
-        });
-    }
+    MainQueue::sync([&] {
+        // Asked here, because the user may have added a chord on the main thread until now.
+        if (!mNoteEntryStorage->chordEntries().empty())
+            return;
+        mNoteEntryStorage->addChordEntriesFromArray(analysis::newChordEntries(*mNoteEntryStorage, results));
+        postChordNotification(TarnChordDetectionDidFinishProcessingNotification, operation);
+    });
     writeCacheForChordDetectionOperation(operation, cachedChordResultsURL());
 }
 

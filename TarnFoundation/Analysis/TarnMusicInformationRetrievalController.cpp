@@ -120,7 +120,7 @@ bool TarnMusicInformationRetrievalController::beginProcessingError(Error* error)
     }
     connect(run);
 
-    mProgress->setTotalUnitCount(kTotalUnitCount);
+    mProgress->restart(kTotalUnitCount); // an earlier run's stages no longer count
     mProgress->setLocalizedDescription(Bundle::framework().localizedString("Analyzing song"));
     mProgress->addChild(run.waveform->progress(), kOtherUnitCount);
     mProgress->addChild(run.tuningEstimation->progress(), kOtherUnitCount);

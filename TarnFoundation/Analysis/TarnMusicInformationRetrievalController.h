@@ -121,7 +121,7 @@ public:
     /// Whether every stage works anew, whatever the document and the caches hold. Read from the user defaults
     /// when the controller was made.
     [[nodiscard]] bool forceAllCalculations() const { return mForceAllCalculations; }
-    /// The run as a whole, 18 units; its description is that of the stage that began last.
+    /// The last run as a whole, 18 units; its description is that of the stage that began last.
     [[nodiscard]] const std::shared_ptr<Progress>& progress() const { return mProgress; }
     /// The queue of the last run; nothing before the first. Thread-safe.
     [[nodiscard]] std::shared_ptr<OperationQueue> processingQueue() const;

@@ -23,8 +23,7 @@ struct StorageUserInfoKeys {
 /// the sequence of notices around every change. `Storage` is the storage class itself, which offers:
 ///   static const StorageUserInfoKeys& userInfoKeys();
 ///   void enforceConsistencyOfUserEntriesInArray(EntryArray<Entry>::Draft&) for each of its kinds: called
-///   under the
-///       lock on the new contents of an array before they are stored
+///       under the lock on the new contents of an array before they are stored
 ///   void invalidateDisplayOfEntries(removed, added): called without the lock after the contents were stored.
 ///
 /// One recursive lock guards the counter and the arrays; every core operation takes it for exactly its array
@@ -112,25 +111,25 @@ protected:
     }
 
     // The operations of a kind, each one change: one changeset, one notification, posted also when nothing
-    // changed. `Kind` describes the kind: Entry, kObservableKey, kDidChangeNotification.
+    // changed. `Kind` describes the kind: Entry, kObservableKey, kDidChangeNotification. The lists are taken
+    // by value: observers may reassign or destroy the caller's.
 
     template <typename Kind, typename Entry>
-    void addEntriesOfKind(const EntryList<Entry>& added, EntryArray<Entry>& array) {
+    void addEntriesOfKind(EntryList<Entry> added, EntryArray<Entry>& array) {
         const auto alive = sharedSelf();
         const auto changeset = change<Kind>(array, [&] { addUserEntriesFromArray(added, array); });
         post<Kind>({{keys().changeset, changeset}, {keys().addedEntries, added}});
     }
 
     template <typename Kind, typename Entry>
-    void removeEntriesOfKind(const EntryList<Entry>& removed, EntryArray<Entry>& array) {
+    void removeEntriesOfKind(EntryList<Entry> removed, EntryArray<Entry>& array) {
         const auto alive = sharedSelf();
         const auto changeset = change<Kind>(array, [&] { removeUserEntries(removed, array); });
         post<Kind>({{keys().changeset, changeset}, {keys().removedEntries, removed}});
     }
 
     template <typename Kind, typename Entry>
-    void replaceEntriesOfKind(const EntryList<Entry>& removed, EntryArray<Entry>& array,
-                              const EntryList<Entry>& added) {
+    void replaceEntriesOfKind(EntryList<Entry> removed, EntryArray<Entry>& array, EntryList<Entry> added) {
         const auto alive = sharedSelf();
         const auto changeset = change<Kind>(array, [&] { replaceUserEntries(removed, array, added); });
         post<Kind>(

@@ -39,7 +39,7 @@ KELPInstrumentRef TarnNoteEntryStorage::instrumentDescription() const {
     return mInstrumentDescription; // immutable, so the reference serves as the copy
 }
 
-void TarnNoteEntryStorage::setInstrumentDescription(const KELPInstrumentRef& description) {
+void TarnNoteEntryStorage::setInstrumentDescription(KELPInstrumentRef description) {
     precondition(description != nullptr, "A document must have an instrument description");
     const auto alive = sharedSelf();
     KELPInstrumentRef previous;
@@ -55,7 +55,7 @@ void TarnNoteEntryStorage::setInstrumentDescription(const KELPInstrumentRef& des
         attached->noteStorageDidChangeInstrumentDescription(*this);
     post(TarnNoteEntryStorageDidChangeInstrumentDescriptionNotification,
          {{TarnNoteEntryStorageChangedEntriesKey, description},
-          {TarnNoteEntryStorageAddedEntriesKey, description},
+          {TarnNoteEntryStorageAddedEntriesKey, std::move(description)},
           {TarnNoteEntryStorageRemovedEntriesKey, previous}});
 }
 

@@ -111,7 +111,7 @@ public:
 
     [[nodiscard]] KELPInstrumentRef instrumentDescription() const;
     /// Nothing happens when the description equals the current one.
-    void setInstrumentDescription(const KELPInstrumentRef& description);
+    void setInstrumentDescription(KELPInstrumentRef description);
 
     /// While set (a new document), an older document does not count as in need of migration. Not archived.
     [[nodiscard]] bool useLegacyBeatFiltering() const {

@@ -125,6 +125,29 @@ TEST(Progress, ObserversHearEveryChangeBelowWithoutLocks) {
     EXPECT_TRUE(heard.empty());
 }
 
+TEST(Progress, RestartForgetsWhatWasDone) {
+    const auto progress = Progress::discrete(4), finished = Progress::discrete(1),
+               unfinished = Progress::discrete(2);
+    int notices = 0;
+    const auto token = progress->observe([&](const Progress&) { ++notices; });
+    progress->addChild(finished, 1);
+    progress->addChild(unfinished, 1);
+    finished->markFinished();
+    unfinished->setCompletedUnitCount(1);
+    progress->setCompletedUnitCount(1);
+    progress->markFinished();
+    notices = 0;
+    progress->restart(8);
+    EXPECT_EQ(notices, 1);
+    unfinished->markFinished();
+    EXPECT_EQ(notices, 1);
+    EXPECT_EQ(progress->totalUnitCount(), 8);
+    EXPECT_EQ(progress->completedUnitCount(), 0);
+    EXPECT_EQ(progress->fractionCompleted(), 0);
+    progress->setCompletedUnitCount(8);
+    EXPECT_EQ(notices, 2);
+}
+
 TEST(Progress, WrongTreesStopTheProcess) {
     const auto make = [] { return Progress::discrete(1); };
     const auto parent = make(), child = make(), leaf = make(), other = make(), huge = make(), last = make();

@@ -85,6 +85,21 @@ TEST_F(SelectedItems, FirstOfAKindClearsAllButTheRegion) {
     EXPECT_TRUE(held) << "a copy";
 }
 
+TEST_F(SelectedItems, AreThoseThatWerePassedAlsoWhenObserversReassignThem) {
+    const auto token = controller->observeKey("selectedChordEntry", [&](const auto&, KeyValueChange change) {
+        if (change == KeyValueChange::didChange && !controller->selectedChordEntry()) {
+            markers.clear();
+            notes.clear();
+        }
+    });
+    controller->selectChordEntry(chords[0]);
+    controller->selectNoteEntriesFromArray(notes);
+    EXPECT_EQ(selected(), "c- r- m- n6,7");
+    controller->selectChordEntry(chords[0]);
+    controller->selectMarkerEntry(markers.emplace_back(document->newMarkerEntry()));
+    EXPECT_EQ(selected(), "c- r- m8 n-");
+}
+
 TEST_F(SelectedItems, DropOutWhenTheyDisappearFromTheDocument) {
     const auto expect = [&](const char* expected, std::size_t notices) {
         EXPECT_EQ(selected(), expected);

@@ -99,6 +99,23 @@ TEST(AnalysisResults, noChordsAreInsertedAsNone) {
     EXPECT_EQ(song.script->lines(), (Lines{"M Changed ChordEntries", "M ChordDetection ends chordDetector"}));
 }
 
+TEST(AnalysisResults, chordsAreNotInsertedBesideOneThatTheUserAddsMeanwhile) {
+    Song song;
+    song.open();
+    const auto operation = std::make_shared<scripted::Chords<DetectChordsOperation>>(song.script, "chords");
+    ChordDetectionOperationDelegate& delegate = *song.controller;
+    std::atomic<bool> isDone = false;
+    MainQueue::async([&] { fixtures::addChord(*song.storage, 10, "D"); });
+    std::thread detection([&] {
+        delegate.chordDetectionDidFinishProcessingWithResults(song.script->chords, *operation);
+        isDone = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the results wait for the main queue
+    EXPECT_TRUE(MainQueue::runUntil([&] { return isDone.load(); }, std::chrono::minutes(1)));
+    detection.join();
+    EXPECT_EQ(fixtures::chordsOf(song.storage->chordEntries()), Lines{"D@10"});
+}
+
 TEST(AnalysisResultsDeathTest, resultsOutOfRangeStopTheProcess) {
     Song song;
     for (const std::int64_t tatumCount : {-2, 512}) { // even where no beat is the downbeat

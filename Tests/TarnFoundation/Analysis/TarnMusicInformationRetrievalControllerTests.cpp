@@ -245,6 +245,7 @@ TEST(AnalysisControllerConcurrency, aSecondRunLeavesTheFirstAlone) {
     song.finish(second);
     song.finish(first);
     EXPECT_TRUE(std::none_of(started.begin(), started.end(), [](const auto& o) { return o->isCancelled(); }));
+    EXPECT_EQ(song.controller->progress()->completedUnitCount(), 18) << "the second run's alone";
     EXPECT_THAT(song.script->lines(), testing::Contains(kFreshRun.back()));
 }
 

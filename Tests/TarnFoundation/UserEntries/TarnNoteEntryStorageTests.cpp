@@ -102,10 +102,13 @@ TEST(Storage, CarriesTheListsThatWerePassed) {
     const auto stranger = markerAt(*document, 1);
     const auto marker = markerAt(*document, 2);
     const NotificationRecorder recorder(document);
-    document->addMarkerEntry(marker);
-    document->removeMarkerEntriesInArray({stranger, marker});
+    EntryList<TarnMarkerEntry> passed, alsoPassed;
+    const auto token =
+        document->observeKey("markerEntries", [&](const auto&, KeyValueChange) { passed = alsoPassed = {}; });
+    document->addMarkerEntriesFromArray(passed = {marker});
+    document->removeMarkerEntriesInArray(passed = {stranger, marker});
     document->removeMarkerEntry(stranger); // posted although nothing changes
-    document->replaceMarkerEntry(stranger, marker);
+    document->replaceMarkerEntriesInArrayWithMarkerEntriesInArray(passed = {stranger}, alsoPassed = {marker});
     // Added, removed (99: no list), and what the changeset says.
     const std::vector<Positions> expected{{1, 99, 1, 0}, {99, 2, 0, 1}, {99, 1, 0, 0}, {1, 1, 1, 0}};
     std::vector<Positions> sizes;
