@@ -38,7 +38,9 @@ public:
                 mFirstRowOffset = static_cast<std::int64_t>(std::fmod(bar - inBar + kLeadOfRow * bar, bar));
             }
         }
-        mFramesPerPoint = framesPerRow / mWidth;
+        // In steps whose products are exact: else rounding leaves the last frame of some songs in no row.
+        constexpr double kStepsPerFrame = 1024;
+        mFramesPerPoint = std::ceil(framesPerRow / mWidth * kStepsPerFrame) / kStepsPerFrame;
     }
     [[nodiscard]] std::int64_t sampleRate() const override {
         return std::max<std::int64_t>(1, static_cast<std::int64_t>(mSampleRate));
