@@ -104,13 +104,16 @@ void TarnMusicInformationRetrievalController::beatAlignmentOperationDidFindDownb
 
 void TarnMusicInformationRetrievalController::chordDetectionDidFinishProcessingWithResults(
     const ChordDetectionResults& results, ChordDetectionOperation& operation) {
-    MainQueue::sync([&] {
-        // Asked here, because the user may have added a chord on the main thread until now.
-        if (!mNoteEntryStorage->chordEntries().empty())
-            return;
-        mNoteEntryStorage->addChordEntriesFromArray(analysis::newChordEntries(*mNoteEntryStorage, results));
-        postChordNotification(TarnChordDetectionDidFinishProcessingNotification, operation);
-    });
+    const auto hasChords = [&] { return !mNoteEntryStorage->chordEntries().empty(); };
+    if (!hasChords()) {
+        MainQueue::sync([&] {
+            if (hasChords()) // the user has added one on the main thread meanwhile
+                return;
+            mNoteEntryStorage->addChordEntriesFromArray(
+                analysis::newChordEntries(*mNoteEntryStorage, results));
+            postChordNotification(TarnChordDetectionDidFinishProcessingNotification, operation);
+        });
+    }
     writeCacheForChordDetectionOperation(operation, cachedChordResultsURL());
 }
 
