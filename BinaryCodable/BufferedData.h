@@ -49,7 +49,7 @@ public:
     static constexpr std::size_t defaultCapacity = std::size_t{16} * 1024;
     static constexpr std::size_t noLimit = std::numeric_limits<std::size_t>::max();
 
-    /// `initialCapacity` is also the number of bytes that the source is asked for at a time (at least 1).
+    /// `initialCapacity` is the number of bytes that the source is asked for at a time (at least 1).
     explicit BufferedData(AnyBufferedDataSource reader, std::size_t initialCapacity = defaultCapacity);
     BufferedData(const BufferedData&) = delete;
     BufferedData& operator=(const BufferedData&) = delete;

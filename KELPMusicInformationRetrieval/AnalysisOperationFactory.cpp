@@ -54,8 +54,11 @@ std::shared_ptr<AnalysisOperationFactory> AnalysisOperationFactory::shared() {
 }
 
 void AnalysisOperationFactory::setShared(std::shared_ptr<AnalysisOperationFactory> factory) {
+    if (!factory)
+        factory = std::make_shared<RefusingFactory>();
+    // The former factory goes with the argument, after the lock: its end may ask for the shared one.
     const std::lock_guard guard(sharedFactory().mutex);
-    sharedFactory().factory = factory ? std::move(factory) : std::make_shared<RefusingFactory>();
+    sharedFactory().factory.swap(factory);
 }
 
 } // namespace tarn

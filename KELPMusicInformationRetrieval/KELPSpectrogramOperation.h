@@ -3,6 +3,7 @@
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
 #include "KELPMusicInformationRetrieval/Spectrogram.h"
 
+#include <atomic>
 #include <mutex>
 
 namespace tarn {

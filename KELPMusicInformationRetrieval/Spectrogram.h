@@ -27,7 +27,7 @@ public:
         friend bool operator==(const Layout&, const Layout&) = default;
     };
 
-    /// Room above this many cells is refused: makeWithCoder answers nothing, the constructor stops the
+    /// Room above this many cells is refused: an archive of it reads as nothing, the constructor stops the
     /// process.
     static constexpr std::uint64_t kMaximumCellCount = std::uint64_t{1} << 31;
 

@@ -72,11 +72,13 @@ template <std::integral To, std::floating_point From>
     return truncated >= lower && truncated < upper;
 }
 
-/// Floating point to integer, truncating toward zero; a value that is not finite or does not fit stops the process.
+/// Floating point to integer, truncating toward zero; a value that is not finite or does not fit stops the
+/// process.
 template <std::integral To, std::floating_point From>
 [[nodiscard]] To checkedTruncation(From value) {
     if (!truncationFits<To>(value))
-        fatalError("Floating-point value cannot be converted to an integer because it is not finite or out of range");
+        fatalError("Floating-point value cannot be converted to an integer because it is not finite or out "
+                   "of range");
     return static_cast<To>(value);
 }
 

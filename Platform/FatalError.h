@@ -5,7 +5,8 @@
 namespace tarn {
 
 /// Stops the process because the program itself is wrong: a broken precondition, an overflow, an entry that
-/// does not exist. Writes the message to the log and to standard error, then aborts. Never returns, never throws.
+/// does not exist. Writes the message to the log and to standard error, then aborts. Never returns, never
+/// throws.
 [[noreturn]] void fatalError(std::string_view message);
 
 /// Stops the process with `message` unless `condition` holds.

@@ -14,6 +14,7 @@
 
 #ifdef _WIN32
 #include <fstream>
+#include <process.h>
 #else
 #include <fcntl.h>
 #include <pwd.h>
@@ -110,7 +111,8 @@ std::optional<Data> contentsOf(const fs::path& file, Error* error) {
         return std::nullopt;
     }
     std::ifstream stream(file, std::ios::binary);
-    Data bytes(static_cast<std::size_t>(fs::file_size(file, code)));
+    const auto size = fs::file_size(file, code);
+    Data bytes(code ? 0 : static_cast<std::size_t>(size));
     if (code ||
         !stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()))) {
         fail(error, EIO, file);
@@ -130,7 +132,7 @@ bool writeAtomically(std::span<const std::byte> bytes, const fs::path& file, Err
     static std::atomic<unsigned> counter = 0;
     std::error_code code;
     const fs::path target = fs::exists(file, code) ? fs::canonical(file, code) : file;
-    const fs::path temporary = target.parent_path() / (".tarn-" + std::to_string(std::rand()) + '-' +
+    const fs::path temporary = target.parent_path() / (".tarn-" + std::to_string(::_getpid()) + '-' +
                                                        std::to_string(++counter) + ".tmp");
     bool written = write(bytes, temporary, error);
     if (written) {
@@ -268,6 +270,9 @@ bool writeAtomically(std::span<const std::byte> bytes, const fs::path& file, Err
 
     const auto target = followedLinks(file);
     if (!target)
+        return fail(error, errno, file);
+    // Renaming needs the folder's permission only.
+    if (exists && ::access(target->c_str(), W_OK) != 0)
         return fail(error, errno, file);
     const fs::path folder = target->has_parent_path() ? target->parent_path() : fs::path(".");
     fs::path temporary;

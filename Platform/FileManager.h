@@ -31,10 +31,12 @@ bool write(std::span<const std::byte> bytes, const std::filesystem::path& file, 
 
 /// Crash-safe: writes a temporary file beside the target, flushes it to the disk and renames it over the
 /// target, so that at any moment the file is either the old or the new one, whole. A failure leaves the old
-/// file untouched and no temporary file behind. A process that is killed amid it may leave its temporary file,
-/// hidden and named ".tarn-PROCESS-NUMBER.tmp": nobody reads such a file or takes its name while it is there,
-/// and it may be deleted once the process has ended. Keeps the permissions of an existing file; follows a
-/// symbolic link to its target. A pipe or device is written in place.
+/// file untouched and no temporary file behind. A process that is killed amid it may leave its temporary
+/// file, hidden and named ".tarn-PROCESS-NUMBER.tmp": nobody reads such a file or takes its name while it is
+/// there, and it may be deleted once the process has ended. Keeps the permissions of an existing file;
+/// follows a symbolic link to its target. A write-protected file is refused, as by an ordinary write. A pipe
+/// or device is written in place. On Windows nothing is flushed: there the file is safe from a process that
+/// is killed, but not from a loss of power.
 bool writeAtomically(std::span<const std::byte> bytes, const std::filesystem::path& file,
                      Error* error = nullptr);
 

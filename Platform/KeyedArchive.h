@@ -36,7 +36,6 @@ enum class KeyedArchiveErrorCode : long {
     nestedTooDeep,             ///< more than kKeyedArchiveMaximumDepth objects inside one another
     tooLarge, ///< contents referred to so often that they exceed the archive's size out of all proportion
     missingObject, ///< no root object, or an object whose class could not make it
-    refused,       ///< a reason of the class's own, given to KeyedUnarchiver::fail
 };
 
 /// Objects may lie this deep inside one another, the root included. Archiving deeper ones stops the process.
@@ -51,7 +50,7 @@ class SecureCoding;
 struct ClassDescription {
     std::string_view name;
     const ClassDescription* superclass = nullptr;
-    /// Makes an object from the archive, or answers nothing when a required key is missing.
+    /// Makes an object from the archive, or answers nothing when a value of it is missing or not valid.
     std::shared_ptr<SecureCoding> (*make)(KeyedUnarchiver& coder) = nullptr;
 
     [[nodiscard]] bool isKindOf(const ClassDescription& other) const {
@@ -178,8 +177,6 @@ public:
 
     [[nodiscard]] bool failed() const;
     [[nodiscard]] const Error& error() const;
-    /// Fails the archive with a reason of the caller's (the first reason stays).
-    void fail(std::string_view reason);
 
 private:
     static std::shared_ptr<SecureCoding> unarchivedObject(std::span<const std::byte> bytes,

@@ -289,7 +289,7 @@ struct KeyedUnarchiver::Core {
             return nullptr;
         if (!object)
             fail(Code::missingObject, subject,
-                 "cannot be made: a required value of " + std::string(description->name) + " is missing");
+                 "cannot be made: a value of " + std::string(description->name) + " is missing or not valid");
         return object;
     }
 
@@ -337,10 +337,6 @@ bool KeyedUnarchiver::failed() const {
 }
 const Error& KeyedUnarchiver::error() const {
     return mCore->error;
-}
-
-void KeyedUnarchiver::fail(std::string_view reason) {
-    mCore->fail(Code::refused, std::string(reason));
 }
 
 std::shared_ptr<SecureCoding> KeyedUnarchiver::unarchivedObject(std::span<const std::byte> bytes,

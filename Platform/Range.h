@@ -32,7 +32,8 @@ struct ClosedRange {
 
     ClosedRange() = default;
     ClosedRange(T lowerBound, T upperBound) : lower(std::move(lowerBound)), upper(std::move(upperBound)) {
-        precondition(!(upper < lower), "ClosedRange requires its lower bound not to lie above its upper bound");
+        precondition(!(upper < lower),
+                     "ClosedRange requires its lower bound not to lie above its upper bound");
     }
     [[nodiscard]] bool contains(const T& value) const { return !(value < lower) && !(upper < value); }
     friend bool operator==(const ClosedRange&, const ClosedRange&) = default;
@@ -59,10 +60,15 @@ struct PartialRangeUpTo {
     [[nodiscard]] bool contains(const T& value) const { return value < upper; }
 };
 
-template <typename T> Range(T, T) -> Range<T>;
-template <typename T> ClosedRange(T, T) -> ClosedRange<T>;
-template <typename T> PartialRangeFrom(T) -> PartialRangeFrom<T>;
-template <typename T> PartialRangeThrough(T) -> PartialRangeThrough<T>;
-template <typename T> PartialRangeUpTo(T) -> PartialRangeUpTo<T>;
+template <typename T>
+Range(T, T) -> Range<T>;
+template <typename T>
+ClosedRange(T, T) -> ClosedRange<T>;
+template <typename T>
+PartialRangeFrom(T) -> PartialRangeFrom<T>;
+template <typename T>
+PartialRangeThrough(T) -> PartialRangeThrough<T>;
+template <typename T>
+PartialRangeUpTo(T) -> PartialRangeUpTo<T>;
 
 } // namespace tarn

@@ -85,4 +85,21 @@ void UndoManager::perform(std::vector<Group>& from, State state) {
     precondition(mGroupingLevel == 1, "An undo action left an undo group open");
 }
 
+UndoGroup::UndoGroup(std::shared_ptr<UndoManager> manager, bool isRegistered)
+    : mManager(std::move(manager)), mIsRegistered(isRegistered) {
+    if (!mManager)
+        return;
+    if (!mIsRegistered)
+        mManager->disableUndoRegistration();
+    mManager->beginUndoGrouping();
+}
+
+UndoGroup::~UndoGroup() {
+    if (!mManager)
+        return;
+    mManager->endUndoGrouping();
+    if (!mIsRegistered)
+        mManager->enableUndoRegistration();
+}
+
 } // namespace tarn

@@ -62,4 +62,18 @@ private:
     State mState = State::recording;
 };
 
+/// Keeps an undo group of the manager open, if there is a manager, and closes it also when an exception
+/// leaves the scope. `isRegistered`: whether what is done meanwhile can be undone.
+class UndoGroup {
+public:
+    explicit UndoGroup(std::shared_ptr<UndoManager> manager, bool isRegistered = true);
+    ~UndoGroup();
+    UndoGroup(const UndoGroup&) = delete;
+    UndoGroup& operator=(const UndoGroup&) = delete;
+
+private:
+    const std::shared_ptr<UndoManager> mManager;
+    const bool mIsRegistered;
+};
+
 } // namespace tarn

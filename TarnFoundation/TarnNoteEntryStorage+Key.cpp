@@ -11,9 +11,8 @@ KELPKeyRef TarnNoteEntryStorage::globalKey() const {
 
 void TarnNoteEntryStorage::overrideGlobalKey(const KELPKeyRef& with) {
     precondition(with != nullptr, "The key to override with must not be absent");
-    // Observers of the first change may let go of the document or exchange its undo manager.
+    // Observers of the first change may let go of the document.
     const auto alive = sharedSelf();
-    const auto manager = undoManager;
     const auto oldKeys = keyEntries();
     const auto newKey = newKeyEntry();
     newKey->setTonicChord(with->tonicChord());
@@ -25,12 +24,9 @@ void TarnNoteEntryStorage::overrideGlobalKey(const KELPKeyRef& with) {
         if (chord->chord())
             newChords.back()->setChord(with->scaleNormalizedChord(chord->chord()));
     }
-    if (manager)
-        manager->beginUndoGrouping();
+    const UndoGroup group(undoManager);
     replaceKeyEntriesInArrayWithKeyEntriesInArray(oldKeys, {newKey});
     replaceChordEntriesInArrayWithChordEntriesInArray(oldChords, std::move(newChords));
-    if (manager)
-        manager->endUndoGrouping();
 }
 
 } // namespace tarn

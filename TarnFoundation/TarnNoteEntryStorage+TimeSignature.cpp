@@ -7,32 +7,6 @@
 
 namespace tarn {
 
-namespace {
-
-/// While it lives, nothing is registered for undo, and what is done lies in one undo group.
-class UnregisteredUndoGroup {
-public:
-    explicit UnregisteredUndoGroup(std::shared_ptr<UndoManager> manager) : mManager(std::move(manager)) {
-        if (mManager) {
-            mManager->disableUndoRegistration();
-            mManager->beginUndoGrouping();
-        }
-    }
-    ~UnregisteredUndoGroup() {
-        if (mManager) {
-            mManager->endUndoGrouping();
-            mManager->enableUndoRegistration();
-        }
-    }
-    UnregisteredUndoGroup(const UnregisteredUndoGroup&) = delete;
-    UnregisteredUndoGroup& operator=(const UnregisteredUndoGroup&) = delete;
-
-private:
-    std::shared_ptr<UndoManager> mManager;
-};
-
-} // namespace
-
 TimeSignature TarnNoteEntryStorage::timeSignature() const {
     const auto signatures = timeSignatureEntries();
     if (signatures.empty())
@@ -157,7 +131,7 @@ bool TarnNoteEntryStorage::performTimeSignatureMigration() {
     const auto inBetween = newBeatEntriesAtLocations(*this, midpointLocations(locations));
 
     const auto alive = sharedSelf(); // an observer of the first change may let go of the document
-    const UnregisteredUndoGroup group(undoManager);
+    const UndoGroup group(undoManager, false);
     // The beats first: while the old signature stands, no rule prunes them.
     addBeatEntriesFromArray(inBetween);
     setTimeSignature(signature.numerator, 4);

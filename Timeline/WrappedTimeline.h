@@ -21,10 +21,9 @@ public:
     /// The frame ranges of all rows, in order. A negative row count stops the process.
     [[nodiscard]] std::vector<Range<std::int64_t>> rowRanges() const;
     /// The first row that shows `frame`. Frames before the song answer row 0, frames at or after its end the
-    /// last row
-    /// (-1 when there are no rows). A frame of the song that no row shows stops the process, as does a row
-    /// without valid range among those up to the answer. Takes a number of steps that is logarithmic in the
-    /// row count.
+    /// last row (-1 when there are no rows). A frame of the song that no row shows stops the process, as does
+    /// a row without valid range among those up to the answer. Takes a number of steps that is logarithmic in
+    /// the row count.
     [[nodiscard]] std::int64_t rowIndex(std::int64_t frame) const;
 
 protected:

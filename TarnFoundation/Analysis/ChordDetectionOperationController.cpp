@@ -23,7 +23,8 @@ void ChordDetectionOperationController::run(CompletionHandler completionHandler)
             mCompletionHandler.swap(completionHandler);
     }
     if (!made) {
-        completionHandler({});
+        if (completionHandler)
+            completionHandler({});
         return;
     }
     made->delegate = self;

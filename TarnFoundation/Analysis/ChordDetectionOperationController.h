@@ -25,8 +25,9 @@ public:
         std::shared_ptr<AnalysisOperationFactory> factory = AnalysisOperationFactory::shared());
 
     /// Starts a detection whose chords `completionHandler` receives on the operation's thread; it replaces a
-    /// handler and an operation of an earlier run. The handler is called at once, with no entries, when the
-    /// file is refused, and never when the detection is cancelled.
+    /// handler and an operation of an earlier run. Results of an earlier run that is still under way go to it
+    /// as well. The handler is called at once, with no entries, when the file is refused, and never when the
+    /// detection is cancelled; it may be empty.
     void run(CompletionHandler completionHandler);
     void runWithCompletionHandler(CompletionHandler completionHandler) { run(std::move(completionHandler)); }
 

@@ -19,6 +19,8 @@ double clamped(double value, KELPScale scale, KELPClamping clamping) {
 /// The point of the scale at `fraction`, exact at both ends and continued beyond them, to infinity where need
 /// be.
 double pointAt(double fraction, KELPScale scale) {
+    if (fraction == 0)
+        return scale.first;
     return fraction == 1 ? scale.last : scale.first + fraction * (scale.last - scale.first);
 }
 
@@ -43,10 +45,14 @@ double KELPMapping::inverseMap(double value, KELPClamping clamping) const {
     if (mTarget.first == mTarget.last)
         return mSource.first;
     const double place = clamped(value, mTarget, clamping);
+    if (place == mTarget.last)
+        return valueAt(1);
     return valueAt((place - mTarget.first) / (mTarget.last - mTarget.first));
 }
 
 double KELPLinearMapping::fractionOf(double value) const {
+    if (value == source().last)
+        return 1; // exact also where the extent of the scale overflows
     return (value - source().first) / (source().last - source().first);
 }
 
@@ -60,6 +66,8 @@ KELPLogarithmicMapping::KELPLogarithmicMapping(KELPScale source, KELPScale targe
 }
 
 double KELPLogarithmicMapping::fractionOf(double value) const {
+    if (value == source().last)
+        return 1;
     return std::log(value / source().first) / std::log(source().last / source().first);
 }
 

@@ -195,7 +195,9 @@ private:
             const double start = position(entry->location());
             const double end =
                 position(checkedAdd(entry->location(), checkedCast<std::int64_t>(entry->length())));
-            notes.push_back({entry->pitch()->pitchAtOffset(mTranspose)->midiNote(), start, end - start});
+            // The transposed pitch itself may lie beyond the last octave.
+            const auto pitch = std::clamp<std::int64_t>(entry->pitch()->semitones() + mTranspose, 0, 127);
+            notes.push_back({static_cast<std::uint8_t>(pitch), start, end - start});
         }
         addNotes(track, kNotesChannel, std::move(notes));
     }

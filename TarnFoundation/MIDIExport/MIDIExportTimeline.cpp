@@ -63,8 +63,7 @@ timeSignatureEvents(const PulseGrid& grid, const std::vector<BarSignature>& sign
 LeadIn leadInForFixedTempo(const PulseGrid& grid, double bar, double earliestFrame) {
     LeadIn leadIn;
     const double bars = std::floor(grid.positionOfFrame(earliestFrame) / bar);
-    if (bars <
-        0) // false for a bar of no length, whose quotient is not a number or infinite in the other direction
+    if (bars < 0)
         leadIn.length = bar * -bars;
     return leadIn;
 }

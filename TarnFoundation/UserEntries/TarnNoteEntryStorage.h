@@ -15,6 +15,7 @@
 #include "TarnFoundation/UserEntries/TarnStandardPitchEntry.h"
 #include "TarnFoundation/UserEntries/TimeSignature.h"
 
+#include <atomic>
 #include <filesystem>
 #include <optional>
 
@@ -113,7 +114,7 @@ public:
     /// Nothing happens when the description equals the current one.
     void setInstrumentDescription(KELPInstrumentRef description);
 
-    /// While set (a new document), an older document does not count as in need of migration. Not archived.
+    /// Set in a new storage; while it is, needsTimeSignatureMigration answers false. Not archived.
     [[nodiscard]] bool useLegacyBeatFiltering() const {
         return mUseLegacyBeatFiltering;
     }
@@ -211,9 +212,9 @@ public:
     /// The same with both ends.
     [[nodiscard]] EntryList<TarnBeatEntry> beatEntriesBetweenInclusive(std::uint64_t entryWithId,
                                                                        std::uint64_t andEntryWithId) const;
-    /// Moves the downbeat marks of a closed span by `offset` (at most the span's length) positions, around
-    /// the span. Answers the beats of the span after the change; none, and nothing happens, when the span is
-    /// not found.
+    /// Moves the downbeat marks of a closed span by `by` positions, at most the span's length either way,
+    /// around the span. Answers the beats of the span after the change; none, and nothing happens, when the
+    /// span is not found.
     EntryList<TarnBeatEntry> offsetDownbeatEntries(std::int64_t by, std::uint64_t betweenEntryWithId,
                                                    std::uint64_t andEntryWithId);
     /// Mean distance in frames of the beats of the time signature's view; nothing without beats, not-a-number
@@ -224,18 +225,21 @@ public:
     [[nodiscard]] double tempoFromBeatEntriesWithSampleRate(double sampleRate) const {
         return tempoFromBeatEntries(sampleRate);
     }
-    /// Rebuilds the grid of a range from its downbeats, all within it. Only in quarter-note spacing. Answers
-    /// the identifiers of the new beats.
+    /// Rebuilds the grid of a range from its downbeats. Answers the identifiers of the new beats; none, and
+    /// nothing happens, without downbeats. The process stops when downbeats do not ascend or lie outside the
+    /// range, when a bar would have no beat, and when the grid is not in quarter-note spacing.
     std::vector<std::uint64_t> replaceBeatEntries(Range<std::int64_t> in,
                                                   const std::vector<std::int64_t>& withDownbeatsAt,
                                                   std::int64_t beatsPerBar);
     /// Moves a bar line; the two bars that meet there keep their numbers of beats and are spaced evenly. The
-    /// last bar ends at `limitedBy`. Answers the identifier of the bar's new downbeat.
+    /// last bar ends at `limitedBy`. Answers the identifier of the bar's new downbeat. An unknown identifier
+    /// stops the process, and so does a location outside the two bars.
     std::uint64_t setLocationOfBarEntry(std::uint64_t identifiedBy, std::int64_t to, std::int64_t limitedBy);
-    /// Counted beats of the bar that the beat opens.
+    /// Counted beats of the bar that the beat opens. An unknown identifier stops the process.
     [[nodiscard]] std::int64_t getNumberOfBeats(std::uint64_t inBarIdentifiedBy) const;
-    /// Fills the bar with so many counted beats (at least 1), evenly spaced. Answers the identifier of its
-    /// new downbeat.
+    /// Fills the bar with so many counted beats (at least 1), evenly spaced; the last bar ends at
+    /// `limitedBy`. Answers the identifier of its new downbeat. An unknown identifier stops the process, and
+    /// so does a last bar that would end before it starts.
     std::uint64_t setNumberOfBeats(std::int64_t count, std::uint64_t inBarIdentifiedBy,
                                    std::int64_t limitedBy);
 
@@ -254,7 +258,8 @@ public:
     regionEntryOccurringBefore(const std::shared_ptr<TarnRegionEntry>& entry) const;
     /// Stretches a new region over the free space of the bar around `frame` (not negative) and adds it.
     /// `boundedBy` is the song's number of frames. Nothing happens without beats, or when a region holds the
-    /// frame already.
+    /// frame already. A bar without free space stops the process, and so does, in the last bar, a frame
+    /// behind `boundedBy`.
     void addRegionEntryExpandedToFitBarSurrounding(const std::shared_ptr<TarnRegionEntry>& entry,
                                                    std::int64_t frame, std::int64_t boundedBy);
     void addRegionEntryExpandedToFitBarSurroundingFrame(const std::shared_ptr<TarnRegionEntry>& entry,
