@@ -39,7 +39,7 @@ public:
             }
         }
         // In steps whose products are exact: else rounding leaves the last frame of some songs in no row.
-        constexpr double kStepsPerFrame = 1024;
+        constexpr double kStepsPerFrame = 65536;
         mFramesPerPoint = std::ceil(framesPerRow / mWidth * kStepsPerFrame) / kStepsPerFrame;
     }
     [[nodiscard]] std::int64_t sampleRate() const override {
