@@ -86,16 +86,16 @@ std::string songNameFrom(const std::filesystem::path& documentFile, const std::f
 }
 
 /// The document in the file when there is one, or a new one for the recording.
-std::shared_ptr<SongDocument> openOrMake(const std::filesystem::path& file, const AudioFacts& audio,
-                                         const std::filesystem::path& song) {
+std::shared_ptr<Song> openOrMake(const std::filesystem::path& file, const AudioFacts& audio,
+                                 const std::filesystem::path& song) {
     std::error_code error;
     if (!std::filesystem::exists(file, error))
-        return std::make_shared<SongDocument>(
+        return std::make_shared<Song>(
             Recording{songNameFrom(file, song), audio.sampleRate, audio.frameCount, newIdentifier()});
     if (!std::filesystem::is_regular_file(file, error)) // a device may never end, and is never a document
         throw Failure(ExitStatus::unwritableOutput,
                       file.string() + ": a document cannot be kept there; name an ordinary file");
-    auto document = SongDocument::open(file);
+    auto document = Song::open(file);
     if (document->recording.sampleRate != audio.sampleRate ||
         document->recording.frameCount != audio.frameCount)
         throw Failure(ExitStatus::refusedEdit,
@@ -104,7 +104,7 @@ std::shared_ptr<SongDocument> openOrMake(const std::filesystem::path& file, cons
     return document;
 }
 
-void printSummary(const SongDocument& document, const AudioFacts& audio, const AnalyzeOptions& options,
+void printSummary(const Song& document, const AudioFacts& audio, const AnalyzeOptions& options,
                   const std::filesystem::path& file) {
     std::cout << songFacts(document) << "Chords     " << firstChords(document, kListedChordCount) << "\n";
     if (audio.frameCount < audio.declaredFrames)
@@ -155,7 +155,7 @@ void analyze(const AnalyzeOptions& options) {
             &InterruptWatch::isInterrupted);
     }
     document->recording.fileName = songNameFrom(file, song);
-    SongDocument::save(document, file);
+    Song::save(document, file);
     if (!options.midi.empty())
         writeMIDIFile(*document,
                       {{TarnNoteEntryStorageMIDIExportNotesOptionKey, true},

@@ -98,14 +98,14 @@ AudioFacts readAudioFacts(const std::filesystem::path& song, const CancellationQ
             reader->declaresLength() ? reader->frameCount() : reader->framesRead()};
 }
 
-bool isAnalyzed(const SongDocument& document) {
+bool isAnalyzed(const Song& document) {
     const TarnNoteEntryStorage& notes = *document.notes;
     return !notes.standardPitchEntries().empty() && !notes.keyEntries().empty() &&
            !notes.tempoEntries().empty() && !notes.timeSignatureEntries().empty() &&
            !notes.beatEntries().empty() && !notes.chordEntries().empty();
 }
 
-void removeAnalysis(const SongDocument& document) {
+void removeAnalysis(const Song& document) {
     TarnNoteEntryStorage& notes = *document.notes;
     notes.removeStandardPitchEntriesInArray(notes.standardPitchEntries());
     notes.removeKeyEntriesInArray(notes.keyEntries());
@@ -115,8 +115,8 @@ void removeAnalysis(const SongDocument& document) {
     notes.removeChordEntriesInArray(notes.chordEntries());
 }
 
-void analyzeSong(const SongDocument& document, const std::filesystem::path& song,
-                 const ProgressReport& report, const CancellationQuestion& isCancelled) {
+void analyzeSong(const Song& document, const std::filesystem::path& song, const ProgressReport& report,
+                 const CancellationQuestion& isCancelled) {
     MainQueue::becomeMainThread();
     registerAnalysisEngine();
     const auto controller = std::make_shared<Controller>(song, document.recording.identifier, document.notes);

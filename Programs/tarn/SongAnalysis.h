@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Programs/tarn/SongDocument.h"
+#include "Song/Song.h"
 
 #include <filesystem>
 #include <functional>
@@ -24,15 +24,15 @@ using ProgressReport = std::function<void(double fraction, const std::string& ac
                                         const CancellationQuestion& isCancelled);
 
 /// Whether the document has an entry of each kind that an analysis finds.
-[[nodiscard]] bool isAnalyzed(const SongDocument& document);
+[[nodiscard]] bool isAnalyzed(const Song& document);
 
 /// Removes the entries of the kinds that an analysis finds; what only people enter stays.
-void removeAnalysis(const SongDocument& document);
+void removeAnalysis(const Song& document);
 
 /// Analyses the song as far as entries of a kind are missing from the document, and adds those that are
 /// found. The caller's thread is the main thread. Throws Failure (undecodableInput,
 /// cancelled).
-void analyzeSong(const SongDocument& document, const std::filesystem::path& song,
-                 const ProgressReport& report, const CancellationQuestion& isCancelled);
+void analyzeSong(const Song& document, const std::filesystem::path& song, const ProgressReport& report,
+                 const CancellationQuestion& isCancelled);
 
 } // namespace tarn::program

@@ -76,7 +76,7 @@ TEST_F(ProgramTest, analyzeFindsWhatIsTrueOfARecording) {
     EXPECT_NE(read("Über uns/Bild.svg").find("<svg"), std::string::npos);
     EXPECT_EQ(tarn({"show", "Über uns/mein Lied №1.tarn", "--json"}).output, output);
 
-    const auto document = SongDocument::open(folder / "Über uns/mein Lied №1.tarn");
+    const auto document = Song::open(folder / "Über uns/mein Lied №1.tarn");
     EXPECT_EQ(document->recording.fileName, "mein Lied №1.wav");
     EXPECT_EQ(document->recording.identifier.size(), 36u);
 
@@ -103,16 +103,16 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
         EXPECT_NE(first.find(line), std::string::npos) << line << first;
 
     ASSERT_EQ(tarn({"edit", "song.tarn", "change-chord at end to F#dim7", "add-marker at 1s"}).status, 0);
-    auto document = SongDocument::open(folder / "song.tarn");
+    auto document = Song::open(folder / "song.tarn");
     const auto chordCount = document->notes->chordEntries().size();
     document->notes->removeKeyEntriesInArray(document->notes->keyEntries());
     document->notes->removeBeatEntriesInArray(document->notes->beatEntries());
     document->notes->setTimeSignature(2, 4);
-    SongDocument::save(document, folder / "song.tarn");
+    Song::save(document, folder / "song.tarn");
     const auto identifier = document->recording.identifier;
 
     ASSERT_EQ(tarn({"analyze", "song.wav"}).status, 0);
-    document = SongDocument::open(folder / "song.tarn");
+    document = Song::open(folder / "song.tarn");
     EXPECT_EQ(document->recording.identifier, identifier);
     EXPECT_EQ(document->notes->chordEntries().back()->chord()->string(), "F#dim7");
     ASSERT_TRUE(document->notes->globalKey());
@@ -128,7 +128,7 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
     EXPECT_EQ(read("song.tarn"), complete);
 
     ASSERT_EQ(tarn({"analyze", "song.wav", "--force"}).status, 0);
-    document = SongDocument::open(folder / "song.tarn");
+    document = Song::open(folder / "song.tarn");
     EXPECT_EQ(document->notes->chordEntries().size(), chordCount);
     EXPECT_NE(document->notes->chordEntries().back()->chord()->string(), "F#dim7");
     EXPECT_EQ(document->notes->timeSignature(), (TimeSignature{4, 4}));
@@ -144,9 +144,9 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
         beat->setLocation(beat->location() - 3 * 44100);
     notes.replaceBeatEntriesInArrayWithBeatEntriesInArray(notes.beatEntries(), earlier);
     notes.removeChordEntriesInArray(notes.chordEntries());
-    SongDocument::save(document, folder / "song.tarn");
+    Song::save(document, folder / "song.tarn");
     ASSERT_EQ(tarn({"analyze", "song.wav"}).status, 0);
-    EXPECT_FALSE(SongDocument::open(folder / "song.tarn")->notes->chordEntries().empty());
+    EXPECT_FALSE(Song::open(folder / "song.tarn")->notes->chordEntries().empty());
 }
 
 TEST_F(ProgramTest, analyzeReadsEveryFormatAndRate) {
@@ -224,9 +224,9 @@ TEST_F(ProgramTest, aFullDiskLeavesTheDocumentAsItWas) {
     record(fourBars(), folder / "song.wav");
     // A document of the recording with nothing but a marker, and no room for more.
     const auto document =
-        std::make_shared<SongDocument>(Recording{"../song.wav", 44100, fourBars().frameCount(), "kept"});
+        std::make_shared<Song>(Recording{"../song.wav", 44100, fourBars().frameCount(), "kept"});
     document->notes->insertMarkerEntry(1000);
-    SongDocument::save(document, disk / "kept.tarn");
+    Song::save(document, disk / "kept.tarn");
     std::ofstream(disk / "rest") << std::string(32768, 'x');
     const auto before = read("disk/kept.tarn");
     for (const char* name : {"disk/new.tarn", "disk/kept.tarn"})

@@ -1,5 +1,5 @@
 #include "Tests/Programs/ProgramTest.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gmock/gmock.h>
 
@@ -62,9 +62,9 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
 }
 
 TEST_F(ProgramTest, aMIDITempoThatCannotFollowTheBeatsIsToldFromAFullDisk) {
-    const auto song = std::make_shared<SongDocument>(Recording{"slow.wav", 1000, 60000, "slow"});
+    const auto song = std::make_shared<Song>(Recording{"slow.wav", 1000, 60000, "slow"});
     test::addBeats(*song, 0, 8400, 4, 8);
-    SongDocument::save(song, folder / "slow.tarn");
+    Song::save(song, folder / "slow.tarn");
     expectFailure(tarn({"export", "slow.tarn", "slow.mid"}), 6, "--timing seconds");
     EXPECT_EQ(tarn({"export", "slow.tarn", "slow.mid", "--timing", "seconds"}).status, 0);
 }

@@ -1,6 +1,6 @@
 #include "Programs/tarn/DocumentJSON.h"
 #include "Programs/tarn/SongPositions.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -10,7 +10,7 @@ namespace {
 
 using test::chordsOf, test::gridOf, test::messageOf, test::notesOf, test::regionsOf, test::sampleSong,
     test::sectionsOf;
-using Song = std::shared_ptr<SongDocument>;
+using Song = std::shared_ptr<Song>;
 
 /// Performs edits as typed on a command line and answers the last report, or the reason of a refusal after
 /// "refused: ".
@@ -183,7 +183,7 @@ offset-downbeats 1 from 3:1 to 5:1 -> 2 downbeats moved between 3:1 and 5:1
 offset-downbeats 0 from 3:1 to 5:1 -> refused: would fall on another one)");
     EXPECT_EQ(barsOf(span),
               (std::vector<std::int64_t>{88200, 176400, 286650, 374850, 441000, 529200, 617400, 705600}));
-    const auto empty = std::make_shared<SongDocument>(Recording{"a", 44100, 44100, "a"});
+    const auto empty = std::make_shared<Song>(Recording{"a", 44100, 44100, "a"});
     expectEdits(empty, R"(shift-downbeats 1 -> refused
 move-bar 1 to start -> refused
 bar-beats 1 3 -> refused

@@ -1,6 +1,6 @@
 #include "Tests/Programs/ProgramTest.h"
 
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -66,7 +66,7 @@ std::vector<std::string> ProgramTest::filesIn(const std::filesystem::path& where
 }
 
 std::filesystem::path ProgramTest::saveSmallDocument(const std::string& name) const {
-    const auto song = std::make_shared<SongDocument>(Recording{"small.wav", 44100, 749700, "small"});
+    const auto song = std::make_shared<Song>(Recording{"small.wav", 44100, 749700, "small"});
     song->notes->setTimeSignature(4, 4);
     test::addBeats(*song, 22050, 11025, 64, 8);
     test::addTempo(*song, 120);
@@ -76,7 +76,7 @@ std::filesystem::path ProgramTest::saveSmallDocument(const std::string& name) co
     test::perform(*song, "key=C|add-chord C at 1:1|add-chord F at 3:1|add-chord Am at 4:3|add-chord G at 5:1|"
                          "add-chord C at 7:1|add-region verse 3:1 to 7:1|add-marker Solo at 5:3|"
                          "add-note E4 at 2:1 for 1 beat|add-section Intro at 1:1|add-section Song at 3:1");
-    SongDocument::save(song, folder / name);
+    Song::save(song, folder / name);
     return folder / name;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Programs/tarn/SongDocument.h"
+#include "Song/Song.h"
 #include "Tests/Platform/TemporaryFolder.h"
 
 #include <functional>

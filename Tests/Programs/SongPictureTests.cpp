@@ -2,7 +2,7 @@
 #include "Programs/tarn/SongPictureLayout.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 #include "Tests/Platform/TemporaryFolder.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gtest/gtest.h>
 
@@ -16,8 +16,8 @@ namespace {
 constexpr double kRate = 1000;
 
 /// Eight bars of four beats, two seconds each, from half a second on; a chord on every bar.
-std::shared_ptr<SongDocument> makeSong() {
-    auto song = std::make_shared<SongDocument>(Recording{"My song & <more>.wav", kRate, 17'000, "id"});
+std::shared_ptr<Song> makeSong() {
+    auto song = std::make_shared<Song>(Recording{"My song & <more>.wav", kRate, 17'000, "id"});
     song->notes->setTimeSignature(4, 4);
     test::addBeats(*song, 500, 250, 64, 8);
     for (int bar = 0; bar < 8; ++bar)
@@ -76,13 +76,13 @@ TEST(SongPicture, IsWellFormedWhateverTheNames) {
 }
 
 TEST(SongPicture, StaysSmallForASongOfHours) {
-    const SongDocument song(Recording{"long.wav", 44100, std::int64_t{44100} * 36000, "id"});
+    const Song song(Recording{"long.wav", 44100, std::int64_t{44100} * 36000, "id"});
     const auto waveform = std::make_shared<Waveform>(song.recording.frameCount, song.recording.sampleRate);
     for (std::size_t i = 0; i < 6'000'000; ++i)
         waveform->appendPoint({-100, 100, 50});
     waveform->finish();
     EXPECT_LT(songPictureSVG(song, waveform, {}).size(), 40'000'000u);
-    EXPECT_NE(songPictureSVG(SongDocument(Recording{"", 44100, 0, ""}), nullptr, {}).find("</svg>"),
+    EXPECT_NE(songPictureSVG(Song(Recording{"", 44100, 0, ""}), nullptr, {}).find("</svg>"),
               std::string::npos);
 }
 
