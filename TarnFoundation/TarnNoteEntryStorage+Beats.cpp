@@ -13,15 +13,31 @@ namespace {
 using BeatRef = std::shared_ptr<TarnBeatEntry>;
 using Beats = EntryList<TarnBeatEntry>;
 
-std::size_t positionOfBeat(const Beats& beats, std::uint64_t identifier) {
+std::size_t positionOfBeat(BeatEntries beats, std::uint64_t identifier) {
     const auto position = firstIndexOfEntryWithId(beats, identifier);
     precondition(position.has_value(), "This entry does not exist!");
     return *position;
 }
 
-std::vector<BeatRef> beatsAt(const Beats& beats, Range<std::size_t> positions) {
-    return {beats.begin() + positions.lower, beats.begin() + positions.upper};
+std::vector<BeatRef> beatsAt(BeatEntries beats, Range<std::size_t> positions) {
+    const auto part = beats.subspan(positions.lower, sizeOf(positions));
+    return {part.begin(), part.end()};
 }
+
+/// A bar of the document, and the one before it, as a part of the grid: `beats` and `grid` are that part, and
+/// the bar begins at `position` in it. An unknown identifier aborts.
+struct BarInGrid {
+    BarInGrid(BeatEntries all, std::uint64_t identifier) {
+        const std::size_t first = positionOfBeat(all, identifier);
+        const auto around = barsAround(all, first);
+        beats = all.subspan(around.lower, sizeOf(around));
+        grid = beatGridOf(beats);
+        position = first - around.lower;
+    }
+    BeatEntries beats;
+    BeatGrid grid;
+    std::size_t position = 0;
+};
 
 /// The positions of two beats given in grid order, both included in the closed span; nothing otherwise.
 std::optional<ClosedRange<std::size_t>> span(const Beats& beats, std::uint64_t first, std::uint64_t last) {
@@ -110,22 +126,26 @@ Beats TarnNoteEntryStorage::offsetDownbeatEntries(std::int64_t by, std::uint64_t
     if (!found)
         return {};
     const Range<std::size_t> positions(found->lower, found->upper + 1);
-    const auto moves = barLinesOf(beats).movesWithin(positions, by);
+    const auto spanned = beatsAt(beats, positions);
+    const std::int64_t length = std::ssize(spanned);
+    precondition(by >= -length && by <= length,
+                 "Downbeats cannot be moved by more than the length of their span");
+    const auto moves = barLinesOf(spanned).moves(by);
     std::vector<BeatRef> replaced;
     for (const auto& move : moves)
-        replaced.push_back(beats[move.from]);
+        replaced.push_back(spanned[move.from]);
     auto copies = mutableCopiesOfUserEntriesInArray<TarnBeatEntry>(replaced);
     for (const auto& copy : copies)
         copy->setDownbeat(false);
     // A target that was a downbeat itself is copied a second time: the grid then holds both copies.
     for (const auto& move : moves) {
-        replaced.push_back(beats[move.to]);
-        copies.push_back(copyOfBeatEntry(beats[move.to]));
+        replaced.push_back(spanned[move.to]);
+        copies.push_back(copyOfBeatEntry(spanned[move.to]));
         copies.back()->setDownbeat(true);
     }
     replaceBeatEntriesInArrayWithBeatEntriesInArray(replaced, copies);
 
-    auto result = beatsAt(beats, positions);
+    auto result = spanned;
     const IdentifierSet replacedIdentifiers(replaced);
     std::erase_if(result, [&](const auto& beat) { return replacedIdentifiers.contains(beat->eventId()); });
     result.insert(result.end(), copies.begin(), copies.end());
@@ -152,21 +172,21 @@ double TarnNoteEntryStorage::tempoFromBeatEntries(double sampleRate) const {
 std::uint64_t TarnNoteEntryStorage::setLocationOfBarEntry(std::uint64_t identifiedBy, std::int64_t to,
                                                           std::int64_t limitedBy) {
     const auto beats = beatEntries();
-    const std::size_t position = positionOfBeat(beats, identifiedBy);
-    const GridEdit edit = beatGridOf(beats).barMoved(position, to, limitedBy);
+    const BarInGrid bar(beats, identifiedBy);
+    const GridEdit edit = bar.grid.barMoved(bar.position, to, limitedBy);
     // The moved bar's beats receive the earlier identifiers, and are listed after those of the previous bar.
-    const auto previousSize = position - edit.replaced.lower;
+    const auto previousSize = bar.position - edit.replaced.lower;
     const auto moved = newBeats(*this, std::span(edit.beats).subspan(previousSize));
     auto added = newBeats(*this, std::span(edit.beats).first(previousSize));
     added.insert(added.end(), moved.begin(), moved.end());
-    replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(beats, edit.replaced), added);
+    replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(bar.beats, edit.replaced), added);
     return moved.front()->eventId();
 }
 
 std::int64_t TarnNoteEntryStorage::getNumberOfBeats(std::uint64_t inBarIdentifiedBy) const {
     const auto beats = beatEntries();
-    const auto bar = barLinesOf(beats).stretchFrom(positionOfBeat(beats, inBarIdentifiedBy));
-    const auto count = static_cast<std::int64_t>(sizeOf(bar));
+    const BarInGrid bar(beats, inBarIdentifiedBy);
+    const auto count = static_cast<std::int64_t>(sizeOf(bar.grid.barLines().stretchFrom(bar.position)));
     if (!useQuarterNoteSpacing())
         return count;
     return count < 2 ? 1 : count / 2;
@@ -175,11 +195,11 @@ std::int64_t TarnNoteEntryStorage::getNumberOfBeats(std::uint64_t inBarIdentifie
 std::uint64_t TarnNoteEntryStorage::setNumberOfBeats(std::int64_t count, std::uint64_t inBarIdentifiedBy,
                                                      std::int64_t limitedBy) {
     const auto beats = beatEntries();
-    const std::size_t position = positionOfBeat(beats, inBarIdentifiedBy);
+    const BarInGrid bar(beats, inBarIdentifiedBy);
     const std::int64_t size = useQuarterNoteSpacing() ? checkedMultiply<std::int64_t>(count, 2) : count;
-    const GridEdit edit = beatGridOf(beats).barRefilled(position, size, limitedBy);
+    const GridEdit edit = bar.grid.barRefilled(bar.position, size, limitedBy);
     const auto added = newBeats(*this, edit.beats);
-    replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(beats, edit.replaced), added);
+    replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(bar.beats, edit.replaced), added);
     return added.front()->eventId();
 }
 

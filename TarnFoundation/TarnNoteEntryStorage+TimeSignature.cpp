@@ -34,7 +34,8 @@ void TarnNoteEntryStorage::setTimeSignatureByDenominator(std::int64_t denominato
     constexpr std::size_t kSmallestNumerator = 2;
     constexpr std::size_t kLargestNumerator = 20;
 
-    const BarLines barLines = barLinesOf(beatEntriesFilteredByTimeSignatureDenominator(denominator));
+    const BarLines stored = barLinesOf(beatEntries());
+    const BarLines barLines = denominator == 4 ? stored.keeping(stored.quarterNotes()) : stored;
     std::map<std::size_t, std::size_t> countsByBarLength;
     // Pickup beats count like a bar that has a downbeat before them; a downbeat alone does not count.
     if (const std::size_t pickup = sizeOf(barLines.pickup()); pickup > 0)
@@ -61,11 +62,11 @@ TarnNoteEntryStorage::beatEntriesFilteredByTimeSignatureDenominator(std::int64_t
     const auto beats = beatEntries();
     if (denominator != 4)
         return beats;
-    const auto positions = barLinesOf(beats).quarterNotes();
     std::vector<std::shared_ptr<TarnBeatEntry>> view;
-    view.reserve(positions.size());
-    for (const std::size_t position : positions)
-        view.push_back(beats.begin()[position]);
+    view.reserve(beats.size() / 2 + 1);
+    takeQuarterNotes(
+        beats.size(), [&](std::size_t position) { return nextDownbeat(beats, position); },
+        [&](std::size_t position) { view.push_back(beats.begin()[position]); });
     return view;
 }
 

@@ -50,16 +50,24 @@ BarLines BarLines::keeping(std::span<const std::size_t> positions) const {
     return {positions.size(), std::move(downbeats)};
 }
 
-BarLines BarLines::shifted(std::int64_t offset) const {
+std::vector<BarLines::Move> BarLines::moves(std::int64_t offset) const {
     const auto count = static_cast<std::int64_t>(mPositionCount);
     precondition(count == 0 || offset >= -count,
                  "Downbeats cannot be shifted back by more than the number of beats");
-    std::vector<std::size_t> downbeats;
-    downbeats.reserve(mDownbeats.size());
+    std::vector<Move> moves;
+    moves.reserve(mDownbeats.size());
     for (const std::size_t downbeat : mDownbeats) {
         const auto unwrapped = checkedAdd(count + static_cast<std::int64_t>(downbeat), offset);
-        downbeats.push_back(static_cast<std::size_t>(unwrapped % count));
+        moves.push_back({downbeat, static_cast<std::size_t>(unwrapped % count)});
     }
+    return moves;
+}
+
+BarLines BarLines::shifted(std::int64_t offset) const {
+    std::vector<std::size_t> downbeats;
+    downbeats.reserve(mDownbeats.size());
+    for (const Move& move : moves(offset))
+        downbeats.push_back(move.to);
     std::sort(downbeats.begin(), downbeats.end());
     return {mPositionCount, std::move(downbeats)};
 }
@@ -72,31 +80,13 @@ BarLines BarLines::markedEvery(std::size_t step) const {
     return {mPositionCount, std::move(downbeats)};
 }
 
-std::vector<BarLines::Move> BarLines::movesWithin(Range<std::size_t> span, std::int64_t offset) const {
-    const auto length = static_cast<std::int64_t>(sizeOf(span));
-    precondition(offset >= -length && offset <= length,
-                 "Downbeats cannot be moved by more than the length of their span");
-    std::vector<Move> moves;
-    for (auto downbeat = std::lower_bound(mDownbeats.begin(), mDownbeats.end(), span.lower);
-         downbeat != mDownbeats.end() && *downbeat < span.upper; ++downbeat) {
-        const auto unwrapped = static_cast<std::int64_t>(*downbeat - span.lower) + offset + length;
-        moves.push_back({*downbeat, span.lower + static_cast<std::size_t>(unwrapped % length)});
-    }
-    return moves;
-}
-
 std::vector<std::size_t> BarLines::quarterNotes() const {
     std::vector<std::size_t> positions;
     positions.reserve(mPositionCount / 2 + 1);
-    const auto takeEverySecond = [&](std::size_t first, std::size_t end) {
-        for (std::size_t position = first; position < end; position += 2)
-            positions.push_back(position);
-    };
-    takeEverySecond(mDownbeats.empty() ? 0 : mDownbeats.front() % 2, pickup().upper);
-    for (std::size_t i = 0; i < barCount(); ++i)
-        takeEverySecond(bar(i).lower, bar(i).upper);
-    if (!mDownbeats.empty() && sizeOf(bar(barCount() - 1)) % 2 == 1)
-        positions.pop_back();
+    auto next = mDownbeats.begin();
+    takeQuarterNotes(
+        mPositionCount, [&](std::size_t) { return next == mDownbeats.end() ? mPositionCount : *next++; },
+        [&](std::size_t position) { positions.push_back(position); });
     return positions;
 }
 

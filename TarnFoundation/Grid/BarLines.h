@@ -49,27 +49,24 @@ public:
 
     // Edits
 
-    /// Every downbeat `offset` positions further, around the whole grid. An offset below minus the number of
-    /// positions aborts; any offset above is taken around as often as it takes.
-    [[nodiscard]] BarLines shifted(std::int64_t offset) const;
-    /// A downbeat on every `step`-th position from the first downbeat on and nowhere else; `step` is at least
-    /// 1. Without a downbeat there is none afterwards either.
-    [[nodiscard]] BarLines markedEvery(std::size_t step) const;
-
     struct Move {
         std::size_t from = 0;
         std::size_t to = 0;
         friend bool operator==(const Move&, const Move&) = default;
     };
-    /// Where the downbeats of a span go when each moves by `offset` positions, once around the span; in the
-    /// order of the downbeats. A downbeat may come to lie where another one was. An offset greater than the
-    /// span's length either way aborts.
-    [[nodiscard]] std::vector<Move> movesWithin(Range<std::size_t> span, std::int64_t offset) const;
+    /// Where the downbeats go when each moves by `offset` positions around the grid, as often as it takes; in
+    /// the order of the downbeats. An offset below minus the number of positions aborts.
+    [[nodiscard]] std::vector<Move> moves(std::int64_t offset) const;
+    /// The bar lines after these moves.
+    [[nodiscard]] BarLines shifted(std::int64_t offset) const;
+    /// A downbeat on every `step`-th position from the first downbeat on and nowhere else; `step` is at least
+    /// 1. Without a downbeat there is none afterwards either.
+    [[nodiscard]] BarLines markedEvery(std::size_t step) const;
 
     // Of a grid that is stored in eighths
 
     /// The positions of the quarter notes, ascending. The last one is left out when its bar, the last, has an
-    /// odd number of positions.
+    /// odd number of positions: no eighth follows it.
     [[nodiscard]] std::vector<std::size_t> quarterNotes() const;
     /// The positions, ascending, that have to go so that the pickup and every bar have an even number of
     /// them: the first of an odd pickup, the last of each odd bar (the downbeat itself when the bar has no
@@ -85,6 +82,25 @@ private:
 
 [[nodiscard]] inline std::size_t sizeOf(Range<std::size_t> positions) {
     return positions.upper - positions.lower;
+}
+
+/// Calls `take` with the positions that BarLines::quarterNotes gives, in order, in one pass over a grid of
+/// `count` positions: `nextDownbeat` gives the first downbeat at or after a position, `count` when there is
+/// none, and is asked for each bar once.
+template <typename NextDownbeat, typename Take>
+void takeQuarterNotes(std::size_t count, NextDownbeat nextDownbeat, Take take) {
+    const auto takeEverySecond = [&](std::size_t first, std::size_t end) {
+        for (std::size_t position = first; position < end; position += 2)
+            take(position);
+    };
+    std::size_t downbeat = nextDownbeat(0);
+    takeEverySecond(downbeat < count ? downbeat % 2 : 0, downbeat);
+    while (downbeat < count) {
+        const std::size_t next = nextDownbeat(downbeat + 1);
+        const bool isOddLastBar = next == count && (next - downbeat) % 2 == 1;
+        takeEverySecond(downbeat, next - isOddLastBar);
+        downbeat = next;
+    }
 }
 
 } // namespace tarn

@@ -31,7 +31,7 @@ TEST(BarLines, DivideAGridIntoPickupAndBars) {
     EXPECT_DEATH((void)lines.stretchFrom(9), "no such position");
 }
 
-TEST(BarLines, ShiftAroundTheGridOrASpan) {
+TEST(BarLines, ShiftAroundTheGrid) {
     const BarLines lines(6, {0, 4});
     EXPECT_EQ(lines.shifted(1), BarLines(6, {1, 5}));
     EXPECT_EQ(lines.shifted(2), BarLines(6, {0, 2}));
@@ -40,9 +40,7 @@ TEST(BarLines, ShiftAroundTheGridOrASpan) {
     EXPECT_DEATH((void)lines.shifted(-7), "shifted back");
 
     using Moves = std::vector<BarLines::Move>;
-    EXPECT_EQ(BarLines(6, {0, 2, 4}).movesWithin({1, 5}, 1), (Moves{{2, 3}, {4, 1}}));
-    EXPECT_EQ(BarLines(6, {1, 2}).movesWithin({1, 5}, -4), (Moves{{1, 1}, {2, 2}}));
-    EXPECT_DEATH((void)lines.movesWithin({1, 5}, 5), "length of their span");
+    EXPECT_EQ(BarLines(4, {1, 3}).moves(1), (Moves{{1, 2}, {3, 0}}));
     EXPECT_EQ(BarLines(9, {1, 2}).markedEvery(3), BarLines(9, {1, 4, 7}));
     EXPECT_EQ(BarLines(9, {}).markedEvery(3), BarLines(9, {}));
 }
