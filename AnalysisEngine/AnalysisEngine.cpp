@@ -5,6 +5,7 @@
 #include "AnalysisEngine/BeatwiseChordRecognition.h"
 #include "AnalysisEngine/ChordRecognition.h"
 #include "AnalysisEngine/KeyDetection.h"
+#include "AnalysisEngine/LoudnessMeter.h"
 #include "AnalysisEngine/SharedAudio.h"
 #include "AnalysisEngine/SpectrogramComputation.h"
 #include "AnalysisEngine/TuningEstimation.h"
@@ -12,9 +13,11 @@
 #include "Platform/Bundle.h"
 #include "Platform/CheckedArithmetic.h"
 #include "Platform/Log.h"
+#include "Platform/SHA256.h"
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 
 namespace tarn {
 
@@ -298,6 +301,21 @@ protected:
     }
 };
 
+/// The digest of the file's bytes; nothing when the work is cancelled.
+std::optional<std::string> digestOf(const std::filesystem::path& file,
+                                    const AnalysisOperationFactory::CancellationQuestion& isCancelled) {
+    SHA256 digest;
+    std::ifstream stream(file, std::ios::binary);
+    std::vector<char> block(std::size_t{1} << 18);
+    while (stream) {
+        if (isCancelled && isCancelled())
+            return std::nullopt;
+        stream.read(block.data(), static_cast<std::streamsize>(block.size()));
+        digest.update(std::as_bytes(std::span(block).first(static_cast<std::size_t>(stream.gcount()))));
+    }
+    return digest.hexDigest();
+}
+
 } // namespace
 
 std::shared_ptr<SharedAudio> AnalysisEngine::sharedAudio(const File& audio) {
@@ -361,6 +379,24 @@ std::shared_ptr<DetectChordsOperation> AnalysisEngine::makeDetectChordsOperation
 std::shared_ptr<LegacyChordDetectionOperation>
 AnalysisEngine::makeLegacyChordDetectionOperation(const File& audio) {
     return makeOperation<EngineLegacyChordDetection>(audio);
+}
+
+std::optional<RecordingFacts> AnalysisEngine::readRecording(const File& audio,
+                                                            const CancellationQuestion& isCancelled,
+                                                            std::string* refusal) {
+    const auto reader = AudioReader::open(audio, refusal);
+    auto digest = reader ? digestOf(audio, isCancelled) : std::nullopt;
+    if (!digest)
+        return std::nullopt;
+    LoudnessMeter meter(reader->sampleRate());
+    for (auto block = reader->nextBlock(); !block.empty(); block = reader->nextBlock()) {
+        if (isCancelled && isCancelled())
+            return std::nullopt;
+        meter.process(block);
+    }
+    return RecordingFacts{static_cast<double>(reader->sampleRate()), reader->framesRead(),
+                          reader->declaresLength() ? reader->frameCount() : reader->framesRead(),
+                          *std::move(digest), meter.finish()};
 }
 
 void registerAnalysisEngine() {

@@ -48,6 +48,13 @@ SharedFactory& sharedFactory() {
 
 } // namespace
 
+std::optional<RecordingFacts>
+AnalysisOperationFactory::readRecording(const File&, const CancellationQuestion&, std::string* refusal) {
+    if (refusal)
+        *refusal = "no analysis engine reads recordings here";
+    return std::nullopt;
+}
+
 std::shared_ptr<AnalysisOperationFactory> AnalysisOperationFactory::shared() {
     const std::lock_guard guard(sharedFactory().mutex);
     return sharedFactory().factory;

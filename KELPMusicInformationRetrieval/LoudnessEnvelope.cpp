@@ -29,7 +29,7 @@ std::optional<double> distance(const LoudnessEnvelope& a, const LoudnessEnvelope
         return distance(a.coarser(), b);
     if (b.stretchSeconds < a.stretchSeconds)
         return distance(a, b.coarser());
-    const auto [shorter, longer] = std::minmax(a.levels.size(), b.levels.size());
+    const auto [shorter, longer] = std::minmax({a.levels.size(), b.levels.size()});
     if (longer - shorter > LoudnessEnvelope::kBandCount)
         return std::nullopt;
     double sum = 0;

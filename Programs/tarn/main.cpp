@@ -44,9 +44,11 @@ tarn::program::ExitStatus statusFor(tarn::SongError::Kind kind) {
     case Kind::unreadable:
         return ExitStatus::unreadableInput;
     case Kind::undecodable:
+    case Kind::unsupportedRecording:
         return ExitStatus::undecodableInput;
     case Kind::unsound:
     case Kind::otherRecording:
+    case Kind::otherSampleRate:
         return ExitStatus::refusedEdit;
     case Kind::unwritable:
         return ExitStatus::unwritableOutput;
@@ -67,6 +69,12 @@ const char* adviceFor(tarn::SongError::Kind kind) {
         return "; this is not a tarn document, or a damaged one";
     case Kind::unsound:
         return "; such a document would not open again, and nothing was changed";
+    case Kind::otherRecording:
+        return "; name another document with -o, or pass --relink where it is the same song";
+    case Kind::otherSampleRate:
+        return "; name another document with -o";
+    case Kind::unsupportedRecording:
+        return "; name a WAV, AIFF, FLAC, Ogg, Opus or MP3 file that is whole";
     default:
         return "";
     }

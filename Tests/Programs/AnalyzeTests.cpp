@@ -127,7 +127,8 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
     ASSERT_EQ(tarn({"analyze", "song.wav"}).status, 0);
     EXPECT_EQ(read("song.tarn"), complete);
 
-    ASSERT_EQ(tarn({"analyze", "song.wav", "--force"}).status, 0);
+    EXPECT_NE(outputOf({"analyze", "song.wav", "--force"}).find("kept as song.tarn~\n"), std::string::npos);
+    EXPECT_TRUE(read("song.tarn~") == complete);
     document = Song::open(folder / "song.tarn");
     EXPECT_EQ(document->notes->chordEntries().size(), chordCount);
     EXPECT_NE(document->notes->chordEntries().back()->chord()->string(), "F#dim7");
@@ -147,6 +148,54 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
     Song::save(document, folder / "song.tarn");
     ASSERT_EQ(tarn({"analyze", "song.wav"}).status, 0);
     EXPECT_FALSE(Song::open(folder / "song.tarn")->notes->chordEntries().empty());
+}
+
+TEST_F(ProgramTest, aDocumentBelongsToARecordingByItsSound) {
+    auto other = fourBars();
+    other.chords = {"D", "Em", "A", "Bm"};
+    record(fourBars(), folder / "song.wav");
+    record(fourBars(), folder / "song.flac");
+    record(other, folder / "other.wav");
+    ASSERT_EQ(read("song.wav").size(), read("other.wav").size());
+    std::filesystem::copy(folder / "song.wav", folder / "renamed.wav");
+
+    // One of an earlier edition, which knows the recording by rate and length alone.
+    const auto old = std::make_shared<Song>(Recording{"song.wav", 44100, fourBars().frameCount(), "old"});
+    Song::save(old, folder / "song.tarn");
+    outputOf({"analyze", "song.wav"});
+    EXPECT_EQ(Song::open(folder / "song.tarn")->recording.digest.size(), 64u);
+
+    const auto analyzed = read("song.tarn");
+    expectFailure(tarn({"analyze", "other.wav", "-o", "song.tarn"}), 5, "another recording (song.wav)");
+    EXPECT_TRUE(read("song.tarn") == analyzed);
+    EXPECT_EQ(outputOf({"analyze", "renamed.wav", "-o", "song.tarn"}).find("encoded"), std::string::npos);
+    EXPECT_NE(outputOf({"analyze", "song.flac", "-o", "song.tarn"}).find("encoded or tagged again"),
+              std::string::npos);
+    EXPECT_EQ(Song::open(folder / "song.tarn")->recording.fileName, "song.flac");
+    outputOf({"analyze", "other.wav", "-o", "song.tarn", "--relink"});
+    EXPECT_EQ(Song::open(folder / "song.tarn")->recording.fileName, "other.wav");
+    EXPECT_EQ(json::parse(outputOf({"show", "song.tarn", "--json"}))["chords"][0]["name"], "C");
+}
+
+TEST_F(ProgramTest, editsDuringAnAnalysisAreKept) {
+    record(sixteenBars(), folder / "song.wav");
+    outputOf({"analyze", "song.wav"});
+    outputOf({"edit", "song.tarn", "remove-chord at 1:1"});
+    std::thread editor;
+    const auto run = tarn({"analyze", "song.wav", "--force"}, [&](int) {
+        editor = std::thread([&] {
+            waitForOutput(); // until then it may not have read the document
+            outputOf({"edit", "song.tarn", "change-chord at 2:1 to F#dim7", "add-marker Here at 1s"});
+        });
+    });
+    editor.join();
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_NE(run.output.find("Note       chord entries"), std::string::npos) << run.output;
+    const auto found = json::parse(outputOf({"show", "song.tarn", "--json"}));
+    EXPECT_EQ(found["markers"].size(), 1u);
+    const auto& chords = found["chords"];
+    EXPECT_TRUE(std::any_of(chords.begin(), chords.end(),
+                            [](const json& chord) { return chord["name"] == "F#dim7"; }));
 }
 
 TEST_F(ProgramTest, analyzeReadsEveryFormatAndRate) {
@@ -244,8 +293,7 @@ TEST_F(ProgramTest, anInterruptCancelsTheAnalysisAndWritesNothing) {
         samples.insert(samples.end(), once.begin(), once.end());
     ASSERT_TRUE(demo::writeRecording(folder / "long.wav", samples, 44100));
     const auto run = tarn({"analyze", "long.wav"}, [&](int process) {
-        for (int tries = 0; tries < 10000 && read(".output").empty(); ++tries)
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        waitForOutput();
         EXPECT_EQ(kill(process, SIGINT), 0);
     });
     EXPECT_EQ(run.status, 130);
