@@ -1,8 +1,10 @@
 #include "Song/SongFile.h"
 
 #include "Platform/FileManager.h"
+#include "Platform/SHA256.h"
 
 #include <cerrno>
+#include <span>
 #include <system_error>
 
 namespace tarn {
@@ -10,11 +12,15 @@ namespace {
 
 /// Where the lock of a document lies: beside the file itself, whatever links lead to it.
 std::filesystem::path lockFileOf(const std::filesystem::path& file) {
+    constexpr std::size_t kLongestName = 240; // bytes; file systems allow 255, and the lock's is longer
     std::error_code ignored;
     auto target = std::filesystem::weakly_canonical(std::filesystem::absolute(file, ignored), ignored);
     if (target.empty())
         target = file;
-    return target.parent_path() / ("." + target.filename().string() + ".lock");
+    const std::string name = target.filename().string();
+    const std::string known =
+        name.size() <= kLongestName ? name : SHA256::hexDigestOf(std::as_bytes(std::span(name)));
+    return target.parent_path() / ("." + known + ".lock");
 }
 
 } // namespace
