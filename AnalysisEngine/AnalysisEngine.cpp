@@ -242,8 +242,8 @@ public:
         : EngineOperation(std::move(audio), "Detecting chords") {}
 
 protected:
-    std::optional<ChordDetectionResults> process(const Input& input) override {
-        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResults> {
+    std::optional<ChordDetectionResultArray> process(const Input& input) override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResultArray> {
             const auto features = audio().features(monitor.part(0, 0.4));
             // Beat detection may or may not have come to its end in this run; without its beats the same ones
             // are computed here, so that the chords do not depend on who was first.
@@ -253,7 +253,7 @@ protected:
             const auto recognition = recognizeChords(*features, usableTuning(input.tuningFrequency),
                                                      keyIndex(input.key), tatums, monitor.part(0.6, 1));
             publishCandidates(recognition);
-            ChordDetectionResults results;
+            ChordDetectionResultArray results;
             const auto scores = scoresOf(recognition);
             for (std::size_t i = 0; i < recognition.chords.size(); ++i) {
                 const auto& chord = recognition.chords[i];
@@ -284,10 +284,10 @@ public:
         : EngineOperation(std::move(audio), "Detecting chords") {}
 
 protected:
-    std::optional<ChordDetectionResults> process(const Input& input) override {
-        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResults> {
+    std::optional<ChordDetectionResultArray> process(const Input& input) override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResultArray> {
             const auto features = audio().features(monitor.part(0, 0.6));
-            ChordDetectionResults results;
+            ChordDetectionResultArray results;
             for (const auto& chord :
                  recognizeChordsBeatwise(*features, usableTuning(input.tuningFrequency),
                                          wholeFrames(input.beatLocations), monitor.part(0.6, 1)))

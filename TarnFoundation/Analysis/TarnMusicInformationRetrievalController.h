@@ -229,7 +229,7 @@ private:
     void beatAlignmentOperationDidFindDownbeatLocation(BeatAlignmentOperation& operation,
                                                        std::int64_t downbeatLocation,
                                                        std::int64_t tatumCount) override;
-    void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResults& results,
+    void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResultArray& results,
                                                       ChordDetectionOperation& operation) override;
 
     /// The delegate of an operation of the kind whose delegate it is.
