@@ -45,7 +45,7 @@ public:
 protected:
     [[nodiscard]] SharedAudio& audio() const { return *mAudio; }
 
-    /// Answers what `work` answers, or an empty value when the operation is cancelled.
+    /// Returns what `work` returns, or an empty value when the operation is cancelled.
     template <typename Work>
     auto perform(const Work& work) -> decltype(work(std::declval<const StageMonitor&>())) {
         const StageMonitor monitor([this] { return this->isCancelled(); },
@@ -128,19 +128,32 @@ private:
 
 class EngineSpectrogram : public EngineOperation<KELPSpectrogramOperation> {
 public:
-    explicit EngineSpectrogram(std::shared_ptr<SharedAudio> audio)
-        : EngineOperation(std::move(audio), "Computing spectrogram") {}
+    EngineSpectrogram(std::shared_ptr<SharedAudio> audio, std::shared_ptr<Spectrogram> spectrogram)
+        : EngineOperation(std::move(audio), "Computing spectrogram"), mDrawn(std::move(spectrogram)) {
+        setSpectrogram(mDrawn);
+    }
 
 protected:
     bool process(double tuningFrequency) override {
         return perform([&](const StageMonitor& monitor) {
-            const auto features = audio().features(monitor.part(0, 0.8));
-            const auto drawn = makeSpectrogram(*features, usableTuning(tuningFrequency));
-            setSpectrogram(drawn);
-            fillSpectrogram(*features, *drawn, monitor.part(0.8, 1));
+            setSpectrogram(mDrawn); // a cache's may have taken its place
+            mDrawn->setTuningFrequency(usableTuning(tuningFrequency));
+            // Whoever computes the features, what there is of them is drawn whenever that reports.
+            const StageMonitor computing = monitor.part(0, 0.8);
+            const StageMonitor drawing({}, [&](double fraction) {
+                computing.report(fraction);
+                if (const auto spectrum = audio().spectrumSoFar())
+                    appendColumns(*spectrum, *mDrawn);
+            });
+            const auto features = audio().features(drawing);
+            appendColumns(*features->spectral.magnitudes, *mDrawn, monitor.part(0.8, 1));
+            mDrawn->finish();
             return true;
         });
     }
+
+private:
+    const std::shared_ptr<Spectrogram> mDrawn;
 };
 
 class EngineWaveform : public EngineOperation<KELPWaveformOperation> {
@@ -339,7 +352,13 @@ std::shared_ptr<BeatAlignmentOperation> AnalysisEngine::makeBeatAlignmentOperati
 }
 
 std::shared_ptr<KELPSpectrogramOperation> AnalysisEngine::makeSpectrogramOperation(const File& audio) {
-    return makeOperation<EngineSpectrogram>(audio);
+    auto shared = sharedAudio(audio);
+    const auto reader = shared ? AudioReader::open(audio) : nullptr;
+    if (!reader)
+        return nullptr;
+    const auto frameCount = reader->declaresLength() ? std::optional(reader->frameCount()) : std::nullopt;
+    return std::make_shared<EngineSpectrogram>(std::move(shared),
+                                               makeSpectrogram(reader->sampleRate(), frameCount));
 }
 
 std::shared_ptr<KELPWaveformOperation> AnalysisEngine::makeWaveformOperation(const File& audio,

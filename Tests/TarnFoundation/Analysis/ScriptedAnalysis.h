@@ -47,6 +47,7 @@ inline std::shared_ptr<Spectrogram> completeSpectrogram(std::uint32_t columnCoun
     auto spectrogram = std::make_shared<Spectrogram>(Spectrogram::Layout{512, columnCount, 2, 1, 33});
     for (std::uint32_t i = 0; i < columnCount; ++i)
         spectrogram->appendColumn(std::array<std::uint8_t, 2>{std::uint8_t(i), 7});
+    spectrogram->finish();
     return spectrogram;
 }
 
