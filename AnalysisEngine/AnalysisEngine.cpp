@@ -326,7 +326,7 @@ std::optional<std::string> digestOf(const std::filesystem::path& file,
         stream.read(block.data(), static_cast<std::streamsize>(block.size()));
         digest.update(std::as_bytes(std::span(block).first(static_cast<std::size_t>(stream.gcount()))));
     }
-    return digest.hexDigest();
+    return stream.bad() ? std::nullopt : std::optional(digest.hexDigest());
 }
 
 } // namespace
@@ -404,9 +404,14 @@ std::optional<RecordingFacts> AnalysisEngine::readRecording(const File& audio,
                                                             const CancellationQuestion& isCancelled,
                                                             std::string* refusal) {
     const auto reader = AudioReader::open(audio, refusal);
-    auto digest = reader ? digestOf(audio, isCancelled) : std::nullopt;
-    if (!digest)
+    if (!reader)
         return std::nullopt;
+    auto digest = digestOf(audio, isCancelled);
+    if (!digest) {
+        if (refusal && !(isCancelled && isCancelled()))
+            *refusal = "the file cannot be read to its end";
+        return std::nullopt;
+    }
     LoudnessMeter meter(reader->sampleRate());
     for (auto block = reader->nextBlock(); !block.empty(); block = reader->nextBlock()) {
         if (isCancelled && isCancelled())

@@ -9,14 +9,14 @@ namespace tarn {
 
 namespace {
 
-constexpr double kSpectraPerSecond =
-    10; ///< about; enough for the bands at the bottom to have bins of their own
+/// How long a spectrum spans at least: the bands at the bottom need bins of their own.
+constexpr double kSpectrumDuration = 0.1; // seconds
 
 } // namespace
 
 LoudnessMeter::LoudnessMeter(int sampleRate)
     : mSampleRate(sampleRate),
-      mTransform(std::bit_ceil(static_cast<std::size_t>(sampleRate / kSpectraPerSecond))) {
+      mTransform(std::bit_ceil(static_cast<std::size_t>(sampleRate * kSpectrumDuration))) {
     const double binsPerHertz = static_cast<double>(mTransform.length()) / sampleRate;
     for (std::size_t band = 0; band < mBandEdges.size(); ++band) {
         const double edge =
@@ -30,56 +30,64 @@ void LoudnessMeter::process(std::span<const float> samples) {
     const std::size_t length = mTransform.length();
     mPending.insert(mPending.end(), samples.begin(), samples.end());
     std::size_t begin = 0;
-    for (; mPending.size() - begin >= length; begin += length)
+    for (; mPending.size() - begin >= length; begin += length / 2)
         addSpectrum(std::span(mPending).subspan(begin, length));
     mPending.erase(mPending.begin(), mPending.begin() + static_cast<std::ptrdiff_t>(begin));
 }
 
 void LoudnessMeter::addSpectrum(std::span<const float> samples) {
-    auto stretch = static_cast<std::size_t>(mPosition / mSampleRate / mStretchSeconds);
-    if (stretch >= LoudnessEnvelope::kMaximumStretchCount) {
-        halveStretches();
-        stretch /= 2;
+    auto number = static_cast<std::size_t>(mPosition / mSampleRate / mStretchSeconds);
+    if (number >= LoudnessEnvelope::kMaximumStretchCount) {
+        doubleStretches();
+        number /= 2;
     }
-    mPosition += static_cast<std::int64_t>(samples.size());
-    mStretches.resize(std::max(mStretches.size(), stretch + 1));
+    mPosition += static_cast<std::int64_t>(samples.size() / 2);
+    mStretches.resize(std::max(mStretches.size(), number + 1));
+    Stretch& stretch = mStretches[number];
+    ++stretch.spectrumCount;
     const auto magnitudes = mTransform.hannMagnitudes(samples);
     for (std::size_t band = 0; band < LoudnessEnvelope::kBandCount; ++band) {
-        for (std::size_t bin = mBandEdges[band]; bin < mBandEdges[band + 1]; ++bin)
-            mStretches[stretch][band] +=
-                static_cast<double>(magnitudes[bin]) * static_cast<double>(magnitudes[bin]);
+        for (std::size_t bin = mBandEdges[band]; bin < mBandEdges[band + 1]; ++bin) {
+            const double magnitude = magnitudes[bin];
+            stretch.powers[band] += magnitude * magnitude;
+        }
     }
 }
 
-void LoudnessMeter::halveStretches() {
+void LoudnessMeter::doubleStretches() {
     mStretchSeconds *= 2;
     for (std::size_t i = 0; i < mStretches.size(); ++i) {
-        if (i % 2 == 0)
-            mStretches[i / 2] = mStretches[i];
-        else
-            std::transform(mStretches[i].begin(), mStretches[i].end(), mStretches[i / 2].begin(),
-                           mStretches[i / 2].begin(), std::plus<>());
+        Stretch& target = mStretches[i / 2];
+        if (i % 2 == 0) {
+            target = mStretches[i];
+            continue;
+        }
+        target.spectrumCount += mStretches[i].spectrumCount;
+        for (std::size_t band = 0; band < LoudnessEnvelope::kBandCount; ++band)
+            target.powers[band] += mStretches[i].powers[band];
     }
     mStretches.resize((mStretches.size() + 1) / 2);
 }
 
 LoudnessEnvelope LoudnessMeter::finish() {
-    if (mPosition == 0 && !mPending.empty()) { // shorter than one spectrum
+    if (mStretches.empty() && !mPending.empty()) { // shorter than one spectrum
         mPending.resize(mTransform.length(), 0.0f);
         addSpectrum(mPending);
     }
     double total = 0;
-    for (const BandPowers& powers : mStretches)
-        total = std::accumulate(powers.begin(), powers.end(), total);
+    for (const Stretch& stretch : mStretches)
+        total += std::accumulate(stretch.powers.begin(), stretch.powers.end(), 0.0) /
+                 static_cast<double>(std::max<std::int64_t>(stretch.spectrumCount, 1));
     const double mean = total / static_cast<double>(std::max<std::size_t>(mStretches.size(), 1));
     LoudnessEnvelope envelope{mStretchSeconds, {}};
     envelope.levels.reserve(mStretches.size() * LoudnessEnvelope::kBandCount);
-    for (const BandPowers& powers : mStretches) {
-        for (const double power : powers) {
-            const double level =
-                power > 0 && mean > 0 ? 10 * std::log10(power / mean) : LoudnessEnvelope::kFloor;
-            envelope.levels.push_back(static_cast<std::int8_t>(
-                std::lround(std::clamp(level, double{LoudnessEnvelope::kFloor}, 60.0))));
+    for (const Stretch& stretch : mStretches) {
+        for (const double sum : stretch.powers) {
+            constexpr double kFloor = LoudnessEnvelope::kFloor;
+            const double power = sum / static_cast<double>(std::max<std::int64_t>(stretch.spectrumCount, 1));
+            const double level = power > 0 && mean > 0 ? 10 * std::log10(power / mean) : kFloor;
+            envelope.levels.push_back(
+                static_cast<std::int8_t>(std::lround(std::clamp(level, kFloor, -kFloor))));
         }
     }
     return envelope;

@@ -20,18 +20,22 @@ public:
     [[nodiscard]] LoudnessEnvelope finish();
 
 private:
-    using BandPowers = std::array<double, LoudnessEnvelope::kBandCount>; ///< sums over spectra
+    /// The sums of the spectra that begin in a stretch.
+    struct Stretch {
+        std::array<double, LoudnessEnvelope::kBandCount> powers{};
+        std::int64_t spectrumCount = 0;
+    };
     void addSpectrum(std::span<const float> samples);
-    void halveStretches();
+    void doubleStretches();
 
     int mSampleRate;
     RealFourierTransform mTransform;
-    std::array<std::size_t, LoudnessEnvelope::kBandCount + 1>
-        mBandEdges{}; ///< bins where bands begin; the last end
+    /// The bins where the bands begin, and where the last one ends.
+    std::array<std::size_t, LoudnessEnvelope::kBandCount + 1> mBandEdges{};
     std::vector<float> mPending;
     std::int64_t mPosition = 0; ///< frame at which the pending samples begin
     int mStretchSeconds = 1;
-    std::vector<BandPowers> mStretches;
+    std::vector<Stretch> mStretches;
 };
 
 } // namespace tarn

@@ -10,6 +10,7 @@
 #include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
 #include "TarnFoundation/Formatting/TarnUserDefaultsKeys.h"
 
+#include <chrono>
 #include <fstream>
 #include <random>
 
@@ -62,8 +63,7 @@ private:
             mNotes.addTempoEntry(*tempo);
     }
 
-    /// The time signature first: it decides how the storage keeps beats consistent. One that the document has
-    /// already goes on to say where bars begin.
+    /// A time signature that the document has already goes on to say where bars begin.
     void receiveBeats(const Notification& notification) {
         const auto* beats = notification.value<EntryList<TarnBeatEntry>>("beatEntries");
         const auto* signature = notification.value<std::shared_ptr<TarnTimeSignatureEntry>>("timeSignature");
@@ -197,16 +197,19 @@ EntryList<Entry> copiesIn(TarnNoteEntryStorage& notes, const EntryList<Entry>& e
 
 /// Brings what an analysis changed from `before` to `after` into `target`, kind by kind. A kind that differs
 /// in `target` from `before` has been changed by somebody else and stays as it is; returns the names of
-/// those.
+/// those. Metre and beats make sense only together and count as one.
 std::vector<std::string> merge(const TarnNoteEntryStorage& before, const TarnNoteEntryStorage& after,
                                TarnNoteEntryStorage& target) {
+    const bool isGridChanged = differ(before.timeSignatureEntries(), target.timeSignatureEntries()) ||
+                               differ(before.beatEntries(), target.beatEntries());
     std::vector<std::string> kept;
-    const auto take = [&](const char* kind, const auto& former, const auto& found, const auto& present,
+    const auto take = [&](const std::string& kind, const auto& former, const auto& found, const auto& present,
                           const auto& replace) {
         if (!differ(former, found))
             return;
-        if (differ(former, present))
-            kept.emplace_back(kind);
+        const bool isOfGrid = kind == "timeSignature" || kind == "beat";
+        if (isOfGrid ? isGridChanged : differ(former, present))
+            kept.push_back(kind);
         else
             replace(present, copiesIn(target, found));
     };
@@ -218,6 +221,22 @@ std::vector<std::string> merge(const TarnNoteEntryStorage& before, const TarnNot
     TARN_ANALYZED_KINDS(TARN_TAKE)
 #undef TARN_TAKE
     return kept;
+}
+
+/// A turn at the document; waiting for it ends when the user wants the analysis to end.
+SongChange changeOf(const std::filesystem::path& document, const SongAnalysisOptions& options) {
+    constexpr std::chrono::milliseconds kPatience{100};
+    const auto end = std::chrono::steady_clock::now() + SongChange::kPatience;
+    for (;;) {
+        if (options.isCancelled && options.isCancelled())
+            throw SongAnalysisCancelled();
+        try {
+            return SongChange(document, kPatience);
+        } catch (const SongError& error) {
+            if (error.kind() != SongError::Kind::busy || std::chrono::steady_clock::now() >= end)
+                throw;
+        }
+    }
 }
 
 } // namespace
@@ -233,21 +252,20 @@ bool isAnalyzed(const Song& song) {
 SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
                                         const std::filesystem::path& document,
                                         const SongAnalysisOptions& options) {
-    std::error_code error;
-    if (std::filesystem::exists(document, error) && !std::filesystem::is_regular_file(document, error))
-        throw SongError(SongError::Kind::unwritable,
-                        document.string() + ": a document cannot be kept there; name an ordinary file");
+    std::optional<Data> readBytes;
+    std::shared_ptr<Song> existing;
+    { // A turn before the work, too: what is wrong with the document is told first.
+        const SongChange change = changeOf(document, options);
+        readBytes = change.bytes();
+        existing = change.song();
+    }
     SongAnalysisOutcome outcome;
     outcome.recording = readRecording(recording, options);
     const RecordingFacts& facts = outcome.recording;
-
-    const auto readBytes = readSongBytes(document);
-    const auto read = [&] {
-        return readBytes ? songFromBytes(*readBytes, document)
-                         : std::make_shared<Song>(
-                               Recording{"", facts.sampleRate, facts.frameCount, newIdentifier()});
+    const auto newSong = [&] {
+        return std::make_shared<Song>(Recording{"", facts.sampleRate, facts.frameCount, newIdentifier()});
     };
-    const auto analyzed = read();
+    const auto analyzed = existing ? existing : newSong();
     RecordingMatch found = RecordingMatch::sameFile;
     if (readBytes)
         found = checkedMatch(*analyzed, facts, options.relink, document);
@@ -256,13 +274,14 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
     if (!isAnalyzed(*analyzed))
         analyze(*analyzed, recording, facts.digest, options);
 
-    SongChange change(document);
+    SongChange change = changeOf(document, options);
     if (!change.bytes() || change.bytes() == readBytes) {
         outcome.song = analyzed;
     } else {
         outcome.song = change.song();
         found = checkedMatch(*outcome.song, facts, options.relink, document);
-        outcome.keptKinds = merge(*read()->notes, *analyzed->notes, *outcome.song->notes);
+        const auto before = readBytes ? songFromBytes(*readBytes, document) : newSong();
+        outcome.keptKinds = merge(*before->notes, *analyzed->notes, *outcome.song->notes);
     }
     outcome.wasEncodedAgain = found == RecordingMatch::sameSound;
     Recording& described = outcome.song->recording;

@@ -60,24 +60,30 @@ bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b) 
     return canonical(a) == canonical(b);
 }
 
-void printNote(const std::string& text) {
-    std::cout << "Note       " << text << "\n";
+/// What the user should know besides the result.
+std::vector<std::string> notesOn(const SongAnalysisOutcome& outcome) {
+    const Song& song = *outcome.song;
+    const RecordingFacts& audio = outcome.recording;
+    std::vector<std::string> notes;
+    if (audio.frameCount < audio.declaredFrames)
+        notes.push_back("only the first " + formattedDuration(song.seconds(audio.frameCount)) + " of " +
+                        formattedDuration(song.seconds(audio.declaredFrames)) + " could be read");
+    if (outcome.wasEncodedAgain)
+        notes.emplace_back(
+            "the file was encoded or tagged again since the document was made; it sounds the same");
+    for (const std::string& kind : outcome.keptKinds)
+        notes.push_back(kind + " entries that were changed during the analysis are kept as they are");
+    if (outcome.former)
+        notes.push_back("the former document is kept as " + outcome.former->string());
+    return notes;
 }
 
 void printSummary(const SongAnalysisOutcome& outcome, const AnalyzeOptions& options,
                   const std::filesystem::path& file) {
-    const Song& song = *outcome.song;
-    const RecordingFacts& audio = outcome.recording;
-    std::cout << songFacts(song) << "Chords     " << firstChords(song, kListedChordCount) << "\n";
-    if (audio.frameCount < audio.declaredFrames)
-        printNote("only the first " + formattedDuration(song.seconds(audio.frameCount)) + " of " +
-                  formattedDuration(song.seconds(audio.declaredFrames)) + " could be read");
-    if (outcome.wasEncodedAgain)
-        printNote("the file was encoded or tagged again since the document was made; it sounds the same");
-    for (const std::string& kind : outcome.keptKinds)
-        printNote(kind + " entries that were changed during the analysis are kept as they are");
-    if (outcome.former)
-        printNote("the former document is kept as " + outcome.former->string());
+    std::cout << songFacts(*outcome.song) << "Chords     " << firstChords(*outcome.song, kListedChordCount)
+              << "\n";
+    for (const std::string& note : notesOn(outcome))
+        std::cout << "Note       " << note << "\n";
     std::cout << "Document   " << file.string() << "\n";
     if (!options.midi.empty())
         std::cout << "MIDI file  " << options.midi << "\n";
@@ -133,10 +139,13 @@ void analyze(const AnalyzeOptions& options) {
                       options.midi);
     if (!options.picture.empty())
         writeSongPicture(*outcome.song, file, options.picture, {});
-    if (options.json)
+    if (options.json) {
         printJSON(*outcome.song);
-    else
+        for (const std::string& note : notesOn(outcome))
+            std::cerr << "tarn: " << note << "\n";
+    } else {
         printSummary(outcome, options, file);
+    }
 }
 
 } // namespace

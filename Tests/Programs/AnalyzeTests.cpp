@@ -185,7 +185,8 @@ TEST_F(ProgramTest, editsDuringAnAnalysisAreKept) {
     const auto run = tarn({"analyze", "song.wav", "--force"}, [&](int) {
         editor = std::thread([&] {
             waitForOutput(); // until then it may not have read the document
-            outputOf({"edit", "song.tarn", "change-chord at 2:1 to F#dim7", "add-marker Here at 1s"});
+            outputOf(
+                {"edit", "song.tarn", "change-chord at 2:1 to F#dim7", "add-marker Here at 1s", "metre=3/4"});
         });
     });
     editor.join();
@@ -193,6 +194,11 @@ TEST_F(ProgramTest, editsDuringAnAnalysisAreKept) {
     EXPECT_NE(run.output.find("Note       chord entries"), std::string::npos) << run.output;
     const auto found = json::parse(outputOf({"show", "song.tarn", "--json"}));
     EXPECT_EQ(found["markers"].size(), 1u);
+    EXPECT_EQ(found["timeSignature"]["numerator"], 3);
+    const auto bars = std::count_if(found["beats"].begin(), found["beats"].end(),
+                                    [](const json& beat) { return beat["downbeat"]; });
+    EXPECT_EQ(bars, static_cast<std::int64_t>(found["beats"].size() + 5) / 6)
+        << "bars of the metre that was kept";
     const auto& chords = found["chords"];
     EXPECT_TRUE(std::any_of(chords.begin(), chords.end(),
                             [](const json& chord) { return chord["name"] == "F#dim7"; }));

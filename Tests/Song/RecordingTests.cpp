@@ -29,7 +29,8 @@ TEST(RecordingTests, aFileIsTheRecordingByItsBytesItsSoundOrItsShape) {
     EXPECT_EQ(match(known, file("aa", envelope(9))), sameFile);
     EXPECT_EQ(match(known, file("bb", envelope(1))), sameSound);
     EXPECT_EQ(match(known, file("bb", envelope(1), 131'105)), sameSound) << "an encoder's delay";
-    EXPECT_EQ(match(known, file("bb", envelope(1), 133'000)), other);
+    EXPECT_EQ(match(known, file("bb", envelope(1), 134'000)), other);
+    EXPECT_EQ(match(known, file("aa", envelope(), 130'000, 48000)), other) << "frames would mean other times";
     EXPECT_EQ(match(known, file("bb", envelope(1), 130'000, 48000)), other);
     EXPECT_EQ(match(known, file("bb", envelope(4))), other);
     EXPECT_EQ(match(known, file("bb", {})), other);
@@ -43,6 +44,13 @@ TEST(RecordingTests, envelopesOfDifferentStretchesAreComparedAtTheLongerOnes) {
     EXPECT_EQ(coarse.stretchSeconds, 2);
     EXPECT_EQ(coarse.stretchCount(), 3u);
     EXPECT_EQ(distance(fine, coarse), 0);
+    auto withSilence = fine;
+    auto otherWithSilence = fine;
+    for (auto& level : otherWithSilence.levels)
+        level += 5;
+    for (auto* envelope : {&withSilence, &otherWithSilence})
+        envelope->levels.resize(100 * LoudnessEnvelope::kBandCount, LoudnessEnvelope::kFloor);
+    EXPECT_EQ(distance(withSilence, otherWithSilence), 5) << "silence is no likeness";
     std::fill_n(fine.levels.begin(), LoudnessEnvelope::kBandCount, LoudnessEnvelope::kFloor);
     EXPECT_EQ(fine.coarser().levels.front(), -13) << "the mean power of two stretches, not of decibels";
 }

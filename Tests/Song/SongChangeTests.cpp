@@ -102,6 +102,17 @@ TEST_F(SongChangeConcurrency, formerDocumentsAreNeverReplaced) {
     EXPECT_EQ(keepAndChange(), "song.tarn~");
     EXPECT_EQ(keepAndChange(), "song.tarn~2");
     EXPECT_EQ(Song::open(folder.path() / "song.tarn~")->notes->markerEntries().size(), 0u);
+
+    const auto longName = folder.path() / (std::string(250, 'a') + ".tarn");
+    Song::save(test::sampleSong(), longName);
+    EXPECT_EQ(kindOf([&] { (void)SongChange(longName).keepFormer(); }), SongError::Kind::unwritable);
+}
+
+TEST_F(SongChangeConcurrency, aFileOfTheLocksNameIsNotRemoved) {
+    const auto lock = folder.path() / ".song.tarn.lock";
+    writeText(lock, "somebody's");
+    EXPECT_EQ(kindOf([&] { (void)SongChange(file, 20ms); }), SongError::Kind::unwritable);
+    EXPECT_EQ(textOf(lock), "somebody's");
 }
 
 } // namespace tarn
