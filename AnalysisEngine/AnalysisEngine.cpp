@@ -11,9 +11,11 @@
 #include "AnalysisEngine/WaveformComputation.h"
 #include "Platform/Bundle.h"
 #include "Platform/CheckedArithmetic.h"
+#include "Platform/FileManager.h"
 #include "Platform/Log.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 
 namespace tarn {
@@ -24,7 +26,7 @@ constexpr double kStandardFrequency = 440.0;
 constexpr std::int64_t kProgressUnits = 1000;
 
 std::string activity(const char* text) {
-    return Bundle::withIdentifier(kAnalysisBundleIdentifier).localizedString(text);
+    return Bundle::framework().localizedString(text);
 }
 
 /// A frequency that can be tuned by; anything else counts as the standard.
@@ -361,6 +363,19 @@ std::shared_ptr<DetectChordsOperation> AnalysisEngine::makeDetectChordsOperation
 std::shared_ptr<LegacyChordDetectionOperation>
 AnalysisEngine::makeLegacyChordDetectionOperation(const File& audio) {
     return makeOperation<EngineLegacyChordDetection>(audio);
+}
+
+std::shared_ptr<const Error> AnalysisEngine::refusal(const File& audio) {
+    const auto cause = std::make_shared<Error>();
+    if (!FileManager::isReadableFile(audio, cause.get()))
+        return analysisRefusal(
+            cause->code == ENOENT ? AnalysisRefusal::missingFile : AnalysisRefusal::unreadableFile, cause);
+    std::string reason;
+    if (AudioReader::open(audio, &reason))
+        return nullptr;
+    *cause = Error(kAnalysisRefusalDomain, static_cast<long>(AnalysisRefusal::undecodableAudio),
+                   audio.string() + ": " + reason);
+    return analysisRefusal(AnalysisRefusal::undecodableAudio, cause);
 }
 
 void registerAnalysisEngine() {
