@@ -4,6 +4,7 @@
 #include "Programs/tarn/DocumentJSON.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/OutputFile.h"
+#include "Programs/tarn/ProgramCache.h"
 #include "Programs/tarn/ProgressDisplay.h"
 #include "Programs/tarn/SongAnalysis.h"
 #include "Programs/tarn/SongChart.h"
@@ -74,6 +75,15 @@ bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b) 
     return canonical(a) == canonical(b);
 }
 
+/// The file by a name that it keeps: /dev/stdin and its like lead to another one in each process.
+std::filesystem::path namedFile(const std::filesystem::path& given) {
+    std::error_code error;
+    if (!given.string().starts_with("/dev/") && !given.string().starts_with("/proc/"))
+        return given;
+    auto file = std::filesystem::canonical(given, error);
+    return error ? given : file;
+}
+
 /// The song's name for a document that is kept in `documentFile`.
 std::string songNameFrom(const std::filesystem::path& documentFile, const std::filesystem::path& song) {
     const auto absolute = std::filesystem::absolute(song).lexically_normal();
@@ -119,7 +129,7 @@ void printSummary(const SongDocument& document, const AudioFacts& audio, const A
 }
 
 void analyze(const AnalyzeOptions& options) {
-    const std::filesystem::path song(options.song);
+    const std::filesystem::path song = namedFile(options.song);
     std::filesystem::path file(options.document);
     if (file.empty())
         file = std::filesystem::path(song).replace_extension(".tarn");
@@ -149,10 +159,13 @@ void analyze(const AnalyzeOptions& options) {
     }
     if (!isAnalyzed(*document)) {
         ProgressDisplay display(options.json);
+        const std::string cacheName = cacheNameOf(song);
+        markCacheUsed(cacheName);
         analyzeSong(
-            *document, song,
+            *document, song, cacheName,
             [&](double fraction, const std::string& activity) { display.show(fraction, activity); },
             &InterruptWatch::isInterrupted);
+        trimCache(kLargestCache); // what cannot be removed does not spoil the analysis
     }
     document->recording.fileName = songNameFrom(file, song);
     SongDocument::save(document, file);

@@ -3,10 +3,11 @@
 #include "AnalysisEngine/AnalysisEngine.h"
 #include "AnalysisEngine/AudioReader.h"
 #include "Platform/DispatchQueue.h"
+#include "Platform/FileManager.h"
 #include "Programs/tarn/Failure.h"
 #include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
 
-#include <fstream>
+#include <cerrno>
 
 namespace tarn::program {
 
@@ -75,15 +76,14 @@ private:
 } // namespace
 
 AudioFacts readAudioFacts(const std::filesystem::path& song, const CancellationQuestion& isCancelled) {
-    std::error_code error;
-    if (!std::filesystem::exists(song, error))
+    if (Error error; !FileManager::isReadableFile(song, &error))
         throw Failure(ExitStatus::unreadableInput,
-                      song.string() + ": there is no such file; name an audio file");
-    if (std::filesystem::is_directory(song, error))
-        throw Failure(ExitStatus::unreadableInput, song.string() + ": this is a folder; name an audio file");
-    if (!std::ifstream(song, std::ios::binary))
-        throw Failure(ExitStatus::unreadableInput,
-                      song.string() + ": the file cannot be read; look at its permissions");
+                      song.string() + (error.code == ENOENT   ? ": there is no such file; name an audio file"
+                                       : error.code == EISDIR ? ": this is a folder; name an audio file"
+                                       : error.code == ENOTSUP
+                                           ? ": a recording must be an ordinary file, because it is read "
+                                             "more than once; save it as one"
+                                           : ": the file cannot be read; look at its permissions"));
     std::string refusal;
     const auto reader = AudioReader::open(song, &refusal);
     if (!reader)
@@ -116,10 +116,11 @@ void removeAnalysis(const SongDocument& document) {
 }
 
 void analyzeSong(const SongDocument& document, const std::filesystem::path& song,
-                 const ProgressReport& report, const CancellationQuestion& isCancelled) {
+                 const std::string& cacheName, const ProgressReport& report,
+                 const CancellationQuestion& isCancelled) {
     MainQueue::becomeMainThread();
     registerAnalysisEngine();
-    const auto controller = std::make_shared<Controller>(song, document.recording.identifier, document.notes);
+    const auto controller = std::make_shared<Controller>(song, cacheName, document.notes);
     const ResultReceiver receiver(*document.notes, controller);
     Error error;
     if (!controller->beginProcessingError(&error))

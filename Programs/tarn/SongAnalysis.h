@@ -30,9 +30,10 @@ using ProgressReport = std::function<void(double fraction, const std::string& ac
 void removeAnalysis(const SongDocument& document);
 
 /// Analyses the song as far as entries of a kind are missing from the document, and adds those that are
-/// found. The caller's thread is the main thread. Throws Failure (undecodableInput,
-/// cancelled).
+/// found. `cacheName` names the cache files that it uses (ProgramCache.h). The caller's thread is the main
+/// thread. Throws Failure (undecodableInput, cancelled).
 void analyzeSong(const SongDocument& document, const std::filesystem::path& song,
-                 const ProgressReport& report, const CancellationQuestion& isCancelled);
+                 const std::string& cacheName, const ProgressReport& report,
+                 const CancellationQuestion& isCancelled);
 
 } // namespace tarn::program

@@ -29,9 +29,10 @@ struct PictureOptions {
                                           const std::shared_ptr<Waveform>& waveform,
                                           const PictureOptions& options, const std::string& audioFile);
 
-/// The waveform of the document's recording: from its cache, or else computed from the recording; nothing
-/// when neither can be read. `file` is the document's.
+/// The waveform of the document's recording: from the cache of that name, or else computed from the
+/// recording; nothing when the recording cannot be read. `file` is the document's.
 [[nodiscard]] std::shared_ptr<Waveform> waveformForPicture(const SongDocument& document,
-                                                           const std::filesystem::path& file);
+                                                           const std::filesystem::path& file,
+                                                           const std::string& cacheName);
 
 } // namespace tarn::program
