@@ -5,6 +5,7 @@
 #include "AnalysisEngine/BeatwiseChordRecognition.h"
 #include "AnalysisEngine/ChordRecognition.h"
 #include "AnalysisEngine/KeyDetection.h"
+#include "AnalysisEngine/LoudnessMeter.h"
 #include "AnalysisEngine/SharedAudio.h"
 #include "AnalysisEngine/SpectrogramComputation.h"
 #include "AnalysisEngine/TuningEstimation.h"
@@ -13,10 +14,12 @@
 #include "Platform/CheckedArithmetic.h"
 #include "Platform/FileManager.h"
 #include "Platform/Log.h"
+#include "Platform/SHA256.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <fstream>
 
 namespace tarn {
 
@@ -300,6 +303,21 @@ protected:
     }
 };
 
+/// The digest of the file's bytes; nothing when the work is cancelled.
+std::optional<std::string> digestOf(const std::filesystem::path& file,
+                                    const AnalysisOperationFactory::CancellationQuestion& isCancelled) {
+    SHA256 digest;
+    std::ifstream stream(file, std::ios::binary);
+    std::vector<char> block(std::size_t{1} << 18);
+    while (stream) {
+        if (isCancelled && isCancelled())
+            return std::nullopt;
+        stream.read(block.data(), static_cast<std::streamsize>(block.size()));
+        digest.update(std::as_bytes(std::span(block).first(static_cast<std::size_t>(stream.gcount()))));
+    }
+    return digest.hexDigest();
+}
+
 } // namespace
 
 std::shared_ptr<SharedAudio> AnalysisEngine::sharedAudio(const File& audio) {
@@ -376,6 +394,24 @@ std::shared_ptr<const Error> AnalysisEngine::refusal(const File& audio) {
     *cause = Error(kAnalysisRefusalDomain, static_cast<long>(AnalysisRefusal::undecodableAudio),
                    audio.string() + ": " + reason);
     return analysisRefusal(AnalysisRefusal::undecodableAudio, cause);
+}
+
+std::optional<RecordingFacts> AnalysisEngine::readRecording(const File& audio,
+                                                            const CancellationQuestion& isCancelled,
+                                                            std::string* refusal) {
+    const auto reader = AudioReader::open(audio, refusal);
+    auto digest = reader ? digestOf(audio, isCancelled) : std::nullopt;
+    if (!digest)
+        return std::nullopt;
+    LoudnessMeter meter(reader->sampleRate());
+    for (auto block = reader->nextBlock(); !block.empty(); block = reader->nextBlock()) {
+        if (isCancelled && isCancelled())
+            return std::nullopt;
+        meter.process(block);
+    }
+    return RecordingFacts{static_cast<double>(reader->sampleRate()), reader->framesRead(),
+                          reader->declaresLength() ? reader->frameCount() : reader->framesRead(),
+                          *std::move(digest), meter.finish()};
 }
 
 void registerAnalysisEngine() {

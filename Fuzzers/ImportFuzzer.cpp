@@ -1,7 +1,7 @@
 #include "Platform/FatalError.h"
 #include "Programs/tarn/AnnotationText.h"
 #include "Programs/tarn/NoteImport.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Song/SampleSong.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +14,7 @@ namespace {
 
 /// Writes what was imported as text and reads it again, and once more: the second text must say the same as
 /// the first one that was read from text. (A chord at the very end of the recording is not written.)
-void expectTextStays(const std::shared_ptr<SongDocument>& song, AnnotationKind kind) {
+void expectTextStays(const std::shared_ptr<Song>& song, AnnotationKind kind) {
     const auto format = kind == AnnotationKind::chords ? AnnotationFormat::lab : AnnotationFormat::csv;
     const auto text = [&] { return annotationText(*song, kind, format); };
     const auto read = [&](const std::string& written) {
@@ -64,8 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     } catch (const TextTableError&) {
         return 0;
     }
-    precondition(KeyedUnarchiver::unarchivedObject<SongDocument>(KeyedArchiver::archivedData(song),
-                                                                 nullptr) != nullptr,
+    precondition(KeyedUnarchiver::unarchivedObject<Song>(KeyedArchiver::archivedData(song), nullptr) !=
+                     nullptr,
                  "A document cannot be opened after an import");
     return 0;
 }

@@ -76,6 +76,13 @@ std::shared_ptr<const Error> analysisRefusal(AnalysisRefusal reason,
     return error;
 }
 
+std::optional<RecordingFacts>
+AnalysisOperationFactory::readRecording(const File&, const CancellationQuestion&, std::string* refusal) {
+    if (refusal)
+        *refusal = "no analysis engine reads recordings here";
+    return std::nullopt;
+}
+
 std::shared_ptr<AnalysisOperationFactory> AnalysisOperationFactory::shared() {
     const std::lock_guard guard(sharedFactory().mutex);
     return sharedFactory().factory;

@@ -6,12 +6,15 @@
 #include "KELPMusicInformationRetrieval/KELPSpectrogramOperation.h"
 #include "KELPMusicInformationRetrieval/KELPWaveformOperation.h"
 #include "KELPMusicInformationRetrieval/KeyDetectionOperation.h"
+#include "KELPMusicInformationRetrieval/RecordingFacts.h"
 #include "KELPMusicInformationRetrieval/TuningEstimationOperation.h"
-
 #include "Platform/Error.h"
 
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace tarn {
 
@@ -48,6 +51,15 @@ public:
     /// Why operations for this file are not made (kAnalysisRefusalDomain); nothing when it is not refused, or
     /// when the engine does not tell.
     virtual std::shared_ptr<const Error> refusal(const File&) { return nullptr; }
+
+    /// Whether the user wants the work to end; asked every few milliseconds. May be empty.
+    using CancellationQuestion = std::function<bool()>;
+    /// Reads the whole file. Nothing when it is not a recording that can be read, with the reason in
+    /// `refusal` (when given), to be read after the file's name; nothing and no reason when the work was
+    /// cancelled. A factory that does not read files itself need not override this: it refuses every file.
+    virtual std::optional<RecordingFacts> readRecording(const File& audio,
+                                                        const CancellationQuestion& isCancelled = {},
+                                                        std::string* refusal = nullptr);
 
     /// The process-wide factory; until an engine has registered, one that refuses every file. Never nothing.
     /// Thread-safe.

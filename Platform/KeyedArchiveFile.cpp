@@ -10,8 +10,6 @@ bool writeArchive(const std::shared_ptr<const SecureCoding>& object, const std::
 }
 
 std::optional<Data> readArchiveData(const std::filesystem::path& file, Error* error) {
-    // A million entries take a tenth of this. Reading takes a multiple of it in memory.
-    constexpr std::uintmax_t kLargestArchive = std::uintmax_t{1} << 30; // bytes
     Error reason;
     auto bytes = FileManager::contentsOf(file, &reason, kLargestArchive);
     if (!bytes && error) {

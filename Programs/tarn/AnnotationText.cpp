@@ -33,7 +33,7 @@ std::string lineOf(const std::vector<double>& times, const std::vector<std::stri
     return line + "\n";
 }
 
-std::string beatsText(const SongDocument& document, AnnotationFormat format) {
+std::string beatsText(const Song& document, AnnotationFormat format) {
     const auto counted = document.notes->beatEntriesFilteredByTimeSignature();
     const auto isDownbeat = [](const auto& beat) { return beat->isDownbeat(); };
     const auto firstDownbeat = std::find_if(counted.begin(), counted.end(), isDownbeat);
@@ -62,8 +62,8 @@ std::string beatsText(const SongDocument& document, AnnotationFormat format) {
 
 /// The lines of entries that each last until the next one begins; those that last no time are left out.
 template <typename Entry, typename Texts>
-std::string linesOfConsecutive(const SongDocument& document, const EntryList<Entry>& entries,
-                               AnnotationFormat format, Texts textsOf) {
+std::string linesOfConsecutive(const Song& document, const EntryList<Entry>& entries, AnnotationFormat format,
+                               Texts textsOf) {
     std::string text;
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const std::int64_t start = std::max<std::int64_t>(entries[i]->location(), 0);
@@ -75,7 +75,7 @@ std::string linesOfConsecutive(const SongDocument& document, const EntryList<Ent
     return text;
 }
 
-std::string chordsText(const SongDocument& document, AnnotationFormat format) {
+std::string chordsText(const Song& document, AnnotationFormat format) {
     const auto chords = document.notes->chordEntries();
     const auto labelOf = [&](const KELPChordRef& chord) {
         return format == AnnotationFormat::lab || !chord ? harteLabel(chord) : chord->string();
@@ -89,7 +89,7 @@ std::string chordsText(const SongDocument& document, AnnotationFormat format) {
            });
 }
 
-std::string sectionsText(const SongDocument& document, AnnotationFormat format) {
+std::string sectionsText(const Song& document, AnnotationFormat format) {
     const bool isCSV = format == AnnotationFormat::csv;
     return (isCSV ? csvLine({"start", "end", "label", "color"}) : "") +
            linesOfConsecutive(document, document.structure->sectionEntries(), format,
@@ -103,7 +103,7 @@ std::string sectionsText(const SongDocument& document, AnnotationFormat format) 
                               });
 }
 
-std::string regionsText(const SongDocument& document, AnnotationFormat format) {
+std::string regionsText(const Song& document, AnnotationFormat format) {
     const bool isCSV = format == AnnotationFormat::csv;
     std::string text = isCSV ? csvLine({"start", "end", "label", "kind"}) : "";
     for (const auto& region : document.notes->regionEntries()) {
@@ -194,7 +194,7 @@ double secondsAt(const TextRow& row, std::size_t column) {
 }
 
 /// The frame nearest to the time that the row has in the column; times beyond the recording are refused.
-std::int64_t frameAt(const SongDocument& document, const TextRow& row, std::size_t column) {
+std::int64_t frameAt(const Song& document, const TextRow& row, std::size_t column) {
     const double frame = std::round(secondsAt(row, column) * document.recording.sampleRate);
     if (!(frame >= 0))
         throw TextTableError(row.line, "the time " + fieldAt(row, column) + " lies before the recording");
@@ -206,7 +206,7 @@ std::int64_t frameAt(const SongDocument& document, const TextRow& row, std::size
 }
 
 /// Where the row's annotation ends. Files made from another copy of the recording may end a little later.
-std::int64_t endOf(const SongDocument& document, const TextRow& row, const Columns& columns) {
+std::int64_t endOf(const Song& document, const TextRow& row, const Columns& columns) {
     const double start = secondsAt(row, columns.start);
     const double given = secondsAt(row, *columns.end);
     const double end = columns.endIsDuration ? start + given : given;
@@ -216,8 +216,7 @@ std::int64_t endOf(const SongDocument& document, const TextRow& row, const Colum
     return static_cast<std::int64_t>(std::min(frame, static_cast<double>(document.recording.frameCount)));
 }
 
-std::vector<Annotation> annotationsIn(const SongDocument& document, AnnotationKind kind,
-                                      const TextTable& table) {
+std::vector<Annotation> annotationsIn(const Song& document, AnnotationKind kind, const TextTable& table) {
     if (table.rows.empty())
         throw TextTableError(1, "there is nothing to import");
     const Columns columns = columnsOf(table, kind);
@@ -242,7 +241,7 @@ std::string replacement(std::size_t added, std::size_t removed, const std::strin
     return std::to_string(added) + " " + kind + " replace " + std::to_string(removed);
 }
 
-std::string replaceBeats(SongDocument& document, const std::vector<Annotation>& annotations) {
+std::string replaceBeats(Song& document, const std::vector<Annotation>& annotations) {
     auto& storage = *document.notes;
     std::vector<std::int64_t> locations;
     std::vector<bool> opensBar;
@@ -278,7 +277,7 @@ std::string replaceBeats(SongDocument& document, const std::vector<Annotation>& 
            std::to_string(signature.numerator) + "/" + std::to_string(signature.denominator) + ")";
 }
 
-std::string replaceChords(SongDocument& document, const std::vector<Annotation>& annotations) {
+std::string replaceChords(Song& document, const std::vector<Annotation>& annotations) {
     auto& storage = *document.notes;
     std::vector<std::shared_ptr<TarnChordEntry>> chords;
     const auto add = [&](std::int64_t location, KELPChordRef chord) {
@@ -321,7 +320,7 @@ TarnSectionColor colorOf(const Annotation& annotation) {
     return TarnSectionColor::other();
 }
 
-std::string replaceSections(SongDocument& document, const std::vector<Annotation>& annotations) {
+std::string replaceSections(Song& document, const std::vector<Annotation>& annotations) {
     auto& structure = *document.structure;
     std::vector<std::shared_ptr<TarnSectionEntry>> sections;
     for (const Annotation& annotation : annotations) {
@@ -346,7 +345,7 @@ std::string_view regionKind(const TarnRegionEntry& region) {
     return dynamic_cast<const TarnBridgeRegionEntry*>(&region) ? "bridge" : "region";
 }
 
-std::string annotationText(const SongDocument& document, AnnotationKind kind, AnnotationFormat format) {
+std::string annotationText(const Song& document, AnnotationKind kind, AnnotationFormat format) {
     switch (kind) {
     case AnnotationKind::beats:
         return beatsText(document, format);
@@ -360,7 +359,7 @@ std::string annotationText(const SongDocument& document, AnnotationKind kind, An
     fatalError("This is not a kind of annotation");
 }
 
-std::string replaceAnnotations(SongDocument& document, AnnotationKind kind, const TextTable& table) {
+std::string replaceAnnotations(Song& document, AnnotationKind kind, const TextTable& table) {
     precondition(kind != AnnotationKind::regions, "Regions are not imported");
     const auto annotations = annotationsIn(document, kind, table);
     if (kind == AnnotationKind::beats)

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Programs/tarn/SongDocument.h"
 #include "Programs/tarn/TextTable.h"
+#include "Song/Song.h"
 
 #include <string>
 #include <string_view>
@@ -27,8 +27,7 @@ enum class AnnotationFormat { lab, csv };
 /// "verse", "chorus" or "bridge"; "region" for one of no special form.
 [[nodiscard]] std::string_view regionKind(const TarnRegionEntry& region);
 
-[[nodiscard]] std::string annotationText(const SongDocument& document, AnnotationKind kind,
-                                         AnnotationFormat format);
+[[nodiscard]] std::string annotationText(const Song& document, AnnotationKind kind, AnnotationFormat format);
 
 /// Replaces the document's beats, chords or sections by those of a table, in one change of the kind, and
 /// answers what was replaced. Times must ascend and lie in the recording. Columns are found by name (time,
@@ -41,6 +40,6 @@ enum class AnnotationFormat { lab, csv };
 /// the label's word verse, chorus or bridge gives the colour.
 ///
 /// Throws TextTableError, the document being unchanged. Regions stop the process.
-std::string replaceAnnotations(SongDocument& document, AnnotationKind kind, const TextTable& table);
+std::string replaceAnnotations(Song& document, AnnotationKind kind, const TextTable& table);
 
 } // namespace tarn::program

@@ -78,7 +78,7 @@ ordered_json keyJSON(const KELPKeyRef& key) {
 
 } // namespace
 
-ordered_json documentJSON(const SongDocument& document) {
+ordered_json documentJSON(const Song& document) {
     const TarnNoteEntryStorage& notes = *document.notes;
     ordered_json json{{"sampleRate", document.recording.sampleRate},
                       {"frameCount", document.recording.frameCount},
@@ -124,7 +124,7 @@ ordered_json documentJSON(const SongDocument& document) {
     return json;
 }
 
-void printJSON(const SongDocument& document) {
+void printJSON(const Song& document) {
     constexpr int compact = -1;
     std::cout << documentJSON(document).dump(compact, ' ', false, ordered_json::error_handler_t::replace)
               << "\n";

@@ -24,7 +24,7 @@ void draw(const DrawOptions& options) {
     const auto ending = endingOf(output);
     if (ending != ".svg" && ending != ".html")
         throw Failure(ExitStatus::usage, options.output + ": a picture's name ends in .svg or .html");
-    writeSongPicture(*SongDocument::open(file), file, output, options.picture);
+    writeSongPicture(*Song::open(file), file, output, options.picture);
     std::cout << options.output << "\n";
 }
 

@@ -1,11 +1,11 @@
 #include "Programs/tarn/Commands.h"
+#include "Programs/tarn/DocumentChange.h"
 #include "Programs/tarn/Edits.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/SongPositions.h"
 
 #include <CLI/CLI.hpp>
 
-#include <iostream>
 #include <memory>
 
 namespace tarn::program {
@@ -20,14 +20,8 @@ struct EditOptions {
 void editDocument(const EditOptions& options) {
     try {
         const auto edits = parseEdits(options.edits);
-        const auto document = SongDocument::open(options.document);
-        const auto changes = applyEdits(*document, edits);
-        if (!options.isDryRun)
-            SongDocument::save(document, options.document);
-        for (const std::string& change : changes)
-            std::cout << change << "\n";
-        if (options.isDryRun)
-            std::cout << "dry run: " << options.document << " is unchanged\n";
+        changeDocument(options.document, options.isDryRun,
+                       [&](Song& song) { return applyEdits(song, edits); });
     } catch (const EditSyntaxError& error) {
         throw Failure(ExitStatus::usage, error.what());
     } catch (const EditRefused& refusal) {

@@ -17,7 +17,7 @@
 namespace tarn::program {
 namespace {
 
-using Action = std::function<std::string(SongDocument&)>;
+using Action = std::function<std::string(Song&)>;
 using Beats = EntryList<TarnBeatEntry>;
 using RegionRef = std::shared_ptr<TarnRegionEntry>;
 
@@ -41,7 +41,7 @@ std::int64_t positionsPerBeat(const TarnNoteEntryStorage& notes) {
 }
 
 /// Where the last bar ends: one beat distance behind the last beat, but not behind the recording.
-std::int64_t endOfGrid(const SongDocument& document, const Beats& beats) {
+std::int64_t endOfGrid(const Song& document, const Beats& beats) {
     const std::int64_t last = beats.back()->location();
     const std::int64_t frameCount = document.recording.frameCount;
     const std::int64_t natural =
@@ -59,7 +59,7 @@ struct StoredBar {
     std::int64_t previousSize = 0;
 };
 
-StoredBar storedBar(const SongDocument& document, std::int64_t number) {
+StoredBar storedBar(const Song& document, std::int64_t number) {
     const SongPositions positions(document);
     const auto& downbeat = positions.bar(number).beatEntry();
     const auto beats = document.notes->beatEntries();
@@ -101,7 +101,7 @@ Action setMetre(EditWords& words) {
                             "' is no metre of quarters or eighths (3/4, 6/8; 2/2 is counted as 4/4)");
     const auto top = static_cast<std::uint8_t>(numerator);
     const auto bottom = static_cast<std::uint8_t>(denominator == "4" ? 4 : 8);
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const std::string before = metreOf(notes);
         notes.setTimeSignature(top, bottom);
@@ -115,7 +115,7 @@ Action moveBar(EditWords& words) {
     const std::int64_t number = words.wholeNumber("the number of a bar");
     words.expect("to");
     const Position to = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const SongPositions positions(document);
         const StoredBar bar = storedBar(document, number);
         const std::int64_t target = positions.frame(to);
@@ -136,7 +136,7 @@ Action setBarBeats(EditWords& words) {
     const std::int64_t number = words.wholeNumber("the number of a bar");
     words.takeIf("=");
     const std::int64_t count = words.wholeNumber("a number of beats");
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         constexpr std::int64_t kMostBeats = 64;
         if (count < 1 || count > kMostBeats)
             refuse("a bar has 1 to " + std::to_string(kMostBeats) + " beats");
@@ -156,7 +156,7 @@ Action shiftDownbeats(EditWords& words) {
     bool inPositions = false;
     if (!words.isAtEnd())
         inPositions = words.oneOf({"beat", "beats", "eighth", "eighths"}) >= 2;
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const auto count = static_cast<std::int64_t>(notes.beatEntries().size());
         if (SongPositions(document).barCount() == 0)
@@ -181,7 +181,7 @@ Action offsetDownbeats(EditWords& words) {
     const Position from = words.position();
     words.expect("to");
     const Position to = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const SongPositions positions(document);
         const std::int64_t start = positions.frame(from);
@@ -229,7 +229,7 @@ Action setKey(EditWords& words) {
         (tonic->chordIntervals() != *KELPChordIntervalsWithID(1) &&
          tonic->chordIntervals() != *KELPChordIntervalsWithID(2)))
         throw EditWordError("'" + text + "' is no key (C, Ebm, F# minor)");
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const auto before = notes.globalKey();
         const auto chordsBefore = notes.chordEntries();
@@ -251,7 +251,7 @@ Action setKey(EditWords& words) {
 /// The entry that a reference names among the kind's entries, in the order of time. `holds` says whether an
 /// entry is the one at a frame.
 template <typename Entry, typename Holds>
-std::shared_ptr<Entry> find(const SongDocument& document, const EntryList<Entry>& entries,
+std::shared_ptr<Entry> find(const Song& document, const EntryList<Entry>& entries,
                             const EntryReference& reference, const std::string& kind, Holds holds) {
     const SongPositions positions(document);
     if (reference.at) {
@@ -294,26 +294,26 @@ std::shared_ptr<Entry> find(const SongDocument& document, const EntryList<Entry>
            places + "); write " + reference.name + "#2 for the second, or at and a place in it");
 }
 
-RegionRef findRegion(const SongDocument& document, const EntryReference& reference) {
+RegionRef findRegion(const Song& document, const EntryReference& reference) {
     return find(
         document, document.notes->regionEntries(), reference, "region",
         [](const TarnRegionEntry& region, std::int64_t frame) { return region.containsLocation(frame); });
 }
 
-std::shared_ptr<TarnSectionEntry> findSection(const SongDocument& document, const EntryReference& reference) {
+std::shared_ptr<TarnSectionEntry> findSection(const Song& document, const EntryReference& reference) {
     return find(
         document, document.structure->sectionEntries(), reference, "section",
         [](const TarnSectionEntry& section, std::int64_t frame) { return section.location() <= frame; });
 }
 
-std::shared_ptr<TarnMarkerEntry> findMarker(const SongDocument& document, const EntryReference& reference) {
+std::shared_ptr<TarnMarkerEntry> findMarker(const Song& document, const EntryReference& reference) {
     return find(document, document.notes->markerEntries(), reference, "marker",
                 [](const TarnMarkerEntry& marker, std::int64_t frame) { return marker.location() == frame; });
 }
 
 // Regions
 
-std::string described(const SongDocument& document, const TarnRegionEntry& region) {
+std::string described(const Song& document, const TarnRegionEntry& region) {
     const SongPositions positions(document);
     return quoted(region.name().value_or("")) + " from " + positions.name(region.location()) + " to " +
            positions.name(region.end());
@@ -332,7 +332,7 @@ RegionRef newRegion(TarnNoteEntryStorage& notes, std::size_t kind) {
     }
 }
 
-void addRegionBetween(SongDocument& document, const RegionRef& region, std::int64_t start, std::int64_t end) {
+void addRegionBetween(Song& document, const RegionRef& region, std::int64_t start, std::int64_t end) {
     if (start >= end)
         refuse("a region must end behind its start");
     for (const auto& other : document.notes->regionEntries()) {
@@ -344,7 +344,7 @@ void addRegionBetween(SongDocument& document, const RegionRef& region, std::int6
 }
 
 /// Lets the region fill the bar at the frame, as far as other regions leave it free.
-void addRegionInBar(SongDocument& document, const RegionRef& region, std::int64_t frame) {
+void addRegionInBar(Song& document, const RegionRef& region, std::int64_t frame) {
     auto& notes = *document.notes;
     const auto beats = notes.beatEntries();
     if (beats.empty())
@@ -372,7 +372,7 @@ Action addRegion(EditWords& words) {
         words.expect("to");
         to = words.position();
     }
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const SongPositions positions(document);
         const auto region = newRegion(*document.notes, kind);
         if (name)
@@ -387,7 +387,7 @@ Action addRegion(EditWords& words) {
 
 Action removeRegion(EditWords& words) {
     const auto reference = words.reference();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto region = findRegion(document, reference);
         document.notes->removeRegionEntry(region);
         return "region " + described(document, *region) + " removed";
@@ -398,7 +398,7 @@ Action renameRegion(EditWords& words) {
     const auto reference = words.reference();
     words.expect("to");
     const std::string name = words.word("a name");
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto region = findRegion(document, reference);
         const auto renamed = document.notes->copyOfRegionEntry(region);
         renamed->setName(name);
@@ -436,7 +436,7 @@ Movement movement(EditWords& words) {
 
 /// The grid, and the steps over it or the distance in frames, that take a boundary at `frame` where the
 /// movement leads it.
-std::pair<RegionSnapGrid, std::int64_t> stepsOf(const SongDocument& document, const Movement& movement,
+std::pair<RegionSnapGrid, std::int64_t> stepsOf(const Song& document, const Movement& movement,
                                                 std::int64_t frame) {
     const SongPositions positions(document);
     if (movement.to)
@@ -473,7 +473,7 @@ RegionRef movedRegion(Move move) {
 }
 
 /// `former` are the document's regions before the movement.
-std::string movementReport(const SongDocument& document, const EntryList<TarnRegionEntry>& former,
+std::string movementReport(const Song& document, const EntryList<TarnRegionEntry>& former,
                            const TarnRegionEntry& before, const TarnRegionEntry& after) {
     if (before.range() == after.range())
         return "region " + described(document, after) + " stays as it is";
@@ -494,7 +494,7 @@ Action adjustRegion(EditWords& words) {
     std::optional<Distance> threshold;
     if (words.takeIf("threshold"))
         threshold = words.distance();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto region = findRegion(document, reference);
         const std::int64_t frame = boundary == RegionBoundary::start ? region->location() : region->end();
         const auto [grid, steps] = stepsOf(document, how, frame);
@@ -513,7 +513,7 @@ Action adjustRegion(EditWords& words) {
 Action shiftRegion(EditWords& words) {
     const auto reference = words.reference();
     const Movement how = movement(words);
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto region = findRegion(document, reference);
         const auto [grid, steps] = stepsOf(document, how, region->location());
         if (grid == RegionSnapGrid::none) {
@@ -542,7 +542,7 @@ Action addSection(EditWords& words) {
     const Position at = words.position();
     const std::string color =
         words.takeIf("color") || words.takeIf("colour") ? words.word("a colour") : "other";
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& structure = *document.structure;
         const std::int64_t frame = SongPositions(document).frame(at);
         for (const auto& section : structure.sectionEntries()) {
@@ -558,7 +558,7 @@ Action renameSection(EditWords& words) {
     const auto reference = words.reference();
     words.expect("to");
     const std::string name = words.word("a name");
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto section = findSection(document, reference);
         document.structure->renameSection(section->eventId(), name);
         return "section " + quoted(section->name().value_or("")) + " is called " + quoted(name);
@@ -568,7 +568,7 @@ Action renameSection(EditWords& words) {
 Action colorSection(EditWords& words) {
     const auto reference = words.reference();
     const std::string color = words.word("a colour");
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto section = findSection(document, reference);
         document.structure->setColorForSection(section->eventId(), color);
         return "section " + quoted(section->name().value_or("")) + " has the colour " + color;
@@ -577,7 +577,7 @@ Action colorSection(EditWords& words) {
 
 Action removeSection(EditWords& words) {
     const auto reference = words.reference();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto section = findSection(document, reference);
         document.structure->removeSectionEntry(section);
         return "section " + quoted(section->name().value_or("")) + " removed";
@@ -590,7 +590,7 @@ Action addMarker(EditWords& words) {
     const auto name = words.nameBefore({"at"});
     words.expect("at");
     const Position at = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const std::int64_t frame = SongPositions(document).frame(at);
         try {
@@ -609,7 +609,7 @@ Action addMarker(EditWords& words) {
 
 Action removeMarker(EditWords& words) {
     const auto reference = words.reference();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto marker = findMarker(document, reference);
         document.notes->removeMarkerEntry(marker);
         return "marker at " + SongPositions(document).name(marker->location()) + " removed";
@@ -619,7 +619,7 @@ Action removeMarker(EditWords& words) {
 // Chords
 
 /// The chord that sounds at the place: the last one that begins at or before it.
-std::shared_ptr<TarnChordEntry> chordSoundingAt(const SongDocument& document, const Position& at) {
+std::shared_ptr<TarnChordEntry> chordSoundingAt(const Song& document, const Position& at) {
     const auto chords = document.notes->chordEntries();
     const auto index = indexForSample(chords, SongPositions(document).frame(at));
     if (!index)
@@ -627,7 +627,7 @@ std::shared_ptr<TarnChordEntry> chordSoundingAt(const SongDocument& document, co
     return chords[*index];
 }
 
-std::string described(const SongDocument& document, const TarnChordEntry& entry) {
+std::string described(const Song& document, const TarnChordEntry& entry) {
     return (entry.chord() ? entry.chord()->string() : "the chord") + " at " +
            SongPositions(document).name(entry.location());
 }
@@ -636,7 +636,7 @@ Action addChord(EditWords& words) {
     const auto chord = words.chord();
     words.expect("at");
     const Position at = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const auto entry = notes.newChordEntry();
         entry->setLocation(SongPositions(document).frame(at));
@@ -655,7 +655,7 @@ Action changeChord(EditWords& words) {
     const Position at = words.position();
     words.expect("to");
     const auto chord = words.chord();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto entry = chordSoundingAt(document, at);
         const auto changed = document.notes->copyOfChordEntry(entry);
         changed->setChord(chord);
@@ -668,7 +668,7 @@ Action changeChord(EditWords& words) {
 Action removeChord(EditWords& words) {
     words.expect("at");
     const Position at = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto entry = chordSoundingAt(document, at);
         document.notes->removeChordEntry(entry);
         return "chord " + described(document, *entry) + " removed";
@@ -677,14 +677,13 @@ Action removeChord(EditWords& words) {
 
 // Notes
 
-std::string described(const SongDocument& document, const TarnNoteEntry& note) {
+std::string described(const Song& document, const TarnNoteEntry& note) {
     return (note.pitch() ? note.pitch()->description() : "a note") + " at " +
            SongPositions(document).name(note.location());
 }
 
 /// The note of this sound that the place falls on; when none does, the nearest one is named.
-std::shared_ptr<TarnNoteEntry> noteAt(const SongDocument& document, const KELPPitchRef& pitch,
-                                      const Position& at) {
+std::shared_ptr<TarnNoteEntry> noteAt(const Song& document, const KELPPitchRef& pitch, const Position& at) {
     const std::int64_t frame = SongPositions(document).frame(at);
     std::shared_ptr<TarnNoteEntry> found;
     std::shared_ptr<TarnNoteEntry> nearest;
@@ -709,7 +708,7 @@ Action addNote(EditWords& words) {
     const Position at = words.position();
     words.expect("for");
     const Distance length = words.distance();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const SongPositions positions(document);
         const std::int64_t start = positions.frame(at);
@@ -738,7 +737,7 @@ Action changeNote(EditWords& words) {
     const Position at = words.position();
     words.expect("to");
     const auto newPitch = words.pitch();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto note = noteAt(document, pitch, at);
         const auto changed = document.notes->copyOfNoteEntry(note);
         changed->setPitch(newPitch);
@@ -751,7 +750,7 @@ Action removeNote(EditWords& words) {
     const auto pitch = words.pitch();
     words.expect("at");
     const Position at = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto note = noteAt(document, pitch, at);
         document.notes->removeNoteEntry(note);
         return "note " + described(document, *note) + " removed";
@@ -871,7 +870,7 @@ std::vector<Edit> parseEdits(std::span<const std::string> arguments) {
     return edits;
 }
 
-std::vector<std::string> applyEdits(SongDocument& document, std::span<const Edit> edits) {
+std::vector<std::string> applyEdits(Song& document, std::span<const Edit> edits) {
     const auto undoManager = std::make_shared<UndoManager>();
     const auto previousManager = std::exchange(document.notes->undoManager, undoManager);
     const TarnNoteEntryStorageUndoRecorder recorder(document.notes, undoManager);

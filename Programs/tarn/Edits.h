@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Programs/tarn/SongDocument.h"
+#include "Song/Song.h"
 
 #include <functional>
 #include <span>
@@ -23,7 +23,7 @@ public:
 struct Edit {
     std::string text; ///< as typed, for messages
     /// Performs the edit and answers what changed. Throws EditRefused; what was changed until then stays.
-    std::function<std::string(SongDocument&)> apply;
+    std::function<std::string(Song&)> apply;
 };
 
 /// The edits of a command line. An argument that begins with a verb is a sentence or the beginning of one,
@@ -34,7 +34,7 @@ struct Edit {
 
 /// Performs the edits as one undo group and answers what each changed. When one is refused, the document is
 /// as before (the refusing edit is named in the message of the EditRefused that is thrown).
-std::vector<std::string> applyEdits(SongDocument& document, std::span<const Edit> edits);
+std::vector<std::string> applyEdits(Song& document, std::span<const Edit> edits);
 
 struct EditForm {
     std::string form; ///< the verb and what follows it

@@ -1,6 +1,7 @@
 #include "Platform/FileManager.h"
 #include "Programs/tarn/AnnotationText.h"
 #include "Programs/tarn/Commands.h"
+#include "Programs/tarn/DocumentChange.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/NoteImport.h"
 #include "Programs/tarn/OutputFile.h"
@@ -9,7 +10,6 @@
 #include <CLI/CLI.hpp>
 
 #include <cerrno>
-#include <iostream>
 #include <map>
 #include <memory>
 
@@ -41,7 +41,7 @@ Data contentsOf(const std::filesystem::path& file) {
     return *std::move(bytes);
 }
 
-std::string importNotes(SongDocument& document, const ImportOptions& options) {
+std::string importNotes(Song& document, const ImportOptions& options) {
     NotePlacement placement;
     placement.followsBeats = options.by == "grid";
     if (!options.at.empty()) {
@@ -63,7 +63,7 @@ std::string importNotes(SongDocument& document, const ImportOptions& options) {
     }
 }
 
-std::string importAnnotations(SongDocument& document, const ImportOptions& options, AnnotationFormat format) {
+std::string importAnnotations(Song& document, const ImportOptions& options, AnnotationFormat format) {
     const Data bytes = contentsOf(options.input);
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     try {
@@ -84,16 +84,12 @@ void importIntoDocument(const CLI::App& command, const ImportOptions& options) {
         refuseOptions(command, options.input, {"--what"});
     else
         refuseOptions(command, options.input, {"--by", "--at", "--channel"});
-    const auto document = SongDocument::open(options.document);
-    const std::string change =
-        isMIDI ? importNotes(*document, options)
-               : importAnnotations(*document, options,
-                                   ending == ".lab" ? AnnotationFormat::lab : AnnotationFormat::csv);
-    if (!options.isDryRun)
-        SongDocument::save(document, options.document);
-    std::cout << change << "\n";
-    if (options.isDryRun)
-        std::cout << "dry run: " << options.document << " is unchanged\n";
+    changeDocument(options.document, options.isDryRun, [&](Song& song) -> std::vector<std::string> {
+        if (isMIDI)
+            return {importNotes(song, options)};
+        return {importAnnotations(song, options,
+                                  ending == ".lab" ? AnnotationFormat::lab : AnnotationFormat::csv)};
+    });
 }
 
 } // namespace

@@ -33,7 +33,7 @@ bool followsBeats(const UserInfo& options) {
 }
 
 /// Whether a quarter note, two stored beats, lasts longer somewhere than a MIDI file's tempo can say.
-bool hasBeatBeyondTempo(const SongDocument& document) {
+bool hasBeatBeyondTempo(const Song& document) {
     constexpr double kLongestQuarter = 0xFFFFFF / 1e6; // seconds; tempos are 24-bit numbers of microseconds
     const auto beats = document.notes->beatEntries();
     return std::adjacent_find(beats.begin(), beats.end(), [&](const auto& beat, const auto& next) {
@@ -73,7 +73,7 @@ void checkWritable(const std::filesystem::path& file) {
     throw Failure(ExitStatus::unwritableOutput, file.string() + ": " + reason);
 }
 
-void writeSongPicture(const SongDocument& document, const std::filesystem::path& file,
+void writeSongPicture(const Song& document, const std::filesystem::path& file,
                       const std::filesystem::path& output, const PictureOptions& options) {
     const auto recording = document.recordingFile(file);
     const std::string cacheName = cacheNameOf(recording);
@@ -88,8 +88,7 @@ void writeSongPicture(const SongDocument& document, const std::filesystem::path&
                   << ": the recording cannot be read; the picture has no waveform\n";
 }
 
-void writeMIDIFile(const SongDocument& document, const UserInfo& options,
-                   const std::filesystem::path& output) {
+void writeMIDIFile(const Song& document, const UserInfo& options, const std::filesystem::path& output) {
     checkWritable(output);
     if (document.notes->exportToMIDIFileAtURL(output, document.recording.sampleRate, options, nullptr))
         return;

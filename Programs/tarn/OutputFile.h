@@ -21,12 +21,11 @@ void checkWritable(const std::filesystem::path& file);
 /// Writes the song's picture crash-safely: the page where `output` ends in .html, else the SVG document. A
 /// recording that cannot be read leaves the picture without its waveform, which a line on standard error
 /// tells. `file` is the document's. Throws Failure (unwritableOutput).
-void writeSongPicture(const SongDocument& document, const std::filesystem::path& file,
+void writeSongPicture(const Song& document, const std::filesystem::path& file,
                       const std::filesystem::path& output, const PictureOptions& options);
 
 /// Exports notes and chords crash-safely, as the library's options say. Throws Failure (unwritableOutput).
-void writeMIDIFile(const SongDocument& document, const UserInfo& options,
-                   const std::filesystem::path& output);
+void writeMIDIFile(const Song& document, const UserInfo& options, const std::filesystem::path& output);
 
 /// Writes text crash-safely. Throws Failure (unwritableOutput).
 void writeTextFile(const std::string& text, const std::filesystem::path& output);

@@ -69,7 +69,7 @@ struct Bar {
 
 class Chart {
 public:
-    explicit Chart(const SongDocument& document) : mDocument(document) {
+    explicit Chart(const Song& document) : mDocument(document) {
         mLocator.updateWithNoteEntryStorage(*document.notes);
         makeBars();
         placeChords();
@@ -265,7 +265,7 @@ private:
         std::size_t beat;
     };
 
-    const SongDocument& mDocument;
+    const Song& mDocument;
     TarnBeatLocator mLocator;
     std::vector<Bar> mBars;
     std::vector<Place> mPlaces; ///< one for each beat of the locator
@@ -273,7 +273,7 @@ private:
 
 } // namespace
 
-std::string songFacts(const SongDocument& document) {
+std::string songFacts(const Song& document) {
     const TarnNoteEntryStorage& notes = *document.notes;
     const auto tempi = notes.tempoEntries();
     const auto pitches = notes.standardPitchEntries();
@@ -301,7 +301,7 @@ std::string songFacts(const SongDocument& document) {
     return out.str();
 }
 
-std::string firstChords(const SongDocument& document, std::size_t count) {
+std::string firstChords(const Song& document, std::size_t count) {
     std::string names;
     std::size_t listed = 0;
     for (const auto& entry : document.notes->chordEntries()) {
@@ -315,7 +315,7 @@ std::string firstChords(const SongDocument& document, std::size_t count) {
     return names.empty() ? "unknown" : names;
 }
 
-std::string songChart(const SongDocument& document) {
+std::string songChart(const Song& document) {
     return Chart(document).text();
 }
 

@@ -131,7 +131,7 @@ std::string percentEncoded(std::string_view path) {
     return result;
 }
 
-std::string titleOf(const SongDocument& document) {
+std::string titleOf(const Song& document) {
     const auto& name = document.recording.fileName;
     const auto file = name.substr(name.find_last_of('/') + 1);
     const auto dot = file.find_last_of('.');
@@ -139,7 +139,7 @@ std::string titleOf(const SongDocument& document) {
 }
 
 /// Key, tempo, metre, tuning and length, as far as they are known.
-std::string factsOf(const SongDocument& document) {
+std::string factsOf(const Song& document) {
     const auto& notes = *document.notes;
     std::string facts;
     const auto add = [&](const std::string& fact) { facts += (facts.empty() ? "" : "   ·   ") + fact; };
@@ -188,7 +188,7 @@ struct RowAnatomy {
 
 class PictureWriter {
 public:
-    PictureWriter(const SongDocument& document, const Waveform* waveform, const PictureOptions& options)
+    PictureWriter(const Song& document, const Waveform* waveform, const PictureOptions& options)
         : mDocument(document), mWaveform(waveform), mLayout(document, options), mAnatomy(mLayout),
           mWidth(options.pageWidth) {}
 
@@ -431,7 +431,7 @@ private:
         "#cursor{stroke:#e0245e;stroke-width:2}\n"
         "</style>\n";
 
-    const SongDocument& mDocument;
+    const Song& mDocument;
     const Waveform* mWaveform;
     SongPictureLayout mLayout;
     RowAnatomy mAnatomy;
@@ -499,12 +499,12 @@ document.body.dataset.middle = middle ? middle.row + ' ' + middle.x.toFixed(1) :
 
 } // namespace
 
-std::string songPictureSVG(const SongDocument& document, const std::shared_ptr<Waveform>& waveform,
+std::string songPictureSVG(const Song& document, const std::shared_ptr<Waveform>& waveform,
                            const PictureOptions& options) {
     return PictureWriter(document, waveform.get(), options).svg();
 }
 
-std::string songPictureHTML(const SongDocument& document, const std::shared_ptr<Waveform>& waveform,
+std::string songPictureHTML(const Song& document, const std::shared_ptr<Waveform>& waveform,
                             const PictureOptions& options, const std::string& audioFile) {
     PictureWriter writer(document, waveform.get(), options);
     const auto picture = writer.svg();
@@ -534,7 +534,7 @@ std::string songPictureHTML(const SongDocument& document, const std::shared_ptr<
            ", duration = " + decimals(duration, 6) + ";" + kPlayerScript + "</script>\n</body>\n</html>\n";
 }
 
-std::shared_ptr<Waveform> waveformForPicture(const SongDocument& document, const std::filesystem::path& file,
+std::shared_ptr<Waveform> waveformForPicture(const Song& document, const std::filesystem::path& file,
                                              const std::string& cacheName) {
     const auto recording = document.recordingFile(file);
     const auto reader = AudioReader::open(recording);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/Waveform.h"
-#include "Programs/tarn/SongDocument.h"
+#include "Song/Song.h"
 
 #include <filesystem>
 #include <memory>
@@ -19,20 +19,17 @@ struct PictureOptions {
 
 /// The song as an SVG document: waveform (when there is one), bar lines and beats with numbers, chords,
 /// sections, regions, markers, key and tempo. Equal documents give equal pictures.
-[[nodiscard]] std::string songPictureSVG(const SongDocument& document,
-                                         const std::shared_ptr<Waveform>& waveform,
+[[nodiscard]] std::string songPictureSVG(const Song& document, const std::shared_ptr<Waveform>& waveform,
                                          const PictureOptions& options);
 
 /// The same as an HTML page that stands alone; it plays `audioFile` (a path as seen from the page, in UTF-8)
 /// with a moving cursor when the browser can.
-[[nodiscard]] std::string songPictureHTML(const SongDocument& document,
-                                          const std::shared_ptr<Waveform>& waveform,
+[[nodiscard]] std::string songPictureHTML(const Song& document, const std::shared_ptr<Waveform>& waveform,
                                           const PictureOptions& options, const std::string& audioFile);
 
 /// The waveform of the document's recording: from the cache of that name, or else computed from the
 /// recording; nothing when the recording cannot be read. `file` is the document's.
-[[nodiscard]] std::shared_ptr<Waveform> waveformForPicture(const SongDocument& document,
-                                                           const std::filesystem::path& file,
-                                                           const std::string& cacheName);
+[[nodiscard]] std::shared_ptr<Waveform>
+waveformForPicture(const Song& document, const std::filesystem::path& file, const std::string& cacheName);
 
 } // namespace tarn::program

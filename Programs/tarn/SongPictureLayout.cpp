@@ -13,7 +13,7 @@ namespace tarn::program {
 /// The five numbers that the timeline asks for.
 class SongPictureLayout::Geometry : public WrappedSongTimelineDelegate {
 public:
-    Geometry(const SongDocument& document, const PictureOptions& options) : mWidth(options.pageWidth) {
+    Geometry(const Song& document, const PictureOptions& options) : mWidth(options.pageWidth) {
         mSampleRate = document.recording.sampleRate;
         mFrameCount = document.recording.frameCount;
         const auto beats = document.notes->beatEntries();
@@ -187,7 +187,7 @@ Items markerItems(const TarnNoteEntryStorage& document) {
 
 } // namespace
 
-SongPictureLayout::SongPictureLayout(const SongDocument& document, const PictureOptions& options)
+SongPictureLayout::SongPictureLayout(const Song& document, const PictureOptions& options)
     : mGeometry(std::make_shared<Geometry>(document, options)),
       mTimeline(std::make_shared<WrappedSongTimeline>(mGeometry)) {
     mTimeline->reloadValues();

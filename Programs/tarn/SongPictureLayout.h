@@ -30,7 +30,7 @@ public:
     /// The sections of the data source.
     enum Section : std::size_t { beats, chords, sections, regions, markers };
 
-    SongPictureLayout(const SongDocument& document, const PictureOptions& options);
+    SongPictureLayout(const Song& document, const PictureOptions& options);
 
     [[nodiscard]] const WrappedSongTimeline& timeline() const { return *mTimeline; }
     /// The items of a section that a row shows, in order.

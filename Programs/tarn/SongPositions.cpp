@@ -161,7 +161,7 @@ bool Distance::isWhole() const {
     return std::floor(amount) == amount;
 }
 
-SongPositions::SongPositions(const SongDocument& document) : mDocument(document) {
+SongPositions::SongPositions(const Song& document) : mDocument(document) {
     mLocator.updateWithNoteEntryStorage(*document.notes);
 }
 

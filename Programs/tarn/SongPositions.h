@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Programs/tarn/SongDocument.h"
+#include "Song/Song.h"
 #include "TarnFoundation/UserEntries/TarnBeatLocator.h"
 
 #include <cstdint>
@@ -60,7 +60,7 @@ public:
 /// signature's view). Every operation throws EditRefused for what the document does not have.
 class SongPositions {
 public:
-    explicit SongPositions(const SongDocument& document);
+    explicit SongPositions(const Song& document);
 
     /// A frame of the recording, 0 and the frame count included.
     [[nodiscard]] std::int64_t frame(const Position& position) const;
@@ -79,7 +79,7 @@ private:
     [[nodiscard]] std::size_t endOfBar(std::size_t bar) const;
     [[nodiscard]] std::string timeText(std::int64_t frame) const;
 
-    const SongDocument& mDocument;
+    const Song& mDocument;
     TarnBeatLocator mLocator;
 };
 

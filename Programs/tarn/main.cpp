@@ -3,6 +3,7 @@
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/ProgramCache.h"
+#include "Song/SongError.h"
 
 #include <CLI/CLI.hpp>
 
@@ -33,6 +34,50 @@ std::string usageLine(const CLI::App* app, const CLI::Error& error) {
                                    : error.what();
     const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
     return "tarn: " + reason + "; see 'tarn" + command + " --help'\n";
+}
+
+tarn::program::ExitStatus statusFor(tarn::SongError::Kind kind) {
+    using tarn::program::ExitStatus;
+    using Kind = tarn::SongError::Kind;
+    switch (kind) {
+    case Kind::missing:
+    case Kind::unreadable:
+        return ExitStatus::unreadableInput;
+    case Kind::undecodable:
+    case Kind::unsupportedRecording:
+        return ExitStatus::undecodableInput;
+    case Kind::unsound:
+    case Kind::otherRecording:
+    case Kind::otherSampleRate:
+        return ExitStatus::refusedEdit;
+    case Kind::unwritable:
+        return ExitStatus::unwritableOutput;
+    case Kind::busy:
+    case Kind::changed:
+        return ExitStatus::busyDocument;
+    }
+    return ExitStatus::usage;
+}
+
+/// What to do about it, after the error's text.
+const char* adviceFor(tarn::SongError::Kind kind) {
+    using Kind = tarn::SongError::Kind;
+    switch (kind) {
+    case Kind::missing:
+        return "; 'tarn analyze SONG' makes one";
+    case Kind::undecodable:
+        return "; this is not a tarn document, or a damaged one";
+    case Kind::unsound:
+        return "; such a document would not open again, and nothing was changed";
+    case Kind::otherRecording:
+        return "; name another document with -o, or pass --relink where it is the same song";
+    case Kind::otherSampleRate:
+        return "; name another document with -o";
+    case Kind::unsupportedRecording:
+        return "; name a WAV, AIFF, FLAC, Ogg, Opus or MP3 file that is whole";
+    default:
+        return "";
+    }
 }
 
 /// The status of a command that went well, once what it printed has arrived.
@@ -72,6 +117,9 @@ int main(int argumentCount, char** arguments) {
     } catch (const Failure& failure) {
         std::cerr << "tarn: " << failure.what() << "\n";
         return statusOf(failure.status());
+    } catch (const tarn::SongError& error) {
+        std::cerr << "tarn: " << error.what() << adviceFor(error.kind()) << "\n";
+        return statusOf(statusFor(error.kind()));
     } catch (const std::exception& error) {
         std::cerr << "tarn: " << error.what() << "\n";
         return EXIT_FAILURE;

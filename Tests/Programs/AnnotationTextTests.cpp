@@ -1,5 +1,5 @@
 #include "Programs/tarn/AnnotationText.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gtest/gtest.h>
 

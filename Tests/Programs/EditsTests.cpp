@@ -1,6 +1,6 @@
 #include "Programs/tarn/DocumentJSON.h"
 #include "Programs/tarn/SongPositions.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -10,11 +10,11 @@ namespace {
 
 using test::chordsOf, test::gridOf, test::messageOf, test::notesOf, test::regionsOf, test::sampleSong,
     test::sectionsOf;
-using Song = std::shared_ptr<SongDocument>;
+using SongRef = std::shared_ptr<Song>;
 
 /// Performs edits as typed on a command line and answers the last report, or the reason of a refusal after
 /// "refused: ".
-std::string edit(const Song& song, const std::vector<std::string>& arguments) {
+std::string edit(const SongRef& song, const std::vector<std::string>& arguments) {
     std::vector<std::string> changes{""};
     const auto reason = messageOf<EditRefused>([&, edits = parseEdits(arguments)] {
         for (auto& change : applyEdits(*song, edits))
@@ -25,7 +25,7 @@ std::string edit(const Song& song, const std::vector<std::string>& arguments) {
 
 /// Performs edits, one to a line. Behind an arrow stands the report, or "refused" and a part of the reason;
 /// without an arrow any report will do, but no refusal.
-void expectEdits(const Song& song, const std::string& script) {
+void expectEdits(const SongRef& song, const std::string& script) {
     for (const std::string& line : partsOf(script, '\n')) {
         const auto arrow = line.find(" -> ");
         const std::string expected = arrow == std::string::npos ? "" : line.substr(arrow + 4);
@@ -41,7 +41,7 @@ void expectEdits(const Song& song, const std::string& script) {
     }
 }
 
-std::vector<std::int64_t> barsOf(const Song& song) {
+std::vector<std::int64_t> barsOf(const SongRef& song) {
     std::vector<std::int64_t> bars;
     for (const auto& beat : song->notes->beatEntries()) {
         if (beat->isDownbeat())
@@ -50,7 +50,7 @@ std::vector<std::int64_t> barsOf(const Song& song) {
     return bars;
 }
 
-std::int64_t frameOf(const Song& song, const std::string& text) {
+std::int64_t frameOf(const SongRef& song, const std::string& text) {
     return SongPositions(*song).frame(Position::make(text).value());
 }
 
@@ -183,7 +183,7 @@ offset-downbeats 1 from 3:1 to 5:1 -> 2 downbeats moved between 3:1 and 5:1
 offset-downbeats 0 from 3:1 to 5:1 -> refused: would fall on another one)");
     EXPECT_EQ(barsOf(span),
               (std::vector<std::int64_t>{88200, 176400, 286650, 374850, 441000, 529200, 617400, 705600}));
-    const auto empty = std::make_shared<SongDocument>(Recording{"a", 44100, 44100, "a"});
+    const auto empty = std::make_shared<Song>(Recording{"a", 44100, 44100, "a"});
     expectEdits(empty, R"(shift-downbeats 1 -> refused
 move-bar 1 to start -> refused
 bar-beats 1 3 -> refused

@@ -1,5 +1,5 @@
 #include "Tests/Programs/ProgramTest.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <nlohmann/json.hpp>
 
@@ -43,7 +43,7 @@ Markers
 }
 
 TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLiesOutsideTheBars) {
-    const auto song = std::make_shared<SongDocument>(Recording{"waltz.wav", 1000, 10000, "waltz"});
+    const auto song = std::make_shared<Song>(Recording{"waltz.wav", 1000, 10000, "waltz"});
     song->notes->setTimeSignature(3, 4);
     // A pickup of one beat at 2000, then two bars of three; tatums every 250 frames.
     test::addBeats(*song, 2000, 250, 14, 6, 2);
@@ -52,7 +52,7 @@ TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLies
                                                            {4900, "Dm"}, {5100, "E7"}, {9000, "A"}};
     for (const auto& [location, name] : chords)
         addChord(*song, name, location);
-    SongDocument::save(song, folder / "waltz.tarn");
+    Song::save(song, folder / "waltz.tarn");
     const auto chart = tarn({"show", "waltz.tarn"}).output;
     EXPECT_EQ(chart.substr(chart.find("\n\n") + 2), "        0:00 | Em        |\n"
                                                     "   0    0:02 | B7        | C F G     | G / Dm,E7 |\n"
@@ -60,12 +60,12 @@ TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLies
 }
 
 TEST_F(ProgramTest, theChartOfADocumentWithoutBarsListsTimes) {
-    const auto song = std::make_shared<SongDocument>(Recording{"free.wav", 1000, 90000, "free"});
+    const auto song = std::make_shared<Song>(Recording{"free.wav", 1000, 90000, "free"});
     addChord(*song, "Bb7", 61500);
     song->structure->renameSection(song->structure->createNewSection(2000), "Ru\n\x1b[1mbato");
     song->notes->insertMarkerEntry(100)->setName("B");
     song->notes->insertMarkerEntry(200)->setName("Größe");
-    SongDocument::save(song, folder / "free.tarn");
+    Song::save(song, folder / "free.tarn");
     EXPECT_EQ(tarn({"show", "free.tarn"}).output, R"(Recording  free.wav, 1:30, 1000 Hz
 Tempo      unknown
 Metre      unknown
@@ -102,12 +102,12 @@ TEST_F(ProgramTest, showPrintsTheWholeDocumentAsJSON) {
 }
 
 TEST_F(ProgramTest, jsonSaysNullForWhatIsUnknownAndPrintsShortNumbers) {
-    const auto song = std::make_shared<SongDocument>(Recording{"a.wav", 11025.5, 10, "a"});
+    const auto song = std::make_shared<Song>(Recording{"a.wav", 11025.5, 10, "a"});
     for (const char* name : {"N.C.", "C/E", "F#m7b5"})
         addChord(*song, name, 0);
     test::addTempo(*song, 119.97f);
     song->notes->addRegionEntry(song->notes->newRegionEntry());
-    SongDocument::save(song, folder / "a.tarn");
+    Song::save(song, folder / "a.tarn");
     const auto run = tarn({"show", "a.tarn", "--json"});
     EXPECT_NE(run.output.find("\"tempo\":119.97,"), std::string::npos) << run.output;
     expectValues(json::parse(run.output),

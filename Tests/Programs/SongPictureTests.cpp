@@ -2,7 +2,7 @@
 #include "Programs/tarn/SongPictureLayout.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 #include "Tests/Platform/TemporaryFolder.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gtest/gtest.h>
 
@@ -16,17 +16,17 @@ namespace {
 constexpr double kRate = 1000;
 
 /// Eight bars of four beats, two seconds each, from half a second on; a chord on every bar.
-std::shared_ptr<SongDocument> makeSong() {
-    auto song = std::make_shared<SongDocument>(Recording{"My song & <more>.wav", kRate, 17'000, "id"});
+std::shared_ptr<Song> makeSong() {
+    auto song = std::make_shared<Song>(Recording{"My song & <more>.wav", kRate, 17'000, "id"});
     song->notes->setTimeSignature(4, 4);
-    test::addBeats(*song, 500, 250, 64, 8);
+    program::test::addBeats(*song, 500, 250, 64, 8);
     for (int bar = 0; bar < 8; ++bar)
-        test::addChord(*song, bar % 2 ? "Bbm7b5" : "F#/A#", 500 + 2000 * bar);
+        program::test::addChord(*song, bar % 2 ? "Bbm7b5" : "F#/A#", 500 + 2000 * bar);
     const auto region = song->notes->newVerseRegionEntry();
     region->setRange({2500, 9000});
     region->setName(std::string("A \x01\xFF<b>\"") + std::string(100'000, 'x'));
     song->notes->addRegionEntry(region);
-    test::perform(*song, "add-marker Solo at @4500");
+    program::test::perform(*song, "add-marker Solo at @4500");
     song->structure->createNewSection(500);
     return song;
 }
@@ -76,13 +76,13 @@ TEST(SongPicture, IsWellFormedWhateverTheNames) {
 }
 
 TEST(SongPicture, StaysSmallForASongOfHours) {
-    const SongDocument song(Recording{"long.wav", 44100, std::int64_t{44100} * 36000, "id"});
+    const Song song(Recording{"long.wav", 44100, std::int64_t{44100} * 36000, "id"});
     const auto waveform = std::make_shared<Waveform>(song.recording.frameCount, song.recording.sampleRate);
     for (std::size_t i = 0; i < 6'000'000; ++i)
         waveform->appendPoint({-100, 100, 50});
     waveform->finish();
     EXPECT_LT(songPictureSVG(song, waveform, {}).size(), 40'000'000u);
-    EXPECT_NE(songPictureSVG(SongDocument(Recording{"", 44100, 0, ""}), nullptr, {}).find("</svg>"),
+    EXPECT_NE(songPictureSVG(Song(Recording{"", 44100, 0, ""}), nullptr, {}).find("</svg>"),
               std::string::npos);
 }
 

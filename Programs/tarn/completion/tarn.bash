@@ -22,7 +22,7 @@ _tarn() {
         add-marker remove-marker add-chord change-chord remove-chord add-note change-note remove-note"
     local options=--help
     case $command in
-    analyze) options+=" -o --force --midi --picture --json" ;;
+    analyze) options+=" -o --force --relink --midi --picture --json" ;;
     show) options+=" --json" ;;
     edit) options+=" --dry-run" ;;
     export) options+=" --what --timing --no-notes --no-chords --transpose" ;;

@@ -1,0 +1,24 @@
+#include "Programs/tarn/DocumentChange.h"
+
+#include "Song/SongChange.h"
+
+#include <iostream>
+
+namespace tarn::program {
+
+void changeDocument(const std::filesystem::path& file, bool isDryRun,
+                    const std::function<std::vector<std::string>(Song&)>& change) {
+    std::vector<std::string> lines;
+    if (isDryRun) {
+        lines = change(*Song::open(file));
+        lines.push_back("dry run: " + file.string() + " is unchanged");
+    } else {
+        SongChange turn(file);
+        lines = change(turn.existingSong());
+        turn.save(turn.song());
+    }
+    for (const std::string& line : lines)
+        std::cout << line << "\n";
+}
+
+} // namespace tarn::program

@@ -1,0 +1,50 @@
+#include "Song/SongChange.h"
+
+#include "Platform/FileManager.h"
+#include "Song/SongError.h"
+#include "Song/SongFile.h"
+
+#include <cerrno>
+#include <string>
+
+namespace tarn {
+SongChange::SongChange(const std::filesystem::path& file, std::chrono::milliseconds patience)
+    : mFile(file), mLock(lockSongFile(file, patience)), mBytes(readSongBytes(file)) {
+    if (mBytes)
+        mSong = songFromBytes(*mBytes, file);
+}
+
+Song& SongChange::existingSong() const {
+    if (!mSong)
+        throw missingSong(mFile);
+    return *mSong;
+}
+
+std::filesystem::path SongChange::keepFormer() const {
+    precondition(mBytes.has_value(), "There is no former document to keep");
+    for (int number = 1;; ++number) {
+        auto kept = mFile;
+        kept += number == 1 ? "~" : "~" + std::to_string(number);
+        Error error;
+        const auto bytes = FileManager::contentsOf(kept, &error);
+        if (bytes == mBytes)
+            return kept;
+        if (bytes || error.code != ENOENT)
+            continue;
+        if (!FileManager::writeAtomically(*mBytes, kept, &error))
+            throw SongError(SongError::Kind::unwritable, error.localizedDescription());
+        return kept;
+    }
+}
+
+void SongChange::save(const std::shared_ptr<const Song>& song) {
+    auto bytes = bytesOfSong(song, mFile);
+    if (readSongBytes(mFile) != mBytes)
+        throw SongError(SongError::Kind::changed, mFile.string() +
+                                                      ": the document was changed meanwhile by a "
+                                                      "program that does not wait; try again");
+    writeSongBytes(bytes, mFile);
+    mBytes = std::move(bytes);
+}
+
+} // namespace tarn

@@ -1,0 +1,77 @@
+#include "Song/SongFile.h"
+
+#include "Platform/FileManager.h"
+#include "Platform/KeyedArchiveFile.h"
+#include "Platform/SHA256.h"
+
+#include <cerrno>
+#include <span>
+#include <system_error>
+
+namespace tarn {
+namespace {
+
+/// Where the lock of a document lies: beside the file itself, whatever links lead to it.
+std::filesystem::path lockFileOf(const std::filesystem::path& file) {
+    constexpr std::size_t kLongestName = 240; // bytes; file systems allow 255, and the lock's is longer
+    std::error_code ignored;
+    auto target = std::filesystem::weakly_canonical(std::filesystem::absolute(file, ignored), ignored);
+    if (target.empty())
+        target = file;
+    const std::string name = target.filename().string();
+    const std::string known =
+        name.size() <= kLongestName ? name : SHA256::hexDigestOf(std::as_bytes(std::span(name)));
+    return target.parent_path() / ("." + known + ".lock");
+}
+
+} // namespace
+
+std::optional<Data> readSongBytes(const std::filesystem::path& file) {
+    Error error;
+    auto bytes = FileManager::contentsOf(file, &error, kLargestArchive);
+    if (!bytes && error.code != ENOENT)
+        throw SongError(SongError::Kind::unreadable, error.localizedDescription());
+    return bytes;
+}
+
+SongError missingSong(const std::filesystem::path& file) {
+    return {SongError::Kind::missing, file.string() + ": there is no such document"};
+}
+
+std::shared_ptr<Song> songFromBytes(const Data& bytes, const std::filesystem::path& file) {
+    const auto undecodable = [&](const std::string& reason) {
+        return SongError(SongError::Kind::undecodable, file.string() + ": " + reason);
+    };
+    Error error;
+    auto song = KeyedUnarchiver::unarchivedObject<Song>(bytes, &error);
+    if (!song)
+        throw undecodable(error.localizedDescription());
+    if (const auto reason = song->unsoundness())
+        throw undecodable(*reason);
+    return song;
+}
+
+Data bytesOfSong(const std::shared_ptr<const Song>& song, const std::filesystem::path& file) {
+    if (const auto reason = song->unsoundness())
+        throw SongError(SongError::Kind::unsound, file.string() + ": " + *reason);
+    return KeyedArchiver::archivedData(song);
+}
+
+void writeSongBytes(const Data& bytes, const std::filesystem::path& file) {
+    Error error;
+    if (!FileManager::writeAtomically(bytes, file, &error))
+        throw SongError(SongError::Kind::unwritable, error.localizedDescription());
+}
+
+FileLock lockSongFile(const std::filesystem::path& file, std::chrono::milliseconds patience) {
+    Error error;
+    auto lock = FileLock::acquire(lockFileOf(file), patience, &error);
+    if (lock)
+        return std::move(*lock);
+    if (error.code == ETIMEDOUT)
+        throw SongError(SongError::Kind::busy,
+                        file.string() + ": another process is changing the document; try again");
+    throw SongError(SongError::Kind::unwritable, error.localizedDescription());
+}
+
+} // namespace tarn
