@@ -50,7 +50,7 @@ public:
 protected:
     [[nodiscard]] SharedAudio& audio() const { return *mAudio; }
 
-    /// Answers what `work` answers, or an empty value when the operation is cancelled.
+    /// Returns what `work` returns, or an empty value when the operation is cancelled.
     template <typename Work>
     auto perform(const Work& work) -> decltype(work(std::declval<const StageMonitor&>())) {
         const StageMonitor monitor([this] { return this->isCancelled(); },
@@ -133,19 +133,32 @@ private:
 
 class EngineSpectrogram : public EngineOperation<KELPSpectrogramOperation> {
 public:
-    explicit EngineSpectrogram(std::shared_ptr<SharedAudio> audio)
-        : EngineOperation(std::move(audio), "Computing spectrogram") {}
+    EngineSpectrogram(std::shared_ptr<SharedAudio> audio, std::shared_ptr<Spectrogram> spectrogram)
+        : EngineOperation(std::move(audio), "Computing spectrogram"), mDrawn(std::move(spectrogram)) {
+        setSpectrogram(mDrawn);
+    }
 
 protected:
     bool process(double tuningFrequency) override {
         return perform([&](const StageMonitor& monitor) {
-            const auto features = audio().features(monitor.part(0, 0.8));
-            const auto drawn = makeSpectrogram(*features, usableTuning(tuningFrequency));
-            setSpectrogram(drawn);
-            fillSpectrogram(*features, *drawn, monitor.part(0.8, 1));
+            setSpectrogram(mDrawn); // a cache's may have taken its place
+            mDrawn->setTuningFrequency(usableTuning(tuningFrequency));
+            // Whoever computes the features, what there is of them is drawn whenever that reports.
+            const StageMonitor computing = monitor.part(0, 0.8);
+            const StageMonitor drawing({}, [&](double fraction) {
+                computing.report(fraction);
+                if (const auto spectrum = audio().spectrumSoFar())
+                    appendColumns(*spectrum, *mDrawn);
+            });
+            const auto features = audio().features(drawing);
+            appendColumns(*features->spectral.magnitudes, *mDrawn, monitor.part(0.8, 1));
+            mDrawn->finish();
             return true;
         });
     }
+
+private:
+    const std::shared_ptr<Spectrogram> mDrawn;
 };
 
 class EngineWaveform : public EngineOperation<KELPWaveformOperation> {
@@ -247,8 +260,8 @@ public:
         : EngineOperation(std::move(audio), "Detecting chords") {}
 
 protected:
-    std::optional<ChordDetectionResults> process(const Input& input) override {
-        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResults> {
+    std::optional<ChordDetectionResultArray> process(const Input& input) override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResultArray> {
             const auto features = audio().features(monitor.part(0, 0.4));
             // Beat detection may or may not have come to its end in this run; without its beats the same ones
             // are computed here, so that the chords do not depend on who was first.
@@ -258,7 +271,7 @@ protected:
             const auto recognition = recognizeChords(*features, usableTuning(input.tuningFrequency),
                                                      keyIndex(input.key), tatums, monitor.part(0.6, 1));
             publishCandidates(recognition);
-            ChordDetectionResults results;
+            ChordDetectionResultArray results;
             const auto scores = scoresOf(recognition);
             for (std::size_t i = 0; i < recognition.chords.size(); ++i) {
                 const auto& chord = recognition.chords[i];
@@ -289,10 +302,10 @@ public:
         : EngineOperation(std::move(audio), "Detecting chords") {}
 
 protected:
-    std::optional<ChordDetectionResults> process(const Input& input) override {
-        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResults> {
+    std::optional<ChordDetectionResultArray> process(const Input& input) override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResultArray> {
             const auto features = audio().features(monitor.part(0, 0.6));
-            ChordDetectionResults results;
+            ChordDetectionResultArray results;
             for (const auto& chord :
                  recognizeChordsBeatwise(*features, usableTuning(input.tuningFrequency),
                                          wholeFrames(input.beatLocations), monitor.part(0.6, 1)))
@@ -359,7 +372,13 @@ std::shared_ptr<BeatAlignmentOperation> AnalysisEngine::makeBeatAlignmentOperati
 }
 
 std::shared_ptr<KELPSpectrogramOperation> AnalysisEngine::makeSpectrogramOperation(const File& audio) {
-    return makeOperation<EngineSpectrogram>(audio);
+    auto shared = sharedAudio(audio);
+    const auto reader = shared ? AudioReader::open(audio) : nullptr;
+    if (!reader)
+        return nullptr;
+    const auto frameCount = reader->declaresLength() ? std::optional(reader->frameCount()) : std::nullopt;
+    return std::make_shared<EngineSpectrogram>(std::move(shared),
+                                               makeSpectrogram(reader->sampleRate(), frameCount));
 }
 
 std::shared_ptr<KELPWaveformOperation> AnalysisEngine::makeWaveformOperation(const File& audio,

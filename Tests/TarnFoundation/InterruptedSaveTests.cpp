@@ -73,7 +73,7 @@ Outcome saveKilledAt(unsigned stop, const std::function<void()>& save) {
 }
 
 struct ChordDetection : DetectChordsOperation {
-    std::optional<ChordDetectionResults> process(const Input&) override { return std::nullopt; }
+    std::optional<ChordDetectionResultArray> process(const Input&) override { return std::nullopt; }
 };
 
 struct SpectrogramComputation : KELPSpectrogramOperation {
