@@ -12,10 +12,12 @@
 #include "AnalysisEngine/WaveformComputation.h"
 #include "Platform/Bundle.h"
 #include "Platform/CheckedArithmetic.h"
+#include "Platform/FileManager.h"
 #include "Platform/Log.h"
 #include "Platform/SHA256.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <fstream>
 
@@ -27,7 +29,7 @@ constexpr double kStandardFrequency = 440.0;
 constexpr std::int64_t kProgressUnits = 1000;
 
 std::string activity(const char* text) {
-    return Bundle::withIdentifier(kAnalysisBundleIdentifier).localizedString(text);
+    return Bundle::framework().localizedString(text);
 }
 
 /// A frequency that can be tuned by; anything else counts as the standard.
@@ -398,6 +400,19 @@ std::shared_ptr<DetectChordsOperation> AnalysisEngine::makeDetectChordsOperation
 std::shared_ptr<LegacyChordDetectionOperation>
 AnalysisEngine::makeLegacyChordDetectionOperation(const File& audio) {
     return makeOperation<EngineLegacyChordDetection>(audio);
+}
+
+std::shared_ptr<const Error> AnalysisEngine::refusal(const File& audio) {
+    const auto cause = std::make_shared<Error>();
+    if (!FileManager::isReadableFile(audio, cause.get()))
+        return analysisRefusal(
+            cause->code == ENOENT ? AnalysisRefusal::missingFile : AnalysisRefusal::unreadableFile, cause);
+    std::string reason;
+    if (AudioReader::open(audio, &reason))
+        return nullptr;
+    *cause = Error(kAnalysisRefusalDomain, static_cast<long>(AnalysisRefusal::undecodableAudio),
+                   audio.string() + ": " + reason);
+    return analysisRefusal(AnalysisRefusal::undecodableAudio, cause);
 }
 
 std::optional<RecordingFacts> AnalysisEngine::readRecording(const File& audio,

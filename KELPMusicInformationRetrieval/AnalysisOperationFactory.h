@@ -8,6 +8,7 @@
 #include "KELPMusicInformationRetrieval/KeyDetectionOperation.h"
 #include "KELPMusicInformationRetrieval/RecordingFacts.h"
 #include "KELPMusicInformationRetrieval/TuningEstimationOperation.h"
+#include "Platform/Error.h"
 
 #include <filesystem>
 #include <functional>
@@ -16,6 +17,18 @@
 #include <string>
 
 namespace tarn {
+
+/// Why no operation is made for an audio file: the code of an error in kAnalysisRefusalDomain.
+inline constexpr const char* kAnalysisRefusalDomain = "TarnAnalysisRefusalDomain";
+enum class AnalysisRefusal : long {
+    noEngine = 1,    ///< no engine has registered: a mistake of the application
+    missingFile,     ///< there is no such file
+    unreadableFile,  ///< a folder, a pipe or device, or one that may not be read
+    undecodableAudio ///< the file is not audio, or audio that is not supported
+};
+/// The refusal with its text for users, and with what it came from where that is known.
+[[nodiscard]] std::shared_ptr<const Error> analysisRefusal(AnalysisRefusal reason,
+                                                           std::shared_ptr<const Error> underlying = nullptr);
 
 /// Makes the analysis operations for an audio file. An operation that refuses the file is not made: the
 /// answer is nothing. An engine derives from this class and registers itself for the process.
@@ -34,6 +47,10 @@ public:
     virtual std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File& audio) = 0;
     virtual std::shared_ptr<LegacyChordDetectionOperation>
     makeLegacyChordDetectionOperation(const File& audio) = 0;
+
+    /// Why operations for this file are not made (kAnalysisRefusalDomain); nothing when it is not refused, or
+    /// when the engine does not tell.
+    virtual std::shared_ptr<const Error> refusal(const File&) { return nullptr; }
 
     /// Whether the user wants the work to end; asked every few milliseconds. May be empty.
     using CancellationQuestion = std::function<bool()>;

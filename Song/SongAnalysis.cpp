@@ -2,6 +2,7 @@
 
 #include "KELPMusicInformationRetrieval/AnalysisOperationFactory.h"
 #include "Platform/DispatchQueue.h"
+#include "Platform/FileManager.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/UserDefaults.h"
 #include "Song/SongChange.h"
@@ -10,8 +11,8 @@
 #include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
 #include "TarnFoundation/Formatting/TarnUserDefaultsKeys.h"
 
+#include <cerrno>
 #include <chrono>
-#include <fstream>
 #include <random>
 
 namespace tarn {
@@ -84,18 +85,15 @@ private:
 };
 
 RecordingFacts readRecording(const std::filesystem::path& recording, const SongAnalysisOptions& options) {
-    std::error_code error;
-    const auto unreadable = [&](const char* reason) {
-        return SongError(SongError::Kind::unreadable, recording.string() + ": " + reason);
-    };
-    if (!std::filesystem::exists(recording, error))
-        throw unreadable("there is no such file; name an audio file");
-    if (std::filesystem::is_directory(recording, error))
-        throw unreadable("this is a folder; name an audio file");
-    if (!std::filesystem::is_regular_file(recording, error))
-        throw unreadable("a recording has to be an ordinary file");
-    if (!std::ifstream(recording, std::ios::binary))
-        throw unreadable("the file cannot be read; look at its permissions");
+    if (Error error; !FileManager::isReadableFile(recording, &error))
+        throw SongError(SongError::Kind::unreadable,
+                        recording.string() +
+                            (error.code == ENOENT   ? ": there is no such file; name an audio file"
+                             : error.code == EISDIR ? ": this is a folder; name an audio file"
+                             : error.code == ENOTSUP
+                                 ? ": a recording has to be an ordinary file, because it is "
+                                   "read more than once; save it as one"
+                                 : ": the file cannot be read; look at its permissions"));
     std::string refusal;
     auto facts = AnalysisOperationFactory::shared()->readRecording(recording, options.isCancelled, &refusal);
     if (facts)

@@ -1,6 +1,7 @@
 #include "Song/SongFile.h"
 
 #include "Platform/FileManager.h"
+#include "Platform/KeyedArchiveFile.h"
 #include "Platform/SHA256.h"
 
 #include <cerrno>
@@ -24,7 +25,7 @@ std::filesystem::path lockFileOf(const std::filesystem::path& file) {
 
 std::optional<Data> readSongBytes(const std::filesystem::path& file) {
     Error error;
-    auto bytes = FileManager::contentsOf(file, &error);
+    auto bytes = FileManager::contentsOf(file, &error, kLargestArchive);
     if (!bytes && error.code != ENOENT)
         throw SongError(SongError::Kind::unreadable, error.localizedDescription());
     return bytes;

@@ -3,6 +3,7 @@
 #include "Programs/tarn/DocumentJSON.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/OutputFile.h"
+#include "Programs/tarn/ProgramCache.h"
 #include "Programs/tarn/ProgressDisplay.h"
 #include "Programs/tarn/SongChart.h"
 #include "Song/SongAnalysis.h"
@@ -60,6 +61,15 @@ bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b) 
     return canonical(a) == canonical(b);
 }
 
+/// The file by a name that it keeps: /dev/stdin and its like lead to another one in each process.
+std::filesystem::path namedFile(const std::filesystem::path& given) {
+    std::error_code error;
+    if (!given.string().starts_with("/dev/") && !given.string().starts_with("/proc/"))
+        return given;
+    auto file = std::filesystem::canonical(given, error);
+    return error ? given : file;
+}
+
 /// What the user should know besides the result.
 std::vector<std::string> notesOn(const SongAnalysisOutcome& outcome) {
     const Song& song = *outcome.song;
@@ -110,7 +120,7 @@ SongAnalysisOutcome analyzeWithProgress(const std::filesystem::path& song,
 }
 
 void analyze(const AnalyzeOptions& options) {
-    const std::filesystem::path song(options.song);
+    const std::filesystem::path song = namedFile(options.song);
     std::filesystem::path file(options.document);
     if (file.empty())
         file = std::filesystem::path(song).replace_extension(".tarn");
@@ -132,6 +142,8 @@ void analyze(const AnalyzeOptions& options) {
                           output.string() + ": this is the song or its document; name another file");
     }
     const SongAnalysisOutcome outcome = analyzeWithProgress(song, file, options);
+    markCacheUsed(outcome.recording.digest);
+    trimCache(kLargestCache); // what cannot be removed does not spoil the analysis
     if (!options.midi.empty())
         writeMIDIFile(*outcome.song,
                       {{TarnNoteEntryStorageMIDIExportNotesOptionKey, true},

@@ -2,6 +2,7 @@
 #include "Platform/ProcessInfo.h"
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
+#include "Programs/tarn/ProgramCache.h"
 #include "Song/SongError.h"
 
 #include <CLI/CLI.hpp>
@@ -16,11 +17,10 @@ int statusOf(tarn::program::ExitStatus status) {
 }
 
 /// The library's messages are for its developers: they appear when one of its debug switches is on.
-void hideLibraryMessages() {
-    const bool isDebugging = tarn::ProcessInfo::hasEnvironmentVariable("KELP_MIR_DEBUG") ||
-                             tarn::ProcessInfo::hasEnvironmentVariable("TARN_NOTE_ENTRY_STORAGE_DEBUG");
-    if (!isDebugging)
-        tarn::setLogSink([](const tarn::LogMessage&) {});
+void showLibraryMessagesToDevelopers() {
+    if (tarn::ProcessInfo::hasEnvironmentVariable("KELP_MIR_DEBUG") ||
+        tarn::ProcessInfo::hasEnvironmentVariable("TARN_NOTE_ENTRY_STORAGE_DEBUG"))
+        tarn::setLogLevel(tarn::LogLevel::debug);
 }
 
 /// What is wrong with the command line and where to read on. A word that fits nowhere is told before what is
@@ -93,7 +93,8 @@ int statusAfterOutput() {
 
 int main(int argumentCount, char** arguments) {
     using namespace tarn::program;
-    hideLibraryMessages();
+    showLibraryMessagesToDevelopers();
+    useProgramCache();
     CLI::App app("Learn songs from your own recordings: analyse, correct, draw and export them.", "tarn");
     app.set_version_flag("--version", TARN_VERSION);
     app.failure_message(usageLine);

@@ -127,7 +127,8 @@ public:
     [[nodiscard]] std::shared_ptr<OperationQueue> processingQueue() const;
 
     /// Starts a run. False, with the reason in `error` when it is given, when an operation cannot be made for
-    /// the audio file; nothing runs then. An earlier run goes on.
+    /// the audio file; nothing runs then. `error->underlying` then tells a file that is missing, cannot be
+    /// read or is no audio from a missing engine (AnalysisRefusal). An earlier run goes on.
     bool beginProcessingError(Error* error = nullptr);
     /// Cancels the operations of the last run. What is in the document already stays.
     void cancelProcessing();
@@ -136,7 +137,8 @@ public:
     /// value, at the first use.
     static const Log& log();
 
-    // Cache files. Each look-up makes the folder if it is missing; where that fails, using the file will.
+    // Cache files. Each look-up makes the folder if it is missing; where that fails, using the file will. The
+    // files' names are derived from the identifiers (AnalysisCaches.h), which may hold anything.
 
     /// The folder of that name in the library's part of the user's caches directory.
     [[nodiscard]] static URL cacheURLFor(std::string_view folderName);

@@ -1,3 +1,4 @@
+#include "Platform/SHA256.h"
 #include "Programs/demo/DemoSong.h"
 #include "Tests/Platform/Texts.h"
 #include "Tests/Programs/ProgramTest.h"
@@ -7,8 +8,11 @@
 #include <algorithm>
 #include <cmath>
 #include <csignal>
+#include <fcntl.h>
 #include <fstream>
+#include <span>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -253,9 +257,10 @@ TEST_F(ProgramTest, analyzeLeavesAloneWhatIsNotItsDocument) {
     saveSmallDocument("small.tarn");
     write("damaged.tarn", read("small.tarn").substr(0, 500));
     std::filesystem::create_directory(folder / "folder.tarn");
-    const std::pair<const char*, int> documents[] = {{"small.tarn", 5}, {"damaged.tarn", 4},
-                                                     {"song.wav", 4},   {"folder.tarn", 6},
-                                                     {"/dev/null", 6},  {"no/song.tarn", 6}};
+    std::filesystem::create_symlink("loop.tarn", folder / "loop.tarn");
+    const std::pair<const char*, int> documents[] = {
+        {"small.tarn", 5}, {"damaged.tarn", 4}, {"song.wav", 4}, {"folder.tarn", 6},
+        {"/dev/null", 6},  {"no/song.tarn", 6}, {"loop.tarn", 6}};
     for (const auto& [document, status] : documents) {
         const auto before = read(document);
         expectFailure(tarn({"analyze", "song.wav", "-o", document}), status, document);
@@ -269,6 +274,49 @@ TEST_F(ProgramTest, analyzeLeavesAloneWhatIsNotItsDocument) {
     expectFailure(tarn({"analyze", "song.wav", "--midi", "a.svg", "--picture", "./a.svg"}), 2, "a.svg");
     EXPECT_EQ(read("song.wav"), recording);
     EXPECT_FALSE(std::filesystem::exists(folder / "song.tarn"));
+}
+
+TEST_F(ProgramTest, whatIsNotAnOrdinaryFileIsRefusedAtOnce) {
+    ASSERT_EQ(mkfifo((folder / "small.wav").c_str(), 0600), 0); // that nobody writes to
+    expectFailure(tarn({"analyze", "small.wav"}), 3, "small.wav: a recording has to be an ordinary file");
+    expectFailure(tarn({"show", "small.wav"}), 4, "small.wav");
+    expectFailure(tarn({"show", "/dev/zero"}), 3, "/dev/zero");
+    saveSmallDocument();
+    const auto drawn = tarn({"draw", "small.tarn", "small.svg"});
+    EXPECT_EQ(drawn.status, 0);
+    EXPECT_NE(drawn.errors.find("the recording cannot be read"), std::string::npos) << drawn.errors;
+}
+
+TEST_F(ProgramTest, standardInputMayBeARecordingOrADocument) {
+    record(fourBars(), folder / "song.wav");
+    const auto withInput = [&](const char* file, const std::vector<std::string>& arguments) {
+        const int before = dup(STDIN_FILENO);
+        const int opened = open((folder / file).c_str(), O_RDONLY);
+        dup2(opened, STDIN_FILENO);
+        close(opened);
+        const auto output = outputOf(arguments);
+        dup2(before, STDIN_FILENO);
+        close(before);
+        return output;
+    };
+    const auto found = withInput("song.wav", {"analyze", "/dev/stdin", "--json"});
+    EXPECT_EQ(Song::open(folder / "song.tarn")->recording.fileName, "song.wav");
+    EXPECT_EQ(withInput("song.tarn", {"show", "/dev/stdin", "--json"}), found);
+}
+
+TEST_F(ProgramTest, cachesAreNamedByTheRecordingWhateverTheDocumentSays) {
+    record(fourBars(), folder / "song.wav");
+    const auto document =
+        std::make_shared<Song>(Recording{"song.wav", 44100, fourBars().frameCount(), "../../../../precious"});
+    Song::save(document, folder / "song.tarn");
+    write("precious.waveform", "kept");
+    outputOf({"analyze", "song.wav"});
+    EXPECT_EQ(read("precious.waveform"), "kept");
+    const std::string wave = read("song.wav");
+    const auto name = SHA256::hexDigestOf(std::as_bytes(std::span(wave)));
+    EXPECT_EQ(filesIn(".caches"), std::vector<std::string>{"tarn"});
+    EXPECT_EQ(filesIn(".caches/tarn/Tarn/Waveforms"), std::vector<std::string>{name + ".waveform"});
+    EXPECT_EQ(filesIn(".caches/tarn/Tarn/Chords"), std::vector<std::string>{name + ".chordScores"});
 }
 
 TEST_F(ProgramTest, aFullDiskLeavesTheDocumentAsItWas) {

@@ -28,6 +28,7 @@ ProcessResult ProgramTest::tarn(const std::vector<std::string>& arguments,
     const std::string number = others == 0 ? "" : std::to_string(++mExtraRuns);
     const auto output = folder / (".output" + number);
     const auto errors = folder / (".errors" + number);
+    std::filesystem::remove(output); // of an earlier run, which nobody is to take for this one's
     std::vector<std::string> words{TARN_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;

@@ -28,7 +28,7 @@ _tarn() {
     export) options+=" --what --timing --no-notes --no-chords --transpose" ;;
     import) options+=" --what --by --at --channel --dry-run" ;;
     draw) options+=" --width --seconds-per-row" ;;
-    cache) options+=" --clear" ;;
+    cache) options+=" --clear --max-size" ;;
     esac
     if [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$options" -- "$word"))
@@ -39,7 +39,7 @@ _tarn() {
     --picture) _tarn_files "svg" ;;
     --what) COMPREPLY=($(compgen -W "beats chords sections$([[ $command == export ]] && echo " regions")" -- "$word")) ;;
     --by) COMPREPLY=($(compgen -W "grid time" -- "$word")) ;;
-    --at | --channel | --transpose | --width | --seconds-per-row) ;;
+    --at | --channel | --transpose | --width | --seconds-per-row | --max-size) ;;
     --timing) COMPREPLY=($(compgen -W "song fixed seconds" -- "$word")) ;;
     *)
         case $command in

@@ -43,3 +43,4 @@ __tarn_complete draw -l width -x -d 'The width of a row in points'
 __tarn_complete draw -l seconds-per-row -x -d 'How much music a row shows'
 __tarn_complete chords -f
 __tarn_complete cache -f -l clear -d 'Remove the cached files'
+__tarn_complete cache -l max-size -x -d 'Remove the files not used for longest'
