@@ -34,6 +34,7 @@ void appendColumns(const LogSpectrogram& frames, Spectrogram& spectrogram, const
         }
         spectrogram.appendColumn(cells);
     }
+    monitor.report(1);
 }
 
 } // namespace tarn
