@@ -29,13 +29,18 @@ std::optional<double> distance(const LoudnessEnvelope& a, const LoudnessEnvelope
         return distance(a.coarser(), b);
     if (b.stretchSeconds < a.stretchSeconds)
         return distance(a, b.coarser());
-    const auto [shorter, longer] = std::minmax(a.levels.size(), b.levels.size());
+    const auto [shorter, longer] = std::minmax({a.levels.size(), b.levels.size()});
     if (longer - shorter > LoudnessEnvelope::kBandCount)
         return std::nullopt;
     double sum = 0;
-    for (std::size_t i = 0; i < shorter; ++i)
-        sum += std::abs(std::max<int>(a.levels[i], kQuietest) - std::max<int>(b.levels[i], kQuietest));
-    return sum / static_cast<double>(shorter);
+    std::size_t heard = 0;
+    for (std::size_t i = 0; i < shorter; ++i) {
+        const int levelOfA = std::max<int>(a.levels[i], kQuietest);
+        const int levelOfB = std::max<int>(b.levels[i], kQuietest);
+        sum += std::abs(levelOfA - levelOfB);
+        heard += levelOfA > kQuietest || levelOfB > kQuietest ? 1 : 0;
+    }
+    return heard == 0 ? 0 : sum / static_cast<double>(heard);
 }
 
 } // namespace tarn

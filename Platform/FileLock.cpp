@@ -32,9 +32,13 @@ std::pair<std::intptr_t, int> tryLock(const std::filesystem::path& file) {
         return {reinterpret_cast<std::intptr_t>(handle), 0};
     const DWORD reason = ::GetLastError();
     // A file that is about to be deleted denies access.
-    const bool isHeld = reason == ERROR_SHARING_VIOLATION || reason == ERROR_ACCESS_DENIED;
-    return {-1, isHeld ? kHeldByAnother
-                       : std::system_category().default_error_condition(static_cast<int>(reason)).value()};
+    std::error_code ignored;
+    if (reason == ERROR_SHARING_VIOLATION ||
+        (reason == ERROR_ACCESS_DENIED && std::filesystem::is_regular_file(file, ignored)))
+        return {-1, kHeldByAnother};
+    const auto condition =
+        std::error_code(static_cast<int>(reason), std::system_category()).default_error_condition();
+    return {-1, condition.category() == std::generic_category() ? condition.value() : EIO};
 }
 
 void unlock(const std::filesystem::path&, std::intptr_t handle) {
@@ -51,24 +55,56 @@ bool isStillThere(int descriptor, const std::filesystem::path& file) {
            opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
+/// A descriptor of the lock's file, which is made where it is missing; -1 and errno where that fails.
+int openLockFile(const std::filesystem::path& file) {
+    constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    // Network file systems lock only what can be written.
+    int descriptor = ::open(file.c_str(), O_RDWR | kFlags);
+    if (descriptor < 0 && (errno == EACCES || errno == EROFS))
+        descriptor = ::open(file.c_str(), O_RDONLY | kFlags);
+    if (descriptor < 0 && errno == ENOENT) {
+        descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | kFlags, 0666);
+        // Others who may write in the folder lock it too, whatever the user's mask is. It holds nothing.
+        if (descriptor >= 0)
+            ::fchmod(descriptor, 0666);
+    }
+    return descriptor;
+}
+
 /// The descriptor of the locked file, or the reason why it is not to be had.
 std::pair<std::intptr_t, int> tryLock(const std::filesystem::path& file) {
-    // Reading suffices for a lock, so that users who share a folder lock each other's files.
-    const int descriptor =
-        ::open(file.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666);
-    if (descriptor < 0)
-        return {-1, errno == EINTR ? kHeldByAnother : errno};
-    if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-        const int reason = errno;
-        if (reason != EWOULDBLOCK && reason != EINTR)
-            return {descriptor, 0}; // no locks on this file system
-        ::close(descriptor);
-        return {-1, kHeldByAnother};
-    }
-    if (isStillThere(descriptor, file))
+    const int descriptor = openLockFile(file);
+    if (descriptor < 0) // another holder may have made the file in between
+        return {-1, errno == EINTR || errno == EEXIST ? kHeldByAnother : errno};
+    struct stat status {};
+    int reason = 0;
+    if (::fstat(descriptor, &status) != 0)
+        reason = errno;
+    else if (!S_ISREG(status.st_mode) || status.st_size != 0)
+        reason = EEXIST; // somebody's file, which is not to be removed
+    else if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0)
+        reason = errno;
+    switch (reason) {
+    case 0:
+        if (isStillThere(descriptor, file))
+            return {descriptor, 0};
+        reason = kHeldByAnother;
+        break;
+    case ENOSYS: // no locks on this file system
+    case EOPNOTSUPP:
+    case EINVAL:
+    case EBADF:
         return {descriptor, 0};
+    case EWOULDBLOCK:
+    case EINTR:
+    case EACCES:
+        reason = kHeldByAnother;
+        break;
+    default:
+        break;
+    }
     ::close(descriptor);
-    return {-1, kHeldByAnother};
+    return {-1, reason};
 }
 
 void unlock(const std::filesystem::path& file, std::intptr_t handle) {

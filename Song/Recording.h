@@ -29,8 +29,8 @@ enum class RecordingMatch {
     other,
 };
 
-/// Frames are the unit of a document, so that only a file of the same rate can match; lengths may differ by
-/// the 50 ms that encoders add, and envelopes by kSameRecordingDistance.
+/// Frames are the unit of a document, so that only a file of the same rate can match. Lengths may differ by
+/// 50 ms or the 3456 frames that encoders add, whichever is more, and envelopes by kSameRecordingDistance.
 [[nodiscard]] RecordingMatch match(const Recording& recording, const RecordingFacts& file);
 
 } // namespace tarn

@@ -4,10 +4,11 @@
 #include "Song/SongError.h"
 #include "Song/SongFile.h"
 
-#include <cerrno>
+#include <filesystem>
 #include <string>
 
 namespace tarn {
+
 SongChange::SongChange(const std::filesystem::path& file, std::chrono::milliseconds patience)
     : mFile(file), mLock(lockSongFile(file, patience)), mBytes(readSongBytes(file)) {
     if (mBytes)
@@ -25,14 +26,17 @@ std::filesystem::path SongChange::keepFormer() const {
     for (int number = 1;; ++number) {
         auto kept = mFile;
         kept += number == 1 ? "~" : "~" + std::to_string(number);
-        Error error;
-        const auto bytes = FileManager::contentsOf(kept, &error);
-        if (bytes == mBytes)
+        std::error_code error;
+        const auto status = std::filesystem::symlink_status(kept, error);
+        if (std::filesystem::is_regular_file(status) && FileManager::contentsOf(kept) == mBytes)
             return kept;
-        if (bytes || error.code != ENOENT)
+        if (std::filesystem::exists(status))
             continue;
-        if (!FileManager::writeAtomically(*mBytes, kept, &error))
-            throw SongError(SongError::Kind::unwritable, error.localizedDescription());
+        // A second name for the file that the next save replaces: its owner and permissions stay.
+        std::filesystem::create_hard_link(fileBehindLinks(mFile), kept, error);
+        Error reason;
+        if (error && !FileManager::writeAtomically(*mBytes, kept, &reason)) // some file systems know no links
+            throw SongError(SongError::Kind::unwritable, reason.localizedDescription());
         return kept;
     }
 }

@@ -17,6 +17,8 @@ public:
         busy,           ///< another process keeps changing the document
         changed,        ///< somebody changed the document meanwhile without locking it; it is as they left it
         otherRecording, ///< the document annotates another recording
+        otherSampleRate,      ///< the same, and with another sample rate, in whose frames it counts
+        unsupportedRecording, ///< the audio file cannot be decoded
     };
 
     SongError(Kind kind, const std::string& text) : std::runtime_error(text), mKind(kind) {}

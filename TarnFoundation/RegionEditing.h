@@ -8,6 +8,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 /// The vocabulary of moving regions: boundaries, snapping grids, what happens on a collision with a
@@ -72,7 +73,7 @@ concept Regioned = requires(T& region, const T& constant) {
 };
 
 /// Moves the start. Past the end the two swap roles: the old end becomes the start. The result is always well
-/// formed; a length beyond the frames stops the process.
+/// formed; a length that 64 bits cannot hold aborts.
 template <Regioned Region>
 void setStart(Region& region, std::int64_t start) {
     const std::int64_t end = region.end();
@@ -97,7 +98,8 @@ void setEnd(Region& region, std::int64_t end) {
     }
 }
 
-/// The regions, in the order of the collection, whose end lies in the range expression.
+/// The regions, in the order of the collection, whose end lies in the range expression. A region whose end 64
+/// bits cannot hold aborts; tryEntriesEnding then returns nothing.
 template <typename Regions, typename RangeExpression>
 [[nodiscard]] std::vector<std::shared_ptr<TarnRegionEntry>> entriesEnding(const Regions& regions,
                                                                           const RangeExpression& in) {
@@ -107,6 +109,15 @@ template <typename Regions, typename RangeExpression>
             result.push_back(region);
     }
     return result;
+}
+template <typename Regions, typename RangeExpression>
+[[nodiscard]] std::optional<std::vector<std::shared_ptr<TarnRegionEntry>>>
+tryEntriesEnding(const Regions& regions, const RangeExpression& in) {
+    for (const auto& region : regions) {
+        if (!region->tryEnd())
+            return std::nullopt;
+    }
+    return entriesEnding(regions, in);
 }
 
 /// The regions, in the order of the collection, whose location lies in the range expression.

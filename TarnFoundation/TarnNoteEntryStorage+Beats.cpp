@@ -64,6 +64,10 @@ std::vector<BeatRef> newBeats(TarnNoteEntryStorage& storage, std::span<const Gri
     return made;
 }
 
+double tempoOfSpacing(std::optional<double> spacing, double sampleRate) {
+    return spacing ? sampleRate * 60.0 / *spacing : 0.0;
+}
+
 } // namespace
 
 void TarnNoteEntryStorage::shiftDownbeatsByOffset(std::int64_t offset) {
@@ -153,20 +157,34 @@ Beats TarnNoteEntryStorage::offsetDownbeatEntries(std::int64_t by, std::uint64_t
     return result;
 }
 
-std::optional<double> TarnNoteEntryStorage::averageBeatEntrySpacing() const {
+Checked<std::optional<double>> TarnNoteEntryStorage::checkedAverageBeatEntrySpacing() const {
     const auto beats = beatEntriesFilteredByTimeSignature();
     if (beats.empty())
-        return std::nullopt;
+        return {std::nullopt};
     double sum = 0;
-    for (std::size_t i = 0; i + 1 < beats.size(); ++i)
-        sum += static_cast<double>(checkedSubtract(beats[i + 1]->location(), beats[i]->location()));
+    for (std::size_t i = 0; i + 1 < beats.size(); ++i) {
+        const auto distance = trySubtract(beats[i + 1]->location(), beats[i]->location());
+        if (!distance.value())
+            return Checked<std::optional<double>>::failure(distance.reason());
+        sum += static_cast<double>(*distance.value());
+    }
     // A single beat has no spacing: 0 / 0 is not-a-number.
-    return sum / static_cast<double>(beats.size() - 1);
+    return {sum / static_cast<double>(beats.size() - 1)};
+}
+
+std::optional<double> TarnNoteEntryStorage::averageBeatEntrySpacing() const {
+    return checkedAverageBeatEntrySpacing().orAbort();
+}
+std::optional<double> TarnNoteEntryStorage::tryAverageBeatEntrySpacing() const {
+    return checkedAverageBeatEntrySpacing().value().value_or(std::nullopt);
 }
 
 double TarnNoteEntryStorage::tempoFromBeatEntries(double sampleRate) const {
-    const auto spacing = averageBeatEntrySpacing();
-    return spacing ? sampleRate * 60.0 / *spacing : 0.0;
+    return tempoOfSpacing(averageBeatEntrySpacing(), sampleRate);
+}
+std::optional<double> TarnNoteEntryStorage::tryTempoFromBeatEntries(double sampleRate) const {
+    const auto spacing = checkedAverageBeatEntrySpacing().value();
+    return spacing ? std::optional(tempoOfSpacing(*spacing, sampleRate)) : std::nullopt;
 }
 
 std::uint64_t TarnNoteEntryStorage::setLocationOfBarEntry(std::uint64_t identifiedBy, std::int64_t to,
@@ -204,7 +222,7 @@ std::uint64_t TarnNoteEntryStorage::setNumberOfBeats(std::int64_t count, std::ui
 }
 
 // What happens at the two ends of the range. Everything is decided on quarter-note beats, so that what is
-// kept before and behind the new bars has an even number of positions and no rule prunes it.
+// kept before and after the new bars has an even number of positions and no rule prunes it.
 //
 // Start, with a downbeat at or before the range: that bar's line stays where it is; from there to the first
 // new downbeat lies one more bar of `beatsPerBar` beats (none when both coincide).
@@ -214,9 +232,9 @@ std::uint64_t TarnNoteEntryStorage::setNumberOfBeats(std::int64_t count, std::ui
 // least 2), evenly spaced and without a downbeat. With no beat there either, the grid opens with the first
 // new downbeat.
 //
-// End, with a downbeat behind the range: the last new bar reaches up to it.
+// End, with a downbeat after the range: the last new bar reaches up to it.
 //
-// End, without one: the last new bar reaches up to the first beat at or behind the range's end, which stays
+// End, without one: the last new bar reaches up to the first beat at or after the range's end, which stays
 // with all that follow it as the rest of that bar; with no such beat, up to the range's end, and the grid
 // ends with it.
 //

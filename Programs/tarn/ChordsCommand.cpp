@@ -28,7 +28,7 @@ std::string tones(const KELPChord& chord) {
 }
 
 void listChords(const std::string& text) {
-    const auto results = ChordSearchResults::arrayWithChordsMatchingSearchString(text);
+    const auto results = ChordDetectionResults::_arrayWithChordsMatchingSearchString(text);
     if (results.empty())
         throw Failure(ExitStatus::usage, "no chord matches '" + text +
                                              "'; begin with a note and a part of a chord's name, "

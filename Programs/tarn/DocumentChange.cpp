@@ -13,6 +13,7 @@ void changeDocument(const std::filesystem::path& file, bool isDryRun,
         lines = change(*Song::open(file));
         lines.push_back("dry run: " + file.string() + " is unchanged");
     } else {
+        (void)Song::open(file); // a document that is missing or damaged is told before one that cannot be locked
         SongChange turn(file);
         lines = change(turn.existingSong());
         turn.save(turn.song());

@@ -233,7 +233,7 @@ Action setKey(EditWords& words) {
         auto& notes = *document.notes;
         const auto before = notes.globalKey();
         const auto chordsBefore = notes.chordEntries();
-        const auto key = KELPKey::keyWithTonicChord(tonic);
+        const auto key = KELPKey::makeWithTonicChord(tonic);
         notes.overrideGlobalKey(key);
         const auto chords = notes.chordEntries();
         std::size_t respelled = 0;

@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cerrno>
 #include <map>
 #include <memory>
 
@@ -31,12 +32,10 @@ struct ImportOptions {
 
 Data contentsOf(const std::filesystem::path& file) {
     constexpr std::uintmax_t kLargestFile = 64 << 20; ///< bytes; no annotation of a song comes near it
-    std::error_code sizeError;
-    const auto size = std::filesystem::file_size(file, sizeError);
-    if (!sizeError && size > kLargestFile)
-        throw Failure(ExitStatus::undecodableInput, file.string() + ": this is too large for an annotation");
     Error error;
-    auto bytes = FileManager::contentsOf(file, &error);
+    auto bytes = FileManager::contentsOf(file, &error, kLargestFile);
+    if (!bytes && error.code == EFBIG)
+        throw Failure(ExitStatus::undecodableInput, file.string() + ": this is too large for an annotation");
     if (!bytes)
         throw Failure(ExitStatus::unreadableInput, error.localizedDescription());
     return *std::move(bytes);

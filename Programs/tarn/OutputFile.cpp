@@ -2,11 +2,13 @@
 
 #include "Platform/FileManager.h"
 #include "Programs/tarn/Failure.h"
+#include "Programs/tarn/ProgramCache.h"
 #include "Programs/tarn/TextTable.h"
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <iostream>
 #include <span>
 #include <unistd.h>
@@ -50,23 +52,33 @@ bool isMIDIEnding(std::string_view ending) {
 }
 
 void checkWritable(const std::filesystem::path& file) {
-    std::error_code error;
+    Error error;
+    if (FileManager::canWriteAtomically(file, &error))
+        return;
     const auto folder = file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+    std::error_code unknown;
     std::string reason;
-    if (std::filesystem::is_directory(file, error))
+    if (error.code == EISDIR)
         reason = "this is a folder; name a file in it";
-    else if (!std::filesystem::is_directory(folder, error))
+    else if (error.code == ELOOP)
+        reason = "its symbolic links go round in a circle; name another file";
+    else if (!std::filesystem::is_directory(folder, unknown))
         reason = "there is no folder " + folder.string() + "; make it, or name a file elsewhere";
-    else if (access(folder.c_str(), W_OK) != 0)
+    else if (std::filesystem::exists(file, unknown) && access(file.c_str(), W_OK) != 0)
+        reason = "the file is write-protected; change its permissions, or name another file";
+    else if (error.code == EACCES || error.code == EROFS)
         reason = "the folder cannot be written to; look at its permissions, or name a file elsewhere";
-    if (!reason.empty())
-        throw Failure(ExitStatus::unwritableOutput, file.string() + ": " + reason);
+    else
+        throw Failure(ExitStatus::unwritableOutput, error.localizedDescription() + "; name another file");
+    throw Failure(ExitStatus::unwritableOutput, file.string() + ": " + reason);
 }
 
 void writeSongPicture(const Song& document, const std::filesystem::path& file,
                       const std::filesystem::path& output, const PictureOptions& options) {
     const auto recording = document.recordingFile(file);
-    const auto waveform = waveformForPicture(document, file);
+    const std::string cacheName = cacheNameOf(recording);
+    markCacheUsed(cacheName);
+    const auto waveform = waveformForPicture(document, file, cacheName);
     writeTextFile(endingOf(output) == ".html"
                       ? songPictureHTML(document, waveform, options, recordingSeenFrom(output, recording))
                       : songPictureSVG(document, waveform, options),

@@ -534,13 +534,13 @@ std::string songPictureHTML(const Song& document, const std::shared_ptr<Waveform
            ", duration = " + decimals(duration, 6) + ";" + kPlayerScript + "</script>\n</body>\n</html>\n";
 }
 
-std::shared_ptr<Waveform> waveformForPicture(const Song& document, const std::filesystem::path& file) {
+std::shared_ptr<Waveform> waveformForPicture(const Song& document, const std::filesystem::path& file,
+                                             const std::string& cacheName) {
     const auto recording = document.recordingFile(file);
     const auto reader = AudioReader::open(recording);
     if (!reader)
         return nullptr;
-    const auto cache =
-        TarnMusicInformationRetrievalController::waveformPathForUUID(document.recording.identifier);
+    const auto cache = TarnMusicInformationRetrievalController::waveformPathForUUID(cacheName);
     if (auto cached = readWaveformCache(cache, recording, *reader))
         return cached;
     auto waveform = std::make_shared<Waveform>(reader->frameCount(), reader->sampleRate());

@@ -27,9 +27,9 @@ struct PictureOptions {
 [[nodiscard]] std::string songPictureHTML(const Song& document, const std::shared_ptr<Waveform>& waveform,
                                           const PictureOptions& options, const std::string& audioFile);
 
-/// The waveform of the document's recording: from its cache, or else computed from the recording; nothing
-/// when neither can be read. `file` is the document's.
-[[nodiscard]] std::shared_ptr<Waveform> waveformForPicture(const Song& document,
-                                                           const std::filesystem::path& file);
+/// The waveform of the document's recording: from the cache of that name, or else computed from the
+/// recording; nothing when the recording cannot be read. `file` is the document's.
+[[nodiscard]] std::shared_ptr<Waveform>
+waveformForPicture(const Song& document, const std::filesystem::path& file, const std::string& cacheName);
 
 } // namespace tarn::program

@@ -2,6 +2,7 @@
 #include "Platform/ProcessInfo.h"
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
+#include "Programs/tarn/ProgramCache.h"
 #include "Song/SongError.h"
 
 #include <CLI/CLI.hpp>
@@ -16,11 +17,10 @@ int statusOf(tarn::program::ExitStatus status) {
 }
 
 /// The library's messages are for its developers: they appear when one of its debug switches is on.
-void hideLibraryMessages() {
-    const bool isDebugging = tarn::ProcessInfo::hasEnvironmentVariable("KELP_MIR_DEBUG") ||
-                             tarn::ProcessInfo::hasEnvironmentVariable("TARN_NOTE_ENTRY_STORAGE_DEBUG");
-    if (!isDebugging)
-        tarn::setLogSink([](const tarn::LogMessage&) {});
+void showLibraryMessagesToDevelopers() {
+    if (tarn::ProcessInfo::hasEnvironmentVariable("KELP_MIR_DEBUG") ||
+        tarn::ProcessInfo::hasEnvironmentVariable("TARN_NOTE_ENTRY_STORAGE_DEBUG"))
+        tarn::setLogLevel(tarn::LogLevel::debug);
 }
 
 /// What is wrong with the command line and where to read on. A word that fits nowhere is told before what is
@@ -44,9 +44,11 @@ tarn::program::ExitStatus statusFor(tarn::SongError::Kind kind) {
     case Kind::unreadable:
         return ExitStatus::unreadableInput;
     case Kind::undecodable:
+    case Kind::unsupportedRecording:
         return ExitStatus::undecodableInput;
     case Kind::unsound:
     case Kind::otherRecording:
+    case Kind::otherSampleRate:
         return ExitStatus::refusedEdit;
     case Kind::unwritable:
         return ExitStatus::unwritableOutput;
@@ -67,6 +69,12 @@ const char* adviceFor(tarn::SongError::Kind kind) {
         return "; this is not a tarn document, or a damaged one";
     case Kind::unsound:
         return "; such a document would not open again, and nothing was changed";
+    case Kind::otherRecording:
+        return "; name another document with -o, or pass --relink where it is the same song";
+    case Kind::otherSampleRate:
+        return "; name another document with -o";
+    case Kind::unsupportedRecording:
+        return "; name a WAV, AIFF, FLAC, Ogg, Opus or MP3 file that is whole";
     default:
         return "";
     }
@@ -85,7 +93,8 @@ int statusAfterOutput() {
 
 int main(int argumentCount, char** arguments) {
     using namespace tarn::program;
-    hideLibraryMessages();
+    showLibraryMessagesToDevelopers();
+    useProgramCache();
     CLI::App app("Learn songs from your own recordings: analyse, correct, draw and export them.", "tarn");
     app.set_version_flag("--version", TARN_VERSION);
     app.failure_message(usageLine);

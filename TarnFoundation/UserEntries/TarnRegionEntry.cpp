@@ -1,7 +1,6 @@
 #include "TarnFoundation/UserEntries/TarnRegionEntry.h"
 
 #include "Platform/Bundle.h"
-#include "Platform/CheckedArithmetic.h"
 
 namespace tarn {
 
@@ -14,8 +13,16 @@ TarnBridgeRegionEntry::TarnBridgeRegionEntry(std::uint64_t eventId)
 TarnMarkerRegionEntry::TarnMarkerRegionEntry(std::uint64_t eventId)
     : EntryClass(eventId, Bundle::framework().localizedString("Region")) {}
 
+Checked<std::int64_t> TarnRegionEntry::checkedEnd() const {
+    return tryCast<std::int64_t>(mLength).then(
+        [this](std::int64_t length) { return tryAdd(location(), length); });
+}
+
 std::int64_t TarnRegionEntry::end() const {
-    return checkedAdd(location(), checkedCast<std::int64_t>(mLength));
+    return checkedEnd().orAbort();
+}
+std::optional<std::int64_t> TarnRegionEntry::tryEnd() const {
+    return checkedEnd().value();
 }
 
 bool TarnRegionEntry::isValid() const {

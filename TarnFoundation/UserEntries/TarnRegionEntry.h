@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/CheckedArithmetic.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
 #include <optional>
@@ -29,9 +30,10 @@ public:
         setLength(range.length);
     }
 
-    /// location + length, checked: an end beyond the frames, or a length that is negative as a signed number,
-    /// stops the process.
+    /// location + length. An end that 64 bits cannot hold, or a length that is negative as a signed number,
+    /// aborts; tryEnd then returns nothing.
     [[nodiscard]] std::int64_t end() const;
+    [[nodiscard]] std::optional<std::int64_t> tryEnd() const;
 
     /// False when the length is 0 or negative when read as a signed number.
     [[nodiscard]] bool isValid() const override;
@@ -48,6 +50,8 @@ protected:
     bool decodeAttributes(KeyedUnarchiver& coder) override;
 
 private:
+    [[nodiscard]] Checked<std::int64_t> checkedEnd() const;
+
     std::optional<std::string> mName;
     std::uint64_t mLength = 0;
 };

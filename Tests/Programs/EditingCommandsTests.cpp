@@ -1,3 +1,4 @@
+#include "Tests/Platform/Threads.h"
 #include "Tests/Programs/ProgramTest.h"
 #include "Tests/Programs/SongTexts.h"
 
@@ -7,6 +8,27 @@ namespace tarn::program {
 
 using testing::HasSubstr;
 using testing::StartsWith;
+
+TEST_F(ProgramTest, twentyEditsAtOnceAreAllMade) {
+    saveSmallDocument();
+    const auto markers = [&] { return Song::open(folder / "small.tarn")->notes->markerEntries().size(); };
+    const auto before = markers();
+    inThreads(20, [&](int i) {
+        outputOf({"edit", "small.tarn", "add-marker Mark at @" + std::to_string(100'000 + i)});
+    });
+    EXPECT_EQ(markers(), before + 20);
+}
+
+TEST_F(ProgramTest, anEditThatCannotBeOpenedAgainIsRefused) {
+    constexpr std::int64_t kDay = 86400L * 4000;
+    const auto song = std::make_shared<Song>(Recording{"a.wav", 4000, kDay, "a"});
+    test::addBeats(*song, kDay - 39 * 1000, 1000, 40, 8);
+    song->notes->setTimeSignature(4, 4);
+    Song::save(song, folder / "long.tarn");
+    const auto before = read("long.tarn");
+    expectFailure(tarn({"edit", "long.tarn", "bar-beats 5 = 9"}), 5, "24 hours");
+    EXPECT_TRUE(read("long.tarn") == before);
+}
 
 TEST_F(ProgramTest, editKeepsAllEditsOfACallOrNone) {
     saveSmallDocument();

@@ -10,11 +10,11 @@ namespace {
 
 using test::chordsOf, test::gridOf, test::messageOf, test::notesOf, test::regionsOf, test::sampleSong,
     test::sectionsOf;
-using Song = std::shared_ptr<Song>;
+using SongRef = std::shared_ptr<Song>;
 
 /// Performs edits as typed on a command line and answers the last report, or the reason of a refusal after
 /// "refused: ".
-std::string edit(const Song& song, const std::vector<std::string>& arguments) {
+std::string edit(const SongRef& song, const std::vector<std::string>& arguments) {
     std::vector<std::string> changes{""};
     const auto reason = messageOf<EditRefused>([&, edits = parseEdits(arguments)] {
         for (auto& change : applyEdits(*song, edits))
@@ -25,7 +25,7 @@ std::string edit(const Song& song, const std::vector<std::string>& arguments) {
 
 /// Performs edits, one to a line. Behind an arrow stands the report, or "refused" and a part of the reason;
 /// without an arrow any report will do, but no refusal.
-void expectEdits(const Song& song, const std::string& script) {
+void expectEdits(const SongRef& song, const std::string& script) {
     for (const std::string& line : partsOf(script, '\n')) {
         const auto arrow = line.find(" -> ");
         const std::string expected = arrow == std::string::npos ? "" : line.substr(arrow + 4);
@@ -41,7 +41,7 @@ void expectEdits(const Song& song, const std::string& script) {
     }
 }
 
-std::vector<std::int64_t> barsOf(const Song& song) {
+std::vector<std::int64_t> barsOf(const SongRef& song) {
     std::vector<std::int64_t> bars;
     for (const auto& beat : song->notes->beatEntries()) {
         if (beat->isDownbeat())
@@ -50,7 +50,7 @@ std::vector<std::int64_t> barsOf(const Song& song) {
     return bars;
 }
 
-std::int64_t frameOf(const Song& song, const std::string& text) {
+std::int64_t frameOf(const SongRef& song, const std::string& text) {
     return SongPositions(*song).frame(Position::make(text).value());
 }
 

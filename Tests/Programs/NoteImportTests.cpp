@@ -96,7 +96,7 @@ TEST(NoteImportTests, ByTimeAndAlongTheBeats) {
     EXPECT_EQ(notesOf(*song), "C#4@66150+22050 D#4@88200+22050 C#4@132300+11025");
 
     song->notes->setLocationOfBarEntry(song->notes->beatEntries()[8]->eventId(), 132300, 264600);
-    song->notes->overrideGlobalKey(KELPKey::keyWithTonicChord(KELPChord::chordWithString("Ab")));
+    song->notes->overrideGlobalKey(KELPKey::makeWithTonicChord(KELPChord::chordWithString("Ab")));
     (void)replaceNotes(*song, file, {true, {}, {}});
     EXPECT_EQ(notesOf(*song), "Db4@88200+11024 Eb4@99224+11024 Db4@121272+5512")
         << "the first bar was squeezed to half its length; flats suit the key";

@@ -23,8 +23,12 @@ void redirect(int descriptor, const std::filesystem::path& file) {
 
 ProcessResult ProgramTest::tarn(const std::vector<std::string>& arguments,
                                 const std::function<void(int)>& whileRunning) {
-    const auto output = folder / ".output";
-    const auto errors = folder / ".errors";
+    // Runs at one time have files of their own.
+    const int others = mRunning++;
+    const std::string number = others == 0 ? "" : std::to_string(++mExtraRuns);
+    const auto output = folder / (".output" + number);
+    const auto errors = folder / (".errors" + number);
+    std::filesystem::remove(output); // of an earlier run, which nobody is to take for this one's
     std::vector<std::string> words{TARN_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
@@ -45,6 +49,7 @@ ProcessResult ProgramTest::tarn(const std::vector<std::string>& arguments,
         whileRunning(child);
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
+    --mRunning;
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), read(output), read(errors)};
 }
 

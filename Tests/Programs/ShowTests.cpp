@@ -146,14 +146,38 @@ TEST_F(ProgramTest, chordsListsWhatATextMayMean) {
     expectFailure(tarn({"chords", "x"}), 2, "'x'");
 }
 
-TEST_F(ProgramTest, cacheCountsAndClearsWhatIsCached) {
-    EXPECT_NE(tarn({"cache"}).output.find(".caches/Tarn/Waveforms  0 files, 0 B\n"), std::string::npos);
-    write(".caches/Tarn/Waveforms/a.waveform", std::string(1500, 'x'));
-    write(".caches/Tarn/keep", "not a cache file");
-    EXPECT_NE(tarn({"cache"}).output.find("Waveforms  1 file, 1.5 kB\n"), std::string::npos);
+TEST_F(ProgramTest, cacheKeepsWhatWasUsedLastAndTouchesNothingElse) {
+    const std::string first(64, 'a'), second(64, 'b'), third(64, 'c');
+    const std::string caches = ".caches/tarn/Tarn/";
+    const std::string others[] = {".caches/Tarn/Waveforms/" + first + ".waveform", // an application's
+                                  caches + "Waveforms/" + first + ".spectrogram",
+                                  caches + "Waveforms/song.waveform", caches + "keep"};
+    for (const auto& file : others)
+        write(file, "kept");
+    const std::string files[] = {"Waveforms/" + first + ".waveform", "Waveforms/" + second + ".waveform",
+                                 "Chords/" + third + ".chordScores"};
+    int age = 3;
+    for (const auto& file : files) {
+        write(caches + file, std::string(1500, 'x'));
+        std::filesystem::last_write_time(folder / (caches + file),
+                                         std::filesystem::file_time_type::clock::now() -
+                                             std::chrono::hours(age--));
+    }
+    const auto left = [&] {
+        return std::count_if(std::begin(files), std::end(files),
+                             [&](const auto& file) { return !read(caches + file).empty(); });
+    };
+    const auto told = outputOf({"cache"});
+    EXPECT_NE(told.find(caches + "Waveforms  2 files, 3.0 kB\n"), std::string::npos) << told;
+    EXPECT_EQ(tarn({"cache", "--max-size", "4500"}).status, 0);
+    EXPECT_EQ(left(), 3);
+    EXPECT_EQ(tarn({"cache", "--max-size", "3kB"}).status, 0);
+    EXPECT_EQ(left(), 2);
+    EXPECT_EQ(read(caches + files[0]), "");
     EXPECT_EQ(tarn({"cache", "--clear"}).status, 0);
-    EXPECT_EQ(read(".caches/Tarn/Waveforms/a.waveform"), "");
-    EXPECT_EQ(read(".caches/Tarn/keep"), "not a cache file");
+    EXPECT_EQ(left(), 0);
+    for (const auto& file : others)
+        EXPECT_EQ(read(file), "kept") << file;
 }
 
 } // namespace tarn::program

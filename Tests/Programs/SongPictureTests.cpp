@@ -19,14 +19,14 @@ constexpr double kRate = 1000;
 std::shared_ptr<Song> makeSong() {
     auto song = std::make_shared<Song>(Recording{"My song & <more>.wav", kRate, 17'000, "id"});
     song->notes->setTimeSignature(4, 4);
-    test::addBeats(*song, 500, 250, 64, 8);
+    program::test::addBeats(*song, 500, 250, 64, 8);
     for (int bar = 0; bar < 8; ++bar)
-        test::addChord(*song, bar % 2 ? "Bbm7b5" : "F#/A#", 500 + 2000 * bar);
+        program::test::addChord(*song, bar % 2 ? "Bbm7b5" : "F#/A#", 500 + 2000 * bar);
     const auto region = song->notes->newVerseRegionEntry();
     region->setRange({2500, 9000});
     region->setName(std::string("A \x01\xFF<b>\"") + std::string(100'000, 'x'));
     song->notes->addRegionEntry(region);
-    test::perform(*song, "add-marker Solo at @4500");
+    program::test::perform(*song, "add-marker Solo at @4500");
     song->structure->createNewSection(500);
     return song;
 }

@@ -39,8 +39,10 @@ TEST(SongTests, whatOperationsWouldAbortForIsNeitherOpenedNorSaved) {
         {"a sample rate of nothing", [](Song& song) { song.recording.sampleRate = 1e-300; }, false},
         {"no number as sample rate",
          [](Song& song) { song.recording.sampleRate = std::numeric_limits<double>::quiet_NaN(); }, false},
-        {"a recording of a day", [](Song& song) { song.recording.frameCount = 86400 * 44100L; }, true},
-        {"a longer one", [](Song& song) { song.recording.frameCount = 86400 * 44100L + 1; }, false}};
+        {"a recording of a day", [](Song& song) { song.recording.frameCount = std::int64_t{86400} * 44100; },
+         true},
+        {"a longer one", [](Song& song) { song.recording.frameCount = std::int64_t{86400} * 44100 + 1; },
+         false}};
     const TemporaryFolder folder;
     const auto file = folder.path() / "song.tarn";
     const auto refusal = [](const auto& work) -> std::optional<SongError::Kind> {

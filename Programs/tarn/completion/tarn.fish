@@ -18,7 +18,8 @@ complete -c tarn -n __fish_use_subcommand -a chords -d 'List the chords that a t
 complete -c tarn -n __fish_use_subcommand -a cache -d 'Say where the caches lie, or clear them'
 
 __tarn_complete analyze -s o -r -d 'The document'
-__tarn_complete analyze -l force -d 'Find everything anew'
+__tarn_complete analyze -l force -d 'Find everything again'
+__tarn_complete analyze -l relink -d 'Take another recording of the same song'
 __tarn_complete analyze -l midi -r -d 'Also write a MIDI file'
 __tarn_complete analyze -l picture -r -d 'Also draw the song'
 __tarn_complete analyze -l json -d 'Print one JSON object'
@@ -42,3 +43,4 @@ __tarn_complete draw -l width -x -d 'The width of a row in points'
 __tarn_complete draw -l seconds-per-row -x -d 'How much music a row shows'
 __tarn_complete chords -f
 __tarn_complete cache -f -l clear -d 'Remove the cached files'
+__tarn_complete cache -l max-size -x -d 'Remove the files not used for longest'
