@@ -3,6 +3,7 @@
 #include "Platform/CheckedArithmetic.h"
 #include "Platform/Prefetch.h"
 #include "Platform/Range.h"
+#include "TarnFoundation/Grid/SortedValues.h"
 #include "TarnFoundation/UserEntries/TarnBeatEntry.h"
 
 #include <algorithm>
@@ -30,204 +31,31 @@ inline constexpr bool kIsEntryReference<std::shared_ptr<Entry>> = true;
 
 /// A random-access range of references to entries, sorted by location; equal locations may occur.
 template <typename Entries>
-concept EntryRange = std::ranges::random_access_range<const Entries> &&
-    std::ranges::sized_range<const Entries> && kIsEntryReference<std::ranges::range_value_t<const Entries>>;
+concept EntryRange = SearchableRange<Entries> && kIsEntryReference<std::ranges::range_value_t<const Entries>>;
 
 template <typename Beats>
 concept BeatEntryRange = EntryRange<Beats> &&
     std::derived_from<typename std::ranges::range_value_t<const Beats>::element_type, TarnBeatEntry>;
 
-/// A random-access range of comparable values, sorted ascending.
-template <typename Values>
-concept ValueRange = std::ranges::random_access_range<const Values> &&
-                     std::ranges::sized_range<const Values> && !EntryRange<Values> &&
-                     requires(const std::ranges::range_value_t<const Values>& value) {
-    { value < value } -> std::convertible_to<bool>;
-    { value == value } -> std::convertible_to<bool>;
-};
-
 namespace detail {
 
-template <typename Items>
-[[nodiscard]] decltype(auto) itemAt(const Items& items, std::size_t index) {
-    return std::ranges::begin(items)[static_cast<std::ranges::range_difference_t<const Items>>(index)];
-}
-
-template <typename Items>
-[[nodiscard]] std::size_t countOf(const Items& items) {
-    return static_cast<std::size_t>(std::ranges::size(items));
-}
-
-/// Of so few entries most are near already.
-inline constexpr std::size_t kPrefetchedCount = 8;
-
-/// The first index of the range whose item does not satisfy `test`, which holds for a beginning of the range
-/// only. A list of entries keeps the processor waiting for memory at each step, so that both entries that the
-/// next step may look at are asked for while this one is on its way.
-template <typename Items, typename Test>
-[[nodiscard]] std::size_t partitionPoint(const Items& items, Test&& test) {
-    std::size_t start = 0;
-    std::size_t count = countOf(items);
-    while (count > 0) {
-        const std::size_t half = count / 2;
-        const std::size_t middle = start + half;
-        if constexpr (kIsEntryReference<std::ranges::range_value_t<const Items>>) {
-            if (count > kPrefetchedCount) {
-                prefetch(itemAt(items, start + half / 2).get());
-                prefetch(itemAt(items, middle + 1 + (count - half - 1) / 2).get());
-            }
-        }
-        if (test(itemAt(items, middle))) {
-            start = middle + 1;
-            count -= half + 1;
-        } else {
-            count = half;
-        }
-    }
-    return start;
-}
-
-/// The first item whose key is strictly greater than `value`.
-template <typename Items, typename Value, typename Key>
-[[nodiscard]] std::optional<std::size_t> indexPast(const Items& items, const Value& value, Key key) {
-    const std::size_t count = countOf(items);
-    if (count == 0)
-        return std::nullopt;
-    if (value < key(itemAt(items, 0)))
-        return 0;
-    std::size_t i = partitionPoint(items, [&](const auto& item) { return !(value < key(item)); });
-    if (i == count)
-        return std::nullopt;
-    // Only reached by a type whose equality and order disagree: what equals the value never lies past it.
-    if (key(itemAt(items, i)) == value)
-        ++i;
-    return i == count ? std::nullopt : std::optional(i);
-}
-
-/// The last item whose key is strictly less than `value`.
-template <typename Items, typename Value, typename Key>
-[[nodiscard]] std::optional<std::size_t> indexBefore(const Items& items, const Value& value, Key key) {
-    const std::size_t count = countOf(items);
-    if (count == 0)
-        return std::nullopt;
-    if (key(itemAt(items, count - 1)) < value)
-        return count - 1;
-    const std::size_t bound = partitionPoint(items, [&](const auto& item) { return key(item) < value; });
-    if (bound == 0)
-        return std::nullopt;
-    const std::size_t i = bound - 1;
-    if (!(key(itemAt(items, i)) == value)) // see indexPast
-        return i;
-    return i == 0 ? std::nullopt : std::optional(i - 1);
-}
-
-/// `a - b` for a >= b; fails for a distance that its integer type cannot hold.
-template <typename Value>
-[[nodiscard]] auto valueDistance(const Value& a, const Value& b) {
-    if constexpr (std::integral<Value>)
-        return trySubtract(a, b);
-    else
-        return Checked(a - b);
-}
+/// A list of entries keeps the processor waiting for memory at each step, so that entries are asked for
+/// ahead.
+inline constexpr auto kPrefetchEntry = [](const auto& entry) { prefetch(entry.get()); };
+inline constexpr auto kLocationOfEntry = [](const auto& entry) { return entry->location(); };
 
 } // namespace detail
 
-/// The first index whose element does NOT satisfy `predicate(element, value)`; the number of elements if all
-/// do.
-template <std::ranges::random_access_range Values, typename Value, typename Predicate>
-[[nodiscard]] std::size_t lowerBound(const Values& values, const Value& value, Predicate predicate) {
-    return detail::partitionPoint(values, [&](const auto& element) { return predicate(element, value); });
+/// As for values (Grid/SortedValues.h), with an eye on memory.
+template <EntryRange Entries, typename Value, typename Predicate>
+[[nodiscard]] std::size_t lowerBound(const Entries& entries, const Value& value, Predicate predicate) {
+    return detail::partitionPoint(
+        entries, [&](const auto& entry) { return predicate(entry, value); }, detail::kPrefetchEntry);
 }
-
-/// The first index whose element satisfies `predicate(value, element)`; the number of elements if none does.
-template <std::ranges::random_access_range Values, typename Value, typename Predicate>
-[[nodiscard]] std::size_t upperBound(const Values& values, const Value& value, Predicate predicate) {
-    return detail::partitionPoint(values, [&](const auto& element) { return !predicate(value, element); });
-}
-
-/// The first element strictly greater than `value`.
-template <ValueRange Values>
-[[nodiscard]] std::optional<std::size_t>
-indexOfElementPast(const Values& values, const std::ranges::range_value_t<const Values>& value) {
-    return detail::indexPast(values, value, std::identity());
-}
-
-/// The last element strictly less than `value`.
-template <ValueRange Values>
-[[nodiscard]] std::optional<std::size_t>
-indexOfElementBefore(const Values& values, const std::ranges::range_value_t<const Values>& value) {
-    return detail::indexBefore(values, value, std::identity());
-}
-
-namespace detail {
-
-using FoundIndex = Checked<std::optional<std::size_t>>;
-
-template <ValueRange Values>
-[[nodiscard]] FoundIndex closestElement(const Values& values,
-                                        const std::ranges::range_value_t<const Values>& to) {
-    if (countOf(values) == 0)
-        return {std::nullopt};
-    const auto past = indexOfElementPast(values, to);
-    if (!past)
-        return {countOf(values) - 1};
-    if (*past == 0 || itemAt(values, *past) == to)
-        return past;
-    return valueDistance(to, itemAt(values, *past - 1)).then([&](const auto& before) {
-        return valueDistance(itemAt(values, *past), to).then([&](const auto& after) -> FoundIndex {
-            return {before < after ? *past - 1 : *past};
-        });
-    });
-}
-
-/// See `closest`; `index` is that of the closest element.
-template <ValueRange Values>
-[[nodiscard]] auto stepsFrom(std::optional<std::size_t> index, const Values& values,
-                             const std::ranges::range_value_t<const Values>& to, std::int64_t offsetBy)
-    -> std::optional<std::ranges::range_value_t<const Values>> {
-    if (!index)
-        return std::nullopt;
-    const auto& nearest = detail::itemAt(values, *index);
-    if (offsetBy > 0) {
-        const auto steps = static_cast<std::uint64_t>(offsetBy) - (to < nearest ? 1 : 0);
-        const std::uint64_t limit = detail::countOf(values) - 1 - *index;
-        return detail::itemAt(values, *index + std::min(steps, limit));
-    }
-    if (offsetBy < 0) {
-        // The magnitude as an unsigned number, which also holds that of the smallest offset.
-        const auto steps = std::uint64_t{0} - static_cast<std::uint64_t>(offsetBy) - (nearest < to ? 1 : 0);
-        return detail::itemAt(values, *index - std::min<std::uint64_t>(steps, *index));
-    }
-    return nearest;
-}
-
-} // namespace detail
-
-/// The element nearest to `to`; of two equally near ones the later. Nothing only without elements.
-template <ValueRange Values>
-[[nodiscard]] std::optional<std::size_t>
-indexOfClosestElement(const Values& values, const std::ranges::range_value_t<const Values>& to) {
-    return detail::closestElement(values, to).orAbort();
-}
-template <ValueRange Values>
-[[nodiscard]] std::optional<std::size_t>
-tryIndexOfClosestElement(const Values& values, const std::ranges::range_value_t<const Values>& to) {
-    return detail::closestElement(values, to).value().value_or(std::nullopt);
-}
-
-/// The element `offsetBy` steps from the one nearest to `to`, clamped to the first and the last. A closest
-/// element that lies off the value in the direction of the steps already counts as the first of them. Nothing
-/// only without elements.
-template <ValueRange Values>
-[[nodiscard]] auto closest(const Values& values, const std::ranges::range_value_t<const Values>& to,
-                           std::int64_t offsetBy) -> std::optional<std::ranges::range_value_t<const Values>> {
-    return detail::stepsFrom(indexOfClosestElement(values, to), values, to, offsetBy);
-}
-template <ValueRange Values>
-[[nodiscard]] auto tryClosest(const Values& values, const std::ranges::range_value_t<const Values>& to,
-                              std::int64_t offsetBy)
-    -> std::optional<std::ranges::range_value_t<const Values>> {
-    return detail::stepsFrom(tryIndexOfClosestElement(values, to), values, to, offsetBy);
+template <EntryRange Entries, typename Value, typename Predicate>
+[[nodiscard]] std::size_t upperBound(const Entries& entries, const Value& value, Predicate predicate) {
+    return detail::partitionPoint(
+        entries, [&](const auto& entry) { return !predicate(value, entry); }, detail::kPrefetchEntry);
 }
 
 /// The last entry at or before the sample (inclusive).
@@ -249,14 +77,14 @@ template <EntryRange Entries>
 template <EntryRange Entries>
 [[nodiscard]] std::optional<std::size_t> indexOfElementPast(const Entries& entries,
                                                             std::int64_t sampleLocation) {
-    return detail::indexPast(entries, sampleLocation, [](const auto& entry) { return entry->location(); });
+    return detail::indexPast(entries, sampleLocation, detail::kLocationOfEntry, detail::kPrefetchEntry);
 }
 
 /// The last entry strictly before the sample.
 template <EntryRange Entries>
 [[nodiscard]] std::optional<std::size_t> indexOfElementBefore(const Entries& entries,
                                                               std::int64_t sampleLocation) {
-    return detail::indexBefore(entries, sampleLocation, [](const auto& entry) { return entry->location(); });
+    return detail::indexBefore(entries, sampleLocation, detail::kLocationOfEntry, detail::kPrefetchEntry);
 }
 
 namespace detail {
@@ -407,8 +235,6 @@ template <std::ranges::random_access_range Items, typename Expression, typename 
         return Checked(Found(first + static_cast<Offset>(start), first + static_cast<Offset>(end)));
     });
 }
-
-inline constexpr auto kLocationOfEntry = [](const auto& entry) { return entry->location(); };
 
 } // namespace detail
 

@@ -1,7 +1,7 @@
 #include "TarnFoundation/Grid/BeatGrid.h"
 
 #include "Platform/CheckedArithmetic.h"
-#include "TarnFoundation/BeatSpacing.h"
+#include "TarnFoundation/Grid/BeatSpacing.h"
 
 #include <algorithm>
 
