@@ -10,6 +10,8 @@
 /// The beat grid of a document, or a part of it, as a value: positions are indices of the given beats.
 namespace tarn {
 
+class TarnNoteEntryStorage;
+
 using BeatEntries = std::span<const std::shared_ptr<TarnBeatEntry>>;
 
 /// The first downbeat at or after a position; the number of beats when there is none. O(distance).
@@ -39,6 +41,9 @@ using BeatEntries = std::span<const std::shared_ptr<TarnBeatEntry>>;
     }
     return {std::move(locations), BarLines(beats.size(), std::move(downbeats))};
 }
+
+/// The beats that a musician counts: of beatEntriesFilteredByTimeSignature. O(n).
+[[nodiscard]] BeatGrid countedBeatGridOf(const TarnNoteEntryStorage& storage);
 
 /// The positions that tell where the bar that begins at a position lies, and the one before it: from the last
 /// downbeat before the position, or the first beat, through the next downbeat, or the last beat. O(the two

@@ -13,16 +13,11 @@ TarnBridgeRegionEntry::TarnBridgeRegionEntry(std::uint64_t eventId)
 TarnMarkerRegionEntry::TarnMarkerRegionEntry(std::uint64_t eventId)
     : EntryClass(eventId, Bundle::framework().localizedString("Region")) {}
 
-Checked<std::int64_t> TarnRegionEntry::checkedEnd() const {
-    return tryCast<std::int64_t>(mLength).then(
-        [this](std::int64_t length) { return tryAdd(location(), length); });
-}
-
 std::int64_t TarnRegionEntry::end() const {
-    return checkedEnd().orAbort();
+    return range().end();
 }
 std::optional<std::int64_t> TarnRegionEntry::tryEnd() const {
-    return checkedEnd().value();
+    return range().checkedEnd().value();
 }
 
 bool TarnRegionEntry::isValid() const {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/CheckedArithmetic.h"
+#include "TarnFoundation/Grid/RegionSpan.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
 #include <optional>
@@ -19,11 +19,7 @@ public:
     void setLength(std::uint64_t length) { mLength = length; }
 
     /// Where a region begins and how long it is, in frames.
-    struct Span {
-        std::int64_t location = 0;
-        std::uint64_t length = 0;
-        friend bool operator==(const Span&, const Span&) = default;
-    };
+    using Span = RegionSpan;
     [[nodiscard]] Span range() const { return {location(), mLength}; }
     void setRange(Span range) {
         setLocation(range.location);
@@ -50,8 +46,6 @@ protected:
     bool decodeAttributes(KeyedUnarchiver& coder) override;
 
 private:
-    [[nodiscard]] Checked<std::int64_t> checkedEnd() const;
-
     std::optional<std::string> mName;
     std::uint64_t mLength = 0;
 };
