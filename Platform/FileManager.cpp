@@ -297,7 +297,7 @@ bool flush(int descriptor) {
     if (::fcntl(descriptor, F_FULLFSYNC) == 0)
         return true;
 #endif
-    // A file system that knows no flushing is no reason to refuse the user's file.
+    // The user's file is not refused where the file system cannot flush.
     return ::fsync(descriptor) == 0 || errno == EINVAL || errno == ENOSYS || errno == ENOTSUP;
 }
 
@@ -372,7 +372,7 @@ std::optional<AtomicTarget> atomicTarget(const fs::path& file, Error* error) {
     return target;
 }
 
-/// Reads what is open to its end; answers why that fails, or 0.
+/// Reads what is open to its end. Returns the system's error code, 0 for none.
 int readAll(int descriptor, std::uintmax_t sizeHint, std::uintmax_t largest, Data& bytes) {
     // The size is a hint only: the file may grow meanwhile, and devices have none. One byte more finds the
     // end of an ordinary file without growing the buffer.
