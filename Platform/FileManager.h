@@ -67,8 +67,8 @@ bool writeAtomically(std::span<const std::byte> bytes, const std::filesystem::pa
 bool canWriteAtomically(const std::filesystem::path& file, Error* error = nullptr);
 
 /// Removes the temporary files in the folder that killed calls of writeAtomically have left: those whose
-/// process no longer runs and which nobody has written to for an hour. Nothing else is touched, and what
-/// cannot be removed stays.
+/// process no longer runs and which nobody has locked or, where there are no locks, written to for an hour.
+/// Nothing else is touched, and what cannot be removed stays.
 void removeLeftovers(const std::filesystem::path& folder);
 
 } // namespace FileManager
