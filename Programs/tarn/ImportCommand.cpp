@@ -43,7 +43,7 @@ Data contentsOf(const std::filesystem::path& file) {
     return *std::move(bytes);
 }
 
-std::string importNotes(Song& document, const ImportOptions& options) {
+std::string importNotes(Song& document, const Data& bytes, const ImportOptions& options) {
     NotePlacement placement;
     placement.followsBeats = options.by == "grid";
     if (!options.at.empty()) {
@@ -55,7 +55,7 @@ std::string importNotes(Song& document, const ImportOptions& options) {
     if (options.channel > 0)
         placement.channel = options.channel;
     try {
-        return replaceNotes(document, MIDIFile(contentsOf(options.input)), placement);
+        return replaceNotes(document, MIDIFile(bytes), placement);
     } catch (const MIDIFileError& error) {
         throw Failure(ExitStatus::undecodableInput, options.input + ": " + error.what());
     } catch (const EditRefused& refusal) {
@@ -64,8 +64,7 @@ std::string importNotes(Song& document, const ImportOptions& options) {
     }
 }
 
-std::string importAnnotations(Song& document, const ImportOptions& options) {
-    const Data bytes = contentsOf(options.input);
+std::string importAnnotations(Song& document, const Data& bytes, const ImportOptions& options) {
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     const auto given = [](int number) { return number > 0 ? std::optional(number) : std::nullopt; };
     const AnnotationKind kind = kImportedKinds.at(options.what);
@@ -95,8 +94,11 @@ void importIntoDocument(const CLI::App& command, const ImportOptions& options) {
         refuseOptions(command, options.input, {"--by", "--at", "--channel"});
     if (isMIDI || options.what != "beats")
         refuseOptions(command, options.input, {"--beats-per-bar", "--first-downbeat"});
+    const Data bytes =
+        contentsOf(options.input); // which may take its time, before others wait for the document
     changeDocument(options.document, options.isDryRun, [&](Song& song) {
-        return std::vector{isMIDI ? importNotes(song, options) : importAnnotations(song, options)};
+        return std::vector{isMIDI ? importNotes(song, bytes, options)
+                                  : importAnnotations(song, bytes, options)};
     });
 }
 
