@@ -19,7 +19,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <fstream>
 
 namespace tarn {
 
@@ -316,21 +315,6 @@ protected:
     }
 };
 
-/// The digest of the file's bytes; nothing when the work is cancelled.
-std::optional<std::string> digestOf(const std::filesystem::path& file,
-                                    const AnalysisOperationFactory::CancellationQuestion& isCancelled) {
-    SHA256 digest;
-    std::ifstream stream(file, std::ios::binary);
-    std::vector<char> block(std::size_t{1} << 18);
-    while (stream) {
-        if (isCancelled && isCancelled())
-            return std::nullopt;
-        stream.read(block.data(), static_cast<std::streamsize>(block.size()));
-        digest.update(std::as_bytes(std::span(block).first(static_cast<std::size_t>(stream.gcount()))));
-    }
-    return stream.bad() ? std::nullopt : std::optional(digest.hexDigest());
-}
-
 } // namespace
 
 std::shared_ptr<SharedAudio> AnalysisEngine::sharedAudio(const File& audio) {
@@ -421,7 +405,7 @@ std::optional<RecordingFacts> AnalysisEngine::readRecording(const File& audio,
     const auto reader = AudioReader::open(audio, refusal);
     if (!reader)
         return std::nullopt;
-    auto digest = digestOf(audio, isCancelled);
+    auto digest = SHA256::hexDigestOfFile(audio, isCancelled);
     if (!digest) {
         if (refusal && !(isCancelled && isCancelled()))
             *refusal = "the file cannot be read to its end";

@@ -22,6 +22,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
@@ -99,16 +100,33 @@ std::optional<int> processNamedBy(const std::string& name) {
     return process > 0 && name == temporaryName(process, number) ? std::optional(process) : std::nullopt;
 }
 
-/// Whether another process of that number runs on this system. This process's own number says nothing: its
-/// temporary files that are in use are new ones, and old ones are from an earlier process of the number, as
-/// it is usual where each container counts from 1.
-bool isOtherRunningProcess(int process) {
-#ifdef _WIN32
-    (void)process;
-    return false; // A file that is in use cannot be removed there.
+const fs::file_time_type gStart = fs::file_time_type::clock::now(); ///< of this process, nearly
+
+/// Whether nobody writes to the temporary file of that process any more. A save holds a lock on its file,
+/// which also tells in folders that several systems share; where there are no locks, a save that takes
+/// seconds is told from a leftover by an hour.
+bool isAbandoned(const fs::path& file, int process) {
+    constexpr std::chrono::hours kLeastAge{1};
+    std::error_code unknown;
+    const auto written = fs::last_write_time(file, unknown);
+    if (unknown || !fs::is_regular_file(fs::symlink_status(file, unknown)))
+        return false;
+#ifndef _WIN32
+    // A file that this process has just made may not be locked yet; older ones are from an earlier process of
+    // its number, as is usual where each container counts from 1.
+    if (process == ::getpid() ? written >= gStart : ::kill(process, 0) == 0 || errno != ESRCH)
+        return false;
+    const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (descriptor >= 0) {
+        const int reason = ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+        ::close(descriptor);
+        if (reason == 0 || reason == EWOULDBLOCK)
+            return reason == 0;
+    }
 #else
-    return process != ::getpid() && (::kill(process, 0) == 0 || errno != ESRCH);
+    (void)process; // a file that is in use cannot be removed there
 #endif
+    return fs::file_time_type::clock::now() - written > kLeastAge;
 }
 
 } // namespace
@@ -157,20 +175,14 @@ bool createDirectories(const fs::path& folder, Error* error) {
 }
 
 void removeLeftovers(const fs::path& folder) {
-    // The folder may be shared with other systems, whose processes are not seen here. A save writes without a
-    // pause and takes seconds, so an hour tells its file from a leftover even where clocks differ. A save
-    // that was stopped for so long fails, and the file that it should have replaced is as it was.
-    constexpr std::chrono::hours kLeastAge{1};
     if (!isWhole(folder, nullptr))
         return;
-    const auto now = fs::file_time_type::clock::now();
     std::error_code ended;
     for (fs::directory_iterator entry(folder, ended), end; !ended && entry != end; entry.increment(ended)) {
         const auto process = processNamedBy(entry->path().filename().string());
-        std::error_code unknown;
-        if (process && fs::is_regular_file(entry->symlink_status(unknown)) &&
-            now - entry->last_write_time(unknown) > kLeastAge && !unknown && !isOtherRunningProcess(*process))
-            fs::remove(entry->path(), unknown);
+        std::error_code gone;
+        if (process && isAbandoned(entry->path(), *process))
+            fs::remove(entry->path(), gone);
     }
 }
 
@@ -297,7 +309,7 @@ bool flush(int descriptor) {
     if (::fcntl(descriptor, F_FULLFSYNC) == 0)
         return true;
 #endif
-    // A file system that knows no flushing is no reason to refuse the user's file.
+    // The user's file is not refused where the file system cannot flush.
     return ::fsync(descriptor) == 0 || errno == EINVAL || errno == ENOSYS || errno == ENOTSUP;
 }
 
@@ -323,6 +335,8 @@ int openTemporary(const fs::path& folder, mode_t mode, fs::path& name) {
         name = folder / temporaryName(::getpid(), ++counter);
         number = openFile(name, O_WRONLY | O_CREAT | O_EXCL, mode);
     } while (number < 0 && errno == EEXIST);
+    if (number >= 0)
+        ::flock(number, LOCK_EX | LOCK_NB); // tells others that somebody writes to it
     return number;
 }
 
@@ -372,7 +386,7 @@ std::optional<AtomicTarget> atomicTarget(const fs::path& file, Error* error) {
     return target;
 }
 
-/// Reads what is open to its end; answers why that fails, or 0.
+/// Reads what is open to its end. Returns the system's error code, 0 for none.
 int readAll(int descriptor, std::uintmax_t sizeHint, std::uintmax_t largest, Data& bytes) {
     // The size is a hint only: the file may grow meanwhile, and devices have none. One byte more finds the
     // end of an ordinary file without growing the buffer.

@@ -48,12 +48,12 @@ bool write(std::span<const std::byte> bytes, const std::filesystem::path& file, 
 
 /// Crash-safe: writes a temporary file beside the target, flushes it to the disk and renames it over the
 /// target, so that at any moment the file is either the old or the new one, whole. A failure leaves the old
-/// file untouched and no temporary file behind; only when the folder cannot be flushed after all, the new
-/// file is there already, and a loss of power may bring the old one back. Keeps the permissions of an
-/// existing file; follows a symbolic link to its target. A write-protected file is refused, as by an ordinary
-/// write. A pipe or device is written in place. A folder that may be written but not read is not flushed. On
-/// Windows nothing is flushed: there the file is safe from a process that is killed, but not from a loss of
-/// power.
+/// file untouched and no temporary file beside it, with one exception: when only the flush of the folder
+/// fails, which comes last, the new file is there, and a loss of power may bring the old one back. Keeps the
+/// permissions of an existing file; follows a symbolic link to its target. A write-protected file is refused,
+/// as by an ordinary write. A pipe or device is written in place. A folder that may be written but not read
+/// is not flushed. On Windows nothing is flushed: there the file is safe from a process that is killed, but
+/// not from a loss of power.
 ///
 /// A process that is killed amid it may leave its temporary file, hidden and named
 /// ".tarn-PROCESS-NUMBER.tmp". Nobody reads such a file or takes its name while it is there; the next
@@ -67,8 +67,8 @@ bool writeAtomically(std::span<const std::byte> bytes, const std::filesystem::pa
 bool canWriteAtomically(const std::filesystem::path& file, Error* error = nullptr);
 
 /// Removes the temporary files in the folder that killed calls of writeAtomically have left: those whose
-/// process no longer runs and which nobody has written to for an hour. Nothing else is touched, and what
-/// cannot be removed stays.
+/// process no longer runs and which nobody has locked or, where there are no locks, written to for an hour.
+/// Nothing else is touched, and what cannot be removed stays.
 void removeLeftovers(const std::filesystem::path& folder);
 
 } // namespace FileManager

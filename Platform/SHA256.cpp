@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <bit>
+#include <fstream>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace tarn {
 
@@ -125,6 +127,20 @@ std::string SHA256::hexDigestOf(std::span<const std::byte> bytes) {
     SHA256 hash;
     hash.update(bytes);
     return hash.hexDigest();
+}
+
+std::optional<std::string> SHA256::hexDigestOfFile(const std::filesystem::path& file,
+                                                   const std::function<bool()>& isCancelled) {
+    std::ifstream stream(file, std::ios::binary);
+    std::vector<char> block(std::size_t{1} << 18);
+    SHA256 digest;
+    do {
+        if (isCancelled && isCancelled())
+            return std::nullopt;
+        stream.read(block.data(), static_cast<std::streamsize>(block.size()));
+        digest.update(std::as_bytes(std::span(block).first(static_cast<std::size_t>(stream.gcount()))));
+    } while (stream);
+    return stream.eof() ? std::optional(digest.hexDigest()) : std::nullopt;
 }
 
 } // namespace tarn

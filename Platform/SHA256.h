@@ -3,6 +3,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -20,6 +23,10 @@ public:
     [[nodiscard]] std::string hexDigest() const;
 
     [[nodiscard]] static std::string hexDigestOf(std::span<const std::byte> bytes);
+    /// Of a file's bytes. Nothing when it cannot be read to its end, or when the question, which is asked
+    /// every few milliseconds and may be empty, is answered by yes.
+    [[nodiscard]] static std::optional<std::string>
+    hexDigestOfFile(const std::filesystem::path& file, const std::function<bool()>& isCancelled = {});
 
 private:
     static constexpr std::size_t kBlockSize = 64; ///< bytes

@@ -154,7 +154,8 @@ void analyze(const Song& song, const std::filesystem::path& recording, const std
     Error error;
     if (!controller->beginProcessingError(&error))
         throw SongError(SongError::Kind::unsupportedRecording,
-                        recording.string() + ": " + error.localizedDescription());
+                        recording.string() + ": " +
+                            (error.underlying ? *error.underlying : error).localizedDescription());
 
     const auto queue = controller->processingQueue();
     bool wasCancelled = false;

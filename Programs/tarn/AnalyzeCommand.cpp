@@ -53,14 +53,6 @@ private:
     struct sigaction mEarlier {};
 };
 
-bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
-    std::error_code error;
-    const auto canonical = [&](const std::filesystem::path& file) { // of a file that need not exist
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(file, error), error);
-    };
-    return canonical(a) == canonical(b);
-}
-
 /// The file by a name that it keeps: /dev/stdin and its like lead to another one in each process.
 std::filesystem::path namedFile(const std::filesystem::path& given) {
     std::error_code error;
@@ -137,9 +129,7 @@ void analyze(const AnalyzeOptions& options) {
         if (output.empty())
             continue;
         checkWritable(output);
-        if (isSameFile(output, song) || isSameFile(output, file))
-            throw Failure(ExitStatus::usage,
-                          output.string() + ": this is the song or its document; name another file");
+        refuseOutputOverInputs(output, {song, file});
     }
     const SongAnalysisOutcome outcome = analyzeWithProgress(song, file, options);
     markCacheUsed(outcome.recording.digest);

@@ -1,6 +1,8 @@
 #include "Programs/tarn/DocumentJSON.h"
 
+#include "Platform/UTF8.h"
 #include "Programs/tarn/AnnotationText.h"
+#include "Programs/tarn/TerminalText.h"
 
 #include <algorithm>
 #include <charconv>
@@ -21,6 +23,15 @@ double shortestDecimal(float number) {
     double result = number;
     std::from_chars(text, printed.ptr, result);
     return result;
+}
+
+/// "\\u202e", of a character below 0x10000.
+std::string escapeSequence(char32_t character) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string sequence = "\\u";
+    for (int shift = 12; shift >= 0; shift -= 4)
+        sequence += kDigits[character >> shift & 0xF];
+    return sequence;
 }
 
 ordered_json textOrNull(const std::optional<std::string>& text) {
@@ -126,8 +137,19 @@ ordered_json documentJSON(const Song& document) {
 
 void printJSON(const Song& document) {
     constexpr int compact = -1;
-    std::cout << documentJSON(document).dump(compact, ' ', false, ordered_json::error_handler_t::replace)
-              << "\n";
+    const std::string json =
+        documentJSON(document).dump(compact, ' ', false, ordered_json::error_handler_t::replace);
+    // The serializer escapes what JSON requires. The controls that are left stand in names; escaped, they
+    // mean the same and do nothing to a terminal.
+    std::string text;
+    for (std::size_t i = 0; i < json.size();) {
+        const char32_t character = nextUTF8(json, i);
+        if (isControl(character))
+            text += escapeSequence(character);
+        else
+            appendUTF8(text, character);
+    }
+    std::cout << text << "\n";
 }
 
 } // namespace tarn::program

@@ -35,7 +35,8 @@ std::string helpText() {
     for (const EditForm& form : editForms())
         text += "  " + form.form + "\n      " + std::string(form.example) + "\n";
     return text + "\nPOSITION: 3:1 bar and beat, 3:2+ or 3:2+1/4 part of the way to the next beat,\n"
-                  "  1:05.2 or 65.2s time, @132300 frame, start, end\n"
+                  "  0:24, 1:05, 1:05.2, 65.2s time, @132300 frame, start, end\n"
+                  "  (3:10 is a beat, 3:09 and 0:10 are times: bars and beats never begin with 0)\n"
                   "LENGTH: 1 beat, 1/2 beat, 2 bars, 0.5s, 300ms, 441 frames\n"
                   "NAME: Chorus, \"Verse 2\", Chorus#2 (the second of that name)\n"
                   "\nAll edits of a call are kept, or none.\n"

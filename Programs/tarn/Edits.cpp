@@ -40,7 +40,7 @@ std::int64_t positionsPerBeat(const TarnNoteEntryStorage& notes) {
     return notes.useQuarterNoteSpacing() ? 2 : 1;
 }
 
-/// Where the last bar ends: one beat distance behind the last beat, but not behind the recording.
+/// Where the last bar ends: one beat distance after the last beat, but not after the recording.
 std::int64_t endOfGrid(const Song& document, const Beats& beats) {
     const std::int64_t last = beats.back()->location();
     const std::int64_t frameCount = document.recording.frameCount;
@@ -61,7 +61,7 @@ struct StoredBar {
 
 StoredBar storedBar(const Song& document, std::int64_t number) {
     const SongPositions positions(document);
-    const auto& downbeat = positions.bar(number).beatEntry();
+    const auto downbeat = positions.downbeat(number);
     const auto beats = document.notes->beatEntries();
     const std::size_t first = *firstIndexOfEntryWithId(beats, downbeat->eventId());
     StoredBar bar{downbeat->eventId(), downbeat->location(), endOfGrid(document, beats)};
@@ -97,8 +97,8 @@ Action setMetre(EditWords& words) {
     constexpr int kLargestNumerator = 32;
     if (numerator < 1 || numerator > kLargestNumerator || (denominator != "4" && denominator != "8") ||
         text != std::to_string(numerator) + "/" + denominator)
-        throw EditWordError("'" + text +
-                            "' is no metre of quarters or eighths (3/4, 6/8; 2/2 is counted as 4/4)");
+        throw EditWordError(
+            "'" + text + "' is not a valid metre of quarters or eighths (3/4, 6/8; 2/2 is counted as 4/4)");
     const auto top = static_cast<std::uint8_t>(numerator);
     const auto bottom = static_cast<std::uint8_t>(denominator == "4" ? 4 : 8);
     return [=](Song& document) {
@@ -168,7 +168,7 @@ Action shiftDownbeats(EditWords& words) {
         const SongPositions positions(document);
         return "downbeats moved; " + counted(positions.barCount(), "bar") +
                (positions.barCount() > 0
-                    ? ", the first at @" + std::to_string(positions.bar(1).beatEntry()->location())
+                    ? ", the first at @" + std::to_string(positions.downbeat(1)->location())
                     : "");
     };
 }
@@ -228,7 +228,7 @@ Action setKey(EditWords& words) {
     if (!tonic || tonic->isNoChord() || tonic->addedBass() ||
         (tonic->chordIntervals() != *KELPChordIntervalsWithID(1) &&
          tonic->chordIntervals() != *KELPChordIntervalsWithID(2)))
-        throw EditWordError("'" + text + "' is no key (C, Ebm, F# minor)");
+        throw EditWordError("'" + text + "' is not a valid key (C, Ebm, F# minor)");
     return [=](Song& document) {
         auto& notes = *document.notes;
         const auto before = notes.globalKey();
@@ -334,7 +334,7 @@ RegionRef newRegion(TarnNoteEntryStorage& notes, std::size_t kind) {
 
 void addRegionBetween(Song& document, const RegionRef& region, std::int64_t start, std::int64_t end) {
     if (start >= end)
-        refuse("a region must end behind its start");
+        refuse("a region must end after its start");
     for (const auto& other : document.notes->regionEntries()) {
         if (other->location() < end && start < other->end())
             refuse("the region " + described(document, *other) + " is in the way");
@@ -350,7 +350,7 @@ void addRegionInBar(Song& document, const RegionRef& region, std::int64_t frame)
     if (beats.empty())
         refuse("the song has no bars yet; write where the region starts and ends");
     auto holding = notes.regionEntryContaining(frame);
-    // A region's end still belongs to it when another one is dropped there: aim right behind it.
+    // A region's end still belongs to it when another one is dropped there: aim right after it.
     if (!holding && notes.regionEntryForLocation(frame))
         holding = notes.regionEntryForLocation(++frame);
     if (holding)
@@ -716,7 +716,7 @@ Action addNote(EditWords& words) {
         if (end <= start)
             refuse("a note must last for some time");
         if (end > document.recording.frameCount)
-            refuse("the note would end behind the recording");
+            refuse("the note would end after the recording");
         for (const auto& other : notes.noteEntries()) {
             if (other->location() == start && other->pitch() &&
                 other->pitch()->semitones() == pitch->semitones())
@@ -838,7 +838,7 @@ std::vector<Sentence> sentencesOf(std::span<const std::string> arguments) {
             }
             sentences.push_back(std::move(sentence));
         } else if (sentences.empty()) {
-            throw EditSyntaxError("'" + argument + "' is no edit; 'tarn edit --help' lists them");
+            throw EditSyntaxError("'" + argument + "' is not an edit; 'tarn edit --help' lists them");
         } else {
             const bool isName = argument.find_first_of(" \t\r\n") != std::string::npos || argument.empty();
             sentences.back().words.push_back({argument, isName});

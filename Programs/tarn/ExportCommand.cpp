@@ -57,6 +57,7 @@ void exportDocument(const CLI::App& command, const ExportOptions& options) {
     if (!isOneOf({".lab", ".csv"}))
         refuseOptions(command, options.output, {"--what"});
     const auto document = Song::open(options.document);
+    refuseOutputOverInputs(output, {options.document, document->recordingFile(options.document)});
     if (isMIDI)
         exportMIDI(*document, options, output);
     else if (isOneOf({".svg", ".html"}))

@@ -19,7 +19,7 @@ struct NotePlacement {
     std::optional<int> channel;
 };
 
-/// Replaces the document's notes by those of a file, in one change, and answers what was replaced. Notes are
+/// Replaces the document's notes by those of a file, in one change, and returns what was replaced. Notes are
 /// spelled to suit the song's key; those that do not begin and end in the recording are left out. Throws
 /// EditRefused, the document being unchanged, for a file without notes, a song without beats to follow, and a
 /// position that the song does not have.

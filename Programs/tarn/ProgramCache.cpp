@@ -5,9 +5,6 @@
 #include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
 
 #include <algorithm>
-#include <array>
-#include <fstream>
-#include <span>
 #include <system_error>
 #include <utility>
 
@@ -61,14 +58,7 @@ void useProgramCache() {
 std::string cacheNameOf(const fs::path& recording) {
     if (!FileManager::isReadableFile(recording))
         return {};
-    std::ifstream file(recording, std::ios::binary);
-    std::array<char, 1 << 16> buffer;
-    SHA256 digest;
-    do {
-        file.read(buffer.data(), buffer.size());
-        digest.update(std::as_bytes(std::span(buffer).first(static_cast<std::size_t>(file.gcount()))));
-    } while (file);
-    return file.eof() ? digest.hexDigest() : std::string();
+    return SHA256::hexDigestOfFile(recording).value_or("");
 }
 
 void markCacheUsed(const std::string& name) {

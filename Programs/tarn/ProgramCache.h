@@ -34,7 +34,7 @@ struct CacheFolder {
 [[nodiscard]] std::vector<CacheFolder> cacheFolders();
 
 /// Removes the files that have not been used for longest, until the rest is no larger, and what killed runs
-/// have left. Only files of the cache's own names are touched. Answers which file could not be removed, and
+/// have left. Only files of the cache's own names are touched. Returns which file could not be removed, and
 /// why.
 std::optional<std::string> trimCache(std::uintmax_t mostBytes);
 

@@ -46,12 +46,12 @@ void ProgressDisplay::show(double fraction, const std::string& activity) {
     if (bar == mShown)
         return;
     mShown = std::move(bar);
-    std::cerr << "\r" << mShown << "\x1b[K" << std::flush;
+    std::clog << "\r" << mShown << "\x1b[K" << std::flush;
 }
 
 void ProgressDisplay::clear() {
     if (mDrawsBar && !mShown.empty())
-        std::cerr << "\r\x1b[K" << std::flush;
+        std::clog << "\r\x1b[K" << std::flush;
     mShown.clear();
 }
 

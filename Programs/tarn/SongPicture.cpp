@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -102,12 +103,12 @@ std::string escaped(std::string_view text) {
 std::string typeset(std::string_view chord) {
     std::string result;
     for (std::size_t i = 0; i < chord.size(); ++i) {
-        const bool behindLetter =
+        const bool afterLetter =
             i > 0 && chord[i - 1] >= 'A' && chord[i - 1] <= 'G' && (i == 1 || chord[i - 2] == '/');
         const bool beforeDigit = i + 1 < chord.size() && chord[i + 1] >= '0' && chord[i + 1] <= '9';
         if (chord[i] == '#')
             result += "♯";
-        else if (chord[i] == 'b' && (behindLetter || beforeDigit))
+        else if (chord[i] == 'b' && (afterLetter || beforeDigit))
             result += "♭";
         else
             result += chord[i];
@@ -252,19 +253,46 @@ private:
         if (frames.isEmpty())
             return;
         mText += "<g class=\"row\">\n";
+        mHiddenCount = mLayout.hiddenRegionCount(row);
         writeSections(row, top, frames);
         writeWaveform(row, top, frames);
         writeBeats(row, top);
         writeRegions(row, top, frames);
         writeChords(row, top);
         writeMarkers(row, top);
+        if (mHiddenCount > 0)
+            text("more", kMargin + mWidth, top + mAnatomy.regionTop - 4,
+                 "+ " + std::to_string(mHiddenCount) + " more");
         text("time", kMargin - 4, top + (mAnatomy.waveformTop + mAnatomy.waveformBottom) / 2 + 3,
              formattedDuration(mDocument.seconds(frames.lower)));
         mText += "</g>\n";
     }
 
+    /// The items of a section that a row shows, less those that begin less than half a point before the next
+    /// one that is shown (in its lane): nobody could tell them apart. What is left out is counted.
+    std::vector<std::shared_ptr<const PictureItem>> shownItems(std::int64_t row,
+                                                               SongPictureLayout::Section section) {
+        constexpr double kLeastDistance = 0.5; // points
+        const auto items = mLayout.itemsInRow(row, section);
+        const std::int64_t rowStart = mLayout.timeline().frameRange(row).lower;
+        std::vector<double> next(std::max<std::size_t>(mLayout.regionLaneCount(), 1),
+                                 std::numeric_limits<double>::infinity());
+        std::vector<std::shared_ptr<const PictureItem>> shown;
+        for (auto item = items.rbegin(); item != items.rend(); ++item) {
+            const double left = x(std::max((*item)->frames.lower, rowStart), row);
+            if (left > next[(*item)->lane] - kLeastDistance) {
+                ++mHiddenCount;
+                continue;
+            }
+            next[(*item)->lane] = left;
+            shown.push_back(*item);
+        }
+        std::reverse(shown.begin(), shown.end());
+        return shown;
+    }
+
     void writeSections(std::int64_t row, double top, const Range<std::int64_t>& frames) {
-        for (const auto& section : mLayout.itemsInRow(row, SongPictureLayout::sections)) {
+        for (const auto& section : shownItems(row, SongPictureLayout::sections)) {
             const double left = x(std::max(section->frames.lower, frames.lower), row);
             const double right = x(std::min(section->frames.upper, frames.upper), row);
             mText += "<rect class=\"section\" x=\"" + number(left) + "\" y=\"" + number(top) + "\" width=\"" +
@@ -275,7 +303,7 @@ private:
     }
 
     void writeRegions(std::int64_t row, double top, const Range<std::int64_t>& frames) {
-        for (const auto& region : mLayout.itemsInRow(row, SongPictureLayout::regions)) {
+        for (const auto& region : shownItems(row, SongPictureLayout::regions)) {
             const double left = x(std::max(region->frames.lower, frames.lower), row);
             const double right = x(std::min(region->frames.upper, frames.upper), row);
             const auto lane = static_cast<double>(mLayout.regionLaneCount() - 1 - region->lane);
@@ -312,7 +340,7 @@ private:
 
     void writeChords(std::int64_t row, double top) {
         double free = 0; // up to where the last name reaches
-        for (const auto& chord : mLayout.itemsInRow(row, SongPictureLayout::chords)) {
+        for (const auto& chord : shownItems(row, SongPictureLayout::chords)) {
             const double left = x(chord->frames.lower, row);
             const auto name = typeset(chord->text);
             const bool isCrowded = left < free;
@@ -328,7 +356,7 @@ private:
 
     void writeBeats(std::int64_t row, double top) {
         double lastNumber = 0;
-        for (const auto& beat : mLayout.itemsInRow(row, SongPictureLayout::beats)) {
+        for (const auto& beat : shownItems(row, SongPictureLayout::beats)) {
             const double at = x(beat->frames.lower, row);
             const double bottom = top + mAnatomy.waveformBottom;
             if (beat->isDownbeat)
@@ -345,7 +373,7 @@ private:
     }
 
     void writeMarkers(std::int64_t row, double top) {
-        for (const auto& marker : mLayout.itemsInRow(row, SongPictureLayout::markers)) {
+        for (const auto& marker : shownItems(row, SongPictureLayout::markers)) {
             const double at = x(marker->frames.lower, row);
             const double foot = top + mAnatomy.markerBaseline + 2;
             line("marker", at, top + mAnatomy.waveformTop, at, foot);
@@ -424,7 +452,7 @@ private:
         ".bar-number,.beat-number{text-anchor:middle}\n"
         ".bar-number{font-size:11px;font-weight:700}\n"
         ".beat-number{font-size:9px;fill:#5d6d7d}\n"
-        ".time{font-size:9px;fill:#5d6d7d;text-anchor:end}\n"
+        ".time,.more{font-size:9px;fill:#5d6d7d;text-anchor:end}\n"
         ".marker{stroke:#a11d33;stroke-width:1;stroke-dasharray:3 2}\n"
         ".flag{fill:#a11d33}\n"
         ".marker-name{font-size:11px;fill:#a11d33}\n"
@@ -436,11 +464,12 @@ private:
     SongPictureLayout mLayout;
     RowAnatomy mAnatomy;
     double mWidth;
+    std::size_t mHiddenCount = 0; ///< what the row that is being written does not show
     std::string mText;
 };
 
-/// Moves the cursor to where the audio is, and the audio to where the picture is clicked. `place` answers the
-/// row and the point of a time; the page notes what it answers for the middle of the song, so that a reader
+/// Moves the cursor to where the audio is, and the audio to where the picture is clicked. `place` finds the
+/// row and the point of a time; the page notes what it finds for the middle of the song, so that a reader
 /// without sound sees that it works.
 constexpr const char* kPlayerScript = R"(
 const svg = document.getElementById('song'), audio = document.getElementById('audio');

@@ -12,13 +12,17 @@ namespace tarn::program {
 
 /// How a picture of a song is laid out.
 struct PictureOptions {
-    double pageWidth = 1000; ///< points
-    double secondsPerRow =
-        16; ///< about how much music a row shows: a row holds whole bars where there are bars
+    double pageWidth = 1000;   ///< points
+    double secondsPerRow = 16; ///< about how much music a row shows: a row holds whole bars where there are
+                               ///< bars, and more where the song would not fit
 };
 
 /// The song as an SVG document: waveform (when there is one), bar lines and beats with numbers, chords,
 /// sections, regions, markers, key and tempo. Equal documents give equal pictures.
+///
+/// Whatever the document holds, the picture stays small enough to be made in memory: about 10,000 rows at
+/// most (a longer song is drawn at a greater scale), a few lanes of regions, and one item of a kind in half a
+/// point. A row tells what it leaves out ("+ 37 more").
 [[nodiscard]] std::string songPictureSVG(const Song& document, const std::shared_ptr<Waveform>& waveform,
                                          const PictureOptions& options);
 

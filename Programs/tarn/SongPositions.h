@@ -1,7 +1,6 @@
 #pragma once
 
-#include "Song/Song.h"
-#include "TarnFoundation/UserEntries/TarnBeatLocator.h"
+#include "Programs/tarn/SongBars.h"
 
 #include <cstdint>
 #include <optional>
@@ -14,10 +13,17 @@
 namespace tarn::program {
 
 /// A place that is typed: `3:1` (bar and beat, counted from 1), `3:2+` or `3:2+1/4` (that part of the way to
-/// the next beat, half of it when nothing is said), `1:05.2`, `1:05s` or `65.2s` (time), `@132300` (frame),
-/// `start` and `end` of the recording. Bar and beat are whole numbers without leading zeros; a time has a
-/// decimal point or ends in s.
+/// the next beat, half of it when nothing is said), `0:24`, `1:05`, `1:02:03`, `1:05.2`, `1:05s` or `65.2s`
+/// (time), `@132300` (frame), `start` and `end` of the recording.
+///
+/// Two whole numbers are a bar and a beat unless one of them begins with a zero: bars and beats are counted
+/// from 1 and written without leading zeros, minutes and seconds are not. So `12:10` is a beat, and `12:09`
+/// and `0:12` are times. What has hours, a decimal point or an s is a time too.
 struct Position {
+    /// For messages: what can be typed.
+    static constexpr const char* kForms =
+        "bar and beat 3:1, time 0:24, 1:05.2 or 65.2s, frame @132300, start, end";
+
     struct BarBeat {
         std::int64_t bar = 1;
         std::int64_t beat = 1;
@@ -65,22 +71,23 @@ public:
     /// A frame of the recording, 0 and the frame count included.
     [[nodiscard]] std::int64_t frame(const Position& position) const;
     /// The downbeat that opens the bar, counted from 1.
-    [[nodiscard]] const TarnBeatLocatorBarEntry& bar(std::int64_t number) const;
-    [[nodiscard]] std::size_t barCount() const { return mLocator.barEntries().size(); }
+    [[nodiscard]] const std::shared_ptr<TarnBeatEntry>& downbeat(std::int64_t bar) const;
+    [[nodiscard]] std::size_t barCount() const { return mBars.count(); }
     /// Where one arrives from a frame after a distance, along the beats or bars where it is given in them.
     /// Nothing that 2^53 frames cannot hold.
     [[nodiscard]] std::int64_t frameAfter(std::int64_t frame, const Distance& distance) const;
     /// `3:1` for a frame on a beat of a bar, else the time `1:05.200`.
     [[nodiscard]] std::string name(std::int64_t frame) const;
+    /// `1:05.200`, or `@-441` for a frame before the recording.
+    [[nodiscard]] std::string timeText(std::int64_t frame) const;
 
 private:
     [[nodiscard]] std::int64_t barBeatFrame(const Position::BarBeat& place) const;
-    /// The index behind the last counted beat of the bar at the index.
-    [[nodiscard]] std::size_t endOfBar(std::size_t bar) const;
-    [[nodiscard]] std::string timeText(std::int64_t frame) const;
+    /// The counted beats of a bar, counted from 1.
+    [[nodiscard]] Range<std::size_t> beatsOfBar(std::int64_t number) const;
 
     const Song& mDocument;
-    TarnBeatLocator mLocator;
+    SongBars mBars;
 };
 
 } // namespace tarn::program

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -240,16 +241,18 @@ TEST_F(FileManagerTest, aSaveRemovesWhatKilledSavesHaveLeft) {
     ASSERT_EQ(::waitpid(child, nullptr, 0), child);
     const auto nameFor = [](pid_t process) { return ".tarn-" + std::to_string(process) + "-1.tmp"; };
     const std::string ended = nameFor(child), own = nameFor(::getpid()), running = nameFor(::getppid());
-    const std::string fresh = ".tarn-" + std::to_string(child) + "-2.tmp";
+    const std::string inUseElsewhere = ".tarn-" + std::to_string(child) + "-2.tmp";
+    const std::string ownInUse = ".tarn-" + std::to_string(::getpid()) + "-999999.tmp";
     const std::string similar = ".tarn-0" + std::to_string(child) + "-1.tmp";
-    for (const std::string& name : {ended, own, running, fresh, similar, ended + "x"}) {
+    for (const std::string& name : {ended, own, running, inUseElsewhere, ownInUse, similar, ended + "x"})
         writeText(folder.path() / name, "left");
-        if (name != fresh)
-            fs::last_write_time(folder.path() / name,
-                                fs::file_time_type::clock::now() - std::chrono::hours(2));
-    }
+    fs::last_write_time(folder.path() / own, fs::file_time_type::clock::now() - std::chrono::hours(2));
+    const int descriptor = ::open((folder.path() / inUseElsewhere).c_str(), O_RDONLY);
+    ASSERT_EQ(::flock(descriptor, LOCK_EX), 0);
     EXPECT_TRUE(FileManager::writeAtomically(bytesOf("new"), file));
-    EXPECT_EQ(folder.fileNames(), (std::set<std::string>{"file", running, fresh, similar, ended + "x"}));
+    EXPECT_EQ(folder.fileNames(),
+              (std::set<std::string>{"file", running, inUseElsewhere, ownInUse, similar, ended + "x"}));
+    ::close(descriptor);
 }
 
 TEST_F(FileManagerTest, aWriteInPlaceReportsAFullDisk) {

@@ -87,8 +87,25 @@ TEST_F(ProgramTest, aMIDITempoThatCannotFollowTheBeatsIsToldFromAFullDisk) {
     const auto song = std::make_shared<Song>(Recording{"slow.wav", 1000, 60000, "slow"});
     test::addBeats(*song, 0, 8400, 4, 8);
     Song::save(song, folder / "slow.tarn");
-    expectFailure(tarn({"export", "slow.tarn", "slow.mid"}), 6, "--timing seconds");
+    expectFailure(tarn({"export", "slow.tarn", "slow.mid"}), 6,
+                  "the pause from 1:1 (0:00.000) to 1:2 (0:08.400) is too long: a MIDI tempo follows at most "
+                  "8.38 s between beats of the grid; export with --timing seconds");
     EXPECT_EQ(tarn({"export", "slow.tarn", "slow.mid", "--timing", "seconds"}).status, 0);
+}
+
+TEST_F(ProgramTest, noOutputOverwritesTheDocumentOrTheRecording) {
+    const auto document = saveSmallDocument("doc.csv");
+    write("small.wav", "the recording");
+    std::filesystem::create_symlink("doc.csv", folder / "link.csv");
+    std::filesystem::create_hard_link(document, folder / "hard.svg");
+    std::filesystem::create_hard_link(folder / "small.wav", folder / "sound.html");
+    const auto before = read("doc.csv");
+    for (const char* output : {"doc.csv", "./doc.csv", "link.csv", "hard.svg", "sound.html"})
+        expectFailure(tarn({"export", "doc.csv", output}), 2, "this is the song or its document");
+    expectFailure(tarn({"draw", "hard.svg", "hard.svg"}), 2, "this is the song or its document");
+    expectFailure(tarn({"import", "doc.csv", "link.csv"}), 2, "this is the document itself");
+    EXPECT_EQ(read("doc.csv"), before);
+    EXPECT_EQ(read("small.wav"), "the recording");
 }
 
 TEST_F(ProgramTest, drawDrawsWithoutTheRecordingButSaysSo) {

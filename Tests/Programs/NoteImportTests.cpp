@@ -62,8 +62,8 @@ TEST(MIDIFileReaderTests, EventsOfATrack) {
 
 TEST(MIDIFileReaderTests, MalformedFiles) {
     const std::pair<Data, const char*> cases[] = {
-        {{}, "it is no Standard MIDI File"},
-        {bytesOf({'R', 'I', 'F', 'F', 0, 0}), "it is no Standard MIDI File"},
+        {{}, "it is not a Standard MIDI File"},
+        {bytesOf({'R', 'I', 'F', 'F', 0, 0}), "it is not a Standard MIDI File"},
         {fileOf({}, {0, 0}), "its time division is none"},
         {fileOf({}, {0x80, 40}), "its time division is none"},
         {fileOf({0, 60, 60}), "it holds a message that does not belong in a file"},

@@ -20,11 +20,17 @@ std::string shownOnTerminal(const char* type) {
     ProgressDisplay(true).show(0.5, "Detecting chords");
     EXPECT_EQ(write(terminal, "end", 3), 3);
     dup2(before, STDERR_FILENO);
+    std::string shown; // a terminal hands it over piece by piece
     char buffer[1000];
-    const ssize_t count = read(computer, buffer, sizeof buffer);
+    while (!shown.ends_with("end")) {
+        const ssize_t count = read(computer, buffer, sizeof buffer);
+        if (count <= 0)
+            break;
+        shown.append(buffer, static_cast<std::size_t>(count));
+    }
     for (const int descriptor : {before, terminal, computer})
         close(descriptor);
-    return {buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+    return shown;
 }
 
 } // namespace

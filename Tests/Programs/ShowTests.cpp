@@ -85,6 +85,49 @@ Markers
 )");
 }
 
+TEST_F(ProgramTest, entriesThatShareAnIdentifierAreShownAndEditedLikeOthers) {
+    const auto song = std::make_shared<Song>(Recording{"twins.wav", 1000, 16000, "twins"});
+    song->notes->setTimeSignature(2, 4);
+    std::vector<std::shared_ptr<TarnBeatEntry>> beats;
+    std::vector<std::shared_ptr<TarnChordEntry>> chords;
+    for (int i = 0; i < 16; ++i) {
+        beats.push_back(std::make_shared<TarnBeatEntry>(1));
+        beats.back()->setLocation(1000 * i);
+        beats.back()->setDownbeat(i % 4 == 0);
+        chords.push_back(std::make_shared<TarnChordEntry>(1));
+        chords.back()->setLocation(1000 * i);
+        chords.back()->setChord(KELPChord::chordWithString(i % 8 == 0 ? "C" : "F"));
+    }
+    song->notes->addBeatEntriesFromArray(beats);
+    song->notes->addChordEntriesFromArray({chords[0], chords[4]});
+    Song::save(song, folder / "twins.tarn");
+    EXPECT_NE(outputOf({"show", "twins.tarn"}).find("| C / | F / | F / | F / |"), std::string::npos);
+    EXPECT_EQ(
+        outputOf({"edit", "twins.tarn", "move-bar 3 to 8.2s", "bar-beats 2 = 3", "remove-chord at 1:1"}),
+        "bar 3 begins at @8200 (was @8000)\nbar 2 has 3 beats (was 2)\nchord C at 1:1 removed\n");
+    EXPECT_NE(outputOf({"show", "twins.tarn"}).find("| / /   | F / / | F /   | F /   |"), std::string::npos);
+}
+
+TEST_F(ProgramTest, namesDoNotSteerTheTerminal) {
+    const std::string name = "a\x1b[2J\xC2\x9B\xE2\x80\xAE\xFF"
+                             "\xC3\xA9";
+    const auto song = std::make_shared<Song>(Recording{name + ".wav", 1000, 1000, "a"});
+    song->notes->insertMarkerEntry(100)->setName(name);
+    Song::save(song, folder / "a.tarn");
+    const std::string clean = "a [2J  \xEF\xBF\xBD\xC3\xA9";
+    const auto chart = outputOf({"show", "a.tarn"});
+    EXPECT_NE(chart.find(clean + ".wav"), std::string::npos) << chart;
+    EXPECT_NE(chart.find("  " + clean), std::string::npos) << chart;
+    EXPECT_EQ(outputOf({"edit", "a.tarn", "add-section \"" + name + "\" at start", "--dry-run"}),
+              "section \"" + clean + "\" (other) added at start\ndry run: a.tarn is unchanged\n");
+    EXPECT_NE(tarn({"draw", "a.tarn", "a.svg"}).errors.find(clean + ".wav: "), std::string::npos);
+    expectFailure(tarn({"show", name + "\n.tarn"}), 3, clean + " .tarn: ");
+    expectFailure(tarn({"show", "a.tarn", name}), 2, clean);
+    const auto printed = outputOf({"show", "a.tarn", "--json"});
+    EXPECT_EQ(printed.find_first_of("\x1b\x9b"), std::string::npos);
+    EXPECT_EQ(json::parse(printed)["markers"][0]["name"], "a\x1b[2J\xC2\x9B\xE2\x80\xAE\xEF\xBF\xBD\xC3\xA9");
+}
+
 TEST_F(ProgramTest, showPrintsTheWholeDocumentAsJSON) {
     saveSmallDocument();
     const auto song = json::parse(outputOf({"show", "small.tarn", "--json"}));
@@ -136,6 +179,9 @@ TEST_F(ProgramTest, aWrongCommandLineIsToldFromFailures) {
         EXPECT_EQ(run.output, "");
         EXPECT_NE(run.errors, "");
     }
+    write("-dash.mp3", "");
+    expectFailure(tarn({"analyze", "-dash.mp3"}), 2, "write ./-dash.mp3");
+    expectFailure(tarn({"analyze", "a.mp3", "b.mp3"}), 2, "b.mp3: one song at a time");
 }
 
 TEST_F(ProgramTest, chordsListsWhatATextMayMean) {
@@ -143,6 +189,8 @@ TEST_F(ProgramTest, chordsListsWhatATextMayMean) {
     EXPECT_TRUE(chords.starts_with("F#m7 ")) << chords;
     EXPECT_NE(chords.find("F# A C# E\n"), std::string::npos) << chords;
     EXPECT_EQ(tarn({"chords", "G/"}).output, "G/B   B G D\nG/D   D G B\n");
+    EXPECT_EQ(outputOf({"chords", "C/g"}), "C/G   G C E\n");
+    EXPECT_EQ(outputOf({"chords", "N.C."}), "N.C.   no chord\n");
     expectFailure(tarn({"chords", "x"}), 2, "'x'");
 }
 

@@ -42,7 +42,7 @@ TEST(SongPicture, LaysBarsOutBelowEachOther) {
     const auto song = makeSong();
     const SongPictureLayout layout(*song, {800, 4});
     const auto& timeline = layout.timeline();
-    // Two bars to the row, the first bar line a little behind the row's edge.
+    // Two bars to the row, the first bar line a little after the row's edge.
     ASSERT_EQ(timeline.rowCount(), 5);
     std::vector<double> places;
     for (std::int64_t row = 0; row < timeline.rowCount(); ++row) {
@@ -84,6 +84,25 @@ TEST(SongPicture, StaysSmallForASongOfHours) {
     EXPECT_LT(songPictureSVG(song, waveform, {}).size(), 40'000'000u);
     EXPECT_NE(songPictureSVG(Song(Recording{"", 44100, 0, ""}), nullptr, {}).find("</svg>"),
               std::string::npos);
+}
+
+TEST(SongPicture, StaysSmallWhateverOverlaps) {
+    constexpr std::int64_t kDay = 24 * 3600;
+    Song song(Recording{"day.wav", 1, kDay, "id"});
+    std::vector<std::shared_ptr<TarnRegionEntry>> regions;
+    for (int i = 0; i < 2000; ++i) {
+        regions.push_back(song.notes->newMarkerRegionEntry());
+        regions.back()->setRange({i, static_cast<std::uint64_t>(kDay - 2 * i)});
+    }
+    song.notes->addRegionEntriesFromArray(regions);
+    for (int i = 0; i < 300; ++i)
+        tarn::test::addChord(song, i == 299 ? "G" : "C", 20'000);
+    const auto svg = songPictureSVG(song, nullptr, {1000, 1});
+    EXPECT_LT(svg.size(), 40'000'000u);
+    EXPECT_LT(count(svg, "class=\"row\""), 12'000u) << "a row for each second would be 86,400";
+    EXPECT_NE(svg.find(">+ 1994 more<"), std::string::npos) << "six lanes of regions";
+    EXPECT_NE(svg.find(">+ 2293 more<"), std::string::npos) << "and one chord of 300";
+    EXPECT_NE(svg.find(">G<"), std::string::npos) << "the last one, which sounds";
 }
 
 TEST(SongPicture, PageWorksInABrowser) {
