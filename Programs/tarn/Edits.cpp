@@ -65,13 +65,17 @@ StoredBar storedBar(const Song& document, std::int64_t number) {
     // Counted bars are the stored ones from the start of the recording on.
     const auto downbeats = grid.downbeatLocations();
     const auto countedIn = std::lower_bound(downbeats.begin(), downbeats.end(), 0) - downbeats.begin();
-    const auto bar = grid.bar(static_cast<std::size_t>(countedIn + number - 1), endOfGrid(document, grid));
-    const auto previous = grid.barLines().stretchBefore(bar.positions.lower);
-    const bool followsBar = grid.barLines().isDownbeat(previous.lower) && !previous.isEmpty();
-    return {beats[bar.positions.lower]->eventId(),
+    const auto downbeat = grid.barLines().downbeats()[static_cast<std::size_t>(countedIn + number - 1)];
+    const std::uint64_t identifier = beats[downbeat]->eventId();
+    // The document knows the bar by its identifier: the first beat that has it.
+    const std::size_t first = *firstIndexOfEntryWithId(beats, identifier);
+    const auto bar = grid.barLines().stretchFrom(first);
+    const auto previous = grid.barLines().stretchBefore(first);
+    const bool followsBar = !previous.isEmpty() && grid.barLines().isDownbeat(previous.lower);
+    return {identifier,
             start,
-            bar.end,
-            static_cast<std::int64_t>(sizeOf(bar.positions)),
+            grid.endOf(bar, endOfGrid(document, grid)),
+            static_cast<std::int64_t>(sizeOf(bar)),
             followsBar ? grid.locations()[previous.lower] : 0,
             static_cast<std::int64_t>(sizeOf(previous))};
 }
