@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <span>
 
 /// The beat grid of a document, or a part of it, as a value: positions are indices of the given beats.
@@ -19,6 +20,15 @@ using BeatEntries = std::span<const std::shared_ptr<TarnBeatEntry>>;
     while (position < beats.size() && !beats[position]->isDownbeat())
         ++position;
     return position;
+}
+
+/// The last downbeat before a position; nothing when there is none. O(distance).
+[[nodiscard]] inline std::optional<std::size_t> previousDownbeat(BeatEntries beats, std::size_t position) {
+    while (position > 0) {
+        if (beats[--position]->isDownbeat())
+            return position;
+    }
+    return std::nullopt;
 }
 
 /// O(n).
@@ -49,10 +59,8 @@ using BeatEntries = std::span<const std::shared_ptr<TarnBeatEntry>>;
 /// downbeat before the position, or the first beat, through the next downbeat, or the last beat. O(the two
 /// bars): a part of a long grid is read without the rest.
 [[nodiscard]] inline Range<std::size_t> barsAround(BeatEntries beats, std::size_t position) {
-    std::size_t start = position;
-    while (start > 0 && !beats[--start]->isDownbeat())
-        continue;
-    return {start, std::min(nextDownbeat(beats, position + 1) + 1, beats.size())};
+    return {previousDownbeat(beats, position).value_or(0),
+            std::min(nextDownbeat(beats, position + 1) + 1, beats.size())};
 }
 
 } // namespace tarn

@@ -239,7 +239,8 @@ std::uint64_t TarnNoteEntryStorage::setNumberOfBeats(std::int64_t count, std::ui
 // ends with it.
 //
 // Old beats between the two ends are replaced, all others stay. Positions decide, not locations: a beat at
-// the very location of an end that is listed before it belongs to the bar before it.
+// the very location of an end that is listed before it belongs to the bar before it. The ends are found by
+// identity: of an entry that is stored twice the first place counts.
 std::vector<std::uint64_t> TarnNoteEntryStorage::replaceBeatEntries(
     Range<std::int64_t> in, const std::vector<std::int64_t>& withDownbeatsAt, std::int64_t beatsPerBar) {
     if (withDownbeatsAt.empty())

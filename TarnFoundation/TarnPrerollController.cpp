@@ -1,5 +1,6 @@
 #include "TarnFoundation/TarnPrerollController.h"
 
+#include "TarnFoundation/BeatGridReading.h"
 #include "TarnFoundation/BeatSpacing.h"
 #include "TarnFoundation/SortedSearch.h"
 
@@ -100,19 +101,13 @@ void TarnPrerollController::clearArtificialBeatEntries() {
 
 std::int64_t TarnPrerollController::prerollFrame(std::int64_t for_) const {
     const auto beats = noteEntryStorage->beatEntries();
-    const auto downbeatBefore = [&](std::size_t position) -> std::optional<std::size_t> {
-        while (position > 0) {
-            if (beats[--position]->isDownbeat())
-                return position;
-        }
-        return std::nullopt;
-    };
     const auto current = indexForSample(beats, for_);
-    auto downbeat = current ? downbeatBefore(*current) : std::nullopt;
+    // A few bars back, without a look at the rest of the grid.
+    auto downbeat = current ? previousDownbeat(beats, *current) : std::nullopt;
     if (!downbeat)
         return for_;
     for (std::int64_t bars = 1; bars < countInBars; ++bars) {
-        const auto previous = downbeatBefore(*downbeat);
+        const auto previous = previousDownbeat(beats, *downbeat);
         if (!previous)
             break;
         downbeat = previous;

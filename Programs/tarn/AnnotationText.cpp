@@ -1,7 +1,7 @@
 #include "Programs/tarn/AnnotationText.h"
 
+#include "Programs/tarn/CountedBeats.h"
 #include "Programs/tarn/HarteChord.h"
-#include "Programs/tarn/SongBars.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 
 #include <algorithm>
@@ -48,51 +48,37 @@ std::vector<Stretch<Entry>> stretchesOf(const Song& document, const EntryList<En
     return stretches;
 }
 
-struct CountedBeat {
-    std::int64_t frame = 0;
-    bool opensBar = false;
-};
-
 /// The counted beats in the recording; those at one place are one.
-std::vector<CountedBeat> countedBeats(const Song& document) {
-    const SongBars bars(document);
-    std::vector<CountedBeat> beats;
-    for (const auto& beat : bars.beats()) {
-        if (beat->location() > document.recording.frameCount)
+BeatGrid listedBeats(const Song& document) {
+    std::vector<GridBeat> beats;
+    for (const GridBeat& beat : countedBeats(document).beats()) {
+        if (beat.location > document.recording.frameCount)
             break;
-        if (beats.empty() || beats.back().frame < beat->location())
-            beats.push_back({beat->location(), beat->isDownbeat()});
+        if (beats.empty() || beats.back().location < beat.location)
+            beats.push_back(beat);
         else
-            beats.back().opensBar |= beat->isDownbeat();
+            beats.back().isDownbeat |= beat.isDownbeat;
     }
-    return beats;
+    return BeatGrid(beats);
 }
 
 std::string beatsText(const Song& document, AnnotationFormat format) {
-    const auto beats = countedBeats(document);
-    const auto nextDownbeat = [&](auto from) {
-        return std::find_if(from, beats.end(), [](const CountedBeat& beat) { return beat.opensBar; });
-    };
-    const auto first = nextDownbeat(beats.begin());
+    const BeatGrid grid = listedBeats(document);
+    const auto& lines = grid.barLines();
+    const auto pickup = static_cast<std::int64_t>(sizeOf(lines.pickup()));
+    const auto lengthOfFirstBar = static_cast<std::int64_t>(lines.barCount() > 0 ? sizeOf(lines.bar(0)) : 0);
     // Pickup beats are counted so that the first downbeat follows the last beat of a bar like the first one.
-    const auto pickup = first - beats.begin();
-    const auto lengthOfFirstBar = first == beats.end() ? 0 : nextDownbeat(first + 1) - first;
-    std::ptrdiff_t bar = 0;
-    std::ptrdiff_t number = lengthOfFirstBar - pickup;
+    const auto numberInPickup = [&](std::size_t position) -> std::size_t {
+        const auto number = lengthOfFirstBar - pickup + static_cast<std::int64_t>(position) + 1;
+        return lengthOfFirstBar == 0 ? 0 : static_cast<std::size_t>(std::max<std::int64_t>(number, 2));
+    };
     std::string text = format == AnnotationFormat::csv ? csvLine({"time", "bar", "beat"}) : "";
-    for (const CountedBeat& beat : beats) {
-        ++number;
-        if (beat.opensBar) {
-            ++bar;
-            number = 1;
-        }
-        const std::ptrdiff_t shown = bar > 0                 ? number
-                                     : lengthOfFirstBar == 0 ? 0
-                                                             : std::max<std::ptrdiff_t>(number, 2);
-        std::vector<std::string> fields{timeText(document, beat.frame)};
+    for (std::size_t i = 0; i < grid.size(); ++i) {
+        const BarBeat place = grid.barBeat(i).value_or(BarBeat{0, numberInPickup(i)});
+        std::vector<std::string> fields{timeText(document, grid.locations()[i])};
         if (format == AnnotationFormat::csv)
-            fields.push_back(std::to_string(bar));
-        fields.push_back(std::to_string(shown));
+            fields.push_back(std::to_string(place.bar));
+        fields.push_back(std::to_string(place.beat));
         text += lineOf(fields, format);
     }
     return text;

@@ -3,6 +3,7 @@
 #include "Platform/UTF8.h"
 #include "Programs/tarn/AnnotationText.h"
 #include "Programs/tarn/TerminalText.h"
+#include "TarnFoundation/BeatGridReading.h"
 
 #include <algorithm>
 #include <charconv>
@@ -112,9 +113,7 @@ ordered_json documentJSON(const Song& document) {
     json["beats"] = arrayJSON(notes.beatEntries(), [](const TarnBeatEntry& beat, ordered_json& element) {
         element["downbeat"] = beat.isDownbeat();
     });
-    json["countedBeats"] = ordered_json::array();
-    for (const auto& beat : notes.beatEntriesFilteredByTimeSignature())
-        json["countedBeats"].push_back(beat->location());
+    json["countedBeats"] = countedBeatGridOf(notes).locations();
     json["chords"] = arrayJSON(notes.chordEntries(), describeChord);
     json["notes"] = arrayJSON(notes.noteEntries(), describeNote);
     json["regions"] =

@@ -3,7 +3,7 @@
 #include "KELPMusic/KELPKey.h"
 #include "Programs/tarn/EditWords.h"
 #include "Programs/tarn/TextTable.h"
-#include "TarnFoundation/BeatSpacing.h"
+#include "TarnFoundation/BeatGridReading.h"
 #include "TarnFoundation/NoteEntryStorageError.h"
 #include "TarnFoundation/RegionEditing.h"
 #include "TarnFoundation/SortedSearch.h"
@@ -18,7 +18,6 @@ namespace tarn::program {
 namespace {
 
 using Action = std::function<std::string(Song&)>;
-using Beats = EntryList<TarnBeatEntry>;
 using RegionRef = std::shared_ptr<TarnRegionEntry>;
 
 [[noreturn]] void refuse(const std::string& reason) {
@@ -41,11 +40,11 @@ std::int64_t positionsPerBeat(const TarnNoteEntryStorage& notes) {
 }
 
 /// Where the last bar ends: one beat distance after the last beat, but not after the recording.
-std::int64_t endOfGrid(const Song& document, const Beats& beats) {
-    const std::int64_t last = beats.back()->location();
+std::int64_t endOfGrid(const Song& document, const BeatGrid& grid) {
+    const std::int64_t last = grid.locations().back();
     const std::int64_t frameCount = document.recording.frameCount;
     const std::int64_t natural =
-        beats.size() > 1 ? last + (last - beats[beats.size() - 2]->location()) : frameCount;
+        grid.size() > 1 ? last + (last - grid.locations()[grid.size() - 2]) : frameCount;
     return frameCount > last ? std::min(natural, frameCount) : std::max(natural, last + 1);
 }
 
@@ -60,24 +59,21 @@ struct StoredBar {
 };
 
 StoredBar storedBar(const Song& document, std::int64_t number) {
-    const SongPositions positions(document);
-    const auto downbeat = positions.downbeat(number);
+    const std::int64_t start = SongPositions(document).startOfBar(number);
     const auto beats = document.notes->beatEntries();
-    const std::size_t first = *firstIndexOfEntryWithId(beats, downbeat->eventId());
-    StoredBar bar{downbeat->eventId(), downbeat->location(), endOfGrid(document, beats)};
-    std::size_t end = first + 1;
-    while (end < beats.size() && !beats[end]->isDownbeat())
-        ++end;
-    if (end < beats.size())
-        bar.end = beats[end]->location();
-    bar.size = static_cast<std::int64_t>(end - first);
-    std::size_t previous = first;
-    while (previous > 0 && !beats[--previous]->isDownbeat())
-        continue;
-    bar.previousSize = static_cast<std::int64_t>(first - previous);
-    if (first > 0 && beats[previous]->isDownbeat())
-        bar.previousStart = beats[previous]->location();
-    return bar;
+    const BeatGrid grid = beatGridOf(beats);
+    // Counted bars are the stored ones from the start of the recording on.
+    const auto downbeats = grid.downbeatLocations();
+    const auto countedIn = std::lower_bound(downbeats.begin(), downbeats.end(), 0) - downbeats.begin();
+    const auto bar = grid.bar(static_cast<std::size_t>(countedIn + number - 1), endOfGrid(document, grid));
+    const auto previous = grid.barLines().stretchBefore(bar.positions.lower);
+    const bool followsBar = grid.barLines().isDownbeat(previous.lower) && !previous.isEmpty();
+    return {beats[bar.positions.lower]->eventId(),
+            start,
+            bar.end,
+            static_cast<std::int64_t>(sizeOf(bar.positions)),
+            followsBar ? grid.locations()[previous.lower] : 0,
+            static_cast<std::int64_t>(sizeOf(previous))};
 }
 
 std::string metreOf(const TarnNoteEntryStorage& notes) {
@@ -167,9 +163,7 @@ Action shiftDownbeats(EditWords& words) {
         notes.shiftDownbeatsByOffset(amount * unit);
         const SongPositions positions(document);
         return "downbeats moved; " + counted(positions.barCount(), "bar") +
-               (positions.barCount() > 0
-                    ? ", the first at @" + std::to_string(positions.downbeat(1)->location())
-                    : "");
+               (positions.barCount() > 0 ? ", the first at @" + std::to_string(positions.startOfBar(1)) : "");
     };
 }
 
@@ -187,12 +181,9 @@ Action offsetDownbeats(EditWords& words) {
         const std::int64_t start = positions.frame(from);
         const std::int64_t end = positions.frame(to);
         const auto beats = notes.beatEntries();
-        const auto firstAtOrPast = [&](std::int64_t frame) {
-            return lowerBound(beats, frame,
-                              [](const auto& beat, std::int64_t at) { return beat->location() < at; });
-        };
-        const std::size_t first = firstAtOrPast(start);
-        const std::size_t past = firstAtOrPast(end);
+        const BeatGrid grid = beatGridOf(beats);
+        const std::size_t first = grid.firstAtOrAfter(start);
+        const std::size_t past = grid.firstAtOrAfter(end);
         if (past < first + 2)
             refuse("there are no two beats between " + from.text + " and " + to.text);
         const auto length = static_cast<std::int64_t>(past - first);
@@ -200,19 +191,16 @@ Action offsetDownbeats(EditWords& words) {
         if (amount < -length / unit || amount > length / unit)
             refuse("there are only " + counted(static_cast<std::size_t>(length / unit), "beat") +
                    " between " + from.text + " and " + to.text);
-        std::size_t moved = 0;
-        for (std::size_t i = first; i < past; ++i) {
-            if (!beats[i]->isDownbeat())
-                continue;
-            const auto target = (static_cast<std::int64_t>(i - first) + amount * unit + length) % length;
-            if (beats[first + static_cast<std::size_t>(target)]->isDownbeat())
+        const auto lines = barLinesOf(BeatEntries(beats).subspan(first, past - first));
+        const auto moves = lines.moves(amount * unit);
+        for (const auto& move : moves) {
+            if (lines.isDownbeat(move.to))
                 refuse("a downbeat would fall on another one");
-            ++moved;
         }
-        if (moved == 0)
+        if (moves.empty())
             refuse("no bar begins between " + from.text + " and " + to.text);
         notes.offsetDownbeatEntries(amount * unit, beats[first]->eventId(), beats[past - 1]->eventId());
-        return counted(moved, "downbeat") + " moved between " + from.text + " and " + to.text;
+        return counted(moves.size(), "downbeat") + " moved between " + from.text + " and " + to.text;
     };
 }
 

@@ -1,8 +1,9 @@
 #include "Programs/tarn/SongChart.h"
 
-#include "Programs/tarn/SongBars.h"
+#include "Programs/tarn/CountedBeats.h"
 #include "Programs/tarn/TerminalText.h"
 #include "TarnFoundation/Formatting/TarnFormatting.h"
+#include "TarnFoundation/Grid/SortedValues.h"
 
 #include <algorithm>
 #include <cmath>
@@ -63,7 +64,7 @@ struct Bar {
 
 class Chart {
 public:
-    explicit Chart(const Song& document) : mDocument(document), mSongBars(document) {
+    explicit Chart(const Song& document) : mDocument(document), mGrid(countedBeats(document)) {
         makeBars();
         placeChords();
         placeSections();
@@ -71,7 +72,7 @@ public:
 
     [[nodiscard]] std::string text() const {
         std::ostringstream out;
-        if (mSongBars.count() > 0)
+        if (mGrid.barLines().barCount() > 0)
             writeRows(out);
         else
             writeLists(out);
@@ -82,32 +83,25 @@ public:
 
 private:
     void makeBars() {
-        if (mSongBars.count() == 0)
+        const auto& lines = mGrid.barLines();
+        if (lines.barCount() == 0)
             return;
         const auto open = [&](std::string number, const Range<std::size_t>& beats) {
             if (beats.isEmpty())
                 return;
-            mBars.push_back({std::move(number), mSongBars.beats()[beats.lower]->location(), {}, {}});
-            mBars.back().beats.assign(beats.upper - beats.lower, "/");
+            mBars.push_back({std::move(number), mGrid.locations()[beats.lower], {}, {}});
+            mBars.back().beats.assign(sizeOf(beats), "/");
             for (std::size_t i = beats.lower; i < beats.upper; ++i)
                 mPlaces.push_back({mBars.size() - 1, i - beats.lower});
         };
-        open("0", mSongBars.pickup());
-        for (std::size_t i = 0; i < mSongBars.count(); ++i)
-            open(std::to_string(i + 1), mSongBars.bar(i));
+        open("0", lines.pickup());
+        for (std::size_t i = 0; i < lines.barCount(); ++i)
+            open(std::to_string(i + 1), lines.bar(i));
     }
 
     /// The beat that is nearest to the location, the later of two; there has to be one.
     [[nodiscard]] std::size_t nearestBeat(std::int64_t location) const {
-        const auto& beats = mSongBars.beats();
-        const auto past =
-            std::upper_bound(beats.begin(), beats.end(), location,
-                             [](std::int64_t x, const auto& beat) { return x < beat->location(); });
-        const auto index = static_cast<std::size_t>(past - beats.begin());
-        if (index == 0 || index == beats.size())
-            return index == 0 ? 0 : index - 1;
-        return location - beats[index - 1]->location() < beats[index]->location() - location ? index - 1
-                                                                                             : index;
+        return *indexOfClosestElement(mGrid.locations(), location);
     }
 
     /// How far a chord may lie outside the grid and still stand on its first or last beat, in frames.
@@ -118,14 +112,14 @@ private:
     void placeChords() {
         if (mBars.empty())
             return;
-        const auto& beats = mSongBars.beats();
+        const auto& beats = mGrid.locations();
         const std::int64_t margin = beats.size() > 1 ? reach() : 0;
         std::vector<std::string> names(beats.size()); // of all chords on a beat
         std::vector<std::string> last(beats.size());  // of the one that goes on
         Bar before{"", 0, {}, {}}, after{"", 0, {}, {}};
         for (const auto& entry : mDocument.notes->chordEntries()) {
-            const bool isBefore = entry->location() + margin < beats.front()->location();
-            const bool isAfter = entry->location() - 2 * margin > beats.back()->location();
+            const bool isBefore = entry->location() + margin < beats.front();
+            const bool isAfter = entry->location() - 2 * margin > beats.back();
             if (isBefore || isAfter) {
                 Bar& bar = isBefore ? before : after;
                 if (bar.beats.empty())
@@ -243,10 +237,10 @@ private:
     }
     /// "bar 5 beat 3 (0:09.5)", or the time alone outside the bars.
     [[nodiscard]] std::string place(std::int64_t location) const {
-        const auto place = mSongBars.placeOfFrame(location);
+        const auto place = mGrid.position(location);
         if (!place)
             return preciseTime(location);
-        return "bar " + std::to_string(place->bar + 1) + " beat " + std::to_string(place->beat + 1) + " (" +
+        return "bar " + std::to_string(place->bar) + " beat " + std::to_string(place->beat) + " (" +
                preciseTime(location) + ")";
     }
 
@@ -257,7 +251,7 @@ private:
     };
 
     const Song& mDocument;
-    SongBars mSongBars;
+    BeatGrid mGrid;             ///< the counted beats
     std::vector<Bar> mBars;     ///< those of the chart, also what lies outside the grid
     std::vector<Place> mPlaces; ///< one for each counted beat
 };
@@ -270,7 +264,7 @@ std::string songFacts(const Song& document) {
     const auto pitches = notes.standardPitchEntries();
     const KELPKeyRef key = notes.globalKey();
     const TimeSignature signature = notes.timeSignature();
-    const std::size_t barCount = SongBars(document).count();
+    const std::size_t barCount = countedBeats(document).barLines().barCount();
     const std::string unknown = "unknown";
 
     std::ostringstream out;

@@ -1,6 +1,6 @@
 #include "Programs/tarn/SongPictureLayout.h"
 
-#include "Programs/tarn/SongBars.h"
+#include "Programs/tarn/CountedBeats.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 
 #include <algorithm>
@@ -17,17 +17,13 @@ public:
     Geometry(const Song& document, const PictureOptions& options) : mWidth(options.pageWidth) {
         mSampleRate = document.recording.sampleRate;
         mFrameCount = document.recording.frameCount;
-        const auto beats = document.notes->beatEntries();
-        for (const auto& beat : beats)
-            mFrameCount = std::max(mFrameCount, beat->location());
+        const BeatGrid grid = beatGridOf(document.notes->beatEntries());
+        if (!grid.isEmpty())
+            mFrameCount = std::max(mFrameCount, grid.locations().back());
         const double wanted =
             std::max(options.secondsPerRow * mSampleRate, static_cast<double>(mFrameCount) / kMostRows);
         double framesPerRow = wanted;
-        std::vector<std::int64_t> downbeats;
-        for (const auto& beat : beats) {
-            if (beat->isDownbeat() && beat->location() >= 0)
-                downbeats.push_back(beat->location());
-        }
+        const auto downbeats = grid.from(0).downbeatLocations();
         if (downbeats.size() >= 2) {
             // Whole bars of the song's mean length to the row, and the first downbeat on a multiple of it, so
             // that bar lines stand below each other as far as the tempo is steady.
@@ -82,15 +78,15 @@ private:
 /// The bar lines, and the numbers of the counted beats.
 Items beatItems(const Song& document) {
     Items items;
-    const SongBars bars(document);
-    for (std::size_t i = 0; i < bars.beats().size(); ++i) {
-        const auto& beat = bars.beats()[i];
-        const auto place = bars.placeOfBeat(i);
+    const BeatGrid grid = countedBeats(document);
+    for (std::size_t i = 0; i < grid.size(); ++i) {
+        const std::int64_t location = grid.locations()[i];
+        const auto place = grid.barBeat(i);
         auto item = std::make_shared<PictureItem>();
-        item->frames = {beat->location(), beat->location()};
-        item->isDownbeat = beat->isDownbeat();
+        item->frames = {location, location};
+        item->isDownbeat = place && place->beat == 1;
         if (place)
-            item->number = beat->isDownbeat() ? place->bar + 1 : place->beat + 1;
+            item->number = item->isDownbeat ? place->bar : place->beat;
         items.push_back(std::move(item));
     }
     return items;

@@ -194,7 +194,7 @@ bool Distance::isWhole() const {
     return std::floor(amount) == amount;
 }
 
-SongPositions::SongPositions(const Song& document) : mDocument(document), mBars(document) {}
+SongPositions::SongPositions(const Song& document) : mDocument(document), mGrid(countedBeats(document)) {}
 
 std::int64_t SongPositions::frame(const Position& position) const {
     const auto frameOfTime = [&](double seconds) {
@@ -220,34 +220,32 @@ std::int64_t SongPositions::frame(const Position& position) const {
 }
 
 Range<std::size_t> SongPositions::beatsOfBar(std::int64_t number) const {
-    if (mBars.count() == 0)
+    if (barCount() == 0)
         throw EditRefused("the song has no bars yet");
     if (number == 0)
         throw EditRefused("bars are counted from 1; name what lies before bar 1 by time (0:05) or frame");
-    if (number < 0 || std::cmp_greater(number, mBars.count()))
+    if (number < 0 || std::cmp_greater(number, barCount()))
         throw EditRefused("there is no bar " + std::to_string(number) + "; the song has " +
-                          std::to_string(mBars.count()));
-    return mBars.bar(static_cast<std::size_t>(number - 1));
+                          std::to_string(barCount()));
+    return mGrid.barLines().bar(static_cast<std::size_t>(number - 1));
 }
 
-const std::shared_ptr<TarnBeatEntry>& SongPositions::downbeat(std::int64_t bar) const {
-    return mBars.beats()[beatsOfBar(bar).lower];
+std::int64_t SongPositions::startOfBar(std::int64_t number) const {
+    return mGrid.locations()[beatsOfBar(number).lower];
 }
 
 bool SongPositions::hasBeat(const Position::BarBeat& place) const {
-    if (place.bar < 1 || std::cmp_greater(place.bar, mBars.count()))
-        return false;
-    const auto bar = mBars.bar(static_cast<std::size_t>(place.bar - 1));
-    return place.beat >= 1 && std::cmp_less_equal(place.beat, bar.upper - bar.lower);
+    return place.bar >= 1 && std::cmp_less_equal(place.bar, barCount()) && place.beat >= 1 &&
+           std::cmp_less_equal(place.beat, sizeOf(beatsOfBar(place.bar)));
 }
 
 std::int64_t SongPositions::barBeatFrame(const Position::BarBeat& place) const {
     const auto bar = beatsOfBar(place.bar);
-    const std::size_t count = bar.upper - bar.lower;
+    const std::size_t count = sizeOf(bar);
     if (place.beat < 1 || std::cmp_greater(place.beat, count))
         throw EditRefused("bar " + std::to_string(place.bar) + " has " + std::to_string(count) +
                           (count == 1 ? " beat" : " beats") + ", no beat " + std::to_string(place.beat));
-    const std::int64_t beat = mBars.beats()[bar.lower + static_cast<std::size_t>(place.beat - 1)]->location();
+    const std::int64_t beat = mGrid.locations()[bar.lower + static_cast<std::size_t>(place.beat - 1)];
     return place.fraction == 0 ? beat : frameAfter(beat, {place.fraction, DistanceUnit::beats});
 }
 
@@ -260,15 +258,14 @@ std::int64_t SongPositions::frameAfter(std::int64_t frame, const Distance& dista
     } else {
         // Beats at one location count once, so that no interval is empty.
         std::vector<double> points;
-        for (const auto& beat : mBars.beats()) {
-            const auto location = static_cast<double>(beat->location());
-            if ((distance.unit == DistanceUnit::beats || beat->isDownbeat()) &&
-                (points.empty() || points.back() < location))
-                points.push_back(location);
+        const bool inBeats = distance.unit == DistanceUnit::beats;
+        for (const std::int64_t location : inBeats ? mGrid.locations() : mGrid.downbeatLocations()) {
+            if (points.empty() || points.back() < static_cast<double>(location))
+                points.push_back(static_cast<double>(location));
         }
         if (points.size() < 2)
-            throw EditRefused(distance.unit == DistanceUnit::beats ? "the song has no beats to count yet"
-                                                                   : "the song has no bars to count yet");
+            throw EditRefused(inBeats ? "the song has no beats to count yet"
+                                      : "the song has no bars to count yet");
         const Scale scale(std::move(points));
         end = std::round(scale.valueAt(scale.indexOf(start) + distance.amount));
     }
@@ -278,14 +275,11 @@ std::int64_t SongPositions::frameAfter(std::int64_t frame, const Distance& dista
 }
 
 std::string SongPositions::name(std::int64_t frame) const {
-    const auto& beats = mBars.beats();
-    const auto beat =
-        std::lower_bound(beats.begin(), beats.end(), frame,
-                         [](const auto& entry, std::int64_t at) { return entry->location() < at; });
-    if (beat == beats.end() || (*beat)->location() != frame)
+    const std::size_t beat = mGrid.firstAtOrAfter(frame);
+    if (beat == mGrid.size() || mGrid.locations()[beat] != frame)
         return timeText(frame);
-    const auto place = mBars.placeOfBeat(static_cast<std::size_t>(beat - beats.begin()));
-    return place ? std::to_string(place->bar + 1) + ":" + std::to_string(place->beat + 1) : timeText(frame);
+    const auto place = mGrid.barBeat(beat);
+    return place ? std::to_string(place->bar) + ":" + std::to_string(place->beat) : timeText(frame);
 }
 
 std::string SongPositions::timeText(std::int64_t frame) const {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Programs/tarn/SongBars.h"
+#include "Programs/tarn/CountedBeats.h"
 
 #include <cstdint>
 #include <optional>
@@ -72,9 +72,9 @@ public:
 
     /// A frame of the recording, 0 and the frame count included.
     [[nodiscard]] std::int64_t frame(const Position& position) const;
-    /// The downbeat that opens the bar, counted from 1.
-    [[nodiscard]] const std::shared_ptr<TarnBeatEntry>& downbeat(std::int64_t bar) const;
-    [[nodiscard]] std::size_t barCount() const { return mBars.count(); }
+    /// The frame at which the bar, counted from 1, begins.
+    [[nodiscard]] std::int64_t startOfBar(std::int64_t number) const;
+    [[nodiscard]] std::size_t barCount() const { return mGrid.barLines().barCount(); }
     /// Where one arrives from a frame after a distance, along the beats or bars where it is given in them.
     /// Nothing that 2^53 frames cannot hold.
     [[nodiscard]] std::int64_t frameAfter(std::int64_t frame, const Distance& distance) const;
@@ -90,7 +90,7 @@ private:
     [[nodiscard]] Range<std::size_t> beatsOfBar(std::int64_t number) const;
 
     const Song& mDocument;
-    SongBars mBars;
+    BeatGrid mGrid; ///< the counted beats
 };
 
 } // namespace tarn::program
