@@ -118,9 +118,9 @@ TEST(SongPicture, PageWorksInABrowser) {
     if (std::system("command -v chromium > /dev/null 2>&1") != 0)
         GTEST_SKIP() << "needs Chromium";
     const TemporaryFolder folder;
-    std::ofstream page(folder.path() / "song.html");
-    writeSongPictureHTML(page, *makeSong(), nullptr, {800, 4}, "My song #1.wav");
-    page.close();
+    std::ofstream pageFile(folder.path() / "song.html");
+    writeSongPictureHTML(pageFile, *makeSong(), nullptr, {800, 4}, "My song #1.wav");
+    pageFile.close();
     const auto dom = folder.path() / "dom.html";
     const auto command =
         "timeout 100 chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
