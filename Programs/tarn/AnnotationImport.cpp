@@ -247,6 +247,7 @@ BarLines countedBarLines(const Song& document, const std::vector<Annotation>& an
 std::string replaceBeats(Song& document, const std::vector<Annotation>& annotations, const BarLines& lines) {
     auto& storage = *document.notes;
     std::vector<std::int64_t> locations;
+    locations.reserve(annotations.size());
     for (const Annotation& annotation : annotations)
         locations.push_back(annotation.start);
     if (locations.size() < 2)
