@@ -78,9 +78,7 @@ std::pair<std::intptr_t, int> tryLock(const std::filesystem::path& file) {
         return {-1, errno == EINTR || errno == EEXIST ? kHeldByAnother : errno};
     struct stat status {};
     int reason = 0;
-    if (::fstat(descriptor, &status) != 0)
-        reason = errno;
-    else if (!S_ISREG(status.st_mode) || status.st_size != 0)
+    if (::fstat(descriptor, &status) == 0 && (!S_ISREG(status.st_mode) || status.st_size != 0))
         reason = EEXIST; // somebody's file, which is not to be removed
     else if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0)
         reason = errno;

@@ -1,6 +1,7 @@
 #include "Platform/FileManager.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <charconv>
@@ -9,7 +10,9 @@
 #include <cstdlib>
 #include <mutex>
 #include <new>
+#include <ostream>
 #include <stdexcept>
+#include <streambuf>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -100,8 +103,6 @@ std::optional<int> processNamedBy(const std::string& name) {
     return process > 0 && name == temporaryName(process, number) ? std::optional(process) : std::nullopt;
 }
 
-const fs::file_time_type gStart = fs::file_time_type::clock::now(); ///< of this process, nearly
-
 /// Whether nobody writes to the temporary file of that process any more. A save holds a lock on its file,
 /// which also tells in folders that several systems share; where there are no locks, a save that takes
 /// seconds is told from a leftover by an hour.
@@ -112,9 +113,11 @@ bool isAbandoned(const fs::path& file, int process) {
     if (unknown || !fs::is_regular_file(fs::symlink_status(file, unknown)))
         return false;
 #ifndef _WIN32
-    // A file that this process has just made may not be locked yet; older ones are from an earlier process of
-    // its number, as is usual where each container counts from 1.
-    if (process == ::getpid() ? written >= gStart : ::kill(process, 0) == 0 || errno != ESRCH)
+    // A file that a process has just made may not be locked yet; older ones without a lock are from an
+    // earlier process of its number, as is usual where each container counts from 1.
+    constexpr std::chrono::minutes kFresh{1};
+    const bool isRunning = process == ::getpid() || ::kill(process, 0) == 0 || errno != ESRCH;
+    if (isRunning && fs::file_time_type::clock::now() - written < kFresh)
         return false;
     const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (descriptor >= 0) {
@@ -242,14 +245,17 @@ bool canWriteAtomically(const fs::path& file, Error* error) {
     return fs::is_directory(folder, code) || fail(error, ENOENT, file);
 }
 
-bool writeAtomically(std::span<const std::byte> bytes, const fs::path& file, Error* error) {
+bool streamAtomically(const std::function<void(std::ostream&)>& produce, const fs::path& file, Error* error) {
     if (!canWriteAtomically(file, error))
         return false;
     static std::atomic<unsigned> counter = 0;
     std::error_code code;
     const fs::path target = fs::exists(file, code) ? fs::canonical(file, code) : file;
     const fs::path temporary = target.parent_path() / temporaryName(::_getpid(), ++counter);
-    bool written = write(bytes, temporary, error);
+    std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
+    produce(stream);
+    stream.close();
+    bool written = stream ? true : fail(error, EIO, file);
     if (written) {
         fs::rename(temporary, target, code);
         written = !code || fail(error, code.value(), file);
@@ -259,6 +265,15 @@ bool writeAtomically(std::span<const std::byte> bytes, const fs::path& file, Err
     else
         fs::remove(temporary, code);
     return written;
+}
+
+bool writeAtomically(std::span<const std::byte> bytes, const fs::path& file, Error* error) {
+    return streamAtomically(
+        [bytes](std::ostream& stream) {
+            stream.write(reinterpret_cast<const char*>(bytes.data()),
+                         static_cast<std::streamsize>(bytes.size()));
+        },
+        file, error);
 }
 
 #else
@@ -303,6 +318,37 @@ bool writeAll(int descriptor, std::span<const std::byte> bytes) {
     }
     return true;
 }
+
+/// Passes what is written to a stream on to a descriptor, block by block.
+class DescriptorBuffer : public std::streambuf {
+public:
+    explicit DescriptorBuffer(int descriptor) : mDescriptor(descriptor) { restart(); }
+    /// The system's error code of the first write that failed; 0 for none.
+    [[nodiscard]] int failure() const { return mFailure; }
+
+protected:
+    int_type overflow(int_type character) override {
+        if (sync() != 0)
+            return traits_type::eof();
+        if (!traits_type::eq_int_type(character, traits_type::eof()))
+            sputc(traits_type::to_char_type(character));
+        return traits_type::not_eof(character);
+    }
+    int sync() override {
+        const auto pending = std::as_bytes(std::span(pbase(), pptr()));
+        if (mFailure == 0 && !writeAll(mDescriptor, pending))
+            mFailure = errno;
+        restart();
+        return mFailure == 0 ? 0 : -1;
+    }
+
+private:
+    void restart() { setp(mBlock.data(), mBlock.data() + mBlock.size()); }
+
+    int mDescriptor;
+    int mFailure = 0;
+    std::array<char, 1 << 16> mBlock;
+};
 
 bool flush(int descriptor) {
 #ifdef F_FULLFSYNC
@@ -459,20 +505,25 @@ bool canWriteAtomically(const fs::path& file, Error* error) {
     return atomicTarget(file, error).has_value();
 }
 
-bool write(std::span<const std::byte> bytes, const fs::path& file, Error* error) {
+static bool fillInPlace(const std::function<bool(int)>& fill, const fs::path& file, Error* error) {
     if (!isWhole(file, error))
         return false;
     Descriptor descriptor(openFile(file, O_WRONLY | O_CREAT | O_TRUNC, 0666));
-    const bool written = descriptor.isOpen() && writeAll(descriptor.number(), bytes) && descriptor.close();
+    const bool written = descriptor.isOpen() && fill(descriptor.number()) && descriptor.close();
     return written || fail(error, errno, file);
 }
 
-bool writeAtomically(std::span<const std::byte> bytes, const fs::path& file, Error* error) {
+bool write(std::span<const std::byte> bytes, const fs::path& file, Error* error) {
+    return fillInPlace([bytes](int descriptor) { return writeAll(descriptor, bytes); }, file, error);
+}
+
+/// As writeAtomically, with what `fill` writes to the descriptor; it returns false and sets errno on failure.
+static bool replaceAtomically(const std::function<bool(int)>& fill, const fs::path& file, Error* error) {
     const auto target = atomicTarget(file, error);
     if (!target)
         return false;
     if (target->isWrittenInPlace())
-        return write(bytes, file, error);
+        return fillInPlace(fill, file, error);
 
     // A folder that may not be read cannot be flushed either.
     const Descriptor folder(openFile(target->folder, O_RDONLY | O_DIRECTORY));
@@ -487,7 +538,7 @@ bool writeAtomically(std::span<const std::byte> bytes, const fs::path& file, Err
         [[maybe_unused]] const int kept = ::fchown(descriptor.number(), existing->st_uid, existing->st_gid);
         ::fchmod(descriptor.number(), existing->st_mode & 0777);
     }
-    if (!writeAll(descriptor.number(), bytes) || !flush(descriptor.number()) || !descriptor.close() ||
+    if (!fill(descriptor.number()) || !flush(descriptor.number()) || !descriptor.close() ||
         std::rename(temporary.c_str(), target->file.c_str()) != 0) {
         const int code = errno;
         ::unlink(temporary.c_str());
@@ -495,9 +546,28 @@ bool writeAtomically(std::span<const std::byte> bytes, const fs::path& file, Err
     }
     // The new file is in place, whole; now its name goes to the disk.
     if (folder.isOpen() && !flush(folder.number()))
-        return fail(error, errno, file);
+        return fail(error, errno, file,
+                    "the new file is in place, but a loss of power may bring the old one back (" +
+                        std::generic_category().message(errno) + ")");
     removeLeftovers(target->folder);
     return true;
+}
+
+bool writeAtomically(std::span<const std::byte> bytes, const fs::path& file, Error* error) {
+    return replaceAtomically([bytes](int descriptor) { return writeAll(descriptor, bytes); }, file, error);
+}
+
+bool streamAtomically(const std::function<void(std::ostream&)>& produce, const fs::path& file, Error* error) {
+    return replaceAtomically(
+        [&produce](int descriptor) {
+            DescriptorBuffer buffer(descriptor);
+            std::ostream stream(&buffer);
+            produce(stream);
+            stream.flush();
+            errno = buffer.failure();
+            return buffer.failure() == 0;
+        },
+        file, error);
 }
 
 #endif

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <iosfwd>
 #include <limits>
 #include <optional>
 #include <span>
@@ -60,15 +62,19 @@ bool write(std::span<const std::byte> bytes, const std::filesystem::path& file, 
 /// success in the folder calls removeLeftovers.
 bool writeAtomically(std::span<const std::byte> bytes, const std::filesystem::path& file,
                      Error* error = nullptr);
+/// As writeAtomically, with what `produce` writes to the stream, of which no more than a block is in memory
+/// at a time.
+bool streamAtomically(const std::function<void(std::ostream&)>& produce, const std::filesystem::path& file,
+                      Error* error = nullptr);
 
 /// Whether writeAtomically would, as far as that can be known before: false, with the reason that it would
 /// give, when the file's folder is missing (ENOENT) or cannot be written to, when the file is a folder
 /// (EISDIR) or write-protected, or when its symbolic links go round (ELOOP).
 bool canWriteAtomically(const std::filesystem::path& file, Error* error = nullptr);
 
-/// Removes the temporary files in the folder that killed calls of writeAtomically have left: those whose
-/// process no longer runs and which nobody has locked or, where there are no locks, written to for an hour.
-/// Nothing else is touched, and what cannot be removed stays.
+/// Removes the temporary files in the folder that killed calls of writeAtomically have left: those that
+/// nobody has locked or, where there are no locks, written to for an hour. Nothing else is touched, and what
+/// cannot be removed stays.
 void removeLeftovers(const std::filesystem::path& folder);
 
 } // namespace FileManager

@@ -116,9 +116,9 @@ const ClassDescription& Song::classDescription() {
             auto outline = coder.decodeObject<TarnSongStructureStorage>("songStructureStorage");
             if (!fileName || !sampleRate || !frameCount || !identifier || !annotations || !outline)
                 return nullptr;
-            Recording recording{*fileName,   *sampleRate,         *frameCount,
+            Recording described{*fileName,   *sampleRate,         *frameCount,
                                 *identifier, digest.value_or(""), std::move(envelope)};
-            return std::make_shared<Song>(std::move(recording), std::move(annotations), std::move(outline));
+            return std::make_shared<Song>(std::move(described), std::move(annotations), std::move(outline));
         }};
     return description;
 }

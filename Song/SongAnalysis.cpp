@@ -189,6 +189,7 @@ bool differ(const EntryList<Entry>& some, const EntryList<Entry>& others) {
 template <typename Entry>
 EntryList<Entry> copiesIn(TarnNoteEntryStorage& notes, const EntryList<Entry>& entries) {
     std::vector<std::shared_ptr<Entry>> copies;
+    copies.reserve(entries.size());
     for (const auto& entry : entries)
         copies.push_back(notes.copyOfUserEntry(entry));
     return copies;

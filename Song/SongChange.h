@@ -42,7 +42,7 @@ public:
     std::filesystem::path keepFormer() const;
 
     /// Writes the document crash-safely. Throws SongError (unsound, changed, unwritable); the file is then as
-    /// it was.
+    /// it was, unless the text says that only its safety from a loss of power is in doubt.
     void save(const std::shared_ptr<const Song>& song);
 
 private:

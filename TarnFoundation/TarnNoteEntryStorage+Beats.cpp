@@ -136,6 +136,7 @@ Beats TarnNoteEntryStorage::offsetDownbeatEntries(std::int64_t by, std::uint64_t
                  "Downbeats cannot be moved by more than the length of their span");
     const auto moves = barLinesOf(spanned).moves(by);
     std::vector<BeatRef> replaced;
+    replaced.reserve(2 * moves.size());
     for (const auto& move : moves)
         replaced.push_back(spanned[move.from]);
     auto copies = mutableCopiesOfUserEntriesInArray<TarnBeatEntry>(replaced);

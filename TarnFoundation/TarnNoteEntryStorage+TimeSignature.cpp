@@ -59,7 +59,7 @@ void TarnNoteEntryStorage::setTimeSignatureByDenominator(std::int64_t denominato
 
 EntryList<TarnBeatEntry>
 TarnNoteEntryStorage::beatEntriesFilteredByTimeSignatureDenominator(std::int64_t denominator) const {
-    const auto beats = beatEntries();
+    auto beats = beatEntries();
     if (denominator != 4)
         return beats;
     std::vector<std::shared_ptr<TarnBeatEntry>> view;

@@ -247,6 +247,7 @@ BarLines countedBarLines(const Song& document, const std::vector<Annotation>& an
 std::string replaceBeats(Song& document, const std::vector<Annotation>& annotations, const BarLines& lines) {
     auto& storage = *document.notes;
     std::vector<std::int64_t> locations;
+    locations.reserve(annotations.size());
     for (const Annotation& annotation : annotations)
         locations.push_back(annotation.start);
     if (locations.size() < 2)
@@ -345,13 +346,30 @@ std::string replaceSections(Song& document, const std::vector<Annotation>& annot
     return replacement(annotations.size(), previous.size(), "sections");
 }
 
+std::string removeAnnotations(Song& document, AnnotationKind kind) {
+    if (kind == AnnotationKind::sections)
+        return replaceSections(document, {});
+    auto& storage = *document.notes;
+    const bool areBeats = kind == AnnotationKind::beats;
+    const std::size_t count = areBeats ? storage.beatEntries().size() : storage.chordEntries().size();
+    if (areBeats)
+        storage.removeBeatEntriesInArray(storage.beatEntries());
+    else
+        storage.removeChordEntriesInArray(storage.chordEntries());
+    return replacement(0, count, areBeats ? "beats" : "chords");
+}
+
 } // namespace
 
 std::string replaceAnnotations(Song& document, AnnotationKind kind, const TextTable& table,
                                const BeatCounting& counting) {
     precondition(kind != AnnotationKind::regions, "Regions are not imported");
-    if (table.rows.empty())
-        throw TextTableError(1, "there is nothing to import");
+    if (table.rows.empty()) {
+        // An export of nothing has a header or a comment; what is wholly empty is more likely a mistake.
+        if (table.header.empty() && !table.hasComment)
+            throw TextTableError(1, "there is nothing to import");
+        return removeAnnotations(document, kind);
+    }
     const Columns columns = columnsOf(table, kind);
     const auto annotations = annotationsIn(document, columns, table);
     if (kind == AnnotationKind::beats)

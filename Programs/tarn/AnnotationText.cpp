@@ -151,7 +151,9 @@ std::string_view regionKind(const TarnRegionEntry& region) {
     return dynamic_cast<const TarnBridgeRegionEntry*>(&region) ? "bridge" : "region";
 }
 
-std::string annotationText(const Song& document, AnnotationKind kind, AnnotationFormat format) {
+namespace {
+
+std::string rowsOf(const Song& document, AnnotationKind kind, AnnotationFormat format) {
     switch (kind) {
     case AnnotationKind::beats:
         return beatsText(document, format);
@@ -163,6 +165,13 @@ std::string annotationText(const Song& document, AnnotationKind kind, Annotation
         return regionsText(document, format);
     }
     fatalError("This is not a kind of annotation");
+}
+
+} // namespace
+
+std::string annotationText(const Song& document, AnnotationKind kind, AnnotationFormat format) {
+    const std::string rows = rowsOf(document, kind, format);
+    return rows.empty() ? "# none\n" : rows; // which tells a list of nothing from a file that was lost
 }
 
 } // namespace tarn::program

@@ -59,6 +59,12 @@ void addCacheCommand(CLI::App& app) {
         ->add_option("--max-size", options->largest,
                      "Remove the files that have not been used for longest until the rest is no larger: "
                      "300MB, 1GB. An analysis does so with 512MB")
+        ->check(CLI::Validator(
+            [](const std::string& text) {
+                const bool isSize = text.find_first_not_of("0123456789") != 0 && text.size() <= 15;
+                return isSize ? "" : "a size is a whole number such as 300MB or 1GB";
+            },
+            ""))
         ->transform(CLI::AsSizeValue(true).description(""))
         ->type_name("SIZE")
         ->excludes(clear);

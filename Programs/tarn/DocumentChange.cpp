@@ -19,7 +19,8 @@ void changeDocument(const std::filesystem::path& file, bool isDryRun,
         lines = changed(*Song::open(file));
         lines.push_back("dry run: " + file.string() + " is unchanged");
     } else {
-        (void)Song::open(file); // a document that is missing or damaged is told before one that cannot be locked
+        (void)Song::open(
+            file); // a document that is missing or damaged is told before one that cannot be locked
         SongChange turn(file);
         lines = changed(turn.existingSong());
         turn.save(turn.song());

@@ -114,14 +114,20 @@ void checkWritable(const std::filesystem::path& file) {
 
 void writeSongPicture(const Song& document, const std::filesystem::path& file,
                       const std::filesystem::path& output, const PictureOptions& options) {
+    checkWritable(output);
     const auto recording = document.recordingFile(file);
     const std::string cacheName = cacheNameOf(recording);
     markCacheUsed(cacheName);
     const auto waveform = waveformForPicture(document, file, cacheName);
-    writeTextFile(endingOf(output) == ".html"
-                      ? songPictureHTML(document, waveform, options, recordingSeenFrom(output, recording))
-                      : songPictureSVG(document, waveform, options),
-                  output);
+    Error error;
+    const auto produce = [&](std::ostream& out) {
+        if (endingOf(output) == ".html")
+            writeSongPictureHTML(out, document, waveform, options, recordingSeenFrom(output, recording));
+        else
+            writeSongPictureSVG(out, document, waveform, options);
+    };
+    if (!FileManager::streamAtomically(produce, output, &error))
+        throw Failure(ExitStatus::unwritableOutput, error.localizedDescription());
     if (!waveform)
         std::cerr << "tarn: " << onOneLine(recording.string())
                   << ": the recording cannot be read; the picture has no waveform\n";
@@ -146,6 +152,7 @@ void writeMIDIFile(const Song& document, const UserInfo& options, const std::fil
 }
 
 void writeTextFile(const std::string& text, const std::filesystem::path& output) {
+    checkWritable(output);
     Error error;
     if (!FileManager::writeAtomically(std::as_bytes(std::span(text)), output, &error))
         throw Failure(ExitStatus::unwritableOutput, error.localizedDescription());

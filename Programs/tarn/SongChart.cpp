@@ -86,10 +86,10 @@ private:
         const auto& lines = mGrid.barLines();
         if (lines.barCount() == 0)
             return;
-        const auto open = [&](std::string number, const Range<std::size_t>& beats) {
+        const auto open = [&](const std::string& number, const Range<std::size_t>& beats) {
             if (beats.isEmpty())
                 return;
-            mBars.push_back({std::move(number), mGrid.locations()[beats.lower], {}, {}});
+            mBars.push_back({number, mGrid.locations()[beats.lower], {}, {}});
             mBars.back().beats.assign(sizeOf(beats), "/");
             for (std::size_t i = beats.lower; i < beats.upper; ++i)
                 mPlaces.push_back({mBars.size() - 1, i - beats.lower});

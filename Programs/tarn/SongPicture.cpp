@@ -193,7 +193,7 @@ public:
         : mDocument(document), mWaveform(waveform), mLayout(document, options), mAnatomy(mLayout),
           mWidth(options.pageWidth) {}
 
-    [[nodiscard]] std::string svg() {
+    void writeSVG(std::ostream& out) {
         const auto rows = mLayout.timeline().rowCount();
         const double height = rowTop(rows) + kMargin;
         const double width = mWidth + 2 * kMargin;
@@ -204,10 +204,12 @@ public:
         mText += "<rect class=\"paper\" width=\"100%\" height=\"100%\"/>\n";
         text("title", kMargin, kMargin + 24, escaped(titleOf(mDocument)));
         text("facts", kMargin, kMargin + 48, escapedFacts());
-        for (std::int64_t row = 0; row < rows; ++row)
+        for (std::int64_t row = 0; row < rows; ++row) {
             writeRow(row);
+            passOn(out);
+        }
         mText += "</svg>\n";
-        return std::move(mText);
+        passOn(out);
     }
 
     /// For each row its first frame, the frame after its last one, its first frame's place, and its
@@ -228,6 +230,11 @@ public:
     [[nodiscard]] double rowLead() const { return mAnatomy.waveformTop; }
 
 private:
+    void passOn(std::ostream& out) {
+        out << mText;
+        mText.clear();
+    }
+
     [[nodiscard]] std::string escapedFacts() const { return factsOf(mDocument); } // made of our own texts
 
     [[nodiscard]] double rowTop(std::int64_t row) const {
@@ -528,39 +535,43 @@ document.body.dataset.middle = middle ? middle.row + ' ' + middle.x.toFixed(1) :
 
 } // namespace
 
-std::string songPictureSVG(const Song& document, const std::shared_ptr<Waveform>& waveform,
-                           const PictureOptions& options) {
-    return PictureWriter(document, waveform.get(), options).svg();
+void writeSongPictureSVG(std::ostream& out, const Song& document, const std::shared_ptr<Waveform>& waveform,
+                         const PictureOptions& options) {
+    PictureWriter(document, waveform.get(), options).writeSVG(out);
 }
 
-std::string songPictureHTML(const Song& document, const std::shared_ptr<Waveform>& waveform,
-                            const PictureOptions& options, const std::string& audioFile) {
+void writeSongPictureHTML(std::ostream& out, const Song& document, const std::shared_ptr<Waveform>& waveform,
+                          const PictureOptions& options, const std::string& audioFile) {
     PictureWriter writer(document, waveform.get(), options);
-    const auto picture = writer.svg();
     const auto title = escaped(titleOf(document));
     const double duration = document.seconds(document.recording.frameCount);
-    return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+    out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
            "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n<title>" +
-           title +
-           "</title>\n<style>\nbody{margin:0;background:#eef1f4}\n"
-           "#player{position:sticky;top:0;z-index:1;display:flex;gap:1rem;align-items:center;padding:.5rem "
-           "1rem;"
-           "background:#1d2733;color:#fff;font:14px 'Helvetica Neue',Arial,sans-serif}\n"
-           "#player audio{flex:1;max-width:48rem;height:2.2rem}\n"
-           "#song{display:block;margin:1rem auto;max-width:100%;height:auto;cursor:pointer;"
-           "box-shadow:0 1px 6px #0003}\n"
-           "@media print{#player{display:none}body{background:none}#song{box-shadow:none;margin:0}}\n"
-           "</style>\n</head>\n<body>\n<div id=\"player\"><audio id=\"audio\" controls preload=\"metadata\" "
-           "src=\"" +
-           percentEncoded(audioFile) +
-           "\"></audio><span id=\"no-audio\" hidden>The recording cannot be played here: it must lie beside "
-           "this "
-           "page.</span></div>\n" +
-           picture + "<script>\nconst rows = " + writer.rowTable() +
-           ", sampleRate = " + decimals(document.recording.sampleRate, 3) +
-           ", framesPerPoint = " + decimals(writer.framesPerPoint(), 6) +
-           ", waveformHeight = " + number(kWaveformHeight) + ", rowLead = " + number(writer.rowLead()) +
-           ", duration = " + decimals(duration, 6) + ";" + kPlayerScript + "</script>\n</body>\n</html>\n";
+               title +
+               "</title>\n<style>\nbody{margin:0;background:#eef1f4}\n"
+               "#player{position:sticky;top:0;z-index:1;display:flex;gap:1rem;align-items:center;padding:."
+               "5rem "
+               "1rem;"
+               "background:#1d2733;color:#fff;font:14px 'Helvetica Neue',Arial,sans-serif}\n"
+               "#player audio{flex:1;max-width:48rem;height:2.2rem}\n"
+               "#song{display:block;margin:1rem auto;max-width:100%;height:auto;cursor:pointer;"
+               "box-shadow:0 1px 6px #0003}\n"
+               "@media print{#player{display:none}body{background:none}#song{box-shadow:none;margin:0}}\n"
+               "</style>\n</head>\n<body>\n<div id=\"player\"><audio id=\"audio\" controls "
+               "preload=\"metadata\" "
+               "src=\"" +
+               percentEncoded(audioFile) +
+               "\"></audio><span id=\"no-audio\" hidden>The recording cannot be played here: it must lie "
+               "beside "
+               "this "
+               "page.</span></div>\n";
+    writer.writeSVG(out);
+    out << "<script>\nconst rows = " + writer.rowTable() +
+               ", sampleRate = " + decimals(document.recording.sampleRate, 3) +
+               ", framesPerPoint = " + decimals(writer.framesPerPoint(), 6) +
+               ", waveformHeight = " + number(kWaveformHeight) + ", rowLead = " + number(writer.rowLead()) +
+               ", duration = " + decimals(duration, 6) + ";" + kPlayerScript +
+               "</script>\n</body>\n</html>\n";
 }
 
 std::shared_ptr<Waveform> waveformForPicture(const Song& document, const std::filesystem::path& file,

@@ -4,6 +4,7 @@
 #include "Song/Song.h"
 
 #include <filesystem>
+#include <iosfwd>
 #include <memory>
 #include <string>
 
@@ -20,16 +21,16 @@ struct PictureOptions {
 /// The song as an SVG document: waveform (when there is one), bar lines and beats with numbers, chords,
 /// sections, regions, markers, key and tempo. Equal documents give equal pictures.
 ///
-/// Whatever the document holds, the picture stays small enough to be made in memory: about 10,000 rows at
+/// It is written row by row. Whatever the document holds, the picture stays small: about 10,000 rows at
 /// most (a longer song is drawn at a greater scale), a few lanes of regions, and one item of a kind in half a
 /// point. A row tells what it leaves out ("+ 37 more").
-[[nodiscard]] std::string songPictureSVG(const Song& document, const std::shared_ptr<Waveform>& waveform,
-                                         const PictureOptions& options);
+void writeSongPictureSVG(std::ostream& out, const Song& document, const std::shared_ptr<Waveform>& waveform,
+                         const PictureOptions& options);
 
 /// The same as an HTML page that stands alone; it plays `audioFile` (a path as seen from the page, in UTF-8)
 /// with a moving cursor when the browser can.
-[[nodiscard]] std::string songPictureHTML(const Song& document, const std::shared_ptr<Waveform>& waveform,
-                                          const PictureOptions& options, const std::string& audioFile);
+void writeSongPictureHTML(std::ostream& out, const Song& document, const std::shared_ptr<Waveform>& waveform,
+                          const PictureOptions& options, const std::string& audioFile);
 
 /// The waveform of the document's recording: from the cache of that name, or else computed from the
 /// recording; nothing when the recording cannot be read. `file` is the document's.

@@ -132,10 +132,10 @@ private:
 
 std::optional<Position> Position::make(std::string_view text) {
     Position position{Boundary::start, std::string(text)};
-    const auto take = [&](const auto& place) {
-        if (place)
-            position.place = *place;
-        return place ? std::optional(position) : std::nullopt;
+    const auto take = [&](const auto& found) {
+        if (found)
+            position.place = *found;
+        return found ? std::optional(position) : std::nullopt;
     };
     if (text == "start" || text == "end")
         return take(std::optional(text == "start" ? Boundary::start : Boundary::end));
@@ -154,7 +154,11 @@ std::optional<Position> Position::make(std::string_view text) {
         text.find('.') != std::string_view::npos && text.find('+') == std::string_view::npos;
     if (hasPoint || after.find(':') != std::string_view::npos || looksLikeMinutes(before, after))
         return take(timeWithText(text));
-    return take(barBeatWithText(before, after));
+    auto barBeat = barBeatWithText(before, after);
+    const auto time = areTwoDigits(after) ? timeWithText(text) : std::nullopt;
+    if (barBeat && time)
+        barBeat->seconds = time->seconds;
+    return take(barBeat);
 }
 
 std::optional<Distance> Distance::make(std::string_view amount, std::string_view unit) {
@@ -200,9 +204,10 @@ std::int64_t SongPositions::frame(const Position& position) const {
     };
     const std::int64_t count = mDocument.recording.frameCount;
     std::int64_t frame = 0;
-    if (const auto* place = std::get_if<Position::BarBeat>(&position.place))
-        frame = barBeatFrame(*place);
-    else if (const auto* time = std::get_if<Position::Time>(&position.place))
+    if (const auto* place = std::get_if<Position::BarBeat>(&position.place)) {
+        const bool isTime = place->seconds && !hasBeat(*place) && frameOfTime(*place->seconds) <= count;
+        frame = isTime ? frameOfTime(*place->seconds) : barBeatFrame(*place);
+    } else if (const auto* time = std::get_if<Position::Time>(&position.place))
         frame = frameOfTime(time->seconds);
     else if (const auto* exact = std::get_if<Position::Frame>(&position.place))
         frame = exact->frame;
@@ -227,6 +232,11 @@ Range<std::size_t> SongPositions::beatsOfBar(std::int64_t number) const {
 
 std::int64_t SongPositions::startOfBar(std::int64_t number) const {
     return mGrid.locations()[beatsOfBar(number).lower];
+}
+
+bool SongPositions::hasBeat(const Position::BarBeat& place) const {
+    return place.bar >= 1 && std::cmp_less_equal(place.bar, barCount()) && place.beat >= 1 &&
+           std::cmp_less_equal(place.beat, sizeOf(beatsOfBar(place.bar)));
 }
 
 std::int64_t SongPositions::barBeatFrame(const Position::BarBeat& place) const {

@@ -28,6 +28,8 @@ struct Position {
         std::int64_t bar = 1;
         std::int64_t beat = 1;
         double fraction = 0; ///< of the way to the next beat, below 1
+        /// Where the text reads as minutes and seconds as well: that time, for songs that have no such beat.
+        std::optional<double> seconds = {};
     };
     struct Time {
         double seconds = 0;
@@ -82,6 +84,7 @@ public:
     [[nodiscard]] std::string timeText(std::int64_t frame) const;
 
 private:
+    [[nodiscard]] bool hasBeat(const Position::BarBeat& place) const;
     [[nodiscard]] std::int64_t barBeatFrame(const Position::BarBeat& place) const;
     /// The counted beats of a bar, counted from 1.
     [[nodiscard]] Range<std::size_t> beatsOfBar(std::int64_t number) const;

@@ -121,6 +121,7 @@ TextTable parseCSV(std::string_view text) {
     TextTable table;
     std::size_t line = 1;
     while (!text.empty()) {
+        table.hasComment = table.hasComment || isComment(text);
         if (isComment(text))
             text.remove_prefix(std::min(text.find_first_of("\r\n"), text.size()));
         TextRow row{line, {takeField(text, separator, line)}};
@@ -152,6 +153,7 @@ TextTable parseLab(std::string_view text) {
         text.remove_prefix(end);
         if (!text.empty())
             skipLineEnd(text);
+        table.hasComment = table.hasComment || isComment(rest);
         if (rest.empty() || isComment(rest))
             continue;
         TextRow row{line, {}};

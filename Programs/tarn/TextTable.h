@@ -20,6 +20,7 @@ struct TextRow {
 struct TextTable {
     std::vector<std::string> header; ///< column names in lower case; none when the first row holds a number
     std::vector<TextRow> rows;
+    bool hasComment = false; ///< outside of rows
 };
 
 /// What is wrong with a file, and in which line.

@@ -234,6 +234,19 @@ TEST_F(FileManagerTest, aDeviceThatTakesNothingEndsTheWrite) {
     EXPECT_EQ(error.code, EIO);
 }
 
+TEST_F(FileManagerTest, whatIsStreamedReplacesTheFileAsAWhole) {
+    const std::string text(200'000, 'x'); // several blocks
+    writeText(file, "old");
+    Error error;
+    EXPECT_TRUE(FileManager::streamAtomically([&](std::ostream& stream) { stream << text << "end"; }, file));
+    EXPECT_EQ(textOf(file), text + "end");
+    gWritesNothing = true;
+    EXPECT_FALSE(FileManager::streamAtomically([&](std::ostream& stream) { stream << text; }, file, &error));
+    gWritesNothing = false;
+    EXPECT_EQ(error.code, EIO);
+    EXPECT_EQ(textOf(file), text + "end");
+}
+
 TEST_F(FileManagerTest, aSaveRemovesWhatKilledSavesHaveLeft) {
     const pid_t child = ::fork();
     if (child == 0)

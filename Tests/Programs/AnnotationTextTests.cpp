@@ -259,6 +259,18 @@ TEST(AnnotationTextTests, ColumnsByNameAndGaps) {
               "2 chords replace 5; 1 labelled X became N.C.");
 }
 
+TEST(AnnotationTextTests, AListOfNothingReplacesWhatWasThere) {
+    for (const Kind kind : {Kind::beats, Kind::chords, Kind::sections}) {
+        const auto song = sampleSong();
+        test::addChord(*song, "C", 88200);
+        const Song nothing(song->recording);
+        (void)replaceAnnotations(*song, kind, parseLab(annotationText(nothing, kind, AnnotationFormat::lab)));
+        (void)replaceAnnotations(*song, kind, parseCSV(annotationText(nothing, kind, AnnotationFormat::csv)));
+        EXPECT_EQ(annotationText(*song, kind, AnnotationFormat::csv),
+                  annotationText(nothing, kind, AnnotationFormat::csv));
+    }
+}
+
 TEST(AnnotationTextTests, WhatIsRefusedNamesItsLine) {
     const auto chords = Kind::chords, beats = Kind::beats;
     const std::tuple<Kind, const char*, const char*> cases[] = {

@@ -77,6 +77,7 @@ TEST(SongPositionsTests, WhatPositionsMean) {
         {"0:0.00001", 0},
         // A leading zero makes a time of what would be a beat; so do hours.
         {"0:24", 1058400},
+        {"1:12", 72 * 44100}, // bar 1 has no such beat
         {"00:02", 88200},
         {"1:05", 2866500},
         {"10:00", 26460000},

@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 
 using namespace tarn;
 using namespace tarn::program;
@@ -14,6 +16,13 @@ using namespace tarn::program;
 namespace {
 
 constexpr double kRate = 1000;
+
+std::string songPictureSVG(const Song& song, const std::shared_ptr<Waveform>& waveform,
+                           const PictureOptions& options) {
+    std::ostringstream text;
+    writeSongPictureSVG(text, song, waveform, options);
+    return text.str();
+}
 
 /// Eight bars of four beats, two seconds each, from half a second on; a chord on every bar.
 std::shared_ptr<Song> makeSong() {
@@ -109,7 +118,9 @@ TEST(SongPicture, PageWorksInABrowser) {
     if (std::system("command -v chromium > /dev/null 2>&1") != 0)
         GTEST_SKIP() << "needs Chromium";
     const TemporaryFolder folder;
-    writeText(folder.path() / "song.html", songPictureHTML(*makeSong(), nullptr, {800, 4}, "My song #1.wav"));
+    std::ofstream pageFile(folder.path() / "song.html");
+    writeSongPictureHTML(pageFile, *makeSong(), nullptr, {800, 4}, "My song #1.wav");
+    pageFile.close();
     const auto dom = folder.path() / "dom.html";
     const auto command =
         "timeout 100 chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "
