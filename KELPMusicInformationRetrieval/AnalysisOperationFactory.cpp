@@ -15,27 +15,11 @@ protected:
     std::optional<Result> process(const Input&) override { return std::nullopt; }
 };
 
+/// Makes nothing that needs a file.
 class RefusingFactory : public AnalysisOperationFactory {
 public:
-    std::shared_ptr<TuningEstimationOperation> makeTuningEstimationOperation(const File&) override {
-        return nullptr;
-    }
-    std::shared_ptr<KeyDetectionOperation> makeKeyDetectionOperation(const File&) override { return nullptr; }
-    std::shared_ptr<BeatDetectionOperation> makeBeatDetectionOperation(const File&) override {
-        return nullptr;
-    }
     std::shared_ptr<BeatAlignmentOperation> makeBeatAlignmentOperation() override {
         return std::make_shared<NoBeatAlignment>();
-    }
-    std::shared_ptr<KELPSpectrogramOperation> makeSpectrogramOperation(const File&) override {
-        return nullptr;
-    }
-    std::shared_ptr<KELPWaveformOperation> makeWaveformOperation(const File&, const File&) override {
-        return nullptr;
-    }
-    std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File&) override { return nullptr; }
-    std::shared_ptr<LegacyChordDetectionOperation> makeLegacyChordDetectionOperation(const File&) override {
-        return nullptr;
     }
     std::shared_ptr<const Error> refusal(const File&) override {
         return analysisRefusal(AnalysisRefusal::noEngine);

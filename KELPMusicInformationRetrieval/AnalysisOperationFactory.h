@@ -31,22 +31,37 @@ enum class AnalysisRefusal : long {
                                                            std::shared_ptr<const Error> underlying = nullptr);
 
 /// Makes the analysis operations for an audio file. An operation that refuses the file is not made: the
-/// answer is nothing. An engine derives from this class and registers itself for the process.
+/// answer is nothing, as it is for a kind that a factory does not make. An engine derives from this class and
+/// registers itself for the process.
 class AnalysisOperationFactory {
 public:
     virtual ~AnalysisOperationFactory() = default;
 
     using File = std::filesystem::path;
-    virtual std::shared_ptr<TuningEstimationOperation> makeTuningEstimationOperation(const File& audio) = 0;
-    virtual std::shared_ptr<KeyDetectionOperation> makeKeyDetectionOperation(const File& audio) = 0;
-    virtual std::shared_ptr<BeatDetectionOperation> makeBeatDetectionOperation(const File& audio) = 0;
+    virtual std::shared_ptr<TuningEstimationOperation> makeTuningEstimationOperation(const File& /*audio*/) {
+        return nullptr;
+    }
+    virtual std::shared_ptr<KeyDetectionOperation> makeKeyDetectionOperation(const File& /*audio*/) {
+        return nullptr;
+    }
+    virtual std::shared_ptr<BeatDetectionOperation> makeBeatDetectionOperation(const File& /*audio*/) {
+        return nullptr;
+    }
     virtual std::shared_ptr<BeatAlignmentOperation> makeBeatAlignmentOperation() = 0; ///< never nothing
-    virtual std::shared_ptr<KELPSpectrogramOperation> makeSpectrogramOperation(const File& audio) = 0;
-    virtual std::shared_ptr<KELPWaveformOperation> makeWaveformOperation(const File& audio,
-                                                                         const File& cache) = 0;
-    virtual std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File& audio) = 0;
+    virtual std::shared_ptr<KELPSpectrogramOperation> makeSpectrogramOperation(const File& /*audio*/) {
+        return nullptr;
+    }
+    virtual std::shared_ptr<KELPWaveformOperation> makeWaveformOperation(const File& /*audio*/,
+                                                                         const File& /*cache*/) {
+        return nullptr;
+    }
+    virtual std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File& /*audio*/) {
+        return nullptr;
+    }
     virtual std::shared_ptr<LegacyChordDetectionOperation>
-    makeLegacyChordDetectionOperation(const File& audio) = 0;
+    makeLegacyChordDetectionOperation(const File& /*audio*/) {
+        return nullptr;
+    }
 
     /// Why operations for this file are not made (kAnalysisRefusalDomain); nothing when it is not refused, or
     /// when the engine does not tell.

@@ -40,7 +40,22 @@ public:
     };
 
 protected:
-    void main() override;
+    void main() override {
+        using Delegate = BeatAlignmentOperationDelegate;
+        tell(&Delegate::beatAlignmentOperationDidBegin, *this);
+        if (ask(&Delegate::requiresBeatAlignment, *this)) {
+            tell(&Delegate::beatAlignmentOperationDidBeginProcessing, *this);
+            const Input input{ask(&Delegate::beatLocations, *this),
+                              ask(&Delegate::numberOfTatumsPerBar, *this),
+                              ask(&Delegate::chordChangeLocations, *this)};
+            const auto result = hasDelegate() ? process(input) : std::nullopt;
+            if (result && !isCancelled())
+                tell(&Delegate::beatAlignmentOperationDidFindDownbeatLocation, *this,
+                     result->downbeatLocation, result->tatumCount);
+        }
+        tell(&Delegate::beatAlignmentOperationDidEnd, *this);
+    }
+
     /// Nothing when cancelled. Without beats the downbeat location is -1, which no beat has.
     virtual std::optional<Result> process(const Input& input) = 0;
 };

@@ -32,7 +32,19 @@ public:
     };
 
 protected:
-    void main() override;
+    void main() override {
+        using Delegate = BeatDetectionOperationDelegate;
+        tell(&Delegate::beatDetectionOperationDidBegin, *this);
+        if (ask(&Delegate::requiresBeatDetection, *this)) {
+            tell(&Delegate::beatDetectionOperationDidBeginProcessing, *this);
+            const auto result = process();
+            if (result && !result->beats.empty() && !isCancelled())
+                tell(&Delegate::beatDetectionOperationDidEndProcessing, result->beats, result->overallTempo,
+                     *this);
+        }
+        tell(&Delegate::beatDetectionOperationDidEnd, *this);
+    }
+
     /// Nothing when cancelled or when there are no beats.
     virtual std::optional<Result> process() = 0;
 };

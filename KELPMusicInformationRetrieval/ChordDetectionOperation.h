@@ -41,7 +41,23 @@ public:
     };
 
 protected:
-    void main() override;
+    void main() override {
+        using Delegate = ChordDetectionOperationDelegate;
+        tell(&Delegate::chordDetectionDidBeginIn, *this);
+        if (ask(&Delegate::requiresChordDetectionIn, *this)) {
+            tell(&Delegate::chordDetectionDidBeginProcessingIn, *this);
+            const Input input{ask(&Delegate::tuningEstimationForChordDetectionOperation, *this),
+                              ask(&Delegate::keyForChordDetectionOperation, *this),
+                              ask(&Delegate::beatLocationsForChordDetectionOperation, *this)};
+            const auto results = hasDelegate() ? process(input) : std::nullopt;
+            if (results && !isCancelled()) {
+                tell(&Delegate::chordDetectionDidFinishProcessingWithResults, *results, *this);
+                tell(&Delegate::chordDetectionDidFinishProcessingIn, *this);
+            }
+        }
+        tell(&Delegate::chordDetectionDidFinishIn, *this);
+    }
+
     /// Nothing when cancelled.
     virtual std::optional<ChordDetectionResultArray> process(const Input& input) = 0;
 };

@@ -28,13 +28,32 @@ public:
 class KELPSpectrogramOperation : public AnalysisOperation<KELPSpectrogramOperationDelegate> {
 public:
     /// The spectrogram, from the beginning; filled while the operation works. Thread-safe.
-    [[nodiscard]] std::shared_ptr<Spectrogram> spectrogram() const;
-    void setSpectrogram(std::shared_ptr<Spectrogram> spectrogram);
+    [[nodiscard]] std::shared_ptr<Spectrogram> spectrogram() const {
+        const std::lock_guard guard(mMutex);
+        return mSpectrogram;
+    }
+    void setSpectrogram(std::shared_ptr<Spectrogram> spectrogram) {
+        const std::lock_guard guard(mMutex);
+        mSpectrogram = std::move(spectrogram);
+    }
     [[nodiscard]] bool usingCache() const { return mUsingCache; }
     void setUsingCache(bool usingCache) { mUsingCache = usingCache; }
 
 protected:
-    void main() override;
+    void main() override {
+        using Delegate = KELPSpectrogramOperationDelegate;
+        tell(&Delegate::spectrogramOperationDidBegin, *this);
+        bool complete = true;
+        if (ask(&Delegate::spectrogramOperationRequiresProcessing, *this)) {
+            tell(&Delegate::spectrogramOperationDidBeginProcessing, *this);
+            const double tuningFrequency = ask(&Delegate::tuningFrequencyForSpectrogramOperation, *this);
+            complete = hasDelegate() && process(tuningFrequency) && !isCancelled();
+        }
+        if (complete)
+            tell(&Delegate::spectrogramOperationDidEndProcessing, *this);
+        tell(&Delegate::spectrogramOperationDidEnd, *this);
+    }
+
     /// Fills and finishes the empty spectrogram, in the place of whatever was set meanwhile. Returns whether
     /// it came to its end (not cancelled).
     virtual bool process(double tuningFrequency) = 0;

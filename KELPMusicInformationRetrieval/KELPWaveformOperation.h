@@ -25,7 +25,17 @@ public:
     [[nodiscard]] virtual std::shared_ptr<Waveform> waveform() const = 0;
 
 protected:
-    void main() override;
+    void main() override {
+        using Delegate = KELPWaveformOperationDelegate;
+        tell(&Delegate::waveformOperationDidBegin, *this);
+        if (ask(&Delegate::waveformOperationRequiresProcessing, *this)) {
+            tell(&Delegate::waveformOperationDidBeginProcessing, *this);
+            if (process() && !isCancelled())
+                tell(&Delegate::waveformOperationDidEndProcessing, *this);
+        }
+        tell(&Delegate::waveformOperationDidEnd, *this);
+    }
+
     /// Fills `waveform()` and writes the cache file. Returns whether it came to its end (not cancelled).
     virtual bool process() = 0;
 };

@@ -26,7 +26,18 @@ public:
     [[nodiscard]] std::optional<int> key() const { return mKey; }
 
 protected:
-    void main() override;
+    void main() override {
+        using Delegate = KeyDetectionOperationDelegate;
+        tell(&Delegate::willBeginKeyDetection, *this);
+        if (ask(&Delegate::requiresKeyDetection, *this)) {
+            const double tuningFrequency = ask(&Delegate::tuningFrequencyEstimation, *this);
+            const auto key = hasDelegate() ? process(tuningFrequency) : std::nullopt;
+            if (!isCancelled())
+                mKey = key;
+        }
+        tell(&Delegate::didFinishKeyDetection, *this);
+    }
+
     virtual std::optional<int> process(double tuningFrequency) = 0;
 
 private:

@@ -27,7 +27,20 @@ public:
     [[nodiscard]] double tuningEstimate() const { return mTuningEstimate; }
 
 protected:
-    void main() override;
+    void main() override {
+        using Delegate = TuningEstimationOperationDelegate;
+        tell(&Delegate::tuningEstimationOperationDidBegin, *this);
+        if (!ask(&Delegate::requiresTuningEstimation, *this))
+            return;
+        tell(&Delegate::tuningEstimationOperationDidBeginProcessing, *this);
+        const auto estimate = process();
+        if (!estimate || isCancelled())
+            return;
+        mTuningEstimate = *estimate;
+        tell(&Delegate::tuningEstimationOperationDidFinishProcessing, *this);
+        tell(&Delegate::tuningEstimationOperationDidFinish, *this);
+    }
+
     /// The estimate, or nothing when cancelled.
     virtual std::optional<double> process() = 0;
 

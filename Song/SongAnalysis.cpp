@@ -53,21 +53,21 @@ public:
 
 private:
     void receiveStandardPitch(const Notification& notification) {
-        const auto* pitch = notification.value<std::shared_ptr<TarnStandardPitchEntry>>("standardPitch");
+        const auto* pitch = analysis::kStandardPitchKey.valueIn(notification);
         if (pitch && mNotes.standardPitchEntries().empty())
             mNotes.addStandardPitchEntry(*pitch);
     }
 
     void receiveTempo(const Notification& notification) {
-        const auto* tempo = notification.value<std::shared_ptr<TarnTempoEntry>>("tempo");
+        const auto* tempo = analysis::kTempoKey.valueIn(notification);
         if (tempo && (*tempo)->tempo() > 0 && mNotes.tempoEntries().empty())
             mNotes.addTempoEntry(*tempo);
     }
 
     /// A time signature that the document has already goes on to say where bars begin.
     void receiveBeats(const Notification& notification) {
-        const auto* beats = notification.value<EntryList<TarnBeatEntry>>("beatEntries");
-        const auto* signature = notification.value<std::shared_ptr<TarnTimeSignatureEntry>>("timeSignature");
+        const auto* beats = analysis::kBeatEntriesKey.valueIn(notification);
+        const auto* signature = analysis::kTimeSignatureKey.valueIn(notification);
         if (!beats || !signature)
             return;
         const auto earlier = mNotes.timeSignatureEntries();

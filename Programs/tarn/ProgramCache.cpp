@@ -2,7 +2,7 @@
 
 #include "Platform/FileManager.h"
 #include "Platform/SHA256.h"
-#include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
+#include "TarnFoundation/Analysis/AnalysisCaches.h"
 
 #include <algorithm>
 #include <system_error>
@@ -13,11 +13,6 @@ namespace tarn::program {
 namespace {
 
 namespace fs = std::filesystem;
-using Controller = TarnMusicInformationRetrievalController;
-
-/// What the analysis keeps: a folder for each kind, and the ending of the files in it.
-constexpr std::pair<const char*, const char*> kKinds[] = {
-    {"Spectrograms", ".spectrogram"}, {"Waveforms", ".waveform"}, {"Chords", ".chordScores"}};
 
 struct CacheFile {
     fs::path path;
@@ -31,7 +26,8 @@ bool isCacheName(const std::string& name) {
 }
 
 /// The program's files in a folder; none when it cannot be read.
-std::vector<CacheFile> filesIn(const fs::path& folder, const char* ending) {
+std::vector<CacheFile> filesIn(const fs::path& folder, const analysis::CacheKind& kind) {
+    const std::string ending = '.' + std::string(kind.extension);
     std::vector<CacheFile> files;
     std::error_code ended;
     for (fs::directory_iterator entry(folder, ended), end; !ended && entry != end; entry.increment(ended)) {
@@ -63,17 +59,17 @@ std::string cacheNameOf(const fs::path& recording) {
 
 void markCacheUsed(const std::string& name) {
     const auto now = fs::file_time_type::clock::now();
-    for (const auto& [folder, ending] : kKinds) {
+    for (const auto& kind : analysis::kCacheKinds) {
         std::error_code missing;
-        fs::last_write_time(Controller::cacheURLFor(folder) / (name + ending), now, missing);
+        fs::last_write_time(analysis::cacheFile(kind, name), now, missing);
     }
 }
 
 std::vector<CacheFolder> cacheFolders() {
     std::vector<CacheFolder> folders;
-    for (const auto& [name, ending] : kKinds) {
-        CacheFolder folder{Controller::cacheURLFor(name)};
-        for (const CacheFile& file : filesIn(folder.path, ending)) {
+    for (const auto& kind : analysis::kCacheKinds) {
+        CacheFolder folder{analysis::cacheFolder(kind.folder)};
+        for (const CacheFile& file : filesIn(folder.path, kind)) {
             ++folder.fileCount;
             folder.size += file.size;
         }
@@ -84,10 +80,10 @@ std::vector<CacheFolder> cacheFolders() {
 
 std::optional<std::string> trimCache(std::uintmax_t mostBytes) {
     std::vector<CacheFile> files;
-    for (const auto& [name, ending] : kKinds) {
-        const auto folder = Controller::cacheURLFor(name);
+    for (const auto& kind : analysis::kCacheKinds) {
+        const auto folder = analysis::cacheFolder(kind.folder);
         FileManager::removeLeftovers(folder);
-        const auto found = filesIn(folder, ending);
+        const auto found = filesIn(folder, kind);
         files.insert(files.end(), found.begin(), found.end());
     }
     std::sort(files.begin(), files.end(), [](const CacheFile& a, const CacheFile& b) {

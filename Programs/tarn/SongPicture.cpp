@@ -3,7 +3,7 @@
 #include "AnalysisEngine/AudioReader.h"
 #include "AnalysisEngine/WaveformComputation.h"
 #include "Programs/tarn/SongPictureLayout.h"
-#include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
+#include "TarnFoundation/Analysis/AnalysisCaches.h"
 #include "TarnFoundation/Formatting/TarnFormatting.h"
 
 #include <algorithm>
@@ -580,7 +580,7 @@ std::shared_ptr<Waveform> waveformForPicture(const Song& document, const std::fi
     const auto reader = AudioReader::open(recording);
     if (!reader)
         return nullptr;
-    const auto cache = TarnMusicInformationRetrievalController::waveformPathForUUID(cacheName);
+    const auto cache = analysis::cacheFile(analysis::kWaveformCaches, cacheName);
     if (auto cached = readWaveformCache(cache, recording, *reader))
         return cached;
     auto waveform = std::make_shared<Waveform>(reader->frameCount(), reader->sampleRate());

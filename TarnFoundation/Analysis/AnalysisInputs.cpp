@@ -14,16 +14,4 @@ KELPKeyRef key(const TarnNoteEntryStorage& storage) {
                                                        : entries.front()->tonicChord());
 }
 
-EntryList<TarnChordEntry> newChordEntries(TarnNoteEntryStorage& storage,
-                                          const ChordDetectionResultArray& results) {
-    std::vector<std::shared_ptr<TarnChordEntry>> entries;
-    entries.reserve(results.size());
-    for (const auto& result : results) {
-        entries.push_back(storage.newChordEntry());
-        entries.back()->setChord(result->chord());
-        entries.back()->setLocation(result->location());
-    }
-    return entries;
-}
-
 } // namespace tarn::analysis

@@ -1,13 +1,12 @@
 #pragma once
 
-#include "KELPMusicInformationRetrieval/ChordDetectionOperation.h"
+#include "KELPMusic/KELPKey.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
 #include <cstdint>
 #include <vector>
 
-/// What the analysis is told about a document, and how chords that it found become entries. Any thread may
-/// ask.
+/// What the analysis is told about a document. Any thread may ask.
 namespace tarn::analysis {
 
 /// Hz of A4: the frequency of the first standard pitch; 440 without one.
@@ -24,9 +23,5 @@ template <typename Entry>
         result.push_back(entry->location());
     return result;
 }
-
-/// New chord entries of the storage, not inserted, one for each result and in their order.
-[[nodiscard]] EntryList<TarnChordEntry> newChordEntries(TarnNoteEntryStorage& storage,
-                                                        const ChordDetectionResultArray& results);
 
 } // namespace tarn::analysis

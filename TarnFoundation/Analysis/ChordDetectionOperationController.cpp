@@ -1,6 +1,7 @@
 #include "TarnFoundation/Analysis/ChordDetectionOperationController.h"
 
 #include "TarnFoundation/Analysis/AnalysisInputs.h"
+#include "TarnFoundation/Analysis/AnalysisResults.h"
 
 #include <utility>
 

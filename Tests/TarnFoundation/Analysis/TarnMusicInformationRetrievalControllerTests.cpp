@@ -280,8 +280,8 @@ TEST(AnalysisControllerConcurrency, stagesAreQueuedWithTheirDependencies) {
         EXPECT_EQ(text,
                   "begin <-; waveform <-; tuning <-; spectrogram <- tuning,; beats <-; key <- tuning,; " +
                       chords + (isLegacy ? " <- beats, key,; " : " <- key,; ") + "alignment <- beats, " +
-                      chords + ",; finish <- key, waveform, tuning, beats, " + chords +
-                      ", alignment, spectrogram,; ");
+                      chords + ",; finish <- waveform, tuning, spectrogram, beats, key, " + chords +
+                      ", alignment,; ");
         song.finish(queue);
     }
 }
