@@ -10,6 +10,7 @@
 #include "AnalysisEngine/SpectrogramComputation.h"
 #include "AnalysisEngine/TuningEstimation.h"
 #include "AnalysisEngine/WaveformComputation.h"
+#include "KELPMusic/ConcertPitch.h"
 #include "Platform/Bundle.h"
 #include "Platform/CheckedArithmetic.h"
 #include "Platform/FileManager.h"
@@ -24,16 +25,15 @@ namespace tarn {
 
 namespace {
 
-constexpr double kStandardFrequency = 440.0;
 constexpr std::int64_t kProgressUnits = 1000;
 
 std::string activity(const char* text) {
     return Bundle::framework().localizedString(text);
 }
 
-/// A frequency that can be tuned by; anything else counts as the standard.
+/// A frequency that can be tuned by; anything else counts as concert pitch.
 double usableTuning(double frequency) {
-    return std::isfinite(frequency) && frequency > 0 ? frequency : kStandardFrequency;
+    return std::isfinite(frequency) && frequency > 0 ? frequency : kConcertPitch;
 }
 
 /// What the operations have in common: the file's audio, and work that can be cancelled and reports its
@@ -204,8 +204,7 @@ KELPChordRef chordOf(const RecognizedChord& recognized, const KELPKeyRef& key) {
     if (recognized.label == kNoChordLabel)
         return KELPChord::noChord();
     const KELPNote root = KELPNote::noteWithValue(rootOf(recognized.label));
-    auto chord = KELPChord::chordWithString(root.string() + qualityOf(recognized.label).suffix);
-    precondition(chord != nullptr, "The chord vocabulary has a name that is no chord");
+    auto chord = KELPChord::chordWithRoot(root, qualityOf(recognized.label).definition->intervals);
     if (recognized.bass != rootOf(recognized.label)) {
         const KELPNote bass =
             chord->toneWithValue(recognized.bass).value_or(KELPNote::noteWithValue(recognized.bass));

@@ -2,14 +2,18 @@
 // ranked candidates: root * 15 + quality for root 0 (C) to 11 (B), and 180 for no chord.
 #pragma once
 
+#include "KELPMusic/KELPChordTable.h"
+
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace tarn {
 
 struct ChordQuality {
-    const char* suffix; ///< what follows the root in a chord's name
+    const KELPChordDefinition* definition; ///< its row of the chord table
     /// Semitones above the root; -1 where the chord has but three notes.
     std::array<int, 4> intervals;
 
@@ -19,23 +23,24 @@ struct ChordQuality {
     }
 };
 
-inline constexpr std::array<ChordQuality, 15> kChordQualities{{
-    {"", {0, 4, 7, -1}},
-    {"m", {0, 3, 7, -1}},
-    {"dim", {0, 3, 6, -1}},
-    {"aug", {0, 4, 8, -1}},
-    {"sus2", {0, 2, 7, -1}},
-    {"sus4", {0, 5, 7, -1}},
-    {"6", {0, 4, 7, 9}},
-    {"m6", {0, 3, 7, 9}},
-    {"7", {0, 4, 7, 10}},
-    {"maj7", {0, 4, 7, 11}},
-    {"m7", {0, 3, 7, 10}},
-    {"m(maj7)", {0, 3, 7, 11}},
-    {"dim7", {0, 3, 6, 9}},
-    {"m7b5", {0, 3, 6, 10}},
-    {"7sus4", {0, 5, 7, 10}},
-}};
+/// The row of the chord table with that printed name. A name that the table lacks does not compile, nor does
+/// a chord of other than three or four notes.
+constexpr ChordQuality chordQualityNamed(std::string_view name) {
+    const auto row = std::find_if(gChords.begin(), gChords.end(),
+                                  [&](const KELPChordDefinition& chord) { return chord.name == name; });
+    const KELPChordIntervals& record = row->intervals;
+    if (record[2] == 0 || record[4] != 0)
+        throw "A chord that is recognised has three or four notes";
+    return {&*row, {record[0], record[1], record[2], record[3] == 0 ? -1 : record[3]}};
+}
+
+/// The order is that of the learned parameters (ChordModelParameters.h).
+inline constexpr std::array kChordQualities{
+    chordQualityNamed(""),     chordQualityNamed("m"),    chordQualityNamed("dim"),
+    chordQualityNamed("aug"),  chordQualityNamed("sus2"), chordQualityNamed("sus4"),
+    chordQualityNamed("6"),    chordQualityNamed("m6"),   chordQualityNamed("7"),
+    chordQualityNamed("maj7"), chordQualityNamed("m7"),   chordQualityNamed("m(maj7)"),
+    chordQualityNamed("dim7"), chordQualityNamed("m7b5"), chordQualityNamed("7sus4")};
 
 using ChordLabel = std::uint8_t;
 

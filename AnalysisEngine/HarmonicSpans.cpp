@@ -1,5 +1,7 @@
 #include "AnalysisEngine/HarmonicSpans.h"
 
+#include "KELPMusic/ConcertPitch.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -49,8 +51,7 @@ NoteDictionary::NoteDictionary() : mSpectra(kNotes), mProducts(kNotes) {
     std::vector<float> spectrum(LogFrequencyMap::kTransformLength / 2 + 1);
     for (std::size_t note = 0; note < kNotes; ++note) {
         std::fill(spectrum.begin(), spectrum.end(), 0.0f);
-        const double fundamental =
-            440 * std::exp2((kLowestDictionaryNote + static_cast<double>(note) - 69) / 12);
+        const double fundamental = frequencyOfMIDINote(kLowestDictionaryNote + static_cast<double>(note));
         double loudness = 1;
         for (int harmonic = 1; harmonic <= kHarmonics; ++harmonic, loudness *= kHarmonicDecay) {
             if (fundamental * harmonic > kHighestPartial)

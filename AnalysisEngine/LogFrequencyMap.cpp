@@ -1,5 +1,6 @@
 #include "AnalysisEngine/LogFrequencyMap.h"
 
+#include "KELPMusic/ConcertPitch.h"
 #include "Platform/FatalError.h"
 
 #include <algorithm>
@@ -8,7 +9,7 @@
 namespace tarn {
 
 LogFrequencyMap::LogFrequencyMap() {
-    const auto linearBin = [](double note) { return 440 * std::exp2((note - 69) / 12) / kBinWidth; };
+    const auto linearBin = [](double note) { return frequencyOfMIDINote(note) / kBinWidth; };
     // Each logarithmic bin is a triangle that reaches to its neighbours' centres, but at least to the next
     // linear bin, so that low bins interpolate and high ones gather whatever lies in them.
     constexpr double kStep = 1.0 / kBinsPerSemitone;
@@ -43,9 +44,9 @@ void LogFrequencyMap::apply(std::span<const float> spectrum, std::span<float> bi
 }
 
 LogFrequencyShift::LogFrequencyShift(double tuningFrequency) {
-    const bool usable = tuningFrequency >= 220 && tuningFrequency <= 880;
+    const bool usable = tuningFrequency >= kConcertPitch / 2 && tuningFrequency <= kConcertPitch * 2;
     const double bins =
-        usable ? 12 * LogFrequencyMap::kBinsPerSemitone * std::log2(tuningFrequency / 440) : 0;
+        usable ? 12 * LogFrequencyMap::kBinsPerSemitone * std::log2(tuningFrequency / kConcertPitch) : 0;
     mWhole = static_cast<std::ptrdiff_t>(std::floor(bins));
     mPart = static_cast<float>(bins - std::floor(bins));
 }

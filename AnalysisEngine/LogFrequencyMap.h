@@ -18,7 +18,7 @@ public:
     /// Hz from one bin of the linear spectrum to the next.
     static constexpr double kBinWidth = static_cast<double>(analysisRate) / kTransformLength;
     static constexpr int kBinsPerSemitone = 5;
-    /// The lowest logarithmic bin is centred on this MIDI note (A0) of standard pitch 440 Hz; the highest is
+    /// The lowest logarithmic bin is centred on this MIDI note (A0) of concert pitch; the highest is
     /// in B8.
     static constexpr int kLowestNote = 21;
     static constexpr std::size_t kBinCount = std::size_t{99} * kBinsPerSemitone;
@@ -42,11 +42,11 @@ private:
 /// Magnitudes by logarithmic frequency.
 using LogSpectrum = std::array<float, LogFrequencyMap::kBinCount>;
 
-/// Moves spectra so that their bins lie at the notes of another standard pitch than 440 Hz, by linear
+/// Moves spectra so that their bins lie at the notes of another standard pitch than concert pitch, by linear
 /// interpolation.
 class LogFrequencyShift {
 public:
-    /// Hz of A4. What isn't within an octave of 440, which no document should say, counts as 440.
+    /// Hz of A4. What isn't within an octave of concert pitch, which no document should say, counts as that.
     explicit LogFrequencyShift(double tuningFrequency);
 
     /// What would lie outside the spectrum is taken from its edge.

@@ -1,5 +1,7 @@
 #include "AnalysisEngine/SpectralFeatures.h"
 
+#include "KELPMusic/ConcertPitch.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -8,7 +10,7 @@ namespace tarn {
 namespace {
 
 constexpr std::size_t kWindowLength = LogFrequencyMap::kTransformLength;
-constexpr double kLowestTuningFrequency = 55;
+constexpr double kLowestTuningFrequency = kConcertPitch / 8; // A1
 
 } // namespace
 

@@ -32,7 +32,7 @@ struct SpectralFeatures {
     std::shared_ptr<const LogSpectrogram> magnitudes = makeLogSpectrogram();
 
     /// Summed magnitude of steady partials, by the octave of the partial (the first from A1 = 55 Hz) and by
-    /// its distance from the nearest note at 440 Hz: cell c holds those from c - 50 to c - 49 cents.
+    /// its distance from the nearest note at concert pitch: cell c holds those from c - 50 to c - 49 cents.
     static constexpr std::size_t kTuningOctaves = 6;
     std::array<std::array<double, 100>, kTuningOctaves> partialDeviations{};
 
@@ -53,7 +53,7 @@ public:
 
 private:
     struct Partial {
-        double cents; ///< Above A1 of standard pitch 440 Hz.
+        double cents; ///< Above A1 of concert pitch.
         float magnitude;
     };
 

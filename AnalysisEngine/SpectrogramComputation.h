@@ -12,7 +12,7 @@
 namespace tarn {
 
 /// An empty spectrogram for a file of so many frames a second and so many frames (nothing when that is not
-/// known): a column for each frame of its features, bins a fifth of a semitone apart from A0, tuned to 440 Hz
+/// known): a column for each frame of its features, bins a fifth of a semitone apart from A0, tuned to concert pitch
 /// until it is told otherwise.
 std::shared_ptr<Spectrogram> makeSpectrogram(double sampleRate, std::optional<std::int64_t> frameCount);
 

@@ -1,5 +1,7 @@
 #include "AnalysisEngine/TuningEstimation.h"
 
+#include "KELPMusic/ConcertPitch.h"
+
 #include <array>
 #include <cmath>
 #include <complex>
@@ -39,7 +41,7 @@ double estimateTuning(const SpectralFeatures& features) {
     }
     constexpr double kLeastConcentration = 0.05;
     if (std::abs(resultant) <= kLeastConcentration * total)
-        return 440;
+        return kConcertPitch;
     // The mode, first coarsely, then as the fixed point of a narrow mean: vibrato and stray partials don't
     // move it.
     constexpr double kCoarseWidth = 12;
@@ -67,7 +69,7 @@ double estimateTuning(const SpectralFeatures& features) {
         if (weights > 0)
             cents = std::remainder(cents + sum / weights, 100);
     }
-    return 440 * std::exp2(cents / 1200);
+    return kConcertPitch * std::exp2(cents / 1200);
 }
 
 } // namespace tarn

@@ -5,8 +5,8 @@
 
 namespace tarn {
 
-/// Frequency of A4 in Hz, within half a semitone of 440: the pitch around which the song's steady partials
-/// from 110 to 880 Hz gather. 440 where they gather nowhere.
+/// Frequency of A4 in Hz, within half a semitone of concert pitch: the pitch around which the song's steady
+/// partials from 110 to 880 Hz gather. Concert pitch where they gather nowhere.
 double estimateTuning(const SpectralFeatures& features);
 
 } // namespace tarn

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KELPMusic/ConcertPitch.h"
 #include "KELPMusic/KELPChordDetectionResult.h"
 #include "KELPMusic/KELPKey.h"
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
@@ -35,7 +36,7 @@ public:
 class ChordDetectionOperation : public AnalysisOperation<ChordDetectionOperationDelegate> {
 public:
     struct Input {
-        double tuningFrequency = 440.0;
+        double tuningFrequency = kConcertPitch;
         KELPKeyRef key;
         std::vector<double> beatLocations;
     };

@@ -52,9 +52,7 @@ std::span<const std::uint8_t> Spectrogram::column(std::uint32_t index) const {
 }
 
 double Spectrogram::frequencyOfBin(double bin) const {
-    constexpr double kMIDINoteOfA4 = 69;
-    const double pitch = mLayout.lowestPitch + bin / mLayout.binsPerSemitone;
-    return layout().tuningFrequency * std::exp2((pitch - kMIDINoteOfA4) / 12);
+    return frequencyOfMIDINote(mLayout.lowestPitch + bin / mLayout.binsPerSemitone, layout().tuningFrequency);
 }
 
 void Spectrogram::setTuningFrequency(double frequency) {

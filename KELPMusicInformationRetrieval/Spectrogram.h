@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KELPMusic/ConcertPitch.h"
 #include "KELPMusicInformationRetrieval/GrowingTable.h"
 #include "Platform/KeyedArchive.h"
 
@@ -20,10 +21,10 @@ public:
         /// Until the spectrogram is finished as many as are expected, or 0 when nobody knows; there may be
         /// more, or fewer.
         std::uint32_t columnCount = 0;
-        std::uint16_t binCount = 0;        ///< above 0
-        std::uint16_t binsPerSemitone = 0; ///< above 0
-        double lowestPitch = 0;            ///< MIDI note number at the middle of bin 0, by the tuning
-        double tuningFrequency = 440.0;    ///< Hz of A4; final as soon as there is a complete column
+        std::uint16_t binCount = 0;             ///< above 0
+        std::uint16_t binsPerSemitone = 0;      ///< above 0
+        double lowestPitch = 0;                 ///< MIDI note number at the middle of bin 0, by the tuning
+        double tuningFrequency = kConcertPitch; ///< Hz of A4; final as soon as there is a complete column
         float floorDecibels = -96; ///< level of cell value 0, relative to full scale; value 255 is 0 dB
         friend bool operator==(const Layout&, const Layout&) = default;
     };

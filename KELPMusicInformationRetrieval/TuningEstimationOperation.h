@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KELPMusic/ConcertPitch.h"
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
 
 #include <optional>
@@ -23,7 +24,7 @@ public:
 /// Estimates what the recording is tuned to.
 class TuningEstimationOperation : public AnalysisOperation<TuningEstimationOperationDelegate> {
 public:
-    /// Hz of A4; 440 before there is an estimate.
+    /// Hz of A4; concert pitch before there is an estimate.
     [[nodiscard]] double tuningEstimate() const { return mTuningEstimate; }
 
 protected:
@@ -45,7 +46,7 @@ protected:
     virtual std::optional<double> process() = 0;
 
 private:
-    double mTuningEstimate = 440.0;
+    double mTuningEstimate = kConcertPitch;
 };
 
 } // namespace tarn

@@ -85,10 +85,6 @@ private:
     std::mt19937 mGenerator{1};
 };
 
-double frequencyOf(std::int32_t midiNote, double standardPitch) {
-    return standardPitch * std::exp2((midiNote - 69) / 12.0);
-}
-
 } // namespace
 
 std::int64_t Song::frameOfBeat(std::int64_t beat) const {
@@ -113,12 +109,13 @@ std::vector<float> render(const Song& song) {
             // The bass plays the chord's lowest note where the bar begins and in its middle.
             if (inBar == 0 || (song.beatsPerBar == 4 && inBar == 2)) {
                 const double length = beatSeconds * (song.beatsPerBar == 4 ? 2 : song.beatsPerBar);
-                band.pluck(start, length, frequencyOf(28 + (bass + 8) % 12, song.standardPitch), 0.5);
+                band.pluck(start, length, frequencyOfMIDINote(28 + (bass + 8) % 12, song.standardPitch), 0.5);
             }
             // Close to middle C, so that chords move little.
             for (int value = 0; value < 12; ++value) {
                 if (chord->pitchClasses()[static_cast<std::size_t>(value)])
-                    band.pluck(start, beatSeconds, frequencyOf(55 + (value + 5) % 12, song.standardPitch),
+                    band.pluck(start, beatSeconds,
+                               frequencyOfMIDINote(55 + (value + 5) % 12, song.standardPitch),
                                inBar == 0 ? 0.22 : 0.16);
             }
             if (inBar % 2 == 0 && (inBar == 0 || song.beatsPerBar == 4))

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KELPMusic/ConcertPitch.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <span>
@@ -14,8 +16,8 @@ struct Song {
     std::vector<std::string> chords; ///< one for each bar; those that cannot be read stop the process
     double tempo = 120;              ///< beats per minute
     int beatsPerBar = 4;
-    double standardPitch = 440; ///< Hz of A4
-    double leadIn = 0.5;        ///< seconds of silence before the first bar
+    double standardPitch = kConcertPitch; ///< Hz of A4
+    double leadIn = 0.5;                  ///< seconds of silence before the first bar
     int sampleRate = 44100;
 
     /// The frame on which a beat, counted from 0 over the whole song, begins.

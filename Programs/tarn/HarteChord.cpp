@@ -14,45 +14,30 @@
 namespace tarn::program {
 namespace {
 
+/// The intervals of a record above the root.
+std::vector<int> intervalsAbove(const KELPChordIntervals& record) {
+    return {record.begin() + 1, std::find(record.begin() + 1, record.end(), 0)};
+}
+
 struct Shorthand {
     std::string_view name;
     std::vector<int> intervals; ///< semitones above the root
+    bool isWritten;
 };
 
-/// The first kWrittenShorthands are written, in order of preference; all are read.
+/// Those of the chord table, in its order, which is that of preference, and two for chords that charts do not
+/// use.
 const std::vector<Shorthand>& shorthands() {
-    static const std::vector<Shorthand> all{
-        {"maj", {4, 7}},
-        {"min", {3, 7}},
-        {"dim", {3, 6}},
-        {"aug", {4, 8}},
-        {"sus2", {2, 7}},
-        {"sus4", {5, 7}},
-        {"maj6", {4, 7, 9}},
-        {"min6", {3, 7, 9}},
-        {"7", {4, 7, 10}},
-        {"maj7", {4, 7, 11}},
-        {"min7", {3, 7, 10}},
-        {"minmaj7", {3, 7, 11}},
-        {"hdim7", {3, 6, 10}},
-        {"dim7", {3, 6, 9}},
-        {"9", {4, 7, 10, 14}},
-        {"maj9", {4, 7, 11, 14}},
-        {"min9", {3, 7, 10, 14}},
-        {"1", {}},
-        {"5", {7}},
-        {"aug7", {4, 8, 10}},
-        {"11", {4, 7, 10, 14, 17}},
-        {"maj11", {4, 7, 11, 14, 17}},
-        {"min11", {3, 7, 10, 14, 17}},
-        // Thirteenths as charts mean them: the eleventh would clash with a major third.
-        {"13", {4, 7, 10, 14, 21}},
-        {"maj13", {4, 7, 11, 14, 21}},
-        {"min13", {3, 7, 10, 14, 17, 21}},
-    };
+    static const auto all = [] {
+        std::vector<Shorthand> result{{"1", {}, false}, {"maj11", {4, 7, 11, 14, 17}, false}};
+        for (const KELPChordDefinition& row : gChords) {
+            if (!row.harte.name.empty())
+                result.push_back({row.harte.name, intervalsAbove(row.intervals), row.harte.isWritten});
+        }
+        return result;
+    }();
     return all;
 }
-constexpr std::size_t kWrittenShorthands = 17;
 
 constexpr int kHighestDegree = 13;
 constexpr std::array<int, 7> kMajorScale{0, 2, 4, 5, 7, 9, 11};
@@ -69,11 +54,6 @@ std::string_view degreeName(int interval) {
     return kNames[static_cast<std::size_t>(interval) - 1];
 }
 
-std::vector<int> intervalsOf(const KELPChord& chord) {
-    const auto& record = chord.chordIntervals();
-    return {record.begin() + 1, std::find(record.begin() + 1, record.end(), 0)};
-}
-
 std::vector<int> withoutAll(const std::vector<int>& intervals, const std::vector<int>& others) {
     std::vector<int> rest;
     for (const int interval : intervals) {
@@ -88,8 +68,9 @@ std::vector<int> withoutAll(const std::vector<int>& intervals, const std::vector
 std::string qualityLabel(const std::vector<int>& intervals) {
     const Shorthand* best = nullptr;
     std::size_t bestCost = intervals.size();
-    for (std::size_t i = 0; i < kWrittenShorthands; ++i) {
-        const Shorthand& shorthand = shorthands()[i];
+    for (const Shorthand& shorthand : shorthands()) {
+        if (!shorthand.isWritten)
+            continue;
         const std::size_t cost = 2 * withoutAll(shorthand.intervals, intervals).size() +
                                  withoutAll(intervals, shorthand.intervals).size();
         if (cost < bestCost || (cost == bestCost && !best)) {
@@ -217,7 +198,7 @@ std::optional<KELPChordIntervals> recordOf(const std::set<int>& intervals) {
 std::string writtenHarteLabel(const KELPChordRef& chord) {
     if (!chord || chord->isNoChord())
         return "N";
-    std::string label = chord->root().string() + qualityLabel(intervalsOf(*chord));
+    std::string label = chord->root().string() + qualityLabel(intervalsAbove(chord->chordIntervals()));
     if (chord->addedBass())
         label += bassLabel(chord->root(), *chord->addedBass());
     return label;

@@ -1,5 +1,6 @@
 #include "Programs/tarn/NoteImport.h"
 
+#include "KELPMusic/KELPChordTable.h"
 #include "KELPMusic/KELPKey.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
@@ -56,7 +57,8 @@ std::array<KELPNote, 12> spellings(const KELPKeyRef& key) {
     for (int value = 0; value < 12; ++value) {
         KELPNote note = KELPNote::noteWithValue(value);
         if (key)
-            note = key->scaleNormalizedChord(KELPChord::chordWithRoot(note, {0, 4, 7}))->root();
+            note =
+                key->scaleNormalizedChord(KELPChord::chordWithRoot(note, gChords.front().intervals))->root();
         names[static_cast<std::size_t>(value)] = note;
     }
     return names;

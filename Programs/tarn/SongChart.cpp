@@ -1,5 +1,6 @@
 #include "Programs/tarn/SongChart.h"
 
+#include "KELPMusic/ConcertPitch.h"
 #include "Programs/tarn/CountedBeats.h"
 #include "Programs/tarn/TerminalText.h"
 #include "TarnFoundation/Formatting/TarnFormatting.h"
@@ -24,7 +25,7 @@ std::string withOneDecimal(double number) {
 
 std::string tuningText(double frequency) {
     std::string text = "A4 = " + withOneDecimal(frequency) + " Hz";
-    const double cents = frequency > 0 ? 1200 * std::log2(frequency / 440) : 0;
+    const double cents = frequency > 0 ? 1200 * std::log2(frequency / kConcertPitch) : 0;
     if (std::abs(cents) >= 0.05)
         text += std::string(" (") + (cents > 0 ? "+" : "") + withOneDecimal(cents) + " cents)";
     return text;

@@ -1,11 +1,12 @@
 #include "TarnFoundation/Analysis/AnalysisInputs.h"
 
+#include "KELPMusic/ConcertPitch.h"
+
 namespace tarn::analysis {
 
 double tuningFrequency(const TarnNoteEntryStorage& storage) {
-    constexpr double kDefaultFrequency = 440.0;
     const auto entries = storage.standardPitchEntries();
-    return entries.empty() ? kDefaultFrequency : entries.front()->frequency();
+    return entries.empty() ? kConcertPitch : entries.front()->frequency();
 }
 
 KELPKeyRef key(const TarnNoteEntryStorage& storage) {

@@ -9,7 +9,7 @@
 /// What the analysis is told about a document. Any thread may ask.
 namespace tarn::analysis {
 
-/// Hz of A4: the frequency of the first standard pitch; 440 without one.
+/// Hz of A4: the frequency of the first standard pitch; concert pitch without one.
 [[nodiscard]] double tuningFrequency(const TarnNoteEntryStorage& storage);
 /// The key of the first key entry; C major without one.
 [[nodiscard]] KELPKeyRef key(const TarnNoteEntryStorage& storage);

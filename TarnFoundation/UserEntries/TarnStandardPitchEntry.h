@@ -1,11 +1,12 @@
 #pragma once
 
+#include "KELPMusic/ConcertPitch.h"
 #include "KELPMusic/KELPPitch.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
 namespace tarn {
 
-/// What the recording is tuned to: the frequency at which a pitch sounds; at first A4 at 440 Hz.
+/// What the recording is tuned to: the frequency at which a pitch sounds; at first A4 at concert pitch.
 class TarnStandardPitchEntry : public EntryClass<TarnStandardPitchEntry, TarnUserEntry> {
 public:
     static constexpr std::string_view kClassName = "TarnStandardPitchEntry";
@@ -25,7 +26,7 @@ protected:
 
 private:
     KELPPitchRef mPitch;
-    double mFrequency = 440.0;
+    double mFrequency = kConcertPitch;
 };
 
 } // namespace tarn

@@ -11,9 +11,9 @@ namespace {
 
 std::string nameOf(ChordLabel label) {
     constexpr std::array kNames{"C", "Db", "D", "Eb", "E", "F", "Gb", "G", "Ab", "A", "Bb", "B"};
-    return label == kNoChordLabel
-               ? "N"
-               : kNames[static_cast<std::size_t>(rootOf(label))] + std::string(qualityOf(label).suffix);
+    return label == kNoChordLabel ? "N"
+                                  : kNames[static_cast<std::size_t>(rootOf(label))] +
+                                        std::string(qualityOf(label).definition->name);
 }
 
 /// A bass note, and the chord in close position around C4 twice in its time.
@@ -151,7 +151,7 @@ TEST(ChordRecognitionTests, FollowsAProgressionAt432Hz) {
 TEST(ChordRecognitionTests, TellsQualitiesAndBasses) {
     for (const int root : {0, 5, 11}) {
         for (const ChordQuality& quality : kChordQualities) {
-            SCOPED_TRACE(std::to_string(root) + " " + quality.suffix);
+            SCOPED_TRACE(std::to_string(root) + " " + std::string(quality.definition->name));
             Voicing voicing{36 + root, {}};
             for (const int interval : quality.intervals) {
                 if (interval >= 0)
