@@ -1,5 +1,13 @@
 #pragma once
 
+#include "TarnFoundation/UserEntries/TarnBeatEntry.h"
+#include "TarnFoundation/UserEntries/TarnChordEntry.h"
+#include "TarnFoundation/UserEntries/TarnMarkerEntry.h"
+#include "TarnFoundation/UserEntries/TarnNoteEntry.h"
+#include "TarnFoundation/UserEntries/TarnRegionEntry.h"
+#include "TarnFoundation/UserEntries/TarnSectionEntry.h"
+#include "TarnFoundation/UserEntries/TarnStandardPitchEntry.h"
+
 #include <cstddef>
 #include <type_traits>
 
@@ -9,17 +17,6 @@ namespace tarn {
 
 class TarnNoteEntryStorage;
 class TarnSongStructureStorage;
-class TarnBeatEntry;
-class TarnBoundsEntry;
-class TarnChordEntry;
-class TarnKeyEntry;
-class TarnMarkerEntry;
-class TarnNoteEntry;
-class TarnRegionEntry;
-class TarnSectionEntry;
-class TarnStandardPitchEntry;
-class TarnTempoEntry;
-class TarnTimeSignatureEntry;
 
 /// The places of a kind in the sequences in which a document's kinds are gone through, from 1; 0 where it is
 /// left out.

@@ -6,13 +6,7 @@
 #include "Platform/Range.h"
 #include "Platform/Signal.h"
 #include "TarnFoundation/UserEntries/EntryStorage.h"
-#include "TarnFoundation/UserEntries/TarnBeatEntry.h"
-#include "TarnFoundation/UserEntries/TarnChordEntry.h"
-#include "TarnFoundation/UserEntries/TarnMarkerEntry.h"
-#include "TarnFoundation/UserEntries/TarnNoteEntry.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorageForwards.h"
-#include "TarnFoundation/UserEntries/TarnRegionEntry.h"
-#include "TarnFoundation/UserEntries/TarnStandardPitchEntry.h"
 #include "TarnFoundation/UserEntries/TimeSignature.h"
 
 #include <atomic>

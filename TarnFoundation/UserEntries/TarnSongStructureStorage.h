@@ -1,6 +1,5 @@
 #pragma once
 
-#include "TarnFoundation/UserEntries/TarnSectionEntry.h"
 #include "TarnFoundation/UserEntries/TarnSongStructureStorageForwards.h"
 #include "TarnFoundation/UserEntries/TarnUserEntryStorage.h"
 

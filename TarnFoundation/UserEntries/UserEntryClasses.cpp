@@ -1,11 +1,4 @@
 #include "TarnFoundation/UserEntries/EntriesOfKind.h"
-#include "TarnFoundation/UserEntries/TarnBeatEntry.h"
-#include "TarnFoundation/UserEntries/TarnChordEntry.h"
-#include "TarnFoundation/UserEntries/TarnMarkerEntry.h"
-#include "TarnFoundation/UserEntries/TarnNoteEntry.h"
-#include "TarnFoundation/UserEntries/TarnRegionEntry.h"
-#include "TarnFoundation/UserEntries/TarnSectionEntry.h"
-#include "TarnFoundation/UserEntries/TarnStandardPitchEntry.h"
 
 namespace tarn {
 
