@@ -20,7 +20,12 @@ namespace tarn {
 
 /// The 64-bit word whose bytes in memory are those of `word` from the most significant one, and back.
 [[nodiscard]] constexpr std::uint64_t bigEndianWord(std::uint64_t word) {
-    return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
+    if constexpr (std::endian::native == std::endian::little) { // compilers make one instruction of it
+        word = (word & 0x00FF00FF00FF00FF) << 8 | (word >> 8 & 0x00FF00FF00FF00FF);
+        word = (word & 0x0000FFFF0000FFFF) << 16 | (word >> 16 & 0x0000FFFF0000FFFF);
+        word = word << 32 | word >> 32;
+    }
+    return word;
 }
 
 /// Bytes that grow at the end. Large ones grow by moving pages, where a vector would copy to fresh memory.

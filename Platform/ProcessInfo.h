@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace tarn {
@@ -7,6 +8,9 @@ namespace tarn {
 /// Facts about and switches of the running process.
 namespace ProcessInfo {
 
+/// The variable's value, which may be empty (on Windows in UTF-8); nothing when the environment does not hold
+/// it.
+[[nodiscard]] std::optional<std::string> environmentVariable(const std::string& name);
 /// Whether the environment holds the variable, whatever its value.
 [[nodiscard]] bool hasEnvironmentVariable(const std::string& name);
 

@@ -6,6 +6,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Sources that are compiled together look to it like headers.
     target_compile_options(TarnOptions INTERFACE -Wno-subobject-linkage)
 endif()
+if(MINGW)
+    # Sources that are compiled together have more sections than its usual object files hold.
+    target_compile_options(TarnOptions INTERFACE -Wa,-mbig-obj)
+endif()
 if(TARN_SANITIZE)
     target_compile_options(TarnOptions INTERFACE -fsanitize=${TARN_SANITIZE} -fno-sanitize-recover=all)
     target_link_options(TarnOptions INTERFACE -fsanitize=${TARN_SANITIZE})
@@ -13,6 +17,17 @@ endif()
 if(TARN_BUILD_FUZZERS)
     target_compile_options(TarnOptions INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+
+# tarn_of_this_system(LIST): takes sources out of the list that are for other systems by their names, which end in
+# Windows or POSIX (for tests before Tests).
+function(tarn_of_this_system list)
+    set(other Windows)
+    if(WIN32)
+        set(other POSIX)
+    endif()
+    list(FILTER ${list} EXCLUDE REGEX "${other}(Tests)?\\.cpp$")
+    set(${list} ${${list}} PARENT_SCOPE)
+endfunction()
 
 # tarn_add_module(NAME [FOLDERS folder...] [DEPENDS target...])
 # makes the library NAME from this folder, exported as TarnFoundation::NAME and installed with its headers.
@@ -23,6 +38,7 @@ function(tarn_add_module name)
         list(APPEND globs ${folder}/*.cpp ${folder}/*.h)
     endforeach()
     file(GLOB sources CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} ${globs})
+    tarn_of_this_system(sources)
     add_library(${name} STATIC ${sources})
     add_library(TarnFoundation::${name} ALIAS ${name})
     if(NOT sources MATCHES "\\.cpp")

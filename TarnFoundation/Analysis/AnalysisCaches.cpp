@@ -1,6 +1,7 @@
 #include "TarnFoundation/Analysis/AnalysisCaches.h"
 
 #include "Platform/FileManager.h"
+#include "Platform/PathText.h"
 #include "Platform/SHA256.h"
 
 #include <algorithm>
@@ -37,13 +38,13 @@ std::filesystem::path pathInDirectory(std::filesystem::path directory, std::stri
 /// system, and on some on the folder, not on the operating system alone, so the folder is asked whether it
 /// also answers to its own name in the other case: nothing has to be written for that.
 bool ignoresCase(const std::filesystem::path& folder) {
-    std::string name = folder.filename().string();
+    std::string name = textOfPath(folder.filename());
     for (char& c : name) {
         if (isCapital(c) || isSmall(c))
             c ^= 'a' ^ 'A';
     }
     std::error_code missing;
-    return std::filesystem::equivalent(folder, folder.parent_path() / name, missing);
+    return std::filesystem::equivalent(folder, folder.parent_path() / pathOfText(name), missing);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "Platform/Bundle.h"
 #include "Platform/DispatchQueue.h"
+#include "Platform/PathText.h"
 #include "Platform/ProcessInfo.h"
 #include "Platform/UserDefaults.h"
 #include "TarnFoundation/Analysis/AnalysisCaches.h"
@@ -32,10 +33,10 @@ std::uint64_t signpostOf(const KELPSpectrogramOperation& operation) {
 
 void logChordCacheFailure(std::string_view format, const std::filesystem::path& file, std::string reason) {
     // The path is private; a file error's text begins with it.
-    if (const auto path = file.string() + ": "; reason.starts_with(path))
+    if (const auto path = textOfPath(file) + ": "; reason.starts_with(path))
         reason.erase(0, path.size());
     Log::standard().write(LogLevel::error, format, [&] {
-        return std::vector{logPrivate(file.string()), logPublic(reason)};
+        return std::vector{logPrivate(textOfPath(file)), logPublic(reason)};
     });
 }
 

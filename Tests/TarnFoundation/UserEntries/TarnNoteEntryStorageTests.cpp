@@ -2,6 +2,7 @@
 
 #include "Platform/ProcessInfo.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorageUndoRecorder.h"
+#include "Tests/Platform/System.h"
 
 #include <numeric>
 #include <random>
@@ -323,9 +324,8 @@ TEST(Consistency, LogsOnlyWhenAskedTo) {
         setLogSink([&](const LogMessage& m) { lines.push_back(m.category + ": " + m.text(false)); });
     makeDocumentWithBeats({1});
     EXPECT_TRUE(lines.empty());
-    ::setenv("TARN_NOTE_ENTRY_STORAGE_DEBUG", "", 1); // presence counts
+    const EnvironmentVariable debug("TARN_NOTE_ENTRY_STORAGE_DEBUG", ""); // presence counts
     const auto document = makeDocument();
-    ::unsetenv("TARN_NOTE_ENTRY_STORAGE_DEBUG");
     document->setTimeSignature(4, 4);
     addBeats(*document, {0, 1, 2}, {1});
     setLogSink(previous);

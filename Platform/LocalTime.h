@@ -1,0 +1,12 @@
+#pragma once
+
+#include <ctime>
+#include <optional>
+
+namespace tarn {
+
+/// The calendar's date and the time of day where the user is. Nothing when the year cannot be counted.
+/// Thread-safe.
+[[nodiscard]] std::optional<std::tm> localTime(std::time_t time);
+
+} // namespace tarn
