@@ -40,18 +40,16 @@ struct ChangesetPayload {
 [[nodiscard]] const NotificationDescriptor<ChangesetPayload<TarnMarkerEntry>>& markersDidChangeNotification();
 [[nodiscard]] const NotificationDescriptor<ChangesetPayload<TarnRegionEntry>>& regionsDidChangeNotification();
 
-/// Calls `using_` with the payload of every notification that the descriptor names, from `object` (none = any
-/// sender), on `queue` or, without one, on the posting thread. The token removes the observer.
+/// Calls `handler` with the payload of every notification that the descriptor names, from `object` (none =
+/// any sender), on `queue` or, without one, on the posting thread. The token removes the observer.
 template <typename Payload, typename Handler>
 NotificationCenter::Token addObserver(NotificationCenter& center,
                                       const NotificationDescriptor<Payload>& descriptor,
                                       const std::shared_ptr<const void>& object,
-                                      const std::shared_ptr<OperationQueue>& queue, Handler using_) {
-    return center.addObserver(
-        descriptor.name, object, queue,
-        [make = descriptor.make, handler = std::move(using_)](const Notification& notification) {
-            handler(make(notification.userInfo));
-        });
+                                      const std::shared_ptr<OperationQueue>& queue, Handler handler) {
+    return center.addObserver(descriptor.name, object, queue,
+                              [make = descriptor.make, use = std::move(handler)](
+                                  const Notification& notification) { use(make(notification.userInfo)); });
 }
 
 template <typename Payload, typename Function>

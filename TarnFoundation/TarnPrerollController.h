@@ -47,7 +47,7 @@ public:
     /// The downbeat `countInBars` bars back from the frame, or the first one that there is. A beat exactly at
     /// the frame does not count: from a downbeat the first bar back is the previous one, from inside a bar
     /// its own. The frame itself when no downbeat lies before it.
-    [[nodiscard]] std::int64_t prerollFrame(std::int64_t for_) const;
+    [[nodiscard]] std::int64_t prerollFrame(std::int64_t frame) const;
     [[nodiscard]] std::int64_t prerollFrameFor(std::int64_t frame) const { return prerollFrame(frame); }
 
 private:

@@ -275,12 +275,12 @@ public:
     /// RegionClippingError or AdjustRegionEntryError, the document being unchanged.
     std::shared_ptr<TarnRegionEntry> adjustRegionEntry(const std::shared_ptr<TarnRegionEntry>& entry,
                                                        RegionBoundary at, std::int64_t by, RegionSnapGrid on,
-                                                       RegionNeighborCollisionRule using_,
+                                                       RegionNeighborCollisionRule rule,
                                                        std::int64_t threshold);
     /// Moves a whole region likewise. Throws SnappedShiftError, RegionClippingError or ShiftRegionError.
     std::shared_ptr<TarnRegionEntry> shiftRegionEntry(const std::shared_ptr<TarnRegionEntry>& entry,
                                                       std::int64_t by, RegionSnapGrid on,
-                                                      RegionNeighborCollisionRule using_);
+                                                      RegionNeighborCollisionRule rule);
 
     // Markers (TarnNoteEntryStorage+Markers.cpp)
 
