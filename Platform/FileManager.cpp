@@ -1,7 +1,7 @@
 #include "Platform/FileManager.h"
 
 #include "Platform/FileManagerSystem.h"
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 
 #include <algorithm>
 #include <array>

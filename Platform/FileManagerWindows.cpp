@@ -2,7 +2,7 @@
 
 #include "Platform/FileManagerSystem.h"
 #include "Platform/FileWindows.h"
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 #include "Platform/ProcessInfo.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "Platform/KeyedArchiveFile.h"
 
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 
 #include <cerrno>
 

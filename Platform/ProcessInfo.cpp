@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #ifdef _WIN32
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 
 #include <windows.h>
 #endif

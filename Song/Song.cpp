@@ -1,6 +1,6 @@
 #include "Song/Song.h"
 
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 #include "Song/SongChange.h"
 #include "Song/SongError.h"
 #include "Song/SongFile.h"

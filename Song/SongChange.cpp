@@ -1,7 +1,7 @@
 #include "Song/SongChange.h"
 
 #include "Platform/FileManager.h"
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 #include "Song/SongError.h"
 #include "Song/SongFile.h"
 

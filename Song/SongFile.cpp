@@ -2,7 +2,7 @@
 
 #include "Platform/FileManager.h"
 #include "Platform/KeyedArchiveFile.h"
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 #include "Platform/SHA256.h"
 
 #include <cerrno>

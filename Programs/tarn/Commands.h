@@ -16,5 +16,6 @@ void addImportCommand(CLI::App& app);
 void addDrawCommand(CLI::App& app);
 void addChordsCommand(CLI::App& app);
 void addCacheCommand(CLI::App& app);
+void addCompleteCommand(CLI::App& app);
 
 } // namespace tarn::program

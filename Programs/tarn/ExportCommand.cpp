@@ -1,94 +1,70 @@
-#include "Programs/tarn/AnnotationText.h"
 #include "Programs/tarn/Commands.h"
+#include "Programs/tarn/ExportFormats.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/OutputFile.h"
 #include "Programs/tarn/RefusedOptions.h"
-#include "TarnFoundation/MIDIExport/MIDIExport.h"
-#include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
 #include <CLI/CLI.hpp>
 
-#include <map>
+#include <algorithm>
 #include <memory>
+#include <string_view>
 
 namespace tarn::program {
 namespace {
 
-const std::map<std::string, AnnotationKind> kExportedKinds{{"beats", AnnotationKind::beats},
-                                                           {"chords", AnnotationKind::chords},
-                                                           {"sections", AnnotationKind::sections},
-                                                           {"regions", AnnotationKind::regions}};
-const std::map<std::string, MIDIExportTiming> kTimings{{"song", MIDIExportTiming::followSongTempo},
-                                                       {"fixed", MIDIExportTiming::fixedTempo},
-                                                       {"seconds", MIDIExportTiming::seconds}};
-
-struct ExportOptions {
-    std::string document;
-    std::string output;
-    std::string what = "chords";
-    bool withoutNotes = false;
-    bool withoutChords = false;
-    std::string timing = "song";
-    int transpose = 0;
-};
-
-void exportMIDI(const Song& document, const ExportOptions& options, const std::filesystem::path& output) {
-    const UserInfo midiOptions{
-        {TarnNoteEntryStorageMIDIExportNotesOptionKey, !options.withoutNotes},
-        {TarnNoteEntryStorageMIDIExportChordsOptionKey, !options.withoutChords},
-        {TarnNoteEntryStorageMIDITransposeAmountOptionKey, options.transpose},
-        {TarnNoteEntryStorageMIDITimingOptionKey, kTimings.at(options.timing)},
+/// Refuses the options of other formats.
+void refuseOptionsOfOthers(const CLI::App& command, const std::string& output, const ExportFormat& format) {
+    const auto takes = [&](std::string_view option) {
+        return std::find(format.options.begin(), format.options.end(), option) != format.options.end();
     };
-    writeMIDIFile(document, midiOptions, output);
+    for (const ExportFormat& other : exportFormats()) {
+        for (const char* option : other.options) {
+            if (!takes(option))
+                refuseOptions(command, output, {option});
+        }
+    }
 }
 
-void exportDocument(const CLI::App& command, const ExportOptions& options) {
-    const std::filesystem::path output(options.output);
-    const std::string ending = endingOf(output);
-    const auto isOneOf = [&](std::initializer_list<const char*> endings) {
-        return std::find(endings.begin(), endings.end(), ending) != endings.end();
-    };
-    if (!isOneOf({".mid", ".midi", ".lab", ".csv", ".svg", ".html"}))
-        throw Failure(ExitStatus::usage,
-                      options.output + ": an export ends in .mid, .lab, .csv, .svg or .html");
-    const bool isMIDI = isMIDIEnding(ending);
-    if (!isMIDI)
-        refuseOptions(command, options.output, {"--timing", "--no-notes", "--no-chords", "--transpose"});
-    if (!isOneOf({".lab", ".csv"}))
-        refuseOptions(command, options.output, {"--what"});
-    const auto document = Song::open(options.document);
-    refuseOutputOverInputs(output, {options.document, document->recordingFile(options.document)});
-    if (isMIDI)
-        exportMIDI(*document, options, output);
-    else if (isOneOf({".svg", ".html"}))
-        writeSongPicture(*document, options.document, output, {});
-    else
-        writeTextFile(annotationText(*document, kExportedKinds.at(options.what),
-                                     ending == ".lab" ? AnnotationFormat::lab : AnnotationFormat::csv),
-                      output);
+void exportDocument(const CLI::App& command, const std::string& output, const ExportRequest& request) {
+    const ExportFormat* const format = exportFormatOf(request.output);
+    if (!format)
+        throw Failure(ExitStatus::usage, output + ": an export ends in " + exportEndings());
+    refuseOptionsOfOthers(command, output, *format);
+    const auto document = Song::open(request.document);
+    refuseOutputOverInputs(request.output, {request.document, document->recordingFile(request.document)});
+    format->write(*document, request);
 }
 
 } // namespace
 
 void addExportCommand(CLI::App& app) {
-    const auto options = std::make_shared<ExportOptions>();
+    struct Options : ExportRequest {
+        std::string documentText;
+        std::string outputText;
+        bool withoutNotes = false;
+        bool withoutChords = false;
+    };
+    const auto options = std::make_shared<Options>();
     auto* const command = app.add_subcommand("export", "Write a document as a file of another format");
-    command->add_option("document", options->document, "The document")->required()->type_name("FILE.tarn");
+    command->add_option("document", options->documentText, "The document")
+        ->required()
+        ->type_name("FILE.tarn");
     command
-        ->add_option("output", options->output,
-                     "The file to write; its ending says what: .mid, .lab, .csv, .svg or .html")
+        ->add_option("output", options->outputText,
+                     "The file to write; its ending says what: " + exportEndings())
         ->required()
         ->type_name("OUT");
     command
         ->add_option("--what", options->what,
                      "What a .lab or .csv file holds: beats, chords, sections or regions (chords)")
-        ->check(CLI::IsMember(kExportedKinds).description(""))
+        ->check(CLI::IsMember(exportedKinds()).description(""))
         ->type_name("KIND");
     command
         ->add_option("--timing", options->timing,
                      "A .mid file's tempo: song follows every beat, fixed keeps one tempo, seconds makes a "
                      "quarter note last one second (song)")
-        ->check(CLI::IsMember(kTimings).description(""))
+        ->check(CLI::IsMember(exportTimings()).description(""))
         ->type_name("TIMING");
     command->add_flag("--no-notes", options->withoutNotes, "Leave the notes out of a .mid file");
     command->add_flag("--no-chords", options->withoutChords, "Leave the chords out of a .mid file");
@@ -99,7 +75,13 @@ void addExportCommand(CLI::App& app) {
                     "  tarn export song.tarn song.mid --timing fixed --transpose -2\n"
                     "  tarn export song.tarn song.lab\n"
                     "  tarn export song.tarn beats.csv --what beats");
-    command->callback([options, command] { exportDocument(*command, *options); });
+    command->callback([options, command] {
+        options->document = options->documentText;
+        options->output = options->outputText;
+        options->hasNotes = !options->withoutNotes;
+        options->hasChords = !options->withoutChords;
+        exportDocument(*command, options->outputText, *options);
+    });
 }
 
 } // namespace tarn::program

@@ -159,6 +159,7 @@ int main(int argumentCount, char** arguments) {
     addDrawCommand(app);
     addChordsCommand(app);
     addCacheCommand(app);
+    addCompleteCommand(app);
     try {
         app.parse(argumentCount, arguments);
         return statusAfterOutput();

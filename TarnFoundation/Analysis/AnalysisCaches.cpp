@@ -1,7 +1,7 @@
 #include "TarnFoundation/Analysis/AnalysisCaches.h"
 
 #include "Platform/FileManager.h"
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 #include "Platform/SHA256.h"
 
 #include <algorithm>

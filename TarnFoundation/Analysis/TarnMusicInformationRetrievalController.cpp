@@ -2,7 +2,7 @@
 
 #include "Platform/Bundle.h"
 #include "Platform/DispatchQueue.h"
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 #include "Platform/ProcessInfo.h"
 #include "Platform/UserDefaults.h"
 #include "TarnFoundation/Analysis/AnalysisCaches.h"

@@ -1,6 +1,6 @@
 #include "Platform/FileLock.h"
 
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 #include "Tests/Platform/TemporaryFolder.h"
 #include "Tests/Platform/Threads.h"
 

@@ -1,6 +1,6 @@
 #include "Tests/Platform/FileManagerTest.h"
 
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 #include "Tests/Platform/FileManagerTest.h"
 #include "Tests/Platform/System.h"
 

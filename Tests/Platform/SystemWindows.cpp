@@ -1,6 +1,6 @@
 #include "Tests/Platform/System.h"
 
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 #include "Platform/ProcessInfo.h"
 
 #include <windows.h>

@@ -1,5 +1,10 @@
 # Completion of tarn for bash.
 
+# _tarn_list WHAT: what the program itself offers of that, on one line.
+_tarn_list() {
+    "${COMP_WORDS[0]}" complete "$1" 2>/dev/null | paste -s -d ' '
+}
+
 # _tarn_files PATTERN: folders, and files whose names end in one of the endings (an extended pattern).
 _tarn_files() {
     local IFS=$'\n' extglob
@@ -17,9 +22,6 @@ _tarn() {
         COMPREPLY=($(compgen -W "analyze show edit export import draw chords cache --help --version" -- "$word"))
         return
     fi
-    local edits="metre= meter= move-bar bar-beats shift-downbeats offset-downbeats key= add-region adjust-region
-        shift-region rename-region remove-region add-section rename-section color-section remove-section
-        add-marker remove-marker add-chord change-chord remove-chord add-note change-note remove-note"
     local options=--help
     case $command in
     analyze) options+=" -o --force --relink --midi --picture --json" ;;
@@ -37,14 +39,17 @@ _tarn() {
     case $previous in
     --midi) _tarn_files "mid" ;;
     --picture) _tarn_files "svg" ;;
-    --what) COMPREPLY=($(compgen -W "beats chords sections$([[ $command == export ]] && echo " regions")" -- "$word")) ;;
+    --what) COMPREPLY=($(compgen -W "$([[ $command == export ]] && _tarn_list kinds || echo beats chords sections)" -- "$word")) ;;
     --by) COMPREPLY=($(compgen -W "grid time" -- "$word")) ;;
     --at | --channel | --beats-per-bar | --first-downbeat | --transpose | --width | --seconds-per-row | --max-size) ;;
     --timing) COMPREPLY=($(compgen -W "song fixed seconds" -- "$word")) ;;
     *)
         case $command in
         analyze) _tarn_files "wav|aif|aiff|flac|ogg|opus|mp3|tarn" ;;
-        export) _tarn_files "tarn|mid|lab|csv|svg|html" ;;
+        export)
+            local endings=$(_tarn_list exports)
+            _tarn_files "tarn|${endings// /|}"
+            ;;
         import) _tarn_files "tarn|mid|lab|csv|txt" ;;
         draw) _tarn_files "tarn|svg|html" ;;
         show) _tarn_files "tarn" ;;
@@ -52,7 +57,7 @@ _tarn() {
             if ((COMP_CWORD == 2)); then
                 _tarn_files "tarn"
             else
-                COMPREPLY=($(compgen -W "$edits" -- "$word"))
+                COMPREPLY=($(compgen -W "$(_tarn_list edits)" -- "$word"))
             fi
             ;;
         esac

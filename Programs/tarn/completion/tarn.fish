@@ -24,12 +24,9 @@ __tarn_complete analyze -l midi -r -d 'Also write a MIDI file'
 __tarn_complete analyze -l picture -r -d 'Also draw the song'
 __tarn_complete analyze -l json -d 'Print one JSON object'
 __tarn_complete show -l json -d 'Print one JSON object'
-set -l edits metre meter move-bar bar-beats shift-downbeats offset-downbeats key add-region adjust-region \
-    shift-region rename-region remove-region add-section rename-section color-section remove-section \
-    add-marker remove-marker add-chord change-chord remove-chord add-note change-note remove-note
 __tarn_complete edit -l dry-run -d 'Write nothing'
-__tarn_complete edit -a "$edits" -d Edit
-__tarn_complete export -l what -x -a 'beats chords sections regions' -d 'What a .lab or .csv file holds'
+__tarn_complete edit -a '(tarn complete edits)' -d Edit
+__tarn_complete export -l what -x -a '(tarn complete kinds)' -d 'What a .lab or .csv file holds'
 __tarn_complete export -l timing -x -a 'song fixed seconds' -d 'The tempo of a .mid file'
 __tarn_complete export -l no-notes -d 'Leave the notes out'
 __tarn_complete export -l no-chords -d 'Leave the chords out'

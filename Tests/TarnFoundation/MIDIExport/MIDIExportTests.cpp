@@ -1,7 +1,7 @@
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
 
 #include "Platform/Bundle.h"
-#include "Platform/PathText.h"
+#include "Platform/PathConversion.h"
 #include "Platform/ProcessInfo.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 #include "Tests/Platform/TemporaryFolder.h"
