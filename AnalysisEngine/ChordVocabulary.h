@@ -2,11 +2,13 @@
 // ranked candidates: root * 15 + quality for root 0 (C) to 11 (B), and 180 for no chord.
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 struct ChordQuality {
     const char* suffix; ///< what follows the root in a chord's name

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "KELPMusic/KELPChord.h"
+#include "Platform/Export.h"
 
 #include <array>
 #include <cstddef>
 #include <span>
 #include <string_view>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// One quality of chord: the suffix that a chart prints after the root, and the suffixes that people type.
 struct KELPChordDefinition {

@@ -1,10 +1,11 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
+#include "Platform/Export.h"
 
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class TuningEstimationOperation;
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -16,7 +18,7 @@
 /// Binary property lists (format "bplist00") object by object. The writer stores equal numbers and equal
 /// strings once and chooses the narrowest reference and offset widths; the reader works on the bytes in
 /// place, builds nothing, and checks every offset, width, count and reference before it uses it.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The 64-bit word whose bytes in memory are those of `word` from the most significant one, and back.
 [[nodiscard]] constexpr std::uint64_t bigEndianWord(std::uint64_t word) {

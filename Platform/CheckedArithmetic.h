@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/FatalError.h"
 
 #include <concepts>
@@ -10,7 +11,7 @@
 /// Integer arithmetic and conversions that never wrap or change a value. Frames, counts and indices that come
 /// from outside go through these. Each exists twice: as `try…`, which gives a Checked result, and as
 /// `checked…`, which aborts instead.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The value of a computation, or why it does not exist.
 template <typename T>

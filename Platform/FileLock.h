@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
+#include "Platform/Export.h"
 
 #include <chrono>
 #include <cstdint>
@@ -8,7 +9,7 @@
 #include <optional>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// An advisory lock that one holder at a time has, among all processes and threads that ask for it in this
 /// way. It is an empty file that is made for the lock and removed with it; one that holds something is

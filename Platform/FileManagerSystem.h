@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
+#include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
 
 #include <cstddef>
@@ -14,7 +15,7 @@
 
 /// What FileManager is made of: the parts that each system has its own of, and what those share. Codes are
 /// errno's, 0 for none. Not for applications.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 namespace FileManager::detail {
 
 /// Reports in `error` (when given), and returns false.

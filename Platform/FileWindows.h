@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <filesystem>
 
 /// What the Windows parts of FileManager and FileLock share. Not for applications.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 namespace windows {
 
 /// The errno that says the same as the last error of the system.

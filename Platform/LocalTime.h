@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <ctime>
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The calendar's date and the time of day where the user is. Nothing when the year cannot be counted.
 /// Thread-safe.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/UTF8.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@
 
 /// Paths as text, whatever the system keeps them in: the standard library's own conversions throw over a path
 /// or a text that has no counterpart, and use another encoding on some systems.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 namespace detail {
 

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <string>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A path as an operation takes it, from a std::filesystem::path or from text, without including <filesystem>
 /// where the operation is declared. UTF-8; on POSIX systems the path's bytes as they are.

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <optional>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Facts about and switches of the running process.
 namespace ProcessInfo {

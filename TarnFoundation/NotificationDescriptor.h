@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/NotificationCenter.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
@@ -9,7 +10,7 @@
 
 /// Typed observation: descriptors say which notification to observe and how to make a typed payload of its
 /// user information.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The name of a notification and how its payload is made from the user information. An ordinary value.
 template <typename Payload>

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
 #include <cstdint>
 #include <memory>
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Prepares playback with a count-in: finds where it begins and, where the grid has too few beats before the
 /// start, adds artificial beats that the metronome can play. These are ordinary beats at negative locations;

@@ -57,6 +57,7 @@ function(tarn_add_module name)
             OUTPUT_NAME ${file}
             VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
             INSTALL_RPATH "$ORIGIN"
+            CXX_VISIBILITY_PRESET hidden
             DEFINE_SYMBOL ""
             WINDOWS_EXPORT_ALL_SYMBOLS ON)
         target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:TarnOptions> ${ARG_PRIVATE_DEPENDS})

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -7,7 +9,8 @@
 /// Where the caches of an analysis lie: in folders of the user's caches directory, one file for each song.
 /// Songs' identifiers come from documents, and documents from anywhere: the names of files are derived from
 /// them, so that no identifier leads out of its folder, and no two share a file.
-namespace tarn::analysis {
+namespace TARN_PUBLIC tarn {
+namespace analysis {
 
 /// The folder of that name in the library's part of the caches directory. It is made if it is missing; where
 /// that fails, using a file in it will.
@@ -22,4 +25,5 @@ namespace tarn::analysis {
 /// one with capitals where `ignoresCase`.
 [[nodiscard]] std::string cacheName(const std::string& identifier, bool ignoresCase);
 
-} // namespace tarn::analysis
+} // namespace analysis
+} // namespace tarn

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/ChordDetectionOperation.h"
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
 #include <cstdint>
@@ -8,7 +9,8 @@
 
 /// What the analysis is told about a document, and how chords that it found become entries. Any thread may
 /// ask.
-namespace tarn::analysis {
+namespace TARN_PUBLIC tarn {
+namespace analysis {
 
 /// Hz of A4: the frequency of the first standard pitch; 440 without one.
 [[nodiscard]] double tuningFrequency(const TarnNoteEntryStorage& storage);
@@ -29,4 +31,5 @@ template <typename Entry>
 [[nodiscard]] EntryList<TarnChordEntry> newChordEntries(TarnNoteEntryStorage& storage,
                                                         const ChordDetectionResultArray& results);
 
-} // namespace tarn::analysis
+} // namespace analysis
+} // namespace tarn

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/AnalysisOperationFactory.h"
+#include "Platform/Export.h"
 #include "Platform/FileManager.h"
 #include "Platform/Log.h"
 #include "Platform/OperationQueue.h"
@@ -16,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 inline constexpr const char* TarnMusicInformationRetrievalErrorDomain =
     "TarnMusicInformationRetrievalErrorDomain";

@@ -2,6 +2,7 @@
 
 #include "KELPMusic/KELPKey.h"
 #include "KELPMusic/KELPStringedInstrumentDescription.h"
+#include "Platform/Export.h"
 #include "Platform/PathText.h"
 #include "Platform/Range.h"
 #include "Platform/Signal.h"
@@ -12,7 +13,7 @@
 #include <atomic>
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class Log;
 class UndoManager;
