@@ -2,11 +2,12 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/AnalysisOperationFactory.h"
+#include "Platform/Export.h"
 
 #include <memory>
 #include <mutex>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class SharedAudio;
 

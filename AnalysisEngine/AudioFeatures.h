@@ -6,10 +6,11 @@
 #include "AnalysisEngine/BeatFeatures.h"
 #include "AnalysisEngine/SpectralFeatures.h"
 #include "AnalysisEngine/StageMonitor.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 struct AudioFeatures {
     double sampleRate = 0;       ///< The file's own, frames per second.

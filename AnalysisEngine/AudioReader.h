@@ -4,6 +4,8 @@
 // before the break.
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -11,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Rate in Hz of the signal that the analysis stages share. Its 11 kHz of bandwidth hold all that chords and
 /// tuning need and enough of cymbals for onsets.

@@ -3,12 +3,13 @@
 #pragma once
 
 #include "AnalysisEngine/StageMonitor.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <optional>
 #include <span>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 struct BeatAlignment {
     std::int64_t downbeatLocation = 0; ///< One of the tatums, the first one that opens a bar.

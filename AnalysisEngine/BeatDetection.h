@@ -4,11 +4,12 @@
 
 #include "AnalysisEngine/BeatFeatures.h"
 #include "AnalysisEngine/StageMonitor.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 struct DetectedBeats {
     /// Ascending frames of the file, none before its start or after its end: the counted beats and the middle

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "AnalysisEngine/StageMonitor.h"
+#include "Platform/Export.h"
 
 #include <array>
 #include <cstddef>
@@ -11,7 +12,7 @@
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 struct BeatFeatures {
     /// Bass drum and bass below 130 Hz, then up to 400, 1600 and 5000 Hz, and cymbals above.

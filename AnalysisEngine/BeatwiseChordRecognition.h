@@ -4,12 +4,13 @@
 #include "AnalysisEngine/AudioFeatures.h"
 #include "AnalysisEngine/ChordRecognition.h"
 #include "AnalysisEngine/StageMonitor.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The most likely of the major and minor triads and no chord between each two counted beats; equal
 /// neighbours make one chord. `tatums` are ascending frames of the file, two to the counted beat, the first

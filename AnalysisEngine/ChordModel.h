@@ -6,12 +6,13 @@
 #include "AnalysisEngine/ChordVocabulary.h"
 #include "AnalysisEngine/HarmonicSpans.h"
 #include "AnalysisEngine/StageMonitor.h"
+#include "Platform/Export.h"
 
 #include <array>
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A number for each label: a logarithm of its probability, or what is added to it.
 using LabelScores = std::array<float, kChordLabelCount>;

@@ -2,10 +2,11 @@
 #pragma once
 
 #include "AnalysisEngine/ChordVocabulary.h"
+#include "Platform/Export.h"
 
 #include <array>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Weights of the pitch classes that are root, third, fifth, sixth or seventh, second or fourth, and none of
 /// the chord's.

@@ -4,13 +4,14 @@
 #include "AnalysisEngine/AudioFeatures.h"
 #include "AnalysisEngine/ChordVocabulary.h"
 #include "AnalysisEngine/StageMonitor.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 struct RecognizedChord {
     std::int64_t location; ///< Frame of the file at which the chord begins.

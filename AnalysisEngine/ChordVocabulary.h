@@ -3,6 +3,7 @@
 #pragma once
 
 #include "KELPMusic/KELPChordTable.h"
+#include "Platform/Export.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +11,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 struct ChordQuality {
     const KELPChordDefinition* definition; ///< its row of the chord table

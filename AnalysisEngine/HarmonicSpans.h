@@ -3,12 +3,13 @@
 
 #include "AnalysisEngine/SpectralFeatures.h"
 #include "AnalysisEngine/StageMonitor.h"
+#include "Platform/Export.h"
 
 #include <array>
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The notes of a stretch of the song by pitch class (0 is C): what share of the loudness each has. The
 /// shares sum up to 1, or are all 0 in silence.

@@ -3,13 +3,14 @@
 #pragma once
 
 #include "AnalysisEngine/AudioReader.h"
+#include "Platform/Export.h"
 
 #include <array>
 #include <cstddef>
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class LogFrequencyMap {
 public:

@@ -3,12 +3,13 @@
 
 #include "AnalysisEngine/RealFourierTransform.h"
 #include "KELPMusicInformationRetrieval/LoudnessEnvelope.h"
+#include "Platform/Export.h"
 
 #include <array>
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Takes the mono samples of a recording block by block. Memory does not grow with its length.
 class LoudnessMeter {

@@ -5,10 +5,11 @@
 
 #include "AnalysisEngine/BeatFeatures.h"
 #include "AnalysisEngine/StageMonitor.h"
+#include "Platform/Export.h"
 
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Overall strength of what begins in each flux frame, relative to its surroundings. Its mean is about 1
 /// where there is music, 0 where there is none.

@@ -1,11 +1,13 @@
 // Magnitude spectra of windowed real blocks of one fixed length. An instance is used by one thread at a time.
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <memory>
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class RealFourierTransform {
 public:

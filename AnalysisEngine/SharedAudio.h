@@ -6,6 +6,7 @@
 #include "AnalysisEngine/AudioFeatures.h"
 #include "AnalysisEngine/BeatDetection.h"
 #include "AnalysisEngine/StageMonitor.h"
+#include "Platform/Export.h"
 
 #include <condition_variable>
 #include <filesystem>
@@ -14,7 +15,7 @@
 #include <mutex>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A value that is computed by the first thread that asks for it. A computation that is cancelled, or fails
 /// otherwise, leaves nothing behind: one of those who wait takes over.

@@ -7,6 +7,7 @@
 #include "AnalysisEngine/LogFrequencyMap.h"
 #include "AnalysisEngine/RealFourierTransform.h"
 #include "KELPMusicInformationRetrieval/GrowingTable.h"
+#include "Platform/Export.h"
 
 #include <array>
 #include <cstddef>
@@ -14,7 +15,7 @@
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Frames of LogFrequencyMap::kBinCount magnitudes, readable while they are computed. A sinusoid of amplitude
 /// 1 has magnitude 1 or a little less in its bin.

@@ -4,12 +4,13 @@
 #include "AnalysisEngine/SpectralFeatures.h"
 #include "AnalysisEngine/StageMonitor.h"
 #include "KELPMusicInformationRetrieval/Spectrogram.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <memory>
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// An empty spectrogram for a file of so many frames a second and so many frames (nothing when that is not
 /// known): a column for each frame of its features, bins a fifth of a semitone apart from A0, tuned to concert pitch

@@ -3,11 +3,13 @@
 // ms.
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <exception>
 #include <functional>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Thrown out of a stage that was asked to stop; the stage leaves nothing behind.
 class AnalysisCancelled : public std::exception {

@@ -2,8 +2,9 @@
 #pragma once
 
 #include "AnalysisEngine/SpectralFeatures.h"
+#include "Platform/Export.h"
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Frequency of A4 in Hz, within half a semitone of concert pitch: the pitch around which the song's steady
 /// partials from 110 to 880 Hz gather. Concert pitch where they gather nowhere.

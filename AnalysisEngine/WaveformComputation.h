@@ -4,11 +4,12 @@
 #include "AnalysisEngine/AudioReader.h"
 #include "AnalysisEngine/StageMonitor.h"
 #include "KELPMusicInformationRetrieval/Waveform.h"
+#include "Platform/Export.h"
 
 #include <filesystem>
 #include <memory>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Appends the points of all that is left of the file, of its channels' mean, and finishes the waveform. A
 /// waveform of a cancelled computation stays unfinished.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <bit>
 #include <concepts>
 #include <cstdint>
@@ -16,7 +18,7 @@
 ///
 /// Fixed-width integers, float and double, vectors of codable elements and enumerations with raw values need
 /// nothing or one trait. Nothing but the values' bytes is written: no names, tags, counts or padding.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class BinaryEncoder;
 class BinaryDecoder;

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <stdexcept>
 #include <string>
 
 /// What the binary coding throws. Every failure carries a text for developers in its context; `what()` is
 /// that text.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A value could not be written.
 class BinaryEncodingError : public std::runtime_error {

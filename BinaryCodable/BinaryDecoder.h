@@ -4,6 +4,7 @@
 #include "BinaryCodable/BinaryCodingError.h"
 #include "BinaryCodable/BufferedData.h"
 #include "BinaryCodable/StringEncoding.h"
+#include "Platform/Export.h"
 
 #include <any>
 #include <array>
@@ -22,7 +23,7 @@
 /// in which they were written through the container of the decoder that it is handed. The bytes are not
 /// trusted: whatever does not fit is thrown as BinaryDecodingError, and no length that they state is
 /// allocated before it has been read.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 namespace binarycoding {
 

@@ -3,6 +3,7 @@
 #include "BinaryCodable/BinaryCodable.h"
 #include "BinaryCodable/BinaryCodingError.h"
 #include "BinaryCodable/StringEncoding.h"
+#include "Platform/Export.h"
 
 #include <bit>
 #include <cstddef>
@@ -16,7 +17,7 @@
 
 /// Writing values as flat bytes: `BinaryDataEncoder` makes the bytes of one value, which writes its fields
 /// one after another through the container of the encoder that it is handed.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Appends to the byte buffer that all values of one encoding share. Copies append to the same buffer.
 class BinaryEncodingContainer {

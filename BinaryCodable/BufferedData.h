@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -11,7 +13,7 @@
 
 /// Reading bytes from a source that delivers them in pieces of any size. A read joins as many pieces as it
 /// needs, so a value that spans several pieces reads like one that does not.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A stream of bytes given by two functions.
 class AnyBufferedDataSource {

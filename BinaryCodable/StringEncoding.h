@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -9,7 +11,7 @@
 
 /// Conversions between texts (UTF-8 in memory) and their bytes in a file. Nothing is lost or replaced: a
 /// conversion either keeps every character or answers nothing.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 enum class StringEncoding { utf8, ascii, utf16LittleEndian };
 

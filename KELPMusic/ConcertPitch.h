@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cmath>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Hz of A4 where nothing else is known (ISO 16).
 inline constexpr double kConcertPitch = 440;

@@ -2,6 +2,7 @@
 
 #include "KELPMusic/KELPNote.h"
 #include "KELPMusic/KELPPitch.h"
+#include "Platform/Export.h"
 
 #include <array>
 #include <bitset>
@@ -12,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KELPChord;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KELPMusic/KELPChord.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <functional>
@@ -9,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KELPChordDetectionResult;
 

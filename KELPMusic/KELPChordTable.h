@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KELPMusic/KELPChord.h"
+#include "Platform/Export.h"
 
 #include <algorithm>
 #include <array>
@@ -8,7 +9,7 @@
 #include <span>
 #include <string_view>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// What a quality of chord is called in research annotations (after Harte), where it has a name of its own.
 struct HarteShorthand {

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "KELPMusic/KELPChord.h"
+#include "Platform/Export.h"
 
 #include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KELPKey;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
 
 #include <array>
@@ -14,7 +15,7 @@
 /// A spelled note name without an octave: a letter with up to two sharps or flats. The spelling is its
 /// position on the line of fifths (… Bb F C G D …, C = 0), so adding an interval is adding a number of
 /// fifths. Notes are equal when they are spelled alike; C# and Db are two notes of one value.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KELPNote final : public SecureCoding {
 public:

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "KELPMusic/KELPNote.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KELPPitch;
 class KELPStringedInstrumentDescription;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KELPMusic/KELPPitch.h"
+#include "Platform/Export.h"
 
 #include <functional>
 #include <memory>
@@ -8,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KELPStringedInstrumentDescription;
 

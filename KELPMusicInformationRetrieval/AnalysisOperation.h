@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/OperationQueue.h"
 #include "Platform/Progress.h"
 
@@ -7,7 +8,7 @@
 #include <string>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A stage of the analysis of one song. It asks and tells its delegate, which it holds weakly, from its own
 /// thread: first that it has begun, then whether it is required at all, and when it is, that the work begins,

@@ -9,6 +9,7 @@
 #include "KELPMusicInformationRetrieval/RecordingFacts.h"
 #include "KELPMusicInformationRetrieval/TuningEstimationOperation.h"
 #include "Platform/Error.h"
+#include "Platform/Export.h"
 
 #include <filesystem>
 #include <functional>
@@ -16,7 +17,7 @@
 #include <optional>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Why no operation is made for an audio file: the code of an error in kAnalysisRefusalDomain.
 inline constexpr const char* kAnalysisRefusalDomain = "TarnAnalysisRefusalDomain";

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <optional>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class BeatAlignmentOperation;
 

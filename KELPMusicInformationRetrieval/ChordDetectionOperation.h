@@ -4,12 +4,13 @@
 #include "KELPMusic/KELPChordDetectionResult.h"
 #include "KELPMusic/KELPKey.h"
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <optional>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class ChordDetectionOperation;
 

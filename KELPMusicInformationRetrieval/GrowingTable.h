@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/FatalError.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 #include <memory>
 #include <span>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Rows of equal width, appended by one thread while any thread reads those that are there: hours of audio,
 /// frame by frame. Rows stay where they are, so growing copies nothing, and memory that no row uses is never

@@ -2,11 +2,12 @@
 
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
 #include "KELPMusicInformationRetrieval/Spectrogram.h"
+#include "Platform/Export.h"
 
 #include <atomic>
 #include <mutex>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KELPSpectrogramOperation;
 

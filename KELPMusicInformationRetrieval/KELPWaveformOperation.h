@@ -2,8 +2,9 @@
 
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
 #include "KELPMusicInformationRetrieval/Waveform.h"
+#include "Platform/Export.h"
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KELPWaveformOperation;
 

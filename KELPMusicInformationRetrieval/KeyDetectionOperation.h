@@ -1,11 +1,12 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KeyDetectionOperation;
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// How loud a recording is over time, coarsely: enough to tell a recording that was encoded, tagged or scaled
 /// again from another one, and too little to hear anything of it. Stretches of equal length, the last one

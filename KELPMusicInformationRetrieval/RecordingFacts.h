@@ -1,11 +1,12 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/LoudnessEnvelope.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// What one reading of an audio file tells of the recording as a whole.
 struct RecordingFacts {

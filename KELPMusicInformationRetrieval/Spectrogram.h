@@ -2,6 +2,7 @@
 
 #include "KELPMusic/ConcertPitch.h"
 #include "KELPMusicInformationRetrieval/GrowingTable.h"
+#include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
 
 #include <atomic>
@@ -9,7 +10,7 @@
 #include <memory>
 #include <span>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A song's spectrogram for drawing: columns along time, bins along pitch (logarithmic frequency), each cell
 /// a loudness of 8 bits. One thread appends columns and finishes it, and any thread may meanwhile draw the

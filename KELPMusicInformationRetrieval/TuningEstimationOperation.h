@@ -2,10 +2,11 @@
 
 #include "KELPMusic/ConcertPitch.h"
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
+#include "Platform/Export.h"
 
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class TuningEstimationOperation;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
 
 #include <atomic>
@@ -8,7 +9,7 @@
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A song's waveform for drawing at any zoom: the least and greatest sample and the root mean square of
 /// consecutive stretches, at several resolutions. All its room is taken when it is made; one thread appends

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -16,11 +18,16 @@
 /// Binary property lists (format "bplist00") object by object. The writer stores equal numbers and equal
 /// strings once and chooses the narrowest reference and offset widths; the reader works on the bytes in
 /// place, builds nothing, and checks every offset, width, count and reference before it uses it.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The 64-bit word whose bytes in memory are those of `word` from the most significant one, and back.
 [[nodiscard]] constexpr std::uint64_t bigEndianWord(std::uint64_t word) {
-    return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
+    if constexpr (std::endian::native == std::endian::little) { // compilers make one instruction of it
+        word = (word & 0x00FF00FF00FF00FF) << 8 | (word >> 8 & 0x00FF00FF00FF00FF);
+        word = (word & 0x0000FFFF0000FFFF) << 16 | (word >> 16 & 0x0000FFFF0000FFFF);
+        word = word << 32 | word >> 32;
+    }
+    return word;
 }
 
 /// Bytes that grow at the end. Large ones grow by moving pages, where a vector would copy to fresh memory.

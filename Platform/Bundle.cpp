@@ -1,11 +1,11 @@
 #include "Platform/Bundle.h"
 
 #include "Platform/FileManager.h"
+#include "Platform/ProcessInfo.h"
 #include "Platform/UTF8.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -28,9 +28,8 @@ std::string languageOfLocale(std::string_view locale) {
     return language;
 }
 
-std::string_view environment(const char* name) {
-    const char* value = std::getenv(name);
-    return value ? value : "";
+std::string environment(const char* name) {
+    return ProcessInfo::environmentVariable(name).value_or("");
 }
 
 /// The order of the message catalogues' convention: the list in LANGUAGE counts only when a locale other than
@@ -46,7 +45,8 @@ std::vector<std::string> languagesOfEnvironment() {
     std::vector<std::string> languages;
     if (locale.empty())
         return languages;
-    std::string_view list = environment("LANGUAGE");
+    const std::string preferred = environment("LANGUAGE");
+    std::string_view list = preferred;
     while (!list.empty()) {
         const std::size_t end = std::min(list.find(':'), list.size());
         if (auto language = languageOfLocale(list.substr(0, end)); !language.empty())

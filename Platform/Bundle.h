@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -7,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The library's identifier, under which it logs and finds its texts.
 inline constexpr const char* kFrameworkBundleIdentifier = "org.tarnfoundation.TarnFoundation";

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/FatalError.h"
 
 #include <concepts>
@@ -10,7 +11,7 @@
 /// Integer arithmetic and conversions that never wrap or change a value. Frames, counts and indices that come
 /// from outside go through these. Each exists twice: as `try…`, which gives a Checked result, and as
 /// `checked…`, which aborts instead.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The value of a computation, or why it does not exist.
 template <typename T>
@@ -48,26 +49,36 @@ private:
 
 template <std::integral T>
 [[nodiscard]] Checked<T> tryAdd(T a, T b) {
-    T result;
-    if (__builtin_add_overflow(a, b, &result))
+    constexpr T kLeast = std::numeric_limits<T>::min(), kGreatest = std::numeric_limits<T>::max();
+    if (b < 0 ? a < kLeast - b : a > kGreatest - b)
         return Checked<T>::failure("Arithmetic overflow in addition");
-    return result;
+    return static_cast<T>(a + b);
 }
 
 template <std::integral T>
 [[nodiscard]] Checked<T> trySubtract(T a, T b) {
-    T result;
-    if (__builtin_sub_overflow(a, b, &result))
+    constexpr T kLeast = std::numeric_limits<T>::min(), kGreatest = std::numeric_limits<T>::max();
+    if (b < 0 ? a > kGreatest + b : a < kLeast + b)
         return Checked<T>::failure("Arithmetic overflow in subtraction");
-    return result;
+    return static_cast<T>(a - b);
 }
 
 template <std::integral T>
 [[nodiscard]] Checked<T> tryMultiply(T a, T b) {
-    T result;
-    if (__builtin_mul_overflow(a, b, &result))
-        return Checked<T>::failure("Arithmetic overflow in multiplication");
-    return result;
+    constexpr T kLeast = std::numeric_limits<T>::min(), kGreatest = std::numeric_limits<T>::max();
+    // Whatever their signs, factors that take half of the bits each have a product; only others are divided.
+    constexpr T kSurelyFits = T{1} << (std::numeric_limits<T>::digits / 2);
+    const auto isSmall = [](T value) {
+        return value < kSurelyFits && (value >= 0 || value > T(-kSurelyFits));
+    };
+    if (!isSmall(a) || !isSmall(b)) {
+        const bool overflows = a > 0   ? (b > 0 ? a > kGreatest / b : b < kLeast / a)
+                               : a < 0 ? (b > 0 ? a < kLeast / b : b < kGreatest / a)
+                                       : false;
+        if (overflows)
+            return Checked<T>::failure("Arithmetic overflow in multiplication");
+    }
+    return static_cast<T>(a * b);
 }
 
 /// Truncating division; fails for a divisor of 0 and for a quotient that does not fit.

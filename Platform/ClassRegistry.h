@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <string_view>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 struct ClassDescription;
 

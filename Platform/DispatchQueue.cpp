@@ -42,7 +42,7 @@ MainQueueState& mainQueueState() {
 }
 
 /// Notes the thread that initialises the static objects, should nothing have asked before.
-[[maybe_unused]] const MainQueueState& initialState = mainQueueState();
+[[maybe_unused]] const MainQueueState& gInitialState = mainQueueState();
 
 /// The first thread to drain becomes the main thread when none has been named.
 void claimMainThread() {

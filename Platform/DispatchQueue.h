@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <chrono>
 #include <functional>
 
 /// Where work runs besides operation queues: the main queue, which the application's main thread drains, and
 /// a global pool of background threads. A block that throws stops the process.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 using Block = std::function<void()>;
 

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <any>
 #include <map>
 #include <memory>
 #include <string>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Values of any type under text keys: what a notification or an error carries along.
 using UserInfo = std::map<std::string, std::any>;

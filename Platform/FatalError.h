@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <string_view>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Stops the process because the program itself is wrong: a broken precondition, an overflow, an entry that
 /// does not exist. Writes the message to the log and to standard error, then aborts. Never returns, never

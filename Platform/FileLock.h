@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
+#include "Platform/Export.h"
 
 #include <chrono>
 #include <cstdint>
@@ -8,10 +9,11 @@
 #include <optional>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// An advisory lock that one holder at a time has, among all processes and threads that ask for it in this
-/// way. It is a file that is made for the lock and removed with it. What a process that ended leaves behind
+/// way. It is an empty file that is made for the lock and removed with it; one that holds something is
+/// somebody's, and refused (EEXIST). What a process that ended leaves behind
 /// is locked by nobody and is taken over. A file system that knows no locks gives one to everybody.
 class FileLock {
 public:
@@ -28,8 +30,14 @@ public:
 private:
     FileLock(std::filesystem::path file, std::intptr_t handle) : mFile(std::move(file)), mHandle(handle) {}
 
+    /// The system's handle of the locked file, which is made where it is missing, and 0; or the reason why it
+    /// is not to be had: the system's error, or kHeldByAnother.
+    static std::pair<std::intptr_t, int> tryLock(const std::filesystem::path& file);
+    static void unlock(const std::filesystem::path& file, std::intptr_t handle);
+    static constexpr int kHeldByAnother = -1;
+
     std::filesystem::path mFile;
-    std::intptr_t mHandle; ///< of the system; kNone after a move
+    std::intptr_t mHandle; ///< kNone after a move
     static constexpr std::intptr_t kNone = -1;
 };
 

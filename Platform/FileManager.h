@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
+#include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
 
 #include <cstdint>
@@ -11,7 +12,7 @@
 #include <optional>
 #include <span>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Where files live and how they are read and written. Failures are reported in `error` (when given) with the
 /// path in the description; the domain is kFileErrorDomain, the code the system's errno. A path that holds a

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -7,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The platform's "not found" value: the largest signed 64-bit number.
 inline constexpr std::uint64_t kNotFound = 0x7FFF'FFFF'FFFF'FFFF;

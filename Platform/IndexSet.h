@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstddef>
 #include <initializer_list>
 #include <string>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A set of positions in ascending order.
 class IndexSet {

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Positions under 64-bit numbers: a hash table with open addressing that grows and of which nothing is
 /// removed. Made for identifiers that are counted up and addresses of objects made one after another:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Subscription.h"
 
 #include <functional>
@@ -7,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 enum class KeyValueChange { willChange, didChange };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
+#include "Platform/Export.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -20,7 +21,7 @@
 /// end, only classes that the caller admits are made, and malformed bytes give no object and a reason. Each
 /// archived object is made once at most, and time and memory stay within a small multiple of the archive's
 /// size.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 using Data = std::vector<std::byte>;
 

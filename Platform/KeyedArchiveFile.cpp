@@ -1,5 +1,7 @@
 #include "Platform/KeyedArchiveFile.h"
 
+#include "Platform/PathConversion.h"
+
 #include <cerrno>
 
 namespace tarn {
@@ -22,7 +24,7 @@ std::optional<Data> readArchiveData(const std::filesystem::path& file, Error* er
 
 Error undecodableArchiveError(const std::filesystem::path& file, const Error& reason) {
     return {kArchiveFileErrorDomain, static_cast<long>(ArchiveFileFailure::undecodable),
-            file.string() + ": " + reason.localizedDescription()};
+            textOfPath(file) + ": " + reason.localizedDescription()};
 }
 
 } // namespace tarn

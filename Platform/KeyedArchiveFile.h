@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/FileManager.h"
 #include "Platform/KeyedArchive.h"
 
@@ -8,7 +9,7 @@
 #include <memory>
 
 /// Keyed archives as files.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The domain of a failure to open an archive file; the code is an ArchiveFileFailure.
 inline constexpr const char* kArchiveFileErrorDomain = "TarnArchiveFileErrorDomain";

@@ -1,12 +1,15 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 /// The names of the keyed archiver's layout, and how often an archive may refer to the same contents. Shared
 /// by archiver and unarchiver.
-namespace tarn::layout {
+namespace TARN_PUBLIC tarn {
+namespace layout {
 
 inline constexpr std::string_view kArchiver = "$archiver";
 inline constexpr std::string_view kArchiverName = "NSKeyedArchiver";
@@ -44,4 +47,5 @@ constexpr std::size_t writableCopies(std::size_t bufferSize) {
     return readableCopies(bufferSize / 4);
 }
 
-} // namespace tarn::layout
+} // namespace layout
+} // namespace tarn

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Remembers for a few dozen key texts where the property list holds them, so that keys repeated over
 /// thousands of objects are looked up once. A key that lands on another's slot takes its place.

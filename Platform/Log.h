@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -9,7 +11,7 @@
 #include <vector>
 
 /// Logging by subsystem and category, with private and public arguments, and signpost intervals.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 enum class LogLevel { debug, info, standard, error, fault };
 

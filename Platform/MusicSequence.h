@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -11,7 +13,7 @@
 /// tick, earlier notes end first, then come the other events, then notes begin, each kind in the order in
 /// which it was added. Every operation answers a status: 0 is success, everything else a refusal that leaves
 /// the sequence as it was.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class MusicSequenceObject;
 class MusicTrackObject;

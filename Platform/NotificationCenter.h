@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
+#include "Platform/Export.h"
 #include "Platform/Subscription.h"
 
 #include <functional>
@@ -8,7 +9,7 @@
 #include <string>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class OperationQueue;
 

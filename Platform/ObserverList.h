@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Subscription.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The observers of one object, called in the order in which they were added. All operations may be called
 /// from any thread and from inside a call: one removed meanwhile is not called any more, one added meanwhile

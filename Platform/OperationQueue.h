@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Subscription.h"
 
 #include <functional>
@@ -9,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class Progress;
 

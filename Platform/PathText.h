@@ -1,12 +1,14 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <string>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
-/// A path as an operation takes it, from a std::filesystem::path or from text, without including <filesystem> where
-/// the operation is declared. UTF-8; on POSIX systems the path's bytes as they are.
+/// A path as an operation takes it, from a std::filesystem::path or from text, without including <filesystem>
+/// where the operation is declared. UTF-8; on POSIX systems the path's bytes as they are.
 class PathText {
 public:
     PathText(const char* text) : mText(text) {}

@@ -1,6 +1,8 @@
 #pragma once
 
-namespace tarn {
+#include "Platform/Export.h"
+
+namespace TARN_PUBLIC tarn {
 
 /// Asks the processor to load what lies at the address, which need not be valid, before it is used. Does
 /// nothing where the compiler has no word for it.

@@ -1,12 +1,18 @@
 #pragma once
 
+#include "Platform/Export.h"
+
+#include <optional>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Facts about and switches of the running process.
 namespace ProcessInfo {
 
+/// The variable's value, which may be empty (on Windows in UTF-8); nothing when the environment does not hold
+/// it.
+[[nodiscard]] std::optional<std::string> environmentVariable(const std::string& name);
 /// Whether the environment holds the variable, whatever its value.
 [[nodiscard]] bool hasEnvironmentVariable(const std::string& name);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Subscription.h"
 
 #include <cstdint>
@@ -7,7 +8,7 @@
 #include <memory>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// How far a piece of work is, in units of its own choosing. A child stands for a number of its parent's
 /// units and moves the parent by that share; when it is finished (completed, or cancelled by markFinished) it

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "Platform/CheckedArithmetic.h"
+#include "Platform/Export.h"
 
 #include <concepts>
 #include <utility>
 
 /// Ranges of positions and the expressions that name them. A range whose upper end lies below its lower end
 /// cannot be made: the constructors abort.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 inline constexpr const char* kReversedRange =
     "Range requires its lower bound not to lie above its upper bound";

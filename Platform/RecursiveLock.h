@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <memory>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Guards the state of a storage; the thread that holds it may take it again. (A std::recursive_mutex that
 /// does not bring its header into everything that includes a storage.)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +11,7 @@
 #include <span>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The SHA-256 digest (FIPS 180-4) of bytes that arrive piece by piece.
 class SHA256 {

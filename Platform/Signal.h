@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/Subscription.h"
 
@@ -7,7 +8,7 @@
 #include <memory>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A stream of values that starts with the subscription: each subscriber gets every value that comes after it
 /// subscribed, on the thread that sends the value, until its Subscription ends.

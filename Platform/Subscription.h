@@ -1,10 +1,12 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <functional>
 #include <utility>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Keeps what an observer asked for going: it ends when the subscription is disposed of, destroyed or
 /// assigned to, and no call begins after that. A call that another thread is in the middle of finishes.

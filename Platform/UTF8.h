@@ -1,12 +1,14 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 /// Text in UTF-8, character by character.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 inline constexpr char32_t kReplacementCharacter = 0xFFFD;
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <functional>
 #include <map>
 #include <memory>
@@ -7,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Records how to take changes back. Actions registered between beginUndoGrouping and the matching
 /// endUndoGrouping form one group; the outermost group is one undo step. Registering outside every group

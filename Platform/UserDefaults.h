@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -8,7 +10,7 @@
 #include <optional>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The user's settings: values under text keys. A value is looked up first among those set for this process
 /// only (`setVolatileValue`), then among those kept in the file, then among the registered defaults.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -7,7 +9,7 @@
 #include <limits>
 #include <mutex>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Background threads, started when a block finds none idle and ended when they have been idle for a while. A
 /// pool is never destroyed (make it with `new` and keep it in a static): its threads are detached and may be

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/RecordingFacts.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// What identifies the recording that a song annotates.
 struct Recording {

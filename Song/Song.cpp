@@ -1,5 +1,6 @@
 #include "Song/Song.h"
 
+#include "Platform/PathConversion.h"
 #include "Song/SongChange.h"
 #include "Song/SongError.h"
 #include "Song/SongFile.h"
@@ -99,8 +100,7 @@ std::optional<std::string> Song::unsoundness() const {
 }
 
 std::filesystem::path Song::recordingFile(const std::filesystem::path& file) const {
-    return file.parent_path() /
-           std::filesystem::path(std::u8string(recording.fileName.begin(), recording.fileName.end()));
+    return file.parent_path() / pathOfText(recording.fileName);
 }
 
 const ClassDescription& Song::classDescription() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
 #include "Song/Recording.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
@@ -10,7 +11,7 @@
 #include <optional>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A song: the annotations, the outline, and what identifies the recording. Kept in a file as one keyed
 /// archive.

@@ -4,6 +4,7 @@
 #include "Platform/DispatchQueue.h"
 #include "Platform/FileManager.h"
 #include "Platform/NotificationCenter.h"
+#include "Platform/PathConversion.h"
 #include "Platform/UserDefaults.h"
 #include "Song/SongChange.h"
 #include "Song/SongError.h"
@@ -78,7 +79,7 @@ private:
 RecordingFacts readRecording(const std::filesystem::path& recording, const SongAnalysisOptions& options) {
     if (Error error; !FileManager::isReadableFile(recording, &error))
         throw SongError(SongError::Kind::unreadable,
-                        recording.string() +
+                        textOfPath(recording) +
                             (error.code == ENOENT   ? ": there is no such file; name an audio file"
                              : error.code == EISDIR ? ": this is a folder; name an audio file"
                              : error.code == ENOTSUP
@@ -91,7 +92,7 @@ RecordingFacts readRecording(const std::filesystem::path& recording, const SongA
         return *std::move(facts);
     if (refusal.empty())
         throw SongAnalysisCancelled();
-    throw SongError(SongError::Kind::unsupportedRecording, recording.string() + ": " + refusal);
+    throw SongError(SongError::Kind::unsupportedRecording, textOfPath(recording) + ": " + refusal);
 }
 
 std::string newIdentifier() {
@@ -113,8 +114,7 @@ std::string nameSeenFrom(const std::filesystem::path& document, const std::files
         absolute.lexically_relative(std::filesystem::absolute(document).lexically_normal().parent_path());
     if (name.empty() || *name.begin() == "..")
         name = absolute;
-    const auto text = name.u8string();
-    return {text.begin(), text.end()};
+    return genericTextOfPath(name);
 }
 
 /// Throws SongError where the recording is not the document's.
@@ -123,8 +123,8 @@ RecordingMatch checkedMatch(const Song& song, const RecordingFacts& facts, bool 
     const auto found = match(song.recording, facts);
     if (found != RecordingMatch::other)
         return found;
-    const std::string reason =
-        document.string() + ": this document belongs to another recording (" + song.recording.fileName + ")";
+    const std::string reason = textOfPath(document) + ": this document belongs to another recording (" +
+                               song.recording.fileName + ")";
     if (song.recording.sampleRate != facts.sampleRate)
         throw SongError(SongError::Kind::otherSampleRate, reason + " with another sample rate");
     if (!relink)
@@ -145,7 +145,7 @@ void analyze(const Song& song, const std::filesystem::path& recording, const std
     Error error;
     if (!controller->beginProcessingError(&error))
         throw SongError(SongError::Kind::unsupportedRecording,
-                        recording.string() + ": " +
+                        textOfPath(recording) + ": " +
                             (error.underlying ? *error.underlying : error).localizedDescription());
 
     const auto queue = controller->processingQueue();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Song/Song.h"
 
 #include <exception>
@@ -9,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Thrown when the user wanted an analysis to end; nothing was written.
 class SongAnalysisCancelled : public std::exception {

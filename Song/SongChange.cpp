@@ -1,6 +1,7 @@
 #include "Song/SongChange.h"
 
 #include "Platform/FileManager.h"
+#include "Platform/PathConversion.h"
 #include "Song/SongError.h"
 #include "Song/SongFile.h"
 
@@ -44,7 +45,7 @@ std::filesystem::path SongChange::keepFormer() const {
 void SongChange::save(const std::shared_ptr<const Song>& song) {
     auto bytes = bytesOfSong(song, mFile);
     if (readSongBytes(mFile) != mBytes)
-        throw SongError(SongError::Kind::changed, mFile.string() +
+        throw SongError(SongError::Kind::changed, textOfPath(mFile) +
                                                       ": the document was changed meanwhile by a "
                                                       "program that does not wait; try again");
     writeSongBytes(bytes, mFile);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/FileLock.h"
 #include "Song/Song.h"
 
@@ -8,7 +9,7 @@
 #include <memory>
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// One turn at changing the document in a file. It begins with the document as it is then and holds a lock
 /// until its end, so that changes by several processes and threads are made one after another and none is

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <stdexcept>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// What goes wrong with a song's file, for a caller to handle. The text names the file and the reason.
 class SongError : public std::runtime_error {

@@ -2,6 +2,7 @@
 
 #include "Platform/FileManager.h"
 #include "Platform/KeyedArchiveFile.h"
+#include "Platform/PathConversion.h"
 #include "Platform/SHA256.h"
 
 #include <cerrno>
@@ -15,10 +16,10 @@ constexpr std::size_t kLongestName = 240; ///< bytes; file systems allow 255, an
 
 std::filesystem::path lockFileOf(const std::filesystem::path& file) {
     const auto target = fileBehindLinks(file);
-    const std::string name = target.filename().string();
+    const std::string name = textOfPath(target.filename());
     const std::string known =
         name.size() <= kLongestName ? name : SHA256::hexDigestOf(std::as_bytes(std::span(name)));
-    return target.parent_path() / ("." + known + ".lock");
+    return target.parent_path() / pathOfText("." + known + ".lock");
 }
 
 } // namespace
@@ -32,12 +33,12 @@ std::optional<Data> readSongBytes(const std::filesystem::path& file) {
 }
 
 SongError missingSong(const std::filesystem::path& file) {
-    return {SongError::Kind::missing, file.string() + ": there is no such document"};
+    return {SongError::Kind::missing, textOfPath(file) + ": there is no such document"};
 }
 
 std::shared_ptr<Song> songFromBytes(const Data& bytes, const std::filesystem::path& file) {
     const auto undecodable = [&](const std::string& reason) {
-        return SongError(SongError::Kind::undecodable, file.string() + ": " + reason);
+        return SongError(SongError::Kind::undecodable, textOfPath(file) + ": " + reason);
     };
     Error error;
     auto song = KeyedUnarchiver::unarchivedObject<Song>(bytes, &error);
@@ -50,7 +51,7 @@ std::shared_ptr<Song> songFromBytes(const Data& bytes, const std::filesystem::pa
 
 Data bytesOfSong(const std::shared_ptr<const Song>& song, const std::filesystem::path& file) {
     if (const auto reason = song->unsoundness())
-        throw SongError(SongError::Kind::unsound, file.string() + ": " + *reason);
+        throw SongError(SongError::Kind::unsound, textOfPath(file) + ": " + *reason);
     return KeyedArchiver::archivedData(song);
 }
 
@@ -64,15 +65,16 @@ FileLock lockSongFile(const std::filesystem::path& file, std::chrono::millisecon
     std::error_code ignored;
     if (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored))
         throw SongError(SongError::Kind::unwritable,
-                        file.string() + ": a document cannot be kept there; name an ordinary file");
+                        textOfPath(file) + ": a document cannot be kept there; name an ordinary file");
     Error error;
     auto lock = FileLock::acquire(lockFileOf(file), patience, &error);
     if (lock)
         return std::move(*lock);
     if (error.code == ETIMEDOUT)
         throw SongError(SongError::Kind::busy,
-                        file.string() + ": another process is changing the document; try again");
-    throw SongError(SongError::Kind::unwritable, file.string() + ": the document cannot be changed there (" +
+                        textOfPath(file) + ": another process is changing the document; try again");
+    throw SongError(SongError::Kind::unwritable, textOfPath(file) +
+                                                     ": the document cannot be changed there (" +
                                                      error.localizedDescription() + ")");
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/FileLock.h"
 #include "Platform/KeyedArchive.h"
 #include "Song/Song.h"
@@ -11,7 +12,7 @@
 #include <optional>
 
 /// The steps of reading and writing a song's document, for Song and SongChange.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The file's bytes; nothing when there is no such file. Throws SongError (unreadable).
 [[nodiscard]] std::optional<Data> readSongBytes(const std::filesystem::path& file);

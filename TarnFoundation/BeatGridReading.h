@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/Grid/BeatGrid.h"
 #include "TarnFoundation/UserEntries/TarnBeatEntry.h"
 
@@ -9,7 +10,7 @@
 #include <span>
 
 /// The beat grid of a document, or a part of it, as a value: positions are indices of the given beats.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class TarnNoteEntryStorage;
 

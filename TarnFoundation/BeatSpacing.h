@@ -1,10 +1,11 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/Grid/BeatSpacing.h"
 
 #include <memory>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class TarnBeatEntry;
 class TarnNoteEntryStorage;

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <exception>
 #include <string>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// An edit of the document that cannot be made; the document is unchanged.
 struct NoteEntryStorageError : std::exception {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/NotificationCenter.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
@@ -9,7 +10,7 @@
 
 /// Typed observation: descriptors say which notification to observe and how to make a typed payload of its
 /// user information.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The name of a notification and how its payload is made from the user information. An ordinary value.
 template <typename Payload>
@@ -79,18 +80,16 @@ template <typename Storage, typename Handler>
     return all;
 }
 
-/// Calls `using_` with the payload of every notification that the descriptor names, from `object` (none = any
-/// sender), on `queue` or, without one, on the posting thread. The token removes the observer.
+/// Calls `handler` with the payload of every notification that the descriptor names, from `object` (none =
+/// any sender), on `queue` or, without one, on the posting thread. The token removes the observer.
 template <typename Payload, typename Handler>
 NotificationCenter::Token addObserver(NotificationCenter& center,
                                       const NotificationDescriptor<Payload>& descriptor,
                                       const std::shared_ptr<const void>& object,
-                                      const std::shared_ptr<OperationQueue>& queue, Handler using_) {
-    return center.addObserver(
-        descriptor.name, object, queue,
-        [make = descriptor.make, handler = std::move(using_)](const Notification& notification) {
-            handler(make(notification.userInfo));
-        });
+                                      const std::shared_ptr<OperationQueue>& queue, Handler handler) {
+    return center.addObserver(descriptor.name, object, queue,
+                              [make = descriptor.make, use = std::move(handler)](
+                                  const Notification& notification) { use(make(notification.userInfo)); });
 }
 
 template <typename Payload, typename Function>

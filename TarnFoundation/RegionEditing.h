@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/Grid/RegionMove.h"
 #include "TarnFoundation/UserEntries/TarnRegionEntry.h"
 
@@ -12,7 +13,7 @@
 
 /// The vocabulary of moving regions: boundaries, snapping grids, what happens on a collision with a
 /// neighbour, the errors, and the two boundary setters that everything is made of.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// For a single point that finds nothing to snap to; no operation of the document throws it.
 enum class SnappingErrorCase { missingSnapPoint };

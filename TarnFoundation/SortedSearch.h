@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/CheckedArithmetic.h"
+#include "Platform/Export.h"
 #include "Platform/Prefetch.h"
 #include "Platform/Range.h"
 #include "TarnFoundation/Grid/SortedValues.h"
@@ -22,7 +23,7 @@
 /// are strict and which way a tie falls is part of each operation. Searches take O(log n) unless they say
 /// otherwise. Those that compute with locations abort on an overflow; the `try…` form of each then returns
 /// nothing.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 template <typename Item>
 inline constexpr bool kIsEntryReference = false;

@@ -103,20 +103,20 @@ RegionPointer replaceMoved(TarnNoteEntryStorage& storage, const RegionPointer& e
 
 std::shared_ptr<TarnRegionEntry>
 TarnNoteEntryStorage::adjustRegionEntry(const std::shared_ptr<TarnRegionEntry>& entry, RegionBoundary at,
-                                        std::int64_t by, RegionSnapGrid on,
-                                        RegionNeighborCollisionRule using_, std::int64_t threshold) {
+                                        std::int64_t by, RegionSnapGrid on, RegionNeighborCollisionRule rule,
+                                        std::int64_t threshold) {
     const auto points = snapPoints(*this, on);
     return replaceMoved(*this, entry, [&](const RegionSpan& region, const RegionNeighbours& neighbours) {
-        return RegionMove::ofBoundary(region, at, by, points, threshold, neighbours, using_);
+        return RegionMove::ofBoundary(region, at, by, points, threshold, neighbours, rule);
     });
 }
 
 std::shared_ptr<TarnRegionEntry>
 TarnNoteEntryStorage::shiftRegionEntry(const std::shared_ptr<TarnRegionEntry>& entry, std::int64_t by,
-                                       RegionSnapGrid on, RegionNeighborCollisionRule using_) {
+                                       RegionSnapGrid on, RegionNeighborCollisionRule rule) {
     const auto points = snapPoints(*this, on);
     return replaceMoved(*this, entry, [&](const RegionSpan& region, const RegionNeighbours& neighbours) {
-        return RegionMove::ofRegion(region, by, points, neighbours, using_);
+        return RegionMove::ofRegion(region, by, points, neighbours, rule);
     });
 }
 

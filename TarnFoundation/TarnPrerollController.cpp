@@ -99,13 +99,13 @@ void TarnPrerollController::clearArtificialBeatEntries() {
     noteEntryStorage->removeBeatEntriesInArray(artificial);
 }
 
-std::int64_t TarnPrerollController::prerollFrame(std::int64_t for_) const {
+std::int64_t TarnPrerollController::prerollFrame(std::int64_t frame) const {
     const auto beats = noteEntryStorage->beatEntries();
-    const auto current = indexForSample(beats, for_);
+    const auto current = indexForSample(beats, frame);
     // A few bars back, without a look at the rest of the grid.
     auto downbeat = current ? previousDownbeat(beats, *current) : std::nullopt;
     if (!downbeat)
-        return for_;
+        return frame;
     for (std::int64_t bars = 1; bars < countInBars; ++bars) {
         const auto previous = previousDownbeat(beats, *downbeat);
         if (!previous)

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
 #include <cstdint>
 #include <memory>
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Prepares playback with a count-in: finds where it begins and, where the grid has too few beats before the
 /// start, adds artificial beats that the metronome can play. These are ordinary beats at negative locations;
@@ -47,7 +48,7 @@ public:
     /// The downbeat `countInBars` bars back from the frame, or the first one that there is. A beat exactly at
     /// the frame does not count: from a downbeat the first bar back is the previous one, from inside a bar
     /// its own. The frame itself when no downbeat lies before it.
-    [[nodiscard]] std::int64_t prerollFrame(std::int64_t for_) const;
+    [[nodiscard]] std::int64_t prerollFrame(std::int64_t frame) const;
     [[nodiscard]] std::int64_t prerollFrameFor(std::int64_t frame) const { return prerollFrame(frame); }
 
 private:

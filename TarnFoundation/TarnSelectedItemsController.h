@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/KeyValueObserving.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
@@ -8,7 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Hash and equality of entries by identifier, for sets.
 template <typename Entry>

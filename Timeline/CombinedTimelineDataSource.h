@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/IndexPath.h"
 #include "Timeline/TimelineDataSource.h"
 #include "Timeline/WrappedTimeline.h"
@@ -11,7 +12,7 @@
 #include <vector>
 
 /// Several lists of items (say beats, chords and regions) as the sections of one wrapped timeline.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Finds the ranges that have frames in common with a stretch of frames, where an empty range counts as the
 /// frame at its lower bound, in O(log n + k) for n ranges and k results, however they overlap. A priority

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Range.h"
 
 #include <cstdint>
@@ -8,7 +9,7 @@
 
 /// What a view that draws a song along a line asks for: the frames that there are, and a grid over them.
 /// Frames are audio sample frames from the start of the song.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A stretch of frames that can be drawn.
 class TimelineProtocol {

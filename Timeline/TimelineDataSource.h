@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/IndexPath.h"
 #include "Platform/Range.h"
 
@@ -10,7 +11,7 @@
 
 /// What is drawn on a timeline: items with a place in frames, found by the stretch of frames or by the row
 /// that shows them. An item is named by an index path of two: its section, and its index there.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Something with a place on the timeline.
 class TimelineItem {

@@ -122,11 +122,10 @@ std::int64_t WrappedSongTimeline::rowIndex(std::int64_t frame) const {
 }
 
 bool WrappedSongTimeline::rowEndsAfter(std::int64_t row, std::int64_t frame) const {
-    const auto end = nominalRowStart(framesPerRow(), row + 1);
-    std::int64_t upper = 0;
+    const auto end = tryTruncation<std::int64_t>(nominalRowStart(framesPerRow(), row + 1));
+    const auto upper = end.then([&](std::int64_t frames) { return trySubtract(frames, mFirstRowOffset); });
     // Ends ascend from zero: one that is not a frame lies after all frames.
-    return !truncationFits<std::int64_t>(end) ||
-           __builtin_sub_overflow(static_cast<std::int64_t>(end), mFirstRowOffset, &upper) || frame < upper;
+    return !upper.value() || frame < *upper.value();
 }
 
 std::int64_t WrappedSongTimeline::likelyRow(std::int64_t frame) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Range.h"
 #include "Timeline/WrappedTimeline.h"
 
@@ -10,7 +11,7 @@
 /// The layout of a song in rows of fixed width. The first row may start part-way in, so that its first
 /// downbeat stands above those of the rows below; the last row ends at the song's end. Positions within a row
 /// are points from the row's left edge.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Supplies the values of the layout.
 class WrappedSongTimelineDelegate {

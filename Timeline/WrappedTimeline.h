@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Range.h"
 #include "Timeline/Timeline.h"
 
@@ -7,7 +8,7 @@
 #include <vector>
 
 /// A timeline that is drawn in rows, like text.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A timeline whose frames are spread over rows. The rows follow each other without gap: a row begins where
 /// the row before it ends, so row ends ascend. Rows may be empty.

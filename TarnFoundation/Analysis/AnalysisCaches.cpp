@@ -1,6 +1,7 @@
 #include "TarnFoundation/Analysis/AnalysisCaches.h"
 
 #include "Platform/Log.h"
+#include "Platform/PathConversion.h"
 #include "Platform/SHA256.h"
 #include "TarnFoundation/Analysis/TarnChordResults.h"
 
@@ -40,21 +41,21 @@ std::filesystem::path pathInDirectory(std::filesystem::path directory, std::stri
 /// system, and on some on the folder, not on the operating system alone, so the folder is asked whether it
 /// also answers to its own name in the other case: nothing has to be written for that.
 bool ignoresCase(const std::filesystem::path& folder) {
-    std::string name = folder.filename().string();
+    std::string name = textOfPath(folder.filename());
     for (char& c : name) {
         if (isCapital(c) || isSmall(c))
             c ^= 'a' ^ 'A';
     }
     std::error_code missing;
-    return std::filesystem::equivalent(folder, folder.parent_path() / name, missing);
+    return std::filesystem::equivalent(folder, folder.parent_path() / pathOfText(name), missing);
 }
 
 void logChordCacheFailure(std::string_view format, const std::filesystem::path& file, std::string reason) {
     // The path is private; a file error's text begins with it.
-    if (const auto path = file.string() + ": "; reason.starts_with(path))
+    if (const auto path = textOfPath(file) + ": "; reason.starts_with(path))
         reason.erase(0, path.size());
     Log::standard().write(LogLevel::error, format, [&] {
-        return std::vector{logPrivate(file.string()), logPublic(reason)};
+        return std::vector{logPrivate(textOfPath(file)), logPublic(reason)};
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include "KELPMusicInformationRetrieval/ChordDetectionOperation.h"
 #include "KELPMusicInformationRetrieval/KELPSpectrogramOperation.h"
+#include "Platform/Export.h"
 #include "Platform/FileManager.h"
 #include "Platform/KeyedArchive.h"
 
@@ -14,7 +15,8 @@
 /// each song, how they are read and written, and when they count. Songs' identifiers come from documents, and
 /// documents from anywhere: the names of files are derived from them, so that no identifier leads out of its
 /// folder, and no two share a file.
-namespace tarn::analysis {
+namespace TARN_PUBLIC tarn {
+namespace analysis {
 
 struct CacheKind {
     const char* folder;
@@ -73,4 +75,5 @@ void writeChordResults(const ChordDetectionOperation& operation, const std::file
 /// leaves them unchanged.
 void readChordResults(ChordDetectionOperation& operation, const std::filesystem::path& from);
 
-} // namespace tarn::analysis
+} // namespace analysis
+} // namespace tarn

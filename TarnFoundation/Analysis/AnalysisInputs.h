@@ -1,13 +1,15 @@
 #pragma once
 
 #include "KELPMusic/KELPKey.h"
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
 #include <cstdint>
 #include <vector>
 
 /// What the analysis is told about a document. Any thread may ask.
-namespace tarn::analysis {
+namespace TARN_PUBLIC tarn {
+namespace analysis {
 
 /// Hz of A4: the frequency of the first standard pitch; concert pitch without one.
 [[nodiscard]] double tuningFrequency(const TarnNoteEntryStorage& storage);
@@ -24,4 +26,5 @@ template <typename Entry>
     return result;
 }
 
-} // namespace tarn::analysis
+} // namespace analysis
+} // namespace tarn

@@ -3,6 +3,7 @@
 #include "KELPMusicInformationRetrieval/ChordDetectionOperation.h"
 #include "KELPMusicInformationRetrieval/Spectrogram.h"
 #include "KELPMusicInformationRetrieval/Waveform.h"
+#include "Platform/Export.h"
 #include "Platform/NotificationCenter.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
@@ -10,7 +11,7 @@
 #include <utility>
 
 /// The notifications of an analysis, and what they carry. Their object is the controller.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// On the main thread, when the first operation of a run starts and after all stages have ended; without an
 /// object when the controller has gone. Nothing waits for the first of them, so a main thread that is busy

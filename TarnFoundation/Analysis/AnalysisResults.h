@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KELPMusic/KELPChordDetectionResult.h"
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
 #include <cstdint>
@@ -9,7 +10,8 @@
 #include <vector>
 
 /// How what an analysis found becomes new entries of a document. None is inserted here. Any thread may ask.
-namespace tarn::analysis {
+namespace TARN_PUBLIC tarn {
+namespace analysis {
 
 [[nodiscard]] std::shared_ptr<TarnStandardPitchEntry> newStandardPitchEntry(TarnNoteEntryStorage& storage,
                                                                             double frequency);
@@ -35,4 +37,5 @@ newBeatEntries(TarnNoteEntryStorage& storage, const std::vector<std::int64_t>& l
 [[nodiscard]] EntryList<TarnChordEntry> newChordEntries(TarnNoteEntryStorage& storage,
                                                         const ChordDetectionResultArray& results);
 
-} // namespace tarn::analysis
+} // namespace analysis
+} // namespace tarn

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/OperationQueue.h"
 #include "Platform/Progress.h"
 
@@ -11,7 +12,8 @@
 #include <string_view>
 #include <vector>
 
-namespace tarn::analysis {
+namespace TARN_PUBLIC tarn {
+namespace analysis {
 
 /// A row of the table from which the operations of a run are made, connected, queued and counted. Rows of the
 /// same name follow each other and are alternatives: the stage is the first of them that can be made.
@@ -57,4 +59,5 @@ private:
     std::vector<std::weak_ptr<Operation>> mOperations;
 };
 
-} // namespace tarn::analysis
+} // namespace analysis
+} // namespace tarn

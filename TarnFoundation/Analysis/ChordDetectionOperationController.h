@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/AnalysisOperationFactory.h"
+#include "Platform/Export.h"
 #include "Platform/OperationQueue.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
@@ -9,7 +10,7 @@
 #include <memory>
 #include <mutex>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Runs chord detection alone and hands the chords it finds to a completion handler. The document answers the
 /// operation's questions and makes the entries, but none is inserted. Made with std::make_shared; dropping it

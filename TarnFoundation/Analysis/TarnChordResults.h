@@ -3,11 +3,12 @@
 #include "BinaryCodable/BinaryDecoder.h"
 #include "BinaryCodable/BinaryEncoder.h"
 #include "KELPMusicInformationRetrieval/ChordDetectionOperation.h"
+#include "Platform/Export.h"
 
 #include <cstdint>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The ranked chord candidates of a song, as they are kept in its cache file: the bytes "ChRE", the header,
 /// and the frames back to back, all numbers little-endian, without padding or checksum.

@@ -2,6 +2,7 @@
 
 #include "Platform/Bundle.h"
 #include "Platform/DispatchQueue.h"
+#include "Platform/PathConversion.h"
 #include "Platform/ProcessInfo.h"
 #include "Platform/UserDefaults.h"
 #include "TarnFoundation/Analysis/AnalysisRun.h"

@@ -18,7 +18,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 inline constexpr const char* TarnMusicInformationRetrievalErrorDomain =
     "TarnMusicInformationRetrievalErrorDomain";

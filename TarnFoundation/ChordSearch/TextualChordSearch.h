@@ -3,6 +3,7 @@
 #include "KELPMusic/KELPChord.h"
 #include "KELPMusic/KELPChordDetectionResult.h"
 #include "KELPMusic/KELPNote.h"
+#include "Platform/Export.h"
 
 #include <memory>
 #include <string>
@@ -12,7 +13,7 @@
 /// From typed text to candidate chords: a root, then the beginning of a quality, then "/" and a bass note,
 /// the last two optional. The searches are pure, never fail and may run on any thread; bytes that are not
 /// UTF-8 find nothing.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 using ChordArray = std::vector<KELPChordRef>;
 

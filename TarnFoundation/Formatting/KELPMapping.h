@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 /// Mappings between a scale of values (a frequency, a level, a tempo) and another (points, a slider's
 /// position). Scales may run downwards. The ends of one scale map to the ends of the other exactly, in both
 /// directions.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The two ends of a scale.
 struct KELPScale {

@@ -3,6 +3,7 @@
 #include "Platform/Bundle.h"
 #include "Platform/CheckedArithmetic.h"
 #include "Platform/FatalError.h"
+#include "Platform/LocalTime.h"
 
 #include <array>
 #include <cmath>
@@ -45,11 +46,10 @@ std::string formattedDate(std::chrono::local_days day) {
 }
 
 std::chrono::local_days localDay(std::chrono::system_clock::time_point point) {
-    const std::time_t time = std::chrono::system_clock::to_time_t(point);
-    std::tm local{};
-    precondition(localtime_r(&time, &local) != nullptr, "The date has no year that can be counted");
+    const auto local = localTime(std::chrono::system_clock::to_time_t(point));
+    precondition(local.has_value(), "The date has no year that can be counted");
     using namespace std::chrono;
-    return local_days(year(local.tm_year + 1900) / (local.tm_mon + 1) / local.tm_mday);
+    return local_days(year(local->tm_year + 1900) / (local->tm_mon + 1) / local->tm_mday);
 }
 
 } // namespace

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <chrono>
 #include <cstdint>
 #include <string>
 
 /// Times, positions and dates as texts for people, in the user's language where words occur.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 enum class DurationPrecision { seconds, tenths };
 

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <optional>
 #include <span>
 #include <string_view>
 
 /// Settings that the user chooses from a few. Each choice has a raw value, the text that is kept in the
 /// user's settings: raw values never change, whatever happens to the names and the order of the choices.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// What the timeline shows of a chord.
 enum class TarnChordsDisplay { hidden, names, diagrams, namesAndDiagrams };

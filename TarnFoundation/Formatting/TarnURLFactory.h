@@ -1,10 +1,12 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <string>
 #include <string_view>
 
 /// The addresses of the product's pages, below a base address that the application sets.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class TarnURLFactory {
 public:

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 /// The keys of the user's settings. The library itself reads only the first; the application keeps the others
 /// here so that all of them lie in one place. Display settings and the metronome's sound are stored as their
 /// raw values.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Boolean: analyse a song again although its document and the caches already hold the results.
 inline constexpr const char* TarnUserDefaultsKeyForceMIRProcessing = "TarnForceMIRProcessing";

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Range.h"
 
 #include <cstddef>
 #include <cstdint>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A bar of a beat grid.
 struct Bar {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Range.h"
 
 #include <cstddef>
@@ -8,7 +9,7 @@
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Where bars begin among the positions 0, 1, … of a beat grid, whatever the times of the beats. A downbeat
 /// opens a bar, which reaches up to the next downbeat, or to the end of the grid. What lies before the first

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/Grid/Bar.h"
 #include "TarnFoundation/Grid/BarLines.h"
 
@@ -9,7 +10,7 @@
 #include <span>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A beat without identity: a frame, and whether a bar begins there.
 struct GridBeat {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -7,7 +9,7 @@
 
 /// The rules by which edits of a beat grid place beats, in sample frames. A location that 64 bits cannot hold
 /// aborts; the `try…` form of each then returns nothing instead.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// `count` locations `from`, `from + step`, …: the step is the quotient of (to - from) and count in single
 /// precision, truncated, and at least 1. What the truncation leaves lies between the last location and `to`;

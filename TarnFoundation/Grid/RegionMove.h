@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Range.h"
 #include "TarnFoundation/Grid/RegionSpan.h"
 
@@ -11,7 +12,7 @@
 
 /// Moving regions, as a computation with their spans: what a boundary snaps to, what is too short, and what
 /// happens to neighbours. All frames are sample frames; a sum or a distance that 64 bits cannot hold aborts.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 enum class RegionBoundary { start, end };
 

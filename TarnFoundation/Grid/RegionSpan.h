@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstdint>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 template <typename T>
 class Checked;

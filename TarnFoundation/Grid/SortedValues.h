@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/CheckedArithmetic.h"
+#include "Platform/Export.h"
 
 #include <algorithm>
 #include <concepts>
@@ -12,7 +13,7 @@
 /// Where in a sorted list of values something lies. Every result is an index of the range, or nothing. Which
 /// comparisons are strict and which way a tie falls is part of each operation. O(log n). Those that compute
 /// with values abort on an overflow; the `try…` form of each then returns nothing.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A random-access range that is sorted ascending.
 template <typename Items>

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/MusicSequence.h"
 
 #include <cstdint>
 #include <vector>
 
 /// The options of a MIDI export and the notes that it writes.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Keys of the options dictionary. A value of another type than the one named counts as absent.
 inline constexpr const char* TarnNoteEntryStorageMIDIExportNotesOptionKey = "exportNotes";   ///< bool, false

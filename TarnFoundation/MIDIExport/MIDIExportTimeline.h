@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/CheckedArithmetic.h"
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 #include "TarnFoundation/UserEntries/TimeSignature.h"
 
@@ -13,7 +14,7 @@
 /// The time base of a MIDI export. Positions are in quarter notes, frames are floating-point sample frames.
 /// Every beat entry of the song becomes half a quarter note (an eighth note) in the file, in each mode that
 /// follows the beat grid.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// How a file's time relates to the song's; any other number counts as `seconds`.
 enum class MIDIExportTiming : std::int64_t {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/EntryArray.h"
 #include "TarnFoundation/UserEntries/EntryKinds.h"
 
@@ -7,7 +8,7 @@
 #include <memory>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KeyedArchiver;
 class KeyedUnarchiver;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/EntryList.h"
 
 #include <cstddef>
@@ -7,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// One kind's entries in a storage: kept in stored order, and read sorted by location. Nothing here locks.
 /// Defined in EntryStorageImplementation.h, which only the sources of storages include.

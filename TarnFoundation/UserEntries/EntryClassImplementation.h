@@ -1,11 +1,12 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
 #include <memory>
 
 /// For the sources of entry classes, which instantiate `template class EntryClass<Self, Base>;`.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 template <typename Entry>
 std::shared_ptr<SecureCoding> TarnUserEntry::makeFromCoder(KeyedUnarchiver& coder) {

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <charconv>
 #include <memory>
 #include <optional>
 #include <string>
 
 /// The pieces that the entries' description texts are made of.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 inline constexpr const char* kMissingObjectDescription = "(null)";
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnBeatEntry.h"
 #include "TarnFoundation/UserEntries/TarnChordEntry.h"
 #include "TarnFoundation/UserEntries/TarnMarkerEntry.h"
@@ -13,7 +14,7 @@
 
 /// The kinds of entries that documents hold. Everything that exists for every kind (storage, archive, class
 /// registration, checkpoints, undo, notifications) is made from these lists.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class TarnNoteEntryStorage;
 class TarnSongStructureStorage;

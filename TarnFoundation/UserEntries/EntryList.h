@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/FatalError.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
@@ -10,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// An immutable list of items that is shared, not copied, when it is passed on: the one form in which lists
 /// of entries are read, compared in changesets and carried by notifications. A contiguous random-access

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
 #include <memory>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Sorts by location, ascending; entries at one location keep their order. The first `orderedCount` entries
 /// are known to be in order. O(n + k log n) for k entries after an ordered beginning, without looking at its

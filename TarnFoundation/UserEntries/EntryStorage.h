@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/FatalError.h"
 #include "Platform/KeyValueObserving.h"
 #include "Platform/NotificationCenter.h"
@@ -11,7 +12,7 @@
 #include <optional>
 #include <utility>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The user-information keys of one storage class's notifications.
 struct StorageUserInfoKeys {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
 #include "Platform/Log.h"
 #include "TarnFoundation/UserEntries/EntriesOfKind.h"
@@ -13,7 +14,7 @@
 
 /// The operations of storages, for the sources of storage classes. Such a source instantiates
 /// `template class EntriesOfKind<Storage, Kind>;` for each of its kinds.
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 // EntryArray
 

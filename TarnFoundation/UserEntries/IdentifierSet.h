@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/FatalError.h"
 #include "Platform/IntegerTable.h"
 
@@ -9,7 +10,7 @@
 #include <limits>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Event identifiers, for testing entries against a list of others by identity in constant time.
 class IdentifierSet {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/IndexSet.h"
 #include "Platform/IntegerTable.h"
 #include "TarnFoundation/UserEntries/EntryList.h"
@@ -13,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The text of a changeset at that address.
 [[nodiscard]] std::string describeChangeset(const void* changeset, const IndexSet& added,

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A position of the beat grid; a downbeat opens a bar.
 class TarnBeatEntry : public EntryClass<TarnBeatEntry, TarnUserEntry> {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/IndexPath.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
@@ -8,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A position in the song by bar and beat, both counted from 0, as an index path of length 2.
 namespace BarBeatIndex {

@@ -1,9 +1,10 @@
 #pragma once
 
 #include "KELPMusic/KELPChord.h"
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A chord that sounds from its location to that of the next chord.
 class TarnChordEntry : public EntryClass<TarnChordEntry, TarnUserEntry> {

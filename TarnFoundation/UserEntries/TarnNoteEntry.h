@@ -1,9 +1,10 @@
 #pragma once
 
 #include "KELPMusic/KELPPitch.h"
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class KELPStringedInstrumentDescription;
 

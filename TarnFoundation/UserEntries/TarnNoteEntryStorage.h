@@ -2,6 +2,7 @@
 
 #include "KELPMusic/KELPKey.h"
 #include "KELPMusic/KELPStringedInstrumentDescription.h"
+#include "Platform/Export.h"
 #include "Platform/PathText.h"
 #include "Platform/Range.h"
 #include "Platform/Signal.h"
@@ -12,7 +13,7 @@
 #include <atomic>
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class Log;
 class UndoManager;
@@ -234,12 +235,12 @@ public:
     /// RegionClippingError or AdjustRegionEntryError, the document being unchanged.
     std::shared_ptr<TarnRegionEntry> adjustRegionEntry(const std::shared_ptr<TarnRegionEntry>& entry,
                                                        RegionBoundary at, std::int64_t by, RegionSnapGrid on,
-                                                       RegionNeighborCollisionRule using_,
+                                                       RegionNeighborCollisionRule rule,
                                                        std::int64_t threshold);
     /// Moves a whole region likewise. Throws SnappedShiftError, RegionClippingError or ShiftRegionError.
     std::shared_ptr<TarnRegionEntry> shiftRegionEntry(const std::shared_ptr<TarnRegionEntry>& entry,
                                                       std::int64_t by, RegionSnapGrid on,
-                                                      RegionNeighborCollisionRule using_);
+                                                      RegionNeighborCollisionRule rule);
 
     // Markers (TarnNoteEntryStorage+Markers.cpp)
 

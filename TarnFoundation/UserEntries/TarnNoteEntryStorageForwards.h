@@ -1,11 +1,12 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/EntriesOfKind.h"
 
 #include <cstdint>
 #include <memory>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The named operations of a document on the entries of each kind, each a forward to the typed operation
 /// (EntriesOfKind.h) and nothing else. `set…Entries` keeps a list that nothing reads.

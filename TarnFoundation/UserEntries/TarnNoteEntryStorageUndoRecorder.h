@@ -1,10 +1,11 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/Subscription.h"
 #include "Platform/UndoManager.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Makes the changes of a document undoable: watches a storage and registers, for every change of a kind, the
 /// change back with an undo manager. Undoing restores the entries themselves, with their identifiers and in

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/Grid/RegionSpan.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A stretch of the song from its location (included) to location + length (excluded).
 class TarnRegionEntry : public EntryClass<TarnRegionEntry, TarnUserEntry> {

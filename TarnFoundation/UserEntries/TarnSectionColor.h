@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The colour of a section: a name that the application gives a meaning to, or four components. Written as
 /// text, "named:<name>" or "rgba:" with eight upper-case hexadecimal digits, two for each component.

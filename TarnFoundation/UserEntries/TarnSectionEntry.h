@@ -1,10 +1,11 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
 #include <optional>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 class TarnMutableSectionEntry;
 class TarnSectionColor;

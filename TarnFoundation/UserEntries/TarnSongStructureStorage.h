@@ -1,12 +1,13 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnSongStructureStorageForwards.h"
 #include "TarnFoundation/UserEntries/TarnUserEntryStorage.h"
 
 #include <optional>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The structural outline of a song: named and coloured sections, and bare bounds. The user information of
 /// its notifications has the keys of TarnUserEntryStorage.

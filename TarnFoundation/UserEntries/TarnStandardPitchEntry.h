@@ -2,9 +2,10 @@
 
 #include "KELPMusic/ConcertPitch.h"
 #include "KELPMusic/KELPPitch.h"
+#include "Platform/Export.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// What the recording is tuned to: the frequency at which a pitch sounds; at first A4 at concert pitch.
 class TarnStandardPitchEntry : public EntryClass<TarnStandardPitchEntry, TarnUserEntry> {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
 
 #include <atomic>
@@ -7,7 +8,7 @@
 #include <memory>
 #include <string>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// The base of all annotations: a point on the audio timeline with an identity that is unique in its
 /// document. Entries are made by a storage, which hands out the identifiers, and are never changed once they

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
 #include "TarnFoundation/UserEntries/EntryStorage.h"
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 inline constexpr const char* TarnUserEntryStorageChangesetKey = "TarnUserEntryStorageChangesetKey";
 inline constexpr const char* TarnUserEntryStorageAddedEntriesKey = "TarnUserEntryStorageAddedEntriesKey";

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <cstdint>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// A time signature as a value, for example 3/4.
 struct TimeSignature {

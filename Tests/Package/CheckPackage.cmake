@@ -1,3 +1,5 @@
+# Checks an installation: CheckPackage.cmake with BUILD_DIR (what is installed), SCRATCH, CONSUMER, README and COMPILER.
+# With SOURCE, builds shared libraries of it in BUILD_DIR before.
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
     if(NOT status EQUAL 0)
@@ -6,26 +8,66 @@ function(run)
     set(output "${output}" PARENT_SCOPE)
 endfunction()
 
+function(expect_output text)
+    run(${ARGN})
+    if(NOT output MATCHES "${text}")
+        message(FATAL_ERROR "${ARGN} printed:\n${output}")
+    endif()
+endfunction()
+
+set(consumer_prints "C4 is key 60.*there is no such document.*a chord: 1")
+set(engine_prints "engine: 1")
+
+if(SOURCE)
+    run(${CMAKE_COMMAND} -S ${SOURCE} -B ${BUILD_DIR} -G Ninja -DCMAKE_CXX_COMPILER=${COMPILER} -DBUILD_SHARED_LIBS=ON
+        -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DCMAKE_UNITY_BUILD=ON -DTARN_BUILD_PROGRAMS=OFF
+        -DTARN_BUILD_TESTS=OFF -DTARN_BUILD_BENCHMARKS=OFF)
+    run(${CMAKE_COMMAND} --build ${BUILD_DIR})
+endif()
 file(REMOVE_RECURSE ${SCRATCH})
+set(prefix ${SCRATCH}/prefix)
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+
 file(READ ${README} readme)
 if(NOT readme MATCHES "```cpp\n([^`]*)```")
     message(FATAL_ERROR "The README has no example in C++")
 endif()
 file(WRITE ${SCRATCH}/readme.cpp "${CMAKE_MATCH_1}")
-run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${SCRATCH}/prefix)
-run(${CMAKE_COMMAND} -S ${CONSUMER} -B ${SCRATCH}/build
-    -DCMAKE_PREFIX_PATH=${SCRATCH}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_BUILD_TYPE=Debug
-    -DREADME_EXAMPLE=${SCRATCH}/readme.cpp)
-run(${CMAKE_COMMAND} --build ${SCRATCH}/build)
-run(${SCRATCH}/build/consumer)
-if(NOT output MATCHES "C4 is key 60")
-    message(FATAL_ERROR "The consumer printed: ${output}")
+
+set(configure ${CMAKE_COMMAND} -S ${CONSUMER} -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${COMPILER}
+    -DCMAKE_BUILD_TYPE=Debug -DREADME_EXAMPLE=${SCRATCH}/readme.cpp)
+run(${configure} -B ${SCRATCH}/core -DCOMPONENTS=Core)
+run(${CMAKE_COMMAND} --build ${SCRATCH}/core)
+expect_output("${consumer_prints}" ${SCRATCH}/core/consumer)
+run(${configure} -B ${SCRATCH}/everything)
+run(${CMAKE_COMMAND} --build ${SCRATCH}/everything --target engine)
+expect_output("${engine_prints}" ${SCRATCH}/everything/engine)
+execute_process(COMMAND ${configure} -B ${SCRATCH}/unknown "-DCOMPONENTS=Core\;Motor"
+    RESULT_VARIABLE status OUTPUT_QUIET ERROR_VARIABLE complaint)
+string(REGEX REPLACE "[ \n]+" " " complaint "${complaint}")
+if(status EQUAL 0 OR NOT complaint MATCHES "TarnFoundation has no component Motor, but Core and Engine")
+    message(FATAL_ERROR "An unknown component gave: ${complaint}")
 endif()
 
-execute_process(COMMAND ${SCRATCH}/build/readme WORKING_DIRECTORY ${SCRATCH} RESULT_VARIABLE status)
+execute_process(COMMAND ${SCRATCH}/core/readme WORKING_DIRECTORY ${SCRATCH} RESULT_VARIABLE status)
 if(status EQUAL 0 AND EXISTS ${SCRATCH}/song.mid)
     file(READ ${SCRATCH}/song.mid beginning LIMIT 4)
 endif()
 if(NOT beginning STREQUAL "MThd")
     message(FATAL_ERROR "The README's example wrote no MIDI file")
 endif()
+
+# The same without CMake.
+file(GLOB_RECURSE pc_file ${prefix}/*/tarnfoundation.pc)
+get_filename_component(pc_dir ${pc_file} DIRECTORY)
+get_filename_component(library_dir ${pc_dir} DIRECTORY)
+foreach(use "tarnfoundation;main.cpp;plugin.cpp" "tarnfoundation-engine;engine.cpp")
+    list(POP_FRONT use package)
+    list(TRANSFORM use PREPEND ${CONSUMER}/)
+    run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir} pkg-config --cflags --libs ${package})
+    separate_arguments(flags UNIX_COMMAND "${output}")
+    run(${COMPILER} -std=c++20 ${use} ${flags} -o ${SCRATCH}/${package})
+endforeach()
+set(with_libraries ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${library_dir})
+expect_output("${consumer_prints}" ${with_libraries} ${SCRATCH}/tarnfoundation)
+expect_output("${engine_prints}" ${with_libraries} ${SCRATCH}/tarnfoundation-engine)

@@ -1,5 +1,6 @@
 #include "Platform/Bundle.h"
 
+#include "Tests/Platform/System.h"
 #include "Tests/Platform/TemporaryFolder.h"
 
 #include <regex>

@@ -1,5 +1,6 @@
 #include "Platform/ProcessInfo.h"
 
+#include "Tests/Platform/System.h"
 #include "Tests/Platform/TemporaryFolder.h"
 
 namespace tarn {

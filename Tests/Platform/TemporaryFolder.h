@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <optional>
+#include <random>
 #include <set>
 #include <sstream>
 #include <string>
@@ -16,8 +15,10 @@ namespace tarn {
 class TemporaryFolder {
 public:
     TemporaryFolder() {
-        std::string name = testing::TempDir() + "tarn-test-XXXXXX";
-        mPath = ::mkdtemp(name.data());
+        std::random_device random;
+        do
+            mPath = std::filesystem::path(testing::TempDir()) / ("tarn-test-" + std::to_string(random()));
+        while (!std::filesystem::create_directory(mPath));
     }
     ~TemporaryFolder() {
         std::error_code ignored;
@@ -49,25 +50,5 @@ inline void writeText(const std::filesystem::path& file, const std::string& text
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary) << text;
 }
-
-/// Sets an environment variable, or removes it where the value is null, and restores it at the end of its
-/// life.
-class EnvironmentVariable {
-public:
-    EnvironmentVariable(const char* name, const char* value) : mName(name) {
-        if (const char* before = std::getenv(name))
-            mBefore = before;
-        set(value);
-    }
-    ~EnvironmentVariable() { set(mBefore ? mBefore->c_str() : nullptr); }
-    EnvironmentVariable(const EnvironmentVariable&) = delete;
-    EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
-
-private:
-    void set(const char* value) { value ? ::setenv(mName, value, 1) : ::unsetenv(mName); }
-
-    const char* mName;
-    std::optional<std::string> mBefore;
-};
 
 } // namespace tarn

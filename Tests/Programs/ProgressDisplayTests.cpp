@@ -1,5 +1,6 @@
 #include "Programs/tarn/ProgressDisplay.h"
 
+#include "Tests/Platform/System.h"
 #include "Tests/Platform/TemporaryFolder.h"
 
 #include <fcntl.h>

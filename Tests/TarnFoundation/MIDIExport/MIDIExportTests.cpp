@@ -1,6 +1,7 @@
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
 
 #include "Platform/Bundle.h"
+#include "Platform/PathConversion.h"
 #include "Platform/ProcessInfo.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 #include "Tests/Platform/TemporaryFolder.h"
@@ -69,7 +70,8 @@ struct MIDIExportRead : MIDIExport {
     /// The lines of the exported file, sorted.
     Lines exported(const Document& document, const UserInfo& options) {
         document->exportToMIDIFile(file, kRate, options);
-        const std::string script = folder.path() / "read.py", output = folder.path() / "lines";
+        const std::string script = textOfPath(folder.path() / "read.py"),
+                          output = textOfPath(folder.path() / "lines");
         writeText(script, kReader);
         const std::string command = "/usr/bin/python3 " + script + ' ' + file.string() + " > " + output;
         EXPECT_EQ(std::system(command.c_str()), 0);

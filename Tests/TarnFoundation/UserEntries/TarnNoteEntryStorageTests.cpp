@@ -4,6 +4,7 @@
 #include "Platform/ProcessInfo.h"
 #include "TarnFoundation/UserEntries/EntryOrder.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorageUndoRecorder.h"
+#include "Tests/Platform/System.h"
 
 #include <numeric>
 #include <random>
@@ -325,9 +326,8 @@ TEST(Consistency, LogsOnlyWhenAskedTo) {
         setLogSink([&](const LogMessage& m) { lines.push_back(m.category + ": " + m.text(false)); });
     makeDocumentWithBeats({1});
     EXPECT_TRUE(lines.empty());
-    ::setenv("TARN_NOTE_ENTRY_STORAGE_DEBUG", "", 1); // presence counts
+    const EnvironmentVariable debug("TARN_NOTE_ENTRY_STORAGE_DEBUG", ""); // presence counts
     const auto document = makeDocument();
-    ::unsetenv("TARN_NOTE_ENTRY_STORAGE_DEBUG");
     document->setTimeSignature(4, 4);
     addBeats(*document, {0, 1, 2}, {1});
     setLogSink(previous);

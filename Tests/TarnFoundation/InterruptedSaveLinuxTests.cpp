@@ -1,11 +1,8 @@
-#include "Platform/KeyedArchiveFile.h"
-#include "Tests/Platform/TemporaryFolder.h"
-
-#ifdef __linux__
-
 #include "KELPMusicInformationRetrieval/Waveform.h"
 #include "Platform/DispatchQueue.h"
+#include "Platform/KeyedArchiveFile.h"
 #include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
+#include "Tests/Platform/TemporaryFolder.h"
 #include "Tests/TarnFoundation/UserEntries/DocumentFixture.h"
 
 #include <csignal>
@@ -221,11 +218,3 @@ TEST_F(InterruptedSave, LeavesTheOldFileOrTheNewOne) {
 }
 
 } // namespace tarn
-
-#else
-
-TEST(InterruptedSave, LeavesTheOldFileOrTheNewOne) {
-    GTEST_SKIP() << "processes are traced on Linux only";
-}
-
-#endif
