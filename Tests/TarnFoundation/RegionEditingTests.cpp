@@ -222,6 +222,7 @@ TEST(RegionEditing, TheStartMustReachAPointOfTheGrid) {
     constexpr auto out = SnappedShiftErrorCase::shiftOutOfBounds;
     EXPECT_EQ(onGrid({0, 0}).spanAfter({.by = 3, .on = Grid::beat}), Span(3000, 0));
     onGrid({0, 0}).expectError(out, {.by = 4, .on = Grid::beat});
+    onGrid({0, 0}).expectError(out, {.by = 2, .on = Grid::bar});
     onGrid({0, 1000}).expectError(out, {.by = kGreatest, .on = Grid::beat});
     EXPECT_EQ(onGrid({3000, 500}).spanAfter({.by = -3, .on = Grid::beat}), Span(0, 1000));
     onGrid({3000, 500}).expectError(out, {.by = -4, .on = Grid::beat});
@@ -292,7 +293,8 @@ TEST(RegionEditing, AClippedRegionMustNotPassItsNeighbourNorLoseItsLength) {
     const Rule clip = Rule::clipToNeighbor;
     const Spans row{{0, 1000}, {1000, 500}, {1500, 500}};
     amongRegions(row).expectError(swallowed, {.boundary = start, .by = -1001, .rule = clip});
-    amongRegions(row).expectError(swallowed, {.by = 501, .rule = clip}); // begins after the next one
+    amongRegions({{0, 1000}, {1000, 600}, {1500, 500}})
+        .expectError(swallowed, {.by = 600, .rule = clip});              // begins after the next one
     amongRegions(row).expectError(swallowed, {.by = 500, .rule = clip}); // begins with it
     amongRegions({{0, 1500}, {1000, 500}}).expectError(swallowed, {.rule = clip});
 }
