@@ -47,6 +47,13 @@ std::int64_t frameOf(const SongRef& song, const std::string& text) {
     return SongPositions(*song).frame(Position::make(text).value());
 }
 
+/// "Verse" in bars 2 and 3, "Chorus" in bar 5, another "Verse" in bar 7.
+SongRef songWithRegions() {
+    const auto song = sampleSong();
+    perform(*song, "add-region verse 2:1 to 4:1|add-region chorus 5:1 to 6:1|add-region verse 7:1 to 8:1");
+    return song;
+}
+
 } // namespace
 
 // Sentences
@@ -285,13 +292,6 @@ TEST(Edits, ARegionIsRenamedAndRemoved) {
               "region \"Chorus\" is called \"Chorus, first\"");
     EXPECT_EQ(report(song, "remove-region at 5:4"), "region \"Verse\" from 5:1 to 6:1 removed");
     EXPECT_EQ(regionsOf(*song), "Chorus, first[264600,352800)");
-}
-
-/// "Verse" in bars 2 and 3, "Chorus" in bar 5, another "Verse" in bar 7.
-SongRef songWithRegions() {
-    const auto song = sampleSong();
-    perform(*song, "add-region verse 2:1 to 4:1|add-region chorus 5:1 to 6:1|add-region verse 7:1 to 8:1");
-    return song;
 }
 
 TEST(Edits, RegionsAreFoundByNameNumberOrPlace) {
