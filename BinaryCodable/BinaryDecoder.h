@@ -54,9 +54,9 @@ std::string rawValueText(T value) {
 /// position and bound.
 class BinaryDecodingContainer {
 public:
-    /// The bytes that may still be read; nothing when the container is unbounded.
+    /// The bytes that may still be read; empty when the container is unbounded.
     [[nodiscard]] std::optional<std::size_t> remainingLength() const;
-    /// Whether nothing may be read any more, or nothing is left.
+    /// Whether nothing more may be read, or nothing is left.
     [[nodiscard]] bool isAtEnd() const;
 
     /// Reads a value of type `T`. An array takes elements until the container is at its end; so does the text
@@ -128,7 +128,7 @@ public:
     [[nodiscard]] T decode(std::vector<std::uint8_t> bytes) const {
         return decode<T>(bufferedData(std::move(bytes)));
     }
-    /// Reads on from the data's position and leaves it behind the value.
+    /// Reads on from the data's position and leaves it after the value.
     template <BinaryDecodable T>
     [[nodiscard]] T decode(std::shared_ptr<BufferedData> data) const {
         auto source = std::make_shared<binarycoding::DecodingSource>();

@@ -72,7 +72,7 @@ public:
 
 namespace binarycoding {
 
-/// Stops the process: an enumeration holds a value that its table of raw values does not list.
+/// Aborts: an enumeration holds a value that its table of raw values does not list.
 [[noreturn]] void failForUnlistedCase(std::string_view typeName);
 
 template <RawValueEnumeration E>

@@ -8,8 +8,8 @@ namespace tarn {
 namespace {
 
 /// A source that is not at its end may have nothing to give for a moment and is asked again; after this many
-/// empty answers in a row it counts as ended, so that no source can hold a reader for ever.
-constexpr int kMaximumEmptyAnswers = 64;
+/// empty pieces in a row it counts as ended, so that no source can keep a reader forever.
+constexpr int kMaximumEmptyPieces = 64;
 
 } // namespace
 
@@ -37,7 +37,7 @@ BufferedData::BufferedData(AnyBufferedDataSource reader, std::size_t initialCapa
     : mSource(std::move(reader)), mChunkLength(std::max<std::size_t>(initialCapacity, 1)) {}
 
 bool BufferedData::loadMore() {
-    for (int emptyAnswers = 0; !mSourceEnded && emptyAnswers < kMaximumEmptyAnswers; ++emptyAnswers) {
+    for (int emptyPieces = 0; !mSourceEnded && emptyPieces < kMaximumEmptyPieces; ++emptyPieces) {
         if (mSource.isAtEnd())
             break;
         const auto chunk = mSource.read(mChunkLength);
@@ -56,7 +56,7 @@ bool BufferedData::loadMore() {
     return false;
 }
 
-/// Loads until `length` bytes are buffered or the source ends; answers how many of them there are.
+/// Loads until `length` bytes are buffered or the source ends; returns how many of them there are.
 std::size_t BufferedData::load(std::size_t length) {
     while (buffered().size() < length && loadMore()) {
     }

@@ -18,7 +18,7 @@ namespace TARN_PUBLIC tarn {
 /// A stream of bytes given by two functions.
 class AnyBufferedDataSource {
 public:
-    /// Answers up to `maxLength` further bytes (`maxLength` is at least 1), or nothing at the end.
+    /// Returns up to `maxLength` further bytes (`maxLength` is at least 1); none at the end.
     using ReadCallback = std::function<std::optional<std::vector<std::uint8_t>>(std::size_t maxLength)>;
     using IsAtEndCallback = std::function<bool()>;
 
@@ -61,7 +61,7 @@ public:
     DelimitedRead readUntil(std::uint8_t delimiter, std::size_t maxBytes = noLimit);
     /// Up to `maxBytes` bytes; fewer only when the source ends.
     std::vector<std::uint8_t> read(std::size_t maxBytes);
-    /// Fills `destination` from its beginning; answers how many bytes there were, fewer only when the source
+    /// Fills `destination` from its beginning; returns how many bytes there were, fewer only when the source
     /// ends.
     std::size_t readInto(std::span<std::uint8_t> destination);
     /// Up to `maxLength` bytes, which stay to be read; fewer only when the source ends.

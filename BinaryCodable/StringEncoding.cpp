@@ -19,7 +19,7 @@ bool isLowSurrogate(char32_t unit) {
     return unit >= 0xDC00 && unit < 0xE000;
 }
 
-/// The character at the beginning of `bytes`, which is then shortened by its bytes; nothing when malformed.
+/// The character at the beginning of `bytes`, which is then shortened by its bytes; empty when malformed.
 /// Well-formed sequences: Unicode Standard, table 3-7.
 std::optional<char32_t> takeUTF8Character(Bytes& bytes) {
     const std::uint8_t first = bytes[0];

@@ -14,7 +14,7 @@ using namespace tarn;
 
 namespace {
 
-/// Ends the reading after so many blocks, so that small files of long silence don't take the fuzzer's time.
+/// Ends the reading after this many blocks: small files of long silence must not take the fuzzer's time.
 StageMonitor limited(int& blocks) {
     return {[&blocks] { return ++blocks > 64; }, nullptr};
 }

@@ -112,7 +112,7 @@ std::string degreeList(std::span<const std::int32_t> intervals) {
     return definitionWithSuffix("(" + list + ")") ? "(1," + list + ")" : "(" + list + ")";
 }
 
-// The intervals of such a list; nothing for any other text.
+// The intervals of such a list; null for any other text.
 std::optional<KELPChordIntervals> intervalsWithDegreeList(std::string_view text) {
     if (!text.starts_with('(') || !text.ends_with(')'))
         return std::nullopt;
@@ -136,7 +136,7 @@ std::optional<KELPChordIntervals> intervalsWithDegreeList(std::string_view text)
     return intervals;
 }
 
-// The chord tone so far above the root. Above a diminished triad nine semitones are the diminished seventh,
+// The chord tone that far above the root. Above a diminished triad nine semitones are the diminished seventh,
 // not the sixth.
 KELPNote chordTone(const KELPNote& root, const KELPChordIntervals& intervals, std::int32_t interval) {
     constexpr int kFifthsOfDiminishedSeventh = -9;

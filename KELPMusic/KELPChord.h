@@ -36,9 +36,9 @@ public:
     /// "D♭maj7". Letters of notes may have either case; a suffix is first looked up as it is and then in any
     /// case, as long as that leaves no doubt ("M7" and "m7" differ, "SUS4" is "sus4"). "6/9" is read as "69";
     /// "N.C." and "NC" give noChord(). A list of degrees, as string() writes it for qualities that the table
-    /// lacks, may stand for the name. Nothing for any other text.
+    /// lacks, may stand for the name. Null for any other text.
     [[nodiscard]] static KELPChordRef chordWithString(std::string_view text);
-    /// Entry 0 must be 0 and the others 0 … 127, else the process stops. What follows the closing zero is
+    /// Entry 0 must be 0 and the others 0 … 127, anything else aborts. What follows the closing zero is
     /// dropped.
     [[nodiscard]] static KELPChordRef chordWithRoot(const KELPNote& root, const KELPChordIntervals& intervals,
                                                     const std::optional<KELPNote>& addedBass = {});
@@ -61,16 +61,16 @@ public:
     [[nodiscard]] int midiKeyValue() const;
     /// The pitch classes that sound, bass included.
     [[nodiscard]] std::bitset<12> pitchClasses() const;
-    /// The chord tone of that pitch class, spelled as a tone of this chord (the added bass aside); nothing
-    /// when it is none.
+    /// The chord tone of that pitch class, spelled as a tone of this chord (the added bass aside); empty
+    /// when it is not one.
     [[nodiscard]] std::optional<KELPNote> toneWithValue(int value) const;
     /// The chord tones upwards from the root in the given octave at the distances of the interval record,
     /// spelled as chord tones, after the added bass at most an octave below the root.
     [[nodiscard]] std::vector<KELPPitchRef> pitchesAtOctave(std::int32_t octave) const;
 
-    /// Root and bass moved by so many semitones. The root takes the name under which a tonic of this quality
-    /// is known (Db and C#m, Eb and Ebm), the bass keeps its interval to the root. Whole octaves change
-    /// nothing.
+    /// Root and bass moved by that many semitones. The root takes the name under which a tonic of this
+    /// quality is known (Db and C#m, Eb and Ebm), the bass keeps its interval to the root. Whole octaves
+    /// change nothing.
     [[nodiscard]] KELPChordRef chordWithOffset(int semitones) const;
     [[nodiscard]] KELPChordRef transposedBy(std::int8_t semitones) const {
         return chordWithOffset(semitones);

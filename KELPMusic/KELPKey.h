@@ -18,7 +18,8 @@ using KELPKeyRef = std::shared_ptr<const KELPKey>;
 /// equal.
 class KELPKey final : public SecureCoding {
 public:
-    /// The key on the chord's root, minor when the chord is minor. Nothing without a chord or for no chord.
+    /// The key on the chord's root, minor when the chord is minor. Null without a chord and for the no-chord
+    /// value.
     [[nodiscard]] static KELPKeyRef makeWithTonicChord(KELPChordRef tonicChord);
 
     [[nodiscard]] const KELPChordRef& tonicChord() const { return mTonicChord; }

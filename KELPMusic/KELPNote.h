@@ -25,14 +25,14 @@ public:
     /// The note of a pitch class (0 = C … 11 = B; other numbers are taken modulo 12), black keys as sharps or
     /// flats.
     [[nodiscard]] static KELPNote noteWithValue(int value, bool flat = false);
-    /// A letter of either case, then at most two equal accidentals out of # b ♯ ♭, or one of 𝄪 𝄫. Nothing for
+    /// A letter of either case, then at most two equal accidentals out of # b ♯ ♭, or one of 𝄪 𝄫. Empty for
     /// any other text.
     [[nodiscard]] static std::optional<KELPNote> noteWithString(std::string_view text);
     /// The note with which the text begins, accidentals taken as far as they go, and the number of bytes it
     /// takes up.
     [[nodiscard]] static std::optional<std::pair<KELPNote, std::size_t>>
     notePrefixOfString(std::string_view text);
-    /// The note so many fifths above C; beyond two accidentals (-15 … 19) the first enharmonic equivalent
+    /// The note that many fifths above C; beyond two accidentals (-15 … 19) the first enharmonic equivalent
     /// within them.
     [[nodiscard]] static KELPNote noteWithFifths(int fifths);
 

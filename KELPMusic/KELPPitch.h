@@ -37,7 +37,7 @@ public:
 
     /// The pitch that many semitones above (negative: below), spelled as KELPNote::noteWithOffset does but
     /// with at most one accidental. An octave that 32 bits cannot hold aborts; tryPitchAtOffset then returns
-    /// nothing.
+    /// null.
     [[nodiscard]] KELPPitchRef pitchAtOffset(int semitones) const;
     [[nodiscard]] KELPPitchRef tryPitchAtOffset(int semitones) const;
     /// For each string in the order of the tuning the fret (0 = open) that sounds this pitch, or -1 where the

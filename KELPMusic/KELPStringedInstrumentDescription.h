@@ -22,15 +22,15 @@ class KELPStringedInstrumentDescription final : public SecureCoding {
 public:
     static constexpr int kHighestNumberOfFrets = 127;
 
-    /// No open string may be absent and the number of frets lies in 0 … kHighestNumberOfFrets, else the
-    /// process stops.
+    /// No open string may be absent and the number of frets lies in 0 … kHighestNumberOfFrets; anything
+    /// else aborts.
     KELPStringedInstrumentDescription(std::string name, std::vector<KELPPitchRef> tuning, int numberOfFrets);
 
     /// A six-string guitar in standard tuning with 24 frets; always the same object.
     [[nodiscard]] static KELPInstrumentRef stringedInstrumentDescription();
     /// The instruments and tunings that an application offers, the default first.
     [[nodiscard]] static const std::vector<KELPInstrumentRef>& presets();
-    /// The preset of that name; nothing when there is none.
+    /// The preset of that name; null when there is none.
     [[nodiscard]] static KELPInstrumentRef presetNamed(std::string_view name);
 
     [[nodiscard]] const std::string& name() const { return mName; }

@@ -38,7 +38,7 @@ public:
         std::fill(row.begin(), row.end(), T{});
         return row;
     }
-    /// Makes what `next` returned the last row. It must not change any more once other threads may read it.
+    /// Makes what `next` returned the last row. It must not change once other threads may read it.
     void append() { mSize.fetch_add(1, std::memory_order_release); }
 
     /// `index` is below size().

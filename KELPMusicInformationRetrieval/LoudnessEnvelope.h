@@ -35,7 +35,7 @@ struct LoudnessEnvelope {
 
 /// The mean distance of the levels in decibels, over what is heard: a level of less than 40 dB below the mean
 /// counts as that quiet, because lossy encoders change it, and where both are that quiet nothing counts.
-/// Nothing when one is empty or the lengths differ by more than one stretch.
+/// Empty when one is empty or the lengths differ by more than one stretch.
 [[nodiscard]] std::optional<double> distance(const LoudnessEnvelope& a, const LoudnessEnvelope& b);
 
 /// Decibels of distance up to which two recordings of one length are the same one. Encoding a song again with

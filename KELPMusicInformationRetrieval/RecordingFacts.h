@@ -8,7 +8,7 @@
 
 namespace TARN_PUBLIC tarn {
 
-/// What one reading of an audio file tells of the recording as a whole.
+/// What one reading of an audio file says about the recording as a whole.
 struct RecordingFacts {
     double sampleRate = 0;           ///< frames per second
     std::int64_t frameCount = 0;     ///< frames that can be decoded

@@ -30,7 +30,7 @@ public:
     static constexpr std::uint32_t kLevelRatio = 4;
     static constexpr std::size_t kLevelCount = 6;
 
-    /// For a file of so many frames (not negative) at so many frames per second.
+    /// For a file of this many frames (not negative) at this many frames per second.
     Waveform(std::int64_t frameCount, double sampleRate);
 
     [[nodiscard]] std::int64_t frameCount() const { return mFrameCount; }
@@ -49,7 +49,7 @@ public:
 
     static const ClassDescription& classDescription();
     [[nodiscard]] const ClassDescription& dynamicClass() const override { return classDescription(); }
-    /// Archives the finest resolution of a finished waveform; one that is not stops the process.
+    /// Archives the finest resolution of a finished waveform; one that is not aborts.
     void encodeWithCoder(KeyedArchiver& coder) const override;
 
 private:

@@ -37,7 +37,7 @@ struct RefusedTransition {
     Reason reason;
     TransitionKind kind;
     State from;
-    std::optional<State> to; ///< nothing for a pop
+    std::optional<State> to; ///< empty for a pop
     friend bool operator==(const RefusedTransition&, const RefusedTransition&) = default;
 };
 
@@ -47,7 +47,7 @@ enum class TransitionOutcome {
     deferred, ///< asked for during an action: performed or refused once the transition under way is complete
 };
 
-/// `State` is copyable and ordered by `<`: mostly an enumeration.
+/// `State` is copyable and ordered by `<`: usually an enumeration.
 template <typename State>
 class StateMachine {
 public:
@@ -143,7 +143,7 @@ private:
         return TransitionOutcome::performed;
     }
 
-    /// The time of an outermost call; its end, also by an exception, leaves the machine ready for the next
+    /// The time of an outermost call; its end, even by an exception, leaves the machine ready for the next
     /// one.
     class Run {
     public:

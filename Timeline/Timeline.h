@@ -35,7 +35,7 @@ public:
 /// The multiples of `spacing` greater than `range.lower` and not greater than `range.upper`: a line at the
 /// beginning of a row belongs to the end of the row before. That holds for positive frames; below zero the
 /// underlying divisions truncate toward zero, which moves the lines of that side by up to one spacing. A
-/// spacing of 0 aborts, as does an overflow; the `try…` form then returns nothing.
+/// spacing of 0 aborts, as does an overflow; the `try…` form then returns std::nullopt.
 [[nodiscard]] std::vector<std::int64_t> framesOnGridWithSpacing(std::int64_t spacing,
                                                                 Range<std::int64_t> range);
 [[nodiscard]] std::optional<std::vector<std::int64_t>> tryFramesOnGridWithSpacing(std::int64_t spacing,

@@ -22,7 +22,7 @@ public:
     [[nodiscard]] virtual Range<std::int64_t> frameRange() const = 0;
 };
 
-/// A list of items of one kind, in any order. What it answers stays the same until its owner says otherwise.
+/// A list of items of one kind, in any order. What it returns stays the same until its owner says otherwise.
 class TimelineDataSource {
 public:
     virtual ~TimelineDataSource() = default;
@@ -37,7 +37,7 @@ public:
     virtual ~WrappedTimelineDataSource() = default;
     [[nodiscard]] virtual std::int64_t rowCount() const = 0;
     [[nodiscard]] virtual std::size_t sectionCount() const = 0;
-    /// A section that does not exist stops the process, here and in `item`.
+    /// A section that does not exist aborts, here and in `item`.
     [[nodiscard]] virtual std::size_t itemCount(std::size_t section) const = 0;
     [[nodiscard]] virtual std::shared_ptr<const TimelineItem> item(const IndexPath& indexPath) const = 0;
     /// The items that `row` shows, at least in part: section by section, within a section by ascending index.

@@ -14,7 +14,7 @@ std::vector<Range<std::int64_t>> WrappedTimelineProtocol::rowRanges() const {
     return ranges;
 }
 
-/// By bisection that looks first at the likely row and its neighbour, which mostly is all it takes.
+/// By bisection that looks first at the likely row and its neighbour, which is usually all it takes.
 std::int64_t WrappedTimelineProtocol::firstRowEndingAfter(std::int64_t frame,
                                                           Range<std::int64_t> rows) const {
     auto first = rows.lower;

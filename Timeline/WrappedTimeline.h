@@ -10,7 +10,7 @@
 /// A timeline that is drawn in rows, like text.
 namespace TARN_PUBLIC tarn {
 
-/// A timeline whose frames are spread over rows. The rows follow each other without gap: a row begins where
+/// A timeline whose frames are spread over rows. The rows follow each other without a gap: a row begins where
 /// the row before it ends, so row ends ascend. Rows may be empty.
 class WrappedTimelineProtocol : public TimelineProtocol {
 public:

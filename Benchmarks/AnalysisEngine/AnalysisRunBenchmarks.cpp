@@ -19,7 +19,7 @@ double secondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-/// A recording of so many minutes with a click on each beat, and a folder for its caches.
+/// A recording of this many minutes with a click on each beat, and a folder for its caches.
 class Recording {
 public:
     explicit Recording(std::int64_t minutes)

@@ -76,7 +76,7 @@ void writeNotesWithLibsmf(benchmark::State& state) {
     }
     const auto byTick = [](const Message& a, const Message& b) { return a.tick < b.tick; };
     for (auto _ : state) {
-        auto sorted = messages; // its own sorting is done anew for every event
+        auto sorted = messages; // its own sorting is done again for every event
         std::stable_sort(sorted.begin(), sorted.end(), byTick);
         smf_t* file = smf_new();
         if (smf_set_ppqn(file, 480) != 0)

@@ -3,7 +3,11 @@
 namespace tarn {
 namespace {
 
+using scripted::Event;
+using scripted::Events;
 using scripted::Lines;
+using scripted::Locations;
+using scripted::posted;
 using scripted::Song;
 
 /// Runs the stage to its end, while the main queue waits.
@@ -31,16 +35,18 @@ TEST(AnalysisResults, aKeyIsInsertedOnTheMainQueueAsItsTonicTriad) {
     }
 }
 
-TEST(AnalysisResults, noKeyIsNoEntry) {
+TEST(AnalysisResults, withoutAKeyNoEntryIsInserted) {
     Song song;
     detectKey(song, std::nullopt);
     MainQueue::runPending();
-    EXPECT_EQ(song.script->lines(), Lines{"M 0 key 440"});
+    const Events events = song.script->events();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].name, "key");
 }
 
-/// Reports beats and then a downbeat to the song's new controller; answers the last line.
-std::string lineAfterAlignment(Song& song, const std::vector<std::int64_t>& beats, std::int64_t downbeat,
-                               std::int64_t tatumCount) {
+/// Reports beats and then a downbeat to the song's new controller; returns the last event.
+Event eventAfterAlignment(Song& song, const std::vector<std::int64_t>& beats, std::int64_t downbeat,
+                          std::int64_t tatumCount) {
     song.open();
     const auto script = song.script;
     scripted::Beats detection(script, "beats");
@@ -48,33 +54,44 @@ std::string lineAfterAlignment(Song& song, const std::vector<std::int64_t>& beat
     BeatDetectionOperationDelegate& beatDelegate = *song.controller;
     BeatAlignmentOperationDelegate& alignmentDelegate = *song.controller;
     beatDelegate.beatDetectionOperationDidEndProcessing(beats, 97.5, detection);
-    EXPECT_EQ(script->lines(), Lines{"M BeatDetection ends tempo 97.5"});
+    EXPECT_EQ(script->events(),
+              Events{posted(TarnBeatDetectionDidFinishProcessingNotification, {{"tempo", "97.5"}})});
     EXPECT_EQ(song.controller->beatLocations().has_value(), !beats.empty());
     alignmentDelegate.beatAlignmentOperationDidFindDownbeatLocation(alignment, downbeat, tatumCount);
-    EXPECT_EQ(script->lines().size(), 1U) << "posted before the main queue was drained";
+    EXPECT_EQ(script->events().size(), 1U) << "posted before the main queue was drained";
     MainQueue::runPending();
     EXPECT_TRUE(song.storage->beatEntries().empty() && song.storage->timeSignatureEntries().empty());
-    return script->lines().back();
+    return script->events().back();
 }
 
+const Locations kTenBeats{0, 10, 20, 30, 40, 50, 60, 70, 80, 90};
+
 TEST(AnalysisResults, everyTatumCountThBeatFromTheDownbeatIsADownbeat) {
-    const std::vector<std::int64_t> tenBeats{0, 10, 20, 30, 40, 50, 60, 70, 80, 90};
-    const auto expect = [](const std::vector<std::int64_t>& beats, std::int64_t downbeat,
-                           std::int64_t tatumCount, const std::string& userInfo) {
+    const auto expectBeats = [](const Locations& beats, std::int64_t downbeat, std::int64_t tatumCount,
+                                const char* marked, const char* signature) {
         Song song;
-        EXPECT_EQ(lineAfterAlignment(song, beats, downbeat, tatumCount), "M BeatAlignment ends" + userInfo);
+        EXPECT_EQ(eventAfterAlignment(song, beats, downbeat, tatumCount),
+                  posted(TarnBeatAlignmentDidFinishProcessingNotification,
+                         {{"beatEntries", marked}, {"timeSignature", signature}}));
     };
-    expect(tenBeats, 20, 4, " beatEntries 0 10 20* 30 40 50 60* 70 80 90 timeSignature 2/4");
-    expect(tenBeats, 20, 8, " beatEntries 0 10 20* 30 40 50 60 70 80 90 timeSignature 4/4");
-    expect(tenBeats, 20, 7, " beatEntries 0 10 20* 30 40 50 60 70 80 90* timeSignature 3/4");
-    expect(tenBeats, 80, 1, " beatEntries 0 10 20 30 40 50 60 70 80* 90* timeSignature 0/4");
-    expect(tenBeats, 80, -1, " beatEntries 0 10 20 30 40 50 60 70 80* 90 timeSignature 0/4");
-    expect(tenBeats, 0, 511, " beatEntries 0* 10 20 30 40 50 60 70 80 90 timeSignature 255/4");
-    expect({7, 5, 5, 9}, 5, 2,
-           " beatEntries 7 5* 5 9* timeSignature 1/4"); // the first of equals, as reported
-    expect(tenBeats, 21, 4, "");
-    expect(tenBeats, -1, 0, "");
-    expect({}, 0, 4, "");
+    expectBeats(kTenBeats, 20, 4, "0 10 20* 30 40 50 60* 70 80 90", "2/4");
+    expectBeats(kTenBeats, 20, 8, "0 10 20* 30 40 50 60 70 80 90", "4/4");
+    expectBeats(kTenBeats, 20, 7, "0 10 20* 30 40 50 60 70 80 90*", "3/4");
+    expectBeats(kTenBeats, 80, 1, "0 10 20 30 40 50 60 70 80* 90*", "0/4");
+    expectBeats(kTenBeats, 80, -1, "0 10 20 30 40 50 60 70 80* 90", "0/4");
+    expectBeats(kTenBeats, 0, 511, "0* 10 20 30 40 50 60 70 80 90", "255/4");
+    expectBeats({7, 5, 5, 9}, 5, 2, "7 5* 5 9*", "1/4"); // the first of equals, as reported
+}
+
+TEST(AnalysisResults, aDownbeatThatIsNotABeatIsReportedWithoutBeats) {
+    const auto expectNoBeats = [](const Locations& beats, std::int64_t downbeat, std::int64_t tatumCount) {
+        Song song;
+        EXPECT_EQ(eventAfterAlignment(song, beats, downbeat, tatumCount),
+                  posted(TarnBeatAlignmentDidFinishProcessingNotification));
+    };
+    expectNoBeats(kTenBeats, 21, 4);
+    expectNoBeats(kTenBeats, -1, 0);
+    expectNoBeats({}, 0, 4);
 }
 
 TEST(AnalysisResults, aDetectionWithoutBeatsForgetsTheEarlierOnes) {
@@ -88,7 +105,7 @@ TEST(AnalysisResults, aDetectionWithoutBeatsForgetsTheEarlierOnes) {
     EXPECT_FALSE(song.controller->beatLocations());
 }
 
-TEST(AnalysisResults, noChordsAreInsertedAsNone) {
+TEST(AnalysisResults, anEmptyListOfChordsIsInsertedToo) {
     Song song;
     song.open();
     const auto operation =
@@ -96,7 +113,9 @@ TEST(AnalysisResults, noChordsAreInsertedAsNone) {
     song.factory->operations["legacy chords"] = operation;
     ChordDetectionOperationDelegate& delegate = *song.controller;
     delegate.chordDetectionDidFinishProcessingWithResults({}, *operation);
-    EXPECT_EQ(song.script->lines(), (Lines{"M Changed ChordEntries", "M ChordDetection ends chordDetector"}));
+    EXPECT_EQ(song.script->events(), (Events{posted(TarnNoteEntryStorageDidChangeChordEntriesNotification),
+                                             posted(TarnChordDetectionDidFinishProcessingNotification,
+                                                    {{"chordDetector", "legacy chords"}})}));
 }
 
 TEST(AnalysisResults, chordsAreNotInsertedBesideOneThatTheUserAddsMeanwhile) {
@@ -116,13 +135,13 @@ TEST(AnalysisResults, chordsAreNotInsertedBesideOneThatTheUserAddsMeanwhile) {
     EXPECT_EQ(fixtures::chordsOf(song.storage->chordEntries()), Lines{"D@10"});
 }
 
-TEST(AnalysisResultsDeathTest, resultsOutOfRangeStopTheProcess) {
+TEST(AnalysisResultsDeathTest, resultsOutOfRangeAbort) {
     Song song;
     for (const std::int64_t tatumCount : {-2, 512}) { // even where no beat is the downbeat
-        EXPECT_DEATH(lineAfterAlignment(song, {10}, 11, tatumCount),
+        EXPECT_DEATH(eventAfterAlignment(song, {10}, 11, tatumCount),
                      "The tatum count of a bar is out of range");
     }
-    EXPECT_DEATH(lineAfterAlignment(song, {10}, 10, 0), "A bar without tatums has no next downbeat");
+    EXPECT_DEATH(eventAfterAlignment(song, {10}, 10, 0), "A bar without tatums has no next downbeat");
     EXPECT_DEATH(
         {
             detectKey(song, -1);

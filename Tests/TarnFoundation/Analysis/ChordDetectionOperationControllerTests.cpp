@@ -5,19 +5,29 @@
 namespace tarn {
 namespace {
 
+using scripted::Event;
+using scripted::Events;
 using scripted::Lines;
 
-/// A song whose chords alone are detected. Each handler notes its name and what it receives.
-struct ChordDetectionConcurrency : testing::Test {
-    ChordDetectionConcurrency() { song.script->progress = Progress::discrete(0); }
+/// A song whose chords alone are detected, without a controller's progress.
+struct ChordDetectionOperationControllerConcurrency : testing::Test {
+    ChordDetectionOperationControllerConcurrency() { song.script->progress = Progress::discrete(0); }
 
+    /// Notes the handler's name and what it receives.
     ChordDetectionOperationController::CompletionHandler handler(const std::string& name) {
         return [this, name](const EntryList<TarnChordEntry>& chords) {
-            std::string line = name;
+            Event event{name, {}};
             for (const auto& chord : chords)
-                line += ' ' + chord->chord()->string() + '@' + std::to_string(chord->location());
-            song.script->note(line);
+                event.values[std::to_string(chord->location())] = chord->chord()->string();
+            song.script->note(event);
         };
+    }
+    /// A handler that receives the scripted chords.
+    static Event handled(const std::string& name) { return {name, {{"0", "A"}, {"400", "E"}}}; }
+    static Event detected(const char* tuning, const char* key, const char* beats) {
+        return {
+            "chords",
+            {{"tuning", tuning}, {"key", key}, {"beats", beats}, {"activity", ""}, {"completed units", "0"}}};
     }
     void finish() { song.finish(controller->operationQueue()); }
 
@@ -26,30 +36,34 @@ struct ChordDetectionConcurrency : testing::Test {
         std::make_shared<ChordDetectionOperationController>("song.wav", song.storage, song.factory);
 };
 
-TEST_F(ChordDetectionConcurrency, handsOverTheChordsOnTheOperationsThreadWithoutInserting) {
+TEST_F(ChordDetectionOperationControllerConcurrency,
+       handsOverTheChordsOnTheOperationsThreadWithoutInserting) {
     controller->run(handler("first"));
     EXPECT_EQ(controller->operation(), song.factory->operations["chords"]);
     finish();
     EXPECT_FALSE(controller->completionHandler());
-    song.fill("pkb");
+    song.addStandardPitch();
+    fixtures::addKey(*song.storage, 0, "Em");
+    fixtures::addBeats(*song.storage, {7, 5});
     controller->runWithCompletionHandler(handler("second"));
     finish();
-    EXPECT_THAT(song.script->lines(), testing::IsSupersetOf({"W 0  440 C major", "W first A@0 E@400",
-                                                             "W 0  432 E minor 5 7", "W second A@0 E@400"}));
+    EXPECT_THAT(song.script->events(),
+                testing::IsSupersetOf({detected("440", "C major", ""), handled("first"),
+                                       detected("432", "E minor", "5 7"), handled("second")}));
     EXPECT_TRUE(song.storage->chordEntries().empty());
     EXPECT_FALSE(std::filesystem::exists(song.cache("Chords")));
 }
 
-TEST_F(ChordDetectionConcurrency, aRefusedFileGivesNoChordsAtOnce) {
+TEST_F(ChordDetectionOperationControllerConcurrency, aRefusedFileGivesNoChordsAtOnce) {
     song.script->refused = {"chords"};
     controller->run(handler("refused"));
-    EXPECT_EQ(song.script->lines(), Lines{"M refused"});
+    EXPECT_EQ(song.script->events(), (Events{Event{"refused", {}, true}}));
     EXPECT_EQ(controller->operation(), nullptr);
     EXPECT_FALSE(controller->completionHandler());
     EXPECT_EQ(song.factory->made, Lines{"chords"}) << "there is no fallback";
 }
 
-TEST_F(ChordDetectionConcurrency, theLastHandlerIsCalledOnceAndMayRunAgain) {
+TEST_F(ChordDetectionOperationControllerConcurrency, theLastHandlerIsCalledOnceAndMayRunAgain) {
     song.script->whileWorking = [&, isFirst = true](const std::string&) mutable {
         if (std::exchange(isFirst, false))
             MainQueue::sync([&] {
@@ -62,16 +76,16 @@ TEST_F(ChordDetectionConcurrency, theLastHandlerIsCalledOnceAndMayRunAgain) {
     controller->operationQueue()->setMaxConcurrentOperationCount(1);
     controller->run(handler("first"));
     finish();
-    Lines handlers;
-    for (const auto& line : song.script->lines()) {
-        if (line.find('@') != std::string::npos)
-            handlers.push_back(line);
+    Events handlers;
+    for (const Event& event : song.script->events()) {
+        if (event.name != "chords")
+            handlers.push_back(event);
     }
     // The first operation's results go to the second handler, which leaves the third to the next results.
-    EXPECT_EQ(handlers, (Lines{"W second A@0 E@400", "W third A@0 E@400"}));
+    EXPECT_EQ(handlers, (Events{handled("second"), handled("third")}));
 }
 
-TEST_F(ChordDetectionConcurrency, aDroppedOrCancelledDetectionCallsNobody) {
+TEST_F(ChordDetectionOperationControllerConcurrency, aDroppedOrCancelledDetectionCallsNobody) {
     song.script->whileWorking = [&](const std::string&) { controller->operation()->cancel(); };
     controller->run(handler("cancelled"));
     finish();
@@ -80,7 +94,8 @@ TEST_F(ChordDetectionConcurrency, aDroppedOrCancelledDetectionCallsNobody) {
     song.script->whileWorking = [&](const std::string&) { MainQueue::sync([&] { controller.reset(); }); };
     controller->run(handler("dropped"));
     song.finish(queue);
-    EXPECT_EQ(song.script->lines(), (Lines{"W 0  440 C major", "W 0  440 C major"}));
+    EXPECT_EQ(song.script->events(),
+              (Events{detected("440", "C major", ""), detected("440", "C major", "")}));
 }
 
 } // namespace

@@ -12,18 +12,48 @@
 
 #include <array>
 #include <atomic>
-#include <cstring>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <set>
 #include <sstream>
 
-/// Operations that answer what a test wrote down, and a record of everything that an analysis does.
+/// Operations that return what a test wrote down, and a record of everything that happens in an analysis.
 namespace tarn::scripted {
 
-using fixtures::linesOf;
+using fixtures::Locations;
 using Lines = fixtures::Names;
+
+/// Something that happened: a stage that worked, or a notification.
+struct Event {
+    std::string name;                          ///< of the stage or the notification
+    std::map<std::string, std::string> values; ///< its inputs, or what it carries
+    bool isOnMainThread = false;
+
+    friend bool operator==(const Event&, const Event&) = default;
+    friend std::ostream& operator<<(std::ostream& out, const Event& event) {
+        out << (event.isOnMainThread ? "main thread: " : "worker: ") << event.name;
+        for (const auto& [key, value] : event.values)
+            out << ", " << key << " " << value;
+        return out << "\n";
+    }
+};
+using Events = std::vector<Event>;
+using Values = std::map<std::string, std::string>;
+
+inline Event posted(const std::string& notification, const Values& values = {}) {
+    return {notification, values, true};
+}
+inline Event postedByWorker(const std::string& notification, const Values& values = {}) {
+    return {notification, values, false};
+}
+/// A stage works on its inputs, when so many units of the controller's progress are complete and its activity
+/// is the controller's.
+inline Event worked(const std::string& stage, int completedUnits, Values inputs = {}) {
+    inputs["completed units"] = std::to_string(completedUnits);
+    inputs["activity"] = stage;
+    return {stage, inputs, false};
+}
 
 inline std::string textOf(double value) {
     std::ostringstream stream;
@@ -35,7 +65,7 @@ template <typename Numbers>
 std::string joined(const Numbers& numbers) {
     std::string text;
     for (const auto& number : numbers)
-        text += ' ' + textOf(static_cast<double>(number));
+        text += (text.empty() ? "" : " ") + textOf(static_cast<double>(number));
     return text;
 }
 
@@ -74,22 +104,28 @@ struct Script {
     std::atomic<int> working = 0;
     std::atomic<int> mostWorking = 0;
 
-    void note(const std::string& line) {
+    void note(Event event) {
+        event.isOnMainThread = MainQueue::isMainThread();
         const std::lock_guard guard(mMutex);
-        mLines.push_back((MainQueue::isMainThread() ? "M " : "W ") + line);
+        mEvents.push_back(std::move(event));
     }
-    [[nodiscard]] Lines lines() const {
+    [[nodiscard]] Events events() const {
         const std::lock_guard guard(mMutex);
-        return mLines;
+        return mEvents;
     }
-    /// Notes units and activity of the controller's progress, after everything that was handed to the main
-    /// thread before has happened there.
-    void work(const std::string& stage, const std::string& input = {}) {
+    void forgetEvents() {
+        const std::lock_guard guard(mMutex);
+        mEvents.clear();
+    }
+    /// Notes the stage, after everything that was handed to the main thread before has happened there.
+    void work(const std::string& stage, Values inputs = {}) {
         const int now = ++working;
         for (int most = mostWorking; now > most && !mostWorking.compare_exchange_weak(most, now);) {
         }
         MainQueue::sync([] {});
-        note(std::to_string(progress->completedUnitCount()) + ' ' + progress->localizedDescription() + input);
+        inputs["completed units"] = std::to_string(progress->completedUnitCount());
+        inputs["activity"] = progress->localizedDescription();
+        note({stage, std::move(inputs)});
         if (whileWorking)
             whileWorking(stage);
         --working;
@@ -97,7 +133,7 @@ struct Script {
 
 private:
     mutable std::mutex mMutex;
-    Lines mLines;
+    Events mEvents;
 };
 
 /// A scripted operation of one of the kinds; `main` may also be called by a test.
@@ -113,8 +149,8 @@ public:
 protected:
     /// Works, and then gives the result.
     template <typename Result>
-    Result worked(const Result& result, const std::string& input = {}) {
-        mScript->work(mStage, input);
+    Result worked(const Result& result, const Values& inputs = {}) {
+        mScript->work(mStage, inputs);
         return result;
     }
 
@@ -129,7 +165,9 @@ struct Tuning : Scripted<TuningEstimationOperation> {
 
 struct Key : Scripted<KeyDetectionOperation> {
     using Scripted::Scripted;
-    std::optional<int> process(double tuning) override { return worked(mScript->key, ' ' + textOf(tuning)); }
+    std::optional<int> process(double tuning) override {
+        return worked(mScript->key, {{"tuning", textOf(tuning)}});
+    }
 };
 
 struct Beats : Scripted<BeatDetectionOperation> {
@@ -140,16 +178,16 @@ struct Beats : Scripted<BeatDetectionOperation> {
 struct Alignment : Scripted<BeatAlignmentOperation> {
     using Scripted::Scripted;
     std::optional<Result> process(const Input& input) override {
-        return worked(mScript->alignment, joined(input.beatLocations) + " tatums " +
-                                              std::to_string(input.tatumsPerBar) + " chords" +
-                                              joined(input.chordChangeLocations));
+        return worked(mScript->alignment, {{"beats", joined(input.beatLocations)},
+                                           {"tatums per bar", std::to_string(input.tatumsPerBar)},
+                                           {"chord changes", joined(input.chordChangeLocations)}});
     }
 };
 
 struct SpectrogramStage : Scripted<KELPSpectrogramOperation> {
     using Scripted::Scripted;
     bool process(double tuningFrequency) override {
-        setSpectrogram(worked(completeSpectrogram(2), ' ' + textOf(tuningFrequency)));
+        setSpectrogram(worked(completeSpectrogram(2), {{"tuning", textOf(tuningFrequency)}}));
         return true;
     }
 };
@@ -180,8 +218,9 @@ template <typename Kind>
 struct Chords : Scripted<Kind> {
     using Scripted<Kind>::Scripted;
     std::optional<ChordDetectionResultArray> process(const ChordDetectionOperation::Input& input) override {
-        this->mScript->work(this->mStage, ' ' + textOf(input.tuningFrequency) + ' ' +
-                                              input.key->description() + joined(input.beatLocations));
+        this->mScript->work(this->mStage, {{"tuning", textOf(input.tuningFrequency)},
+                                           {"key", input.key->description()},
+                                           {"beats", joined(input.beatLocations)}});
         if constexpr (std::is_same_v<Kind, DetectChordsOperation>)
             this->setTopKResults(this->mScript->topKResults);
         return this->mScript->chords;
@@ -322,83 +361,81 @@ public:
         return caches.path() / "Tarn" / file;
     }
 
-    /// Fills the document with the kinds whose letters are given: (p)itch, (k)ey, (b)eats, time (s)ignature,
-    /// (t)empo, (c)hord.
-    void fill(const std::string& kinds) {
-        for (const char kind : kinds) {
-            if (kind == 'p') {
-                auto pitch = storage->newStandardPitchEntry();
-                pitch->setFrequency(432);
-                storage->addStandardPitchEntry(pitch);
-            } else if (kind == 'k') {
-                fixtures::addKey(*storage, 0, "Em");
-            } else if (kind == 'b') {
-                fixtures::addBeats(*storage, {7, 5});
-            } else if (kind == 's') {
-                storage->setTimeSignature(4, 8);
-            } else if (kind == 't') {
-                storage->addTempoEntry(storage->newTempoEntry());
-            } else {
-                fixtures::addChord(*storage, 10, "D");
-            }
-        }
+    void addStandardPitch() {
+        const auto pitch = storage->newStandardPitchEntry();
+        pitch->setFrequency(432);
+        storage->addStandardPitchEntry(pitch);
+    }
+    /// Everything that a run can find.
+    void fillDocument() {
+        addStandardPitch();
+        fixtures::addKey(*storage, 0, "Em");
+        fixtures::addBeats(*storage, {7, 5});
+        storage->setTimeSignature(4, 8);
+        storage->addTempoEntry(storage->newTempoEntry());
+        fixtures::addChord(*storage, 10, "D");
     }
 
 private:
-    /// Adds what there is to tell of the content, where it is a reference to a value of the kind.
+    /// The text of what a notification carries, where it is a value of the kind.
     template <typename Value>
-    static void append(std::string& line, const std::any& content, std::string (*tell)(const Value&)) {
+    static void describe(std::string& text, const std::any& content,
+                         std::string (*textOfValue)(const Value&)) {
         const auto* value = std::any_cast<std::shared_ptr<Value>>(&content);
         if (value && *value)
-            line += tell(**value);
+            text = textOfValue(**value);
+    }
+
+    std::string described(const std::any& content) {
+        std::string text;
+        describe<Spectrogram>(text, content, [](const auto& spectrogram) {
+            return std::to_string(spectrogram.completedColumnCount()) + " columns";
+        });
+        describe<Waveform>(text, content, [](const auto& waveform) {
+            return std::to_string(waveform.points(0).size()) + " points";
+        });
+        describe<TarnStandardPitchEntry>(text, content,
+                                         [](const auto& pitch) { return textOf(pitch.frequency()); });
+        describe<TarnTempoEntry>(text, content, [](const auto& tempo) { return textOf(tempo.tempo()); });
+        describe<TarnTimeSignatureEntry>(text, content, [](const auto& signature) {
+            return std::to_string(signature.numerator()) + '/' + std::to_string(signature.denominator());
+        });
+        if (const auto* beats = std::any_cast<EntryList<TarnBeatEntry>>(&content)) {
+            for (const auto& beat : *beats)
+                text += (text.empty() ? "" : " ") + std::to_string(beat->location()) +
+                        (beat->isDownbeat() ? "*" : "");
+        }
+        if (const auto* detector = std::any_cast<std::shared_ptr<ChordDetectionOperation>>(&content)) {
+            for (const char* stage : {"chords", "legacy chords"}) {
+                if (*detector && *detector == factory->operations[stage])
+                    text = stage;
+            }
+        }
+        return text;
     }
 
     void observe(const Notification& notification) {
-        std::string line = notification.name.substr(4, notification.name.size() - 16); // Tarn… …Notification
-        for (const auto& [longer, shorter] : {std::pair("MusicInformationRetrieval", "Run"),
-                                              {"DidBeginProcessing", " begins"},
-                                              {"DidFinishProcessing", " ends"},
-                                              {"NoteEntryStorageDidChange", "Changed "}}) {
-            if (const auto at = line.find(longer); at != std::string::npos)
-                line.replace(at, std::strlen(longer), shorter);
-        }
+        Event event{notification.name, {}};
         for (const auto& [key, content] : notification.userInfo) {
             if (key.find("TarnNoteEntryStorage") == std::string::npos)
-                line += ' ' + key;
-            append<Spectrogram>(line, content,
-                                [](const auto& s) { return ' ' + std::to_string(s.completedColumnCount()); });
-            append<Waveform>(line, content,
-                             [](const auto& w) { return ' ' + std::to_string(w.points(0).size()); });
-            append<TarnStandardPitchEntry>(line, content,
-                                           [](const auto& p) { return ' ' + textOf(p.frequency()); });
-            append<TarnTempoEntry>(line, content, [](const auto& t) { return ' ' + textOf(t.tempo()); });
-            append<TarnTimeSignatureEntry>(line, content, [](const auto& s) {
-                return ' ' + std::to_string(s.numerator()) + '/' + std::to_string(s.denominator());
-            });
-            if (const auto* beats = std::any_cast<EntryList<TarnBeatEntry>>(&content)) {
-                for (const auto& beat : *beats)
-                    line += ' ' + std::to_string(beat->location()) + (beat->isDownbeat() ? "*" : "");
-            }
-            const auto* detector = std::any_cast<std::shared_ptr<ChordDetectionOperation>>(&content);
-            if (detector && *detector != factory->operations["chords"] &&
-                *detector != factory->operations["legacy chords"])
-                line += " of another run";
+                event.values[key] = described(content);
         }
         if (notification.object == storage) {
             if (notification.name == TarnNoteEntryStorageDidChangeKeyEntriesNotification) {
                 for (const auto& key : storage->keyEntries())
-                    line += ' ' + key->tonicChord()->string();
+                    event.values["keys"] +=
+                        (event.values["keys"].empty() ? "" : " ") + key->tonicChord()->string();
             }
             if (notification.name == TarnNoteEntryStorageDidChangeChordEntriesNotification) {
                 for (const auto& chord : fixtures::chordsOf(storage->chordEntries()))
-                    line += ' ' + chord;
+                    event.values["chords"] += (event.values["chords"].empty() ? "" : " ") + chord;
             }
         } else if (!notification.object) {
-            line += " without object";
+            event.values["object"] = "none";
         } else if (notification.object != mSender.lock()) {
-            line += " of another object";
+            event.values["object"] = "another";
         }
-        script->note(line);
+        script->note(event);
         if (afterNotification)
             afterNotification(notification);
         if (notification.name == TarnMusicInformationRetrievalDidBeginProcessingNotification)

@@ -12,42 +12,81 @@
 namespace tarn {
 namespace {
 
+using scripted::Event;
+using scripted::Events;
 using scripted::Lines;
+using scripted::posted;
+using scripted::postedByWorker;
 using scripted::Song;
+using scripted::worked;
 
-const Lines kFreshRun = scripted::linesOf(
-    "M Run begins; M Waveform begins waveform 0; W 0 waveform; M Waveform ends waveform 1; "
-    "W 1 tuning; M TuningEstimation ends standardPitch 442; "
-    "M Spectrogram begins spectrogram; W 2 spectrogram 440; M Spectrogram ends spectrogram 2; "
-    "M BeatDetection begins; W 3 beats; M BeatDetection ends tempo 120; "
-    "W 4 key 440; M Changed KeyEntries C#m; "
-    "W ChordDetectionDidBegin chordDetector; W ChordDetection begins chordDetector; "
-    "W 5 chords 440 C# minor 0 100 200 300 400 500 600 700 800 900; M Changed ChordEntries A@0 E@400; "
-    "M ChordDetection ends chordDetector; W ChordDetection ends chordDetector; "
-    "W ChordDetectionDidEnd chordDetector; "
-    "W 17 alignment 0 100 200 300 400 500 600 700 800 900 tatums 8 chords 0 400; "
-    "M BeatAlignment ends beatEntries 0 100 200* 300 400 500 600* 700 800 900 timeSignature 2/4; M Run ends");
+constexpr const char* kBeats = "0 100 200 300 400 500 600 700 800 900";
+
+const Event kRunBegins = posted(TarnMusicInformationRetrievalDidBeginProcessingNotification);
+const Event kRunEnds = posted(TarnMusicInformationRetrievalDidFinishProcessingNotification);
+const Event kRunEndsWithoutController =
+    posted(TarnMusicInformationRetrievalDidFinishProcessingNotification, {{"object", "none"}});
+
+/// Detection by score, or the legacy one, begins and ends with these, on its own thread.
+Event chordDetection(const char* notification, const char* detector = "chords") {
+    return postedByWorker(notification, {{"chordDetector", detector}});
+}
+const Event kAlignmentEnds =
+    posted(TarnBeatAlignmentDidFinishProcessingNotification,
+           {{"beatEntries", "0 100 200* 300 400 500 600* 700 800 900"}, {"timeSignature", "2/4"}});
+
+/// All that happens when an empty document is analysed.
+const Events kFreshRun = {
+    kRunBegins,
+    posted(TarnWaveformDidBeginProcessingNotification, {{"waveform", "0 points"}}),
+    worked("waveform", 0),
+    posted(TarnWaveformDidFinishProcessingNotification, {{"waveform", "1 points"}}),
+    worked("tuning", 1),
+    posted(TarnTuningEstimationDidFinishProcessingNotification, {{"standardPitch", "442"}}),
+    posted(TarnSpectrogramDidBeginProcessingNotification, {{"spectrogram", ""}}),
+    worked("spectrogram", 2, {{"tuning", "440"}}),
+    posted(TarnSpectrogramDidFinishProcessingNotification, {{"spectrogram", "2 columns"}}),
+    posted(TarnBeatDetectionDidBeginProcessingNotification),
+    worked("beats", 3),
+    posted(TarnBeatDetectionDidFinishProcessingNotification, {{"tempo", "120"}}),
+    worked("key", 4, {{"tuning", "440"}}),
+    posted(TarnNoteEntryStorageDidChangeKeyEntriesNotification, {{"keys", "C#m"}}),
+    chordDetection(TarnChordDetectionDidBeginNotification),
+    chordDetection(TarnChordDetectionDidBeginProcessingNotification),
+    worked("chords", 5, {{"tuning", "440"}, {"key", "C# minor"}, {"beats", kBeats}}),
+    posted(TarnNoteEntryStorageDidChangeChordEntriesNotification, {{"chords", "A@0 E@400"}}),
+    posted(TarnChordDetectionDidFinishProcessingNotification, {{"chordDetector", "chords"}}),
+    chordDetection(TarnChordDetectionDidFinishProcessingNotification),
+    chordDetection(TarnChordDetectionDidEndNotification),
+    worked("alignment", 17, {{"beats", kBeats}, {"tatums per bar", "8"}, {"chord changes", "0 400"}}),
+    kAlignmentEnds,
+    kRunEnds,
+};
 
 /// The stages of a run in their order.
-struct Stage {
-    const char* name;
-    std::size_t keptLines;     ///< of a fresh run until the stage has worked
-    const char* whenCancelled; ///< what follows these
-};
-constexpr Stage kStages[] = {{"begin", 1, ""},
-                             {"waveform", 3, "M Waveform ends waveform 0"},
-                             {"tuning", 5, ""},
-                             {"spectrogram", 8, ""},
-                             {"beats", 11, ""},
-                             {"key", 13, ""},
-                             {"chords", 17, "W ChordDetectionDidEnd chordDetector"},
-                             {"alignment", 22, ""}};
+constexpr const char* kStages[] = {"waveform", "tuning", "spectrogram", "beats",
+                                   "key",      "chords", "alignment"};
 
-Lines freshRun(std::size_t keptLines, const std::string& then) {
-    Lines lines(kFreshRun.begin(), kFreshRun.begin() + std::ptrdiff_t(keptLines));
-    if (!then.empty())
-        lines.push_back(then);
-    return lines;
+Events joined(Events events, const Events& more) {
+    events.insert(events.end(), more.begin(), more.end());
+    return events;
+}
+
+/// What has happened when the stage has worked.
+Events freshRunUntil(const std::string& stage) {
+    const auto found = std::find_if(kFreshRun.begin(), kFreshRun.end(),
+                                    [&](const Event& event) { return event.name == stage; });
+    return {kFreshRun.begin(), found + 1};
+}
+
+/// A run with a cached waveform and spectrogram, of which the rest is given.
+Events runWithCaches(const Events& rest) {
+    const Events begun{
+        kRunBegins, posted(TarnWaveformDidBeginProcessingNotification, {{"waveform", "1 points"}}),
+        posted(TarnWaveformDidFinishProcessingNotification, {{"waveform", "1 points"}}),
+        posted(TarnSpectrogramDidBeginProcessingNotification, {{"spectrogram", "3 columns"}}),
+        posted(TarnSpectrogramDidFinishProcessingNotification, {{"spectrogram", "3 columns"}})};
+    return joined(begun, rest);
 }
 
 const std::string kChordFile("ChRE100a\x01\x01\0\0\0"
@@ -67,125 +106,184 @@ struct Forcing {
     }
 };
 
-TEST(AnalysisControllerConcurrency, aRunPostsAndInsertsWhatTheDocumentLacks) {
-    // What the document has already; with anything, all caches are there.
-    const auto expectRun = [](const char* document, bool isForced, bool isLegacy, const Lines& expected) {
-        SCOPED_TRACE(testing::Message() << document << " forced: " << isForced << " legacy: " << isLegacy);
-        const bool isCached = *document;
-        Song song;
-        song.fill(document);
-        if (isLegacy)
-            song.script->refused = {"chords"};
-        if (isCached) {
-            song.script->waveformIsCached = true;
-            writeText(song.cache("Spectrograms/U.spectrogram"), archiveOf(scripted::completeSpectrogram(3)));
-        }
-        std::optional<Forcing> forcing;
-        if (isForced)
-            forcing.emplace();
-        const auto before = song.script->lines().size();
-        song.run();
-        Lines lines = song.script->lines();
-        lines.erase(lines.begin(), lines.begin() + std::ptrdiff_t(before));
-        EXPECT_EQ(lines, expected);
-        EXPECT_EQ(song.controller->progress()->completedUnitCount(), 18);
-        EXPECT_EQ(textOf(song.cache("Spectrograms/U.spectrogram")),
-                  archiveOf(scripted::completeSpectrogram(isForced || !isCached ? 2 : 3)));
-        EXPECT_EQ(textOf(song.cache("Chords/U.chordScores")), isLegacy ? "" : kChordFile);
-        EXPECT_EQ(song.factory->waveformCache, song.cache("Waveforms/U.waveform"));
-    };
-    using scripted::linesOf;
-    const std::string cached = "M Run begins; M Waveform begins waveform 1; M Waveform ends waveform 1; "
-                               "M Spectrogram begins spectrogram 3; M Spectrogram ends spectrogram 3; ";
-    expectRun("", false, false, kFreshRun);
-    expectRun("pkbstc", false, false,
-              linesOf(cached + "W ChordDetectionDidBegin chordDetector; "
-                               "W ChordDetection begins chordDetector; W 5 chords 432 E minor 5 7; "
-                               "W ChordDetection ends chordDetector; W ChordDetectionDidEnd chordDetector; "
-                               "M Run ends"));
-    expectRun("pkbstc", false, true,
-              linesOf(cached + "W ChordDetectionDidBegin chordDetector; "
-                               "W ChordDetectionDidEnd chordDetector; M Run ends"));
-    // All but a tempo and chords: beats are detected but not aligned.
-    expectRun("pkbs", false, true,
-              linesOf(cached +
-                      "M BeatDetection begins; W 3 beats; M BeatDetection ends tempo 120; "
-                      "W ChordDetectionDidBegin chordDetector; W ChordDetection begins chordDetector; "
-                      "W 5 legacy chords 432 E minor 0 100 200 300 400 500 600 700 800 900; "
-                      "M Changed ChordEntries A@0 E@400; M ChordDetection ends chordDetector; "
-                      "W ChordDetection ends chordDetector; W ChordDetectionDidEnd chordDetector; "
-                      "M Run ends"));
-    expectRun(
-        "pkbstc", true, false,
-        linesOf("M Run begins; M Waveform begins waveform 1; W 0 waveform; M Waveform ends waveform 1; "
-                "W 1 tuning; M TuningEstimation ends standardPitch 442; "
-                "M Spectrogram begins spectrogram; W 2 spectrogram 432; M Spectrogram ends spectrogram 2; "
-                "M BeatDetection begins; W 3 beats; M BeatDetection ends tempo 120; "
-                "W 4 key 432; M Changed KeyEntries Em C#m; "
-                "W ChordDetectionDidBegin chordDetector; W ChordDetection begins chordDetector; "
-                "W 5 chords 432 E minor 0 100 200 300 400 500 600 700 800 900; "
-                "W ChordDetection ends chordDetector; W ChordDetectionDidEnd chordDetector; "
-                "W 17 alignment 0 100 200 300 400 500 600 700 800 900 tatums 8 chords 10; "
-                "M BeatAlignment ends beatEntries 0 100 200* 300 400 500 600* 700 800 900 timeSignature 2/4; "
-                "M Run ends"));
+void cacheWaveformAndSpectrogram(Song& song) {
+    song.script->waveformIsCached = true;
+    writeText(song.cache("Spectrograms/U.spectrogram"), archiveOf(scripted::completeSpectrogram(3)));
 }
 
-TEST(AnalysisControllerConcurrency, laterStagesHearWhatTheApplicationInserts) {
+/// Runs the analysis and returns what happens in it.
+Events eventsOfRun(Song& song) {
+    song.script->forgetEvents();
+    song.run();
+    EXPECT_EQ(song.controller->progress()->completedUnitCount(), 18);
+    return song.script->events();
+}
+
+TEST(TarnMusicInformationRetrievalControllerConcurrency, aFreshRunFindsEverythingAndKeepsCaches) {
+    Song song;
+    EXPECT_EQ(eventsOfRun(song), kFreshRun);
+    EXPECT_EQ(textOf(song.cache("Spectrograms/U.spectrogram")), archiveOf(scripted::completeSpectrogram(2)));
+    EXPECT_EQ(textOf(song.cache("Chords/U.chordScores")), kChordFile);
+    EXPECT_EQ(song.factory->waveformCache, song.cache("Waveforms/U.waveform"));
+}
+
+TEST(TarnMusicInformationRetrievalControllerConcurrency, aCompleteDocumentLacksOnlyTheScoresOfItsChords) {
+    Song song;
+    song.fillDocument();
+    cacheWaveformAndSpectrogram(song);
+    const Events expected =
+        runWithCaches({chordDetection(TarnChordDetectionDidBeginNotification),
+                       chordDetection(TarnChordDetectionDidBeginProcessingNotification),
+                       worked("chords", 5, {{"tuning", "432"}, {"key", "E minor"}, {"beats", "5 7"}}),
+                       chordDetection(TarnChordDetectionDidFinishProcessingNotification),
+                       chordDetection(TarnChordDetectionDidEndNotification), kRunEnds});
+    EXPECT_EQ(eventsOfRun(song), expected);
+    EXPECT_EQ(textOf(song.cache("Chords/U.chordScores")), kChordFile);
+    EXPECT_EQ(textOf(song.cache("Spectrograms/U.spectrogram")), archiveOf(scripted::completeSpectrogram(3)));
+}
+
+TEST(TarnMusicInformationRetrievalControllerConcurrency, legacyDetectionHasNoScoresAndFindsNothingMore) {
+    Song song;
+    song.script->refused = {"chords"};
+    song.fillDocument();
+    cacheWaveformAndSpectrogram(song);
+    const Events expected =
+        runWithCaches({chordDetection(TarnChordDetectionDidBeginNotification, "legacy chords"),
+                       chordDetection(TarnChordDetectionDidEndNotification, "legacy chords"), kRunEnds});
+    EXPECT_EQ(eventsOfRun(song), expected);
+    EXPECT_EQ(textOf(song.cache("Chords/U.chordScores")), "");
+}
+
+TEST(TarnMusicInformationRetrievalControllerConcurrency, withoutATempoBeatsAreDetectedButNotAligned) {
+    Song song;
+    song.script->refused = {"chords"};
+    song.fillDocument();
+    song.storage->removeTempoEntriesInArray(song.storage->tempoEntries());
+    song.storage->removeChordEntriesInArray(song.storage->chordEntries());
+    cacheWaveformAndSpectrogram(song);
+    const char* const legacy = "legacy chords";
+    const Events expected = runWithCaches(
+        {posted(TarnBeatDetectionDidBeginProcessingNotification), worked("beats", 3),
+         posted(TarnBeatDetectionDidFinishProcessingNotification, {{"tempo", "120"}}),
+         chordDetection(TarnChordDetectionDidBeginNotification, legacy),
+         chordDetection(TarnChordDetectionDidBeginProcessingNotification, legacy),
+         worked(legacy, 5, {{"tuning", "432"}, {"key", "E minor"}, {"beats", kBeats}}),
+         posted(TarnNoteEntryStorageDidChangeChordEntriesNotification, {{"chords", "A@0 E@400"}}),
+         posted(TarnChordDetectionDidFinishProcessingNotification, {{"chordDetector", legacy}}),
+         chordDetection(TarnChordDetectionDidFinishProcessingNotification, legacy),
+         chordDetection(TarnChordDetectionDidEndNotification, legacy), kRunEnds});
+    EXPECT_EQ(eventsOfRun(song), expected);
+}
+
+TEST(TarnMusicInformationRetrievalControllerConcurrency, aForcedRunWorksInEveryStageAndKeepsTheChords) {
+    Song song;
+    song.fillDocument();
+    cacheWaveformAndSpectrogram(song);
+    const Forcing forcing;
+    EXPECT_EQ(
+        eventsOfRun(song),
+        (Events{
+            kRunBegins,
+            posted(TarnWaveformDidBeginProcessingNotification, {{"waveform", "1 points"}}),
+            worked("waveform", 0),
+            posted(TarnWaveformDidFinishProcessingNotification, {{"waveform", "1 points"}}),
+            worked("tuning", 1),
+            posted(TarnTuningEstimationDidFinishProcessingNotification, {{"standardPitch", "442"}}),
+            posted(TarnSpectrogramDidBeginProcessingNotification, {{"spectrogram", ""}}),
+            worked("spectrogram", 2, {{"tuning", "432"}}),
+            posted(TarnSpectrogramDidFinishProcessingNotification, {{"spectrogram", "2 columns"}}),
+            posted(TarnBeatDetectionDidBeginProcessingNotification),
+            worked("beats", 3),
+            posted(TarnBeatDetectionDidFinishProcessingNotification, {{"tempo", "120"}}),
+            worked("key", 4, {{"tuning", "432"}}),
+            posted(TarnNoteEntryStorageDidChangeKeyEntriesNotification, {{"keys", "Em C#m"}}),
+            chordDetection(TarnChordDetectionDidBeginNotification),
+            chordDetection(TarnChordDetectionDidBeginProcessingNotification),
+            worked("chords", 5, {{"tuning", "432"}, {"key", "E minor"}, {"beats", kBeats}}),
+            chordDetection(TarnChordDetectionDidFinishProcessingNotification),
+            chordDetection(TarnChordDetectionDidEndNotification),
+            worked("alignment", 17, {{"beats", kBeats}, {"tatums per bar", "8"}, {"chord changes", "10"}}),
+            kAlignmentEnds,
+            kRunEnds,
+        }));
+    EXPECT_EQ(textOf(song.cache("Spectrograms/U.spectrogram")), archiveOf(scripted::completeSpectrogram(2)));
+}
+
+TEST(TarnMusicInformationRetrievalControllerConcurrency, laterStagesHearWhatTheApplicationInserts) {
     Song song;
     song.afterNotification = [&](const Notification& notification) {
         if (const auto* pitch = notification.value<std::shared_ptr<TarnStandardPitchEntry>>("standardPitch"))
             song.storage->addStandardPitchEntry(*pitch);
     };
     song.run();
-    EXPECT_THAT(song.script->lines(),
-                testing::AllOf(testing::Contains("W 2 spectrogram 442"), testing::Contains("W 4 key 442"),
-                               testing::Contains(testing::StartsWith("W 5 chords 442 C# minor 0 100"))));
+    EXPECT_THAT(song.script->events(),
+                testing::IsSupersetOf(
+                    {worked("spectrogram", 2, {{"tuning", "442"}}), worked("key", 4, {{"tuning", "442"}}),
+                     worked("chords", 5, {{"tuning", "442"}, {"key", "C# minor"}, {"beats", kBeats}})}));
 }
 
-TEST(AnalysisControllerConcurrency, cancellingEndsTheRunWithWhatIsInTheDocument) {
-    for (const auto& [name, keptLines, whenCancelled] : kStages) {
-        SCOPED_TRACE(name);
+TEST(TarnMusicInformationRetrievalControllerConcurrency,
+     aRunThatIsCancelledAtItsBeginningEndsBeforeItsStages) {
+    Song song;
+    song.afterNotification = [&](const Notification&) { song.controller->cancelProcessing(); };
+    song.run();
+    EXPECT_EQ(song.script->events(), Events{kRunBegins});
+    EXPECT_FALSE(std::filesystem::exists(song.cache("Spectrograms/U.spectrogram")));
+}
+
+TEST(TarnMusicInformationRetrievalControllerConcurrency, cancellingEndsTheRunWithWhatIsInTheDocument) {
+    for (const std::string last : kStages) {
+        SCOPED_TRACE(last);
         Song song;
-        const std::string last = name;
         song.script->whileWorking = [&](const std::string& stage) {
             if (stage == last)
                 song.controller->cancelProcessing();
         };
-        song.afterNotification = [&](const Notification&) {
-            if (last == "begin")
-                song.controller->cancelProcessing();
-        };
         song.run();
-        EXPECT_EQ(song.script->lines(), freshRun(keptLines, whenCancelled));
-        EXPECT_EQ(textOf(song.cache("Chords/U.chordScores")), keptLines > 17 ? kChordFile : "");
-        EXPECT_EQ(std::filesystem::exists(song.cache("Spectrograms/U.spectrogram")), keptLines > 8);
+        Events expected = freshRunUntil(last);
+        if (last == "waveform")
+            expected.push_back(
+                posted(TarnWaveformDidFinishProcessingNotification, {{"waveform", "0 points"}}));
+        if (last == "chords")
+            expected.push_back(chordDetection(TarnChordDetectionDidEndNotification));
+        EXPECT_EQ(song.script->events(), expected);
+        EXPECT_EQ(textOf(song.cache("Chords/U.chordScores")), last == "alignment" ? kChordFile : "");
+        const bool hasSpectrogram = last != "waveform" && last != "tuning" && last != "spectrogram";
+        EXPECT_EQ(std::filesystem::exists(song.cache("Spectrograms/U.spectrogram")), hasSpectrogram);
     }
 }
 
-TEST(AnalysisControllerConcurrency, aDroppedControllerIsNotHeardOfAgain) {
-    for (const Stage& last : kStages) {
-        SCOPED_TRACE(last.name);
+TEST(TarnMusicInformationRetrievalControllerConcurrency, aControllerDroppedAtOncePostsWithoutItself) {
+    Song song;
+    song.open();
+    ASSERT_TRUE(song.controller->beginProcessingError());
+    const auto queue = song.controller->processingQueue();
+    song.controller.reset();
+    song.finish(queue);
+    EXPECT_EQ(
+        song.script->events(),
+        (Events{posted(TarnMusicInformationRetrievalDidBeginProcessingNotification, {{"object", "none"}}),
+                kRunEndsWithoutController}));
+}
+
+TEST(TarnMusicInformationRetrievalControllerConcurrency, aDroppedControllerIsNotHeardOfAgain) {
+    for (const std::string last : kStages) {
+        SCOPED_TRACE(last);
         Song song;
         song.open();
         const std::weak_ptr<TarnMusicInformationRetrievalController> dropped = song.controller;
         song.script->whileWorking = [&](const std::string& stage) {
-            if (stage == last.name)
+            if (stage == last)
                 MainQueue::sync([&] { song.controller.reset(); });
         };
         ASSERT_TRUE(song.controller->beginProcessingError());
-        const auto queue = song.controller->processingQueue();
-        Lines expected = freshRun(last.keptLines, "M Run ends without object");
-        if (last.keptLines == 1) { // before anything is posted
-            song.controller.reset();
-            expected[0] += " without object";
-        }
-        song.finish(queue);
-        EXPECT_EQ(song.script->lines(), expected);
+        song.finish(song.controller->processingQueue());
+        EXPECT_EQ(song.script->events(), joined(freshRunUntil(last), {kRunEndsWithoutController}));
         EXPECT_TRUE(dropped.expired());
     }
 }
 
-TEST(AnalysisControllerConcurrency, anApplicationMayDropTheControllerInAnyNotification) {
+TEST(TarnMusicInformationRetrievalControllerConcurrency, anApplicationMayDropTheControllerInAnyNotification) {
     constexpr std::size_t kNotificationsOfAFreshRun = 17;
     for (std::size_t last = 0; last < kNotificationsOfAFreshRun; ++last) {
         SCOPED_TRACE(last);
@@ -199,11 +297,12 @@ TEST(AnalysisControllerConcurrency, anApplicationMayDropTheControllerInAnyNotifi
         ASSERT_TRUE(song.controller->beginProcessingError());
         song.finish(song.controller->processingQueue());
         EXPECT_EQ(song.controller, nullptr);
-        EXPECT_THAT(song.script->lines().back(), testing::StartsWith("M Run ends"));
+        EXPECT_EQ(song.script->events().back().name, kRunEnds.name);
     }
 }
 
-TEST(AnalysisControllerConcurrency, stagesRunTwoAtATimeWhileAnotherThreadWatchesAndCancels) {
+TEST(TarnMusicInformationRetrievalControllerConcurrency,
+     stagesRunTwoAtATimeWhileAnotherThreadWatchesAndCancels) {
     for (int run = 0; run < 20; ++run) {
         Song song(false);
         song.open();
@@ -223,17 +322,15 @@ TEST(AnalysisControllerConcurrency, stagesRunTwoAtATimeWhileAnotherThreadWatches
         EXPECT_LE(song.script->mostWorking, 2);
         EXPECT_EQ(song.controller->progress()->completedUnitCount(), 18);
         if (run % 2 == 0) {
-            Lines lines = song.script->lines();
-            EXPECT_EQ(lines.size(), kFreshRun.size());
-            std::erase(lines, kFreshRun.front()); // no stage waits for the begin notification
-            EXPECT_EQ(lines.back(), kFreshRun.back());
+            EXPECT_EQ(song.script->events().size(), kFreshRun.size());
+            EXPECT_EQ(song.script->events().back(), kRunEnds);
             EXPECT_EQ(song.storage->keyEntries().size(), 1U);
             EXPECT_EQ(song.storage->chordEntries().size(), 2U);
         }
     }
 }
 
-TEST(AnalysisControllerConcurrency, aSecondRunLeavesTheFirstAlone) {
+TEST(TarnMusicInformationRetrievalControllerConcurrency, aSecondRunLeavesTheFirstAlone) {
     Song song(false);
     song.open();
     ASSERT_TRUE(song.controller->beginProcessingError());
@@ -247,50 +344,71 @@ TEST(AnalysisControllerConcurrency, aSecondRunLeavesTheFirstAlone) {
     song.finish(first);
     EXPECT_TRUE(std::none_of(started.begin(), started.end(), [](const auto& o) { return o->isCancelled(); }));
     EXPECT_EQ(song.controller->progress()->completedUnitCount(), 18) << "the second run's alone";
-    EXPECT_THAT(song.script->lines(), testing::Contains(kFreshRun.back()));
+    EXPECT_THAT(song.script->events(), testing::Contains(kRunEnds));
 }
 
-TEST(AnalysisControllerConcurrency, stagesAreQueuedWithTheirDependencies) {
-    for (const bool isLegacy : {false, true}) {
-        Song song;
-        if (isLegacy)
-            song.script->refused = {"chords"};
-        song.open();
-        EXPECT_EQ(song.controller->progress()->totalUnitCount(), 0);
-        ASSERT_TRUE(song.controller->beginProcessingError());
-        EXPECT_EQ(song.controller->progress()->totalUnitCount(), 18);
-        EXPECT_EQ(song.controller->progress()->localizedDescription(), "Analyzing song");
-        const auto queue = song.controller->processingQueue();
-        EXPECT_EQ(queue->maxConcurrentOperationCount(), 2);
-        const auto operations = queue->operations();
-        ASSERT_EQ(operations.size(), 9U);
-        std::map<std::shared_ptr<Operation>, std::string> names{{operations[0], "begin"},
-                                                                {operations[8], "finish"}};
-        for (const auto& [name, operation] : song.factory->operations)
-            names[operation] = name;
-        std::string text;
-        for (const auto& operation : operations) {
-            text += names[operation] + " <-";
-            for (const auto& dependency : operation->dependencies()) {
-                if (names.count(dependency)) // others keep the scripted stages in order
-                    text += ' ' + names[dependency] + ',';
-            }
-            text += "; ";
+struct QueuedStage {
+    std::string name;
+    std::set<std::string> dependencies = {};
+    friend bool operator==(const QueuedStage&, const QueuedStage&) = default;
+};
+
+/// The stages of a run in the order in which they are queued.
+std::vector<QueuedStage> queuedStages(const std::set<std::string>& refused) {
+    Song song;
+    song.script->refused = refused;
+    song.open();
+    EXPECT_EQ(song.controller->progress()->totalUnitCount(), 0);
+    EXPECT_TRUE(song.controller->beginProcessingError());
+    EXPECT_EQ(song.controller->progress()->totalUnitCount(), 18);
+    EXPECT_EQ(song.controller->progress()->localizedDescription(), "Analyzing song");
+    const auto queue = song.controller->processingQueue();
+    EXPECT_EQ(queue->maxConcurrentOperationCount(), 2);
+    const auto operations = queue->operations();
+    std::map<std::shared_ptr<Operation>, std::string> names{{operations.front(), "begin"},
+                                                            {operations.back(), "finish"}};
+    for (const auto& [name, operation] : song.factory->operations)
+        names[operation] = name;
+    std::vector<QueuedStage> stages;
+    for (const auto& operation : operations) {
+        stages.push_back({names[operation]});
+        for (const auto& dependency : operation->dependencies()) {
+            if (names.count(dependency)) // others keep the scripted stages in order
+                stages.back().dependencies.insert(names[dependency]);
         }
-        const std::string chords = isLegacy ? "legacy chords" : "chords";
-        EXPECT_EQ(text,
-                  "begin <-; waveform <-; tuning <-; spectrogram <- tuning,; beats <-; key <- tuning,; " +
-                      chords + (isLegacy ? " <- beats, key,; " : " <- key,; ") + "alignment <- beats, " +
-                      chords + ",; finish <- waveform, tuning, spectrogram, beats, key, " + chords +
-                      ", alignment,; ");
-        song.finish(queue);
     }
+    song.finish(queue);
+    return stages;
 }
 
-TEST(AnalysisController, anOperationThatCannotBeMadeEndsTheBeginning) {
-    // The stages that are asked for until then.
-    const auto expectRefusal = [](const std::set<std::string>& refused, const char* asked, const char* what) {
-        SCOPED_TRACE(what);
+TEST(TarnMusicInformationRetrievalControllerConcurrency, stagesAreQueuedWithTheirDependencies) {
+    EXPECT_EQ(
+        queuedStages({}),
+        (std::vector<QueuedStage>{
+            {.name = "begin"},
+            {.name = "waveform"},
+            {.name = "tuning"},
+            {.name = "spectrogram", .dependencies = {"tuning"}},
+            {.name = "beats"},
+            {.name = "key", .dependencies = {"tuning"}},
+            {.name = "chords", .dependencies = {"key"}},
+            {.name = "alignment", .dependencies = {"beats", "chords"}},
+            {.name = "finish",
+             .dependencies = {"waveform", "tuning", "spectrogram", "beats", "key", "chords", "alignment"}},
+        }));
+}
+
+TEST(TarnMusicInformationRetrievalControllerConcurrency, legacyChordsWaitForTheBeatsToo) {
+    const auto stages = queuedStages({"chords"});
+    ASSERT_EQ(stages.size(), 9U);
+    EXPECT_EQ(stages[6], (QueuedStage{.name = "legacy chords", .dependencies = {"beats", "key"}}));
+    EXPECT_EQ(stages[7], (QueuedStage{.name = "alignment", .dependencies = {"beats", "legacy chords"}}));
+}
+
+TEST(TarnMusicInformationRetrievalController, anOperationThatCannotBeMadeEndsTheBeginning) {
+    const auto expectRefusal = [](const std::set<std::string>& refused, const Lines& asked,
+                                  const std::string& message) {
+        SCOPED_TRACE(message);
         Song song;
         song.script->refused = refused;
         song.open();
@@ -298,27 +416,30 @@ TEST(AnalysisController, anOperationThatCannotBeMadeEndsTheBeginning) {
         EXPECT_FALSE(song.controller->beginProcessingError(&error));
         EXPECT_EQ(error.domain, TarnMusicInformationRetrievalErrorDomain);
         EXPECT_EQ(error.code, -1);
-        EXPECT_EQ(error.localizedDescription(), std::string("Failed to load audio file for ") + what);
+        EXPECT_EQ(error.localizedDescription(), message);
         EXPECT_EQ(error.userInfo.size(), 1U);
-        EXPECT_EQ(song.factory->made, scripted::linesOf(asked));
+        EXPECT_EQ(song.factory->made, asked) << "the stages until then";
         EXPECT_TRUE(song.controller->processingQueue()->operations().empty());
         EXPECT_EQ(song.controller->progress()->totalUnitCount(), 0);
         EXPECT_FALSE(song.controller->beginProcessingError());
         MainQueue::runPending();
-        EXPECT_EQ(song.script->lines(), Lines());
+        EXPECT_EQ(song.script->events(), Events());
     };
-    expectRefusal({"tuning", "key"}, "tuning", "tuning estimation.");
-    expectRefusal({"key"}, "tuning; key", "key detection.");
-    expectRefusal({"beats"}, "tuning; key; beats", "beat and key detection.");
-    expectRefusal({"spectrogram"}, "tuning; key; beats; alignment; spectrogram", "spectrogram processing.");
-    expectRefusal({"waveform", "chords"}, "tuning; key; beats; alignment; spectrogram; waveform",
-                  "waveform processing.");
-    expectRefusal({"chords", "legacy chords"},
-                  "tuning; key; beats; alignment; spectrogram; waveform; chords; legacy chords",
-                  "chord detection.");
+    expectRefusal({"tuning", "key"}, {"tuning"}, "Failed to load audio file for tuning estimation.");
+    expectRefusal({"key"}, {"tuning", "key"}, "Failed to load audio file for key detection.");
+    expectRefusal({"beats"}, {"tuning", "key", "beats"},
+                  "Failed to load audio file for beat and key detection.");
+    expectRefusal({"spectrogram"}, {"tuning", "key", "beats", "alignment", "spectrogram"},
+                  "Failed to load audio file for spectrogram processing.");
+    expectRefusal({"waveform", "chords"}, {"tuning", "key", "beats", "alignment", "spectrogram", "waveform"},
+                  "Failed to load audio file for waveform processing.");
+    expectRefusal(
+        {"chords", "legacy chords"},
+        {"tuning", "key", "beats", "alignment", "spectrogram", "waveform", "chords", "legacy chords"},
+        "Failed to load audio file for chord detection.");
 }
 
-TEST(AnalysisController, withoutAnEngineEveryFileIsRefused) {
+TEST(TarnMusicInformationRetrievalController, withoutAnEngineEveryFileIsRefused) {
     TemporaryFolder texts;
     writeText(texts.path() / "xx.lproj" / "Localizable.strings",
               "\"Failed to load audio file for tuning estimation.\" = \"translated\";");
@@ -335,7 +456,7 @@ TEST(AnalysisController, withoutAnEngineEveryFileIsRefused) {
     Bundle::framework().setResourceFolder({});
 }
 
-TEST(AnalysisController, aSongHasThreeCacheFilesOfItsOwn) {
+TEST(TarnMusicInformationRetrievalController, aSongHasThreeCacheFilesOfItsOwn) {
     using Caches = TarnMusicInformationRetrievalController;
     TemporaryFolder caches;
     FileManager::setCachesDirectory(caches.path() / "made on demand");
@@ -351,7 +472,7 @@ TEST(AnalysisController, aSongHasThreeCacheFilesOfItsOwn) {
     FileManager::setCachesDirectory({});
 }
 
-TEST(AnalysisController, noIdentifierLeadsOutOfItsFolderOrToAnothersFile) {
+TEST(TarnMusicInformationRetrievalController, noIdentifierLeadsOutOfItsFolderOrToAnotherSongsFile) {
     using Caches = TarnMusicInformationRetrievalController;
     TemporaryFolder caches;
     FileManager::setCachesDirectory(caches.path());
@@ -377,14 +498,14 @@ TEST(AnalysisController, noIdentifierLeadsOutOfItsFolderOrToAnothersFile) {
     }
     EXPECT_EQ(files.size(), 1 + std::size(others));
 
-    // A folder that answers to its name in either case.
+    // A folder whose name is found in either case.
     std::filesystem::create_symlink("Waveforms", caches.path() / "Tarn" / "wAVEFORMS");
     EXPECT_EQ(Caches::waveformPathForUUID("u-1"), folder / "u-1.waveform");
     EXPECT_EQ(Caches::waveformPathForUUID("U-1").string().find("U-1"), std::string::npos);
     FileManager::setCachesDirectory({});
 }
 
-TEST(AnalysisController, onlyAnUndecodableCacheIsLogged) {
+TEST(TarnMusicInformationRetrievalController, onlyAnUndecodableCacheIsLogged) {
     Song song;
     song.open();
     const auto file = song.cache("Spectrograms/U.spectrogram");
@@ -404,7 +525,7 @@ TEST(AnalysisController, onlyAnUndecodableCacheIsLogged) {
     EXPECT_FALSE(read());
 }
 
-TEST(AnalysisControllerDeathTest, logsAndMarksIntervalsOnlyWhenTheEnvironmentSaysSo) {
+TEST(TarnMusicInformationRetrievalControllerDeathTest, logsAndMarksIntervalsOnlyWhenTheEnvironmentSaysSo) {
     testing::FLAGS_gtest_death_test_style = "threadsafe"; // the log is made once in a process
     const auto spectrogramStage = [](const char* variable) {
         const EnvironmentVariable debug("KELP_MIR_DEBUG", variable);

@@ -20,14 +20,17 @@ namespace tarn {
 namespace {
 
 using namespace fixtures;
+using testing::ElementsAre;
+using testing::IsEmpty;
 using Lines = Names;
-using Notes = std::vector<MIDIExportNote>;
+using ExportNotes = std::vector<MIDIExportNote>;
 
 constexpr double kRate = 44100;
-constexpr double kTick = 1.0 / 480;
+constexpr std::int64_t kSecond = 44100; ///< frames
+constexpr double kTick = 1.0 / 480;     ///< quarter notes
 
-/// One line for each event, as python3-mido reads the file: "track kind tick values"; a note's line has its
-/// first and last tick, channel, key, velocity and release velocity. Without the ends of tracks.
+/// The file as python3-mido reads it, an event a line: the track, the event, its tick, its values. A note's
+/// line has its first and last tick. Without the ends of tracks.
 constexpr const char* kReader = R"(
 import sys, mido
 for index, track in enumerate(mido.MidiFile(sys.argv[1]).tracks):
@@ -49,6 +52,84 @@ for index, track in enumerate(mido.MidiFile(sys.argv[1]).tracks):
     assert not sounding
 )";
 
+// What a file holds. Positions are in ticks.
+
+struct Note {
+    long start = 0;
+    long end = 0;
+    int pitch = 0;
+    int channel = 0;
+    int velocity = 127;
+    int releaseVelocity = 0;
+    friend auto operator<=>(const Note&, const Note&) = default;
+    friend std::ostream& operator<<(std::ostream& out, const Note& note) {
+        return out << "pitch " << note.pitch << " from " << note.start << " to " << note.end;
+    }
+};
+
+struct Track {
+    std::string name;
+    std::string key;
+    int channel = -1;
+    int program = -1;
+    std::vector<Note> notes;
+};
+
+struct Tempo {
+    long tick = 0;
+    long microsecondsPerQuarterNote = 0;
+    friend bool operator==(const Tempo&, const Tempo&) = default;
+};
+
+struct Metre {
+    long tick = 0;
+    int numerator = 0;
+    int denominator = 0;
+    int clocksPerClick = 24;
+    int thirtySecondsPerQuarterNote = 8;
+    friend bool operator==(const Metre&, const Metre&) = default;
+};
+
+struct File {
+    std::vector<Tempo> tempos;
+    std::vector<Metre> metres;
+    std::vector<Track> tracks;
+
+    void take(std::istringstream line) {
+        std::size_t index = 0;
+        std::string event;
+        long tick = 0;
+        line >> index >> event >> tick;
+        if (event == "set_tempo") {
+            line >> tempos.emplace_back(Tempo{tick}).microsecondsPerQuarterNote;
+        } else if (event == "time_signature") {
+            Metre& metre = metres.emplace_back(Metre{tick});
+            line >> metre.numerator >> metre.denominator >> metre.clocksPerClick >>
+                metre.thirtySecondsPerQuarterNote;
+        }
+        EXPECT_EQ(index == 0, event == "set_tempo" || event == "time_signature") << event;
+        if (index == 0)
+            return;
+        tracks.resize(std::max(tracks.size(), index));
+        Track& track = tracks[index - 1];
+        if (event == "note") {
+            Note& note = track.notes.emplace_back(Note{tick});
+            line >> note.end >> note.channel >> note.pitch >> note.velocity >> note.releaseVelocity;
+            std::sort(track.notes.begin(), track.notes.end());
+            return;
+        }
+        EXPECT_EQ(tick, 0) << event;
+        if (event == "track_name")
+            line >> track.name;
+        else if (event == "key_signature")
+            line >> track.key;
+        else if (event == "program_change")
+            line >> track.channel >> track.program;
+        else
+            ADD_FAILURE() << event;
+    }
+};
+
 struct MIDIExport : testing::Test {
     MIDIExport() { Bundle::framework().setPreferredLanguages({"en"}); }
     ~MIDIExport() override {
@@ -59,6 +140,7 @@ struct MIDIExport : testing::Test {
 
     const TemporaryFolder folder;
     const std::filesystem::path file = folder.path() / "out.mid";
+    const Document document = makeDocument();
 };
 
 struct MIDIExportRead : MIDIExport {
@@ -67,130 +149,34 @@ struct MIDIExportRead : MIDIExport {
             GTEST_SKIP() << "python3-mido is not installed";
     }
 
-    /// The lines of the exported file, sorted.
-    Lines exported(const Document& document, const UserInfo& options) {
-        document->exportToMIDIFile(file, kRate, options);
+    File exported(const Document& song, const UserInfo& options) {
+        song->exportToMIDIFile(file, kRate, options);
         const std::string script = textOfPath(folder.path() / "read.py"),
                           output = textOfPath(folder.path() / "lines");
         writeText(script, kReader);
         const std::string command = "/usr/bin/python3 " + script + ' ' + file.string() + " > " + output;
         EXPECT_EQ(std::system(command.c_str()), 0);
-        Lines lines;
+        File result;
         std::istringstream text(textOf(output));
         for (std::string line; std::getline(text, line);)
-            lines.push_back(line);
-        std::sort(lines.begin(), lines.end());
-        return lines;
-    }
-};
-
-template <typename... Values>
-std::string line(const Values&... values) {
-    std::ostringstream text;
-    const char* separator = "";
-    ((text << std::exchange(separator, " ") << values), ...);
-    return text.str();
-}
-
-/// What the file says of a song, worked out once more from the song's description.
-struct Song {
-    struct Note {
-        int midi;
-        std::int64_t frame, length;
-    };
-    struct Chord {
-        const char* name;
-        int root; ///< pitch class
-        std::vector<int> intervals;
-        std::int64_t frame;
-    };
-    Locations beats;
-    Positions downbeats;
-    std::vector<Note> notes;
-    TimeSignature signature = {4, 4};
-    const char* key = "Bb";
-    std::vector<Chord> chords = {{"N.C.", 0, {}, 0},
-                                 {"C", 0, {0, 4, 7}, 30000},
-                                 {"Am7", 9, {0, 3, 7, 10}, 90000},
-                                 {"G7", 7, {0, 4, 7, 10}, 333333},
-                                 {"C", 0, {0, 4, 7}, 400000},
-                                 {"Em", 4, {0, 3, 7}, 500000}};
-
-    [[nodiscard]] Document document() const {
-        const auto result = makeDocumentWithBeats(beats, downbeats);
-        result->setTimeSignature(signature.numerator, signature.denominator);
-        for (const Note& note : notes)
-            addNote(*result, note.frame, static_cast<std::uint64_t>(note.length), note.midi);
-        for (const Chord& chord : chords)
-            addChord(*result, chord.frame, chord.name);
-        if (key)
-            addKey(*result, 0, key);
+            result.take(std::istringstream(line));
         return result;
     }
-
-    /// By the export's own time base, which has its own tests.
-    [[nodiscard]] Lines expected(int timing, int transpose, const char* transposedKey) const {
-        Lines lines;
-        const auto tick = [](double position) { return std::lround(position * 480); };
-        const MIDIExportTimeline timeline(timing, true, true, kRate, *document());
-        long last = 0; // equal tempos in a row are one
-        for (const TempoEvent& event : timeline.tempoEvents) {
-            const double microseconds = 60e6 / event.beatsPerMinute;
-            if (std::exchange(last, static_cast<long>(microseconds)) != static_cast<long>(microseconds))
-                lines.push_back(line(0, "set_tempo", tick(event.position), std::lround(microseconds)));
-        }
-        double lastBar = 4;
-        for (const auto& [at, metre] : timeline.timeSignatureEvents) {
-            lines.push_back(
-                line(0, "time_signature", tick(at), int{metre.numerator}, int{metre.denominator}, 24, 8));
-            lastBar = metre.numerator * 4.0 / metre.denominator;
-        }
-
-        const auto position = [&](std::int64_t frame) {
-            return std::max(0.0, timeline.mapping(static_cast<double>(frame)));
-        };
-        const auto track = [&](int index, const char* name, Notes written) {
-            lines.push_back(line(index, "track_name", 0, name));
-            if (transposedKey)
-                lines.push_back(line(index, "key_signature", 0, transposedKey));
-            lines.push_back(line(index, "program_change", 0, index - 1, 0));
-            for (const MIDIExportNote& note : written) {
-                const long start = tick(note.position);
-                const long end = tick(note.position + double{static_cast<float>(note.duration)});
-                lines.push_back(
-                    line(index, "note", start, std::max(end, start + 1), index - 1, int{note.pitch}, 127, 0));
-            }
-        };
-        Notes single;
-        for (const Note& note : notes) {
-            const double start = position(note.frame);
-            single.push_back({static_cast<std::uint8_t>(std::clamp(note.midi + transpose, 0, 127)), start,
-                              position(note.frame + note.length) - start});
-        }
-        track(1, "Notes", single);
-        Notes chordTones;
-        for (std::size_t i = 0; i < chords.size(); ++i) {
-            const double start = position(chords[i].frame);
-            double end = start + lastBar;
-            if (i + 1 < chords.size())
-                end = position(chords[i + 1].frame);
-            else if (!beats.empty() && start < position(beats.back()))
-                end = position(beats.back());
-            for (const int interval : chords[i].intervals) {
-                // Where a tone sounds on from one chord to the next, it ends a tick before it is struck anew.
-                const int pitch = 60 + ((chords[i].root + transpose) % 12 + 12) % 12 + interval;
-                for (MIDIExportNote& earlier : chordTones) {
-                    if (earlier.pitch == pitch && earlier.position + earlier.duration > start - kTick)
-                        earlier.duration = start - kTick - earlier.position;
-                }
-                chordTones.push_back({static_cast<std::uint8_t>(pitch), start, end - start});
-            }
-        }
-        track(2, "Chords", chordTones);
-        std::sort(lines.begin(), lines.end());
-        return lines;
+    std::vector<Note> exportedNotes(const UserInfo& options = {}) {
+        UserInfo all = options;
+        all["exportNotes"] = true;
+        return exported(document, all).tracks.at(0).notes;
+    }
+    std::vector<Note> exportedChords(const Document& song, const UserInfo& options = {}) {
+        UserInfo all = options;
+        all["exportChords"] = true;
+        return exported(song, all).tracks.at(0).notes;
     }
 };
+
+Note chordTone(long start, long end, int pitch) {
+    return {.start = start, .end = end, .pitch = pitch, .channel = 1};
+}
 
 /// Beats at the given distance, give or take a seventh.
 Locations unevenBeats(std::int64_t first, std::size_t count, std::int64_t distance, std::mt19937& random) {
@@ -199,17 +185,6 @@ Locations unevenBeats(std::int64_t first, std::size_t count, std::int64_t distan
         beats.push_back(beats.back() + distance +
                         static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(distance / 7)));
     return beats;
-}
-
-/// Random notes of which no two of one pitch come near each other.
-std::vector<Song::Note> scatteredNotes(std::int64_t first, std::mt19937& random) {
-    std::vector<Song::Note> notes;
-    for (int i = 0; i < 160; ++i) {
-        const auto length = static_cast<std::int64_t>(1 + random() % 40000);
-        notes.push_back({20 + i * 7 % 80, first, length});
-        first += static_cast<std::int64_t>(random() % 9000);
-    }
-    return notes;
 }
 
 /// Which call of a sequence operation fails, counted over all of them; what it was; the calls so far.
@@ -230,36 +205,195 @@ MusicStatus failAfterSomeCalls(const char* operation) {
 
 } // namespace
 
-TEST_F(MIDIExportRead, anIndependentReaderFindsWhatTheRulesGive) {
-    std::mt19937 random(62);
-    const Positions evenBars = {0, 8, 16, 24, 32, 40, 48};
-    const Song songs[] = {
-        {unevenBeats(25000, 52, 11000, random), evenBars, scatteredNotes(30000, random)},
-        {unevenBeats(0, 52, 11000, random), evenBars, scatteredNotes(0, random)},
-        // A pickup of three pulses, from the very start and from later on; changes of meter.
-        {unevenBeats(900, 60, 12000, random), {3, 9, 15, 20, 25, 33, 41}, scatteredNotes(100, random)},
-        {unevenBeats(70000, 60, 12000, random), {3, 11, 18, 25, 33}, scatteredNotes(10, random)},
-        // No closed bar: the document's own signature; the last chord after the last beat.
-        {unevenBeats(50000, 20, 11000, random), {5}, scatteredNotes(0, random), {7, 8}},
-        {unevenBeats(50000, 20, 11000, random), {}, scatteredNotes(0, random), {3, 4}},
-        {{}, {}, scatteredNotes(0, random)},
-        {{4000}, {0}, scatteredNotes(0, random)},
-        {unevenBeats(25000, 52, 11000, random), evenBars, scatteredNotes(30000, random), {4, 4}, nullptr},
-        {unevenBeats(25000, 52, 11000, random), evenBars, {}, {4, 4}, "Bb", {}},
+// Tracks
+
+TEST_F(MIDIExportRead, notesAndChordsHaveATrackAndAChannelEach) {
+    addNote(*document, kSecond, kSecond, 60);
+    addChord(*document, 0, "C");
+    const File read = exported(document, {{"exportNotes", true}, {"exportChords", true}});
+    ASSERT_EQ(read.tracks.size(), 2U);
+    EXPECT_EQ(read.tracks[0].name, "Notes");
+    EXPECT_EQ(read.tracks[0].channel, 0);
+    EXPECT_EQ(read.tracks[0].program, 0);
+    EXPECT_THAT(read.tracks[0].notes, ElementsAre(Note{.start = 480, .end = 960, .pitch = 60}));
+    EXPECT_EQ(read.tracks[1].name, "Chords");
+    EXPECT_EQ(read.tracks[1].channel, 1);
+    EXPECT_EQ(read.tracks[1].program, 0);
+    EXPECT_THAT(read.tracks[1].notes,
+                ElementsAre(chordTone(0, 1920, 60), chordTone(0, 1920, 64), chordTone(0, 1920, 67)));
+}
+
+TEST_F(MIDIExportRead, onlyWhatTheOptionsAskForIsWritten) {
+    addNote(*document, 0, kSecond, 60);
+    addChord(*document, 0, "C");
+    EXPECT_THAT(exported(document, {}).tracks, IsEmpty());
+    EXPECT_THAT(exported(document, {{"exportNotes", 1}, {"exportChords", std::string("yes")}}).tracks,
+                IsEmpty())
+        << "only a Boolean counts";
+    const File chords = exported(document, {{"exportNotes", false}, {"exportChords", true}});
+    ASSERT_EQ(chords.tracks.size(), 1U);
+    EXPECT_EQ(chords.tracks[0].name, "Chords");
+}
+
+TEST_F(MIDIExportRead, everyTrackHasTheTransposedKey) {
+    addKey(*document, 0, "Bb");
+    const std::pair<int, const char*> keys[] = {{0, "Bb"}, {2, "C"}, {-3, "G"}, {24, "Bb"}};
+    for (const auto& [transpose, key] : keys) {
+        const File read = exported(
+            document, {{"exportNotes", true}, {"exportChords", true}, {"transposeAmount", transpose}});
+        ASSERT_EQ(read.tracks.size(), 2U);
+        EXPECT_EQ(read.tracks[0].key, key) << transpose;
+        EXPECT_EQ(read.tracks[1].key, key) << transpose;
+    }
+}
+
+TEST_F(MIDIExportRead, theFirstKeyMayBeMinorOrMissing) {
+    const auto key = [&] { return exported(document, {{"exportNotes", true}}).tracks.at(0).key; };
+    EXPECT_EQ(key(), "");
+    addKey(*document, kSecond, "F#m");
+    addKey(*document, 2 * kSecond, "C");
+    EXPECT_EQ(key(), "F#m");
+    addKey(*document, 0, "not a chord");
+    EXPECT_EQ(key(), "");
+}
+
+// Notes
+
+TEST_F(MIDIExportRead, aNoteNeverBeginsBeforeTheFile) {
+    addNote(*document, -kSecond / 2, std::uint64_t{kSecond}, 60);
+    addNote(*document, -kSecond, std::uint64_t{kSecond} / 2, 61);
+    EXPECT_THAT(exportedNotes(), ElementsAre(Note{.start = 0, .end = 240, .pitch = 60}));
+}
+
+TEST_F(MIDIExportRead, aNoteWithALengthLastsATickAtLeast) {
+    addNote(*document, kSecond, 0, 60);
+    addNote(*document, kSecond, 1, 61);
+    EXPECT_THAT(exportedNotes(), ElementsAre(Note{.start = 480, .end = 481, .pitch = 61}));
+}
+
+TEST_F(MIDIExportRead, transpositionKeepsNotesWithinTheirRange) {
+    addNote(*document, 0, 100, 20);
+    addNote(*document, 0, 100, 110);
+    const auto pitches = [&](int transpose) {
+        const auto notes = exportedNotes({{"transposeAmount", transpose}});
+        return std::pair(notes.at(0).pitch, notes.at(1).pitch);
     };
-    const std::pair<int, const char*> transpositions[] = {{0, "Bb"}, {2, "C"}, {-3, "G"}, {24, "Bb"}};
-    int index = 0;
-    for (const Song& song : songs) {
-        const auto document = song.document();
+    EXPECT_EQ(pitches(3), std::pair(23, 113));
+    EXPECT_EQ(pitches(24), std::pair(44, 127));
+    EXPECT_EQ(pitches(-24), std::pair(0, 86));
+}
+
+TEST_F(MIDIExportRead, theTranspositionIsAnIntegerOfAnyTypeUpToTheRangeOfAByte) {
+    addNote(*document, 0, 100, 60);
+    addKey(*document, 0, "A");
+    const auto expectNote = [&](const std::any& transpose, int pitch, const char* key) {
+        const File read = exported(document, {{"exportNotes", true}, {"transposeAmount", transpose}});
+        EXPECT_EQ(read.tracks.at(0).notes.at(0).pitch, pitch);
+        EXPECT_EQ(read.tracks.at(0).key, key);
+    };
+    expectNote(1, 61, "Bb");
+    expectNote(std::uint64_t{1}, 61, "Bb");
+    expectNote(300, 127, "E"); // 127 semitones
+    expectNote(std::numeric_limits<std::uint64_t>::max(), 127, "E");
+    expectNote(std::numeric_limits<std::int64_t>::min(), 0, "Db"); // -128 semitones
+    for (const std::any& ignored : {std::any(), std::any(std::string("2")), std::any(2.0), std::any(true),
+                                    std::any(MIDIExportTiming::fixedTempo)})
+        expectNote(ignored, 60, "A");
+}
+
+// Chords
+
+TEST_F(MIDIExportRead, aChordSoundsFromMiddleCUpUntilTheNextOne) {
+    addChord(*document, kSecond, "N.C.");
+    addChord(*document, 0, "Am7");
+    EXPECT_THAT(exportedChords(document), ElementsAre(chordTone(0, 480, 69), chordTone(0, 480, 72),
+                                                      chordTone(0, 480, 76), chordTone(0, 480, 79)));
+    EXPECT_EQ(exportedChords(document, {{"transposeAmount", 3}}).at(0).pitch, 60) << "C minor seventh";
+    EXPECT_EQ(exportedChords(document, {{"transposeAmount", -24}}).at(0).pitch, 69);
+}
+
+TEST_F(MIDIExportRead, aToneOfTwoChordsIsStruckAgainATickAfterItsEnd) {
+    addChord(*document, 0, "C");
+    addChord(*document, kSecond, "Em");
+    addChord(*document, 2 * kSecond, "N.C.");
+    EXPECT_THAT(exportedChords(document),
+                ElementsAre(chordTone(0, 479, 64), chordTone(0, 479, 67), chordTone(0, 480, 60),
+                            chordTone(480, 960, 64), chordTone(480, 960, 67), chordTone(480, 960, 71)));
+}
+
+TEST_F(MIDIExportRead, theLastChordEndsWithTheLastBeat) {
+    const auto song = makeDocumentWithBeats({0, kSecond / 2, 3 * kSecond});
+    addChord(*song, kSecond, "C");
+    EXPECT_EQ(exportedChords(song).at(0), chordTone(480, 3 * 480, 60));
+}
+
+TEST_F(MIDIExportRead, aChordAfterTheLastBeatLastsABar) {
+    const auto lengthInTicks = [&](const Document& song, int timing) {
+        addChord(*song, 10 * kSecond, "C");
+        const Note tone = exportedChords(song, {{"timing", timing}}).at(0);
+        return tone.end - tone.start;
+    };
+    const Locations beats{0, kSecond, 2 * kSecond, 3 * kSecond, 4 * kSecond, 5 * kSecond, 6 * kSecond};
+    EXPECT_EQ(lengthInTicks(makeDocumentWithBeats(beats), 0), 4 * 480) << "no bars: four quarter notes";
+    EXPECT_EQ(lengthInTicks(makeDocumentWithBeats(beats, {0, 2, 5}), 1), 3 * 240) << "the last closed bar's";
+    const auto withoutClosedBar = makeDocumentWithBeats(beats, {5});
+    withoutClosedBar->setTimeSignature(7, 8);
+    EXPECT_EQ(lengthInTicks(withoutClosedBar, 2), 7 * 240) << "the document's own";
+}
+
+// Time
+
+TEST_F(MIDIExportRead, inSecondsAQuarterNoteLastsOneWhateverTheBeats) {
+    const auto song = makeDocumentWithBeats({0, kSecond / 4, kSecond / 2});
+    for (const std::any& timing : {std::any(), std::any(0), std::any(3), std::any(2.0)}) {
+        const File read = exported(song, {{"timing", timing}});
+        EXPECT_EQ(read.tempos, (std::vector<Tempo>{{.tick = 0, .microsecondsPerQuarterNote = 1'000'000}}));
+        EXPECT_EQ(read.metres, std::vector<Metre>{});
+    }
+}
+
+TEST_F(MIDIExportRead, aFixedTempoIsWrittenWithTheMetre) {
+    const auto song = makeDocumentWithBeats({0, kSecond / 4, kSecond / 2});
+    for (const std::any& timing : {std::any(2), std::any(MIDIExportTiming::fixedTempo)}) {
+        const File read = exported(song, {{"timing", timing}});
+        EXPECT_EQ(read.tempos, (std::vector<Tempo>{{.tick = 0, .microsecondsPerQuarterNote = 500'000}}));
+        EXPECT_EQ(read.metres, (std::vector<Metre>{{.tick = 0, .numerator = 4, .denominator = 4}}));
+    }
+}
+
+TEST_F(MIDIExportRead, theSongsTemposAndMetresAreWrittenWhereTheyChange) {
+    const auto song = makeDocumentWithBeats(
+        {0, 11025, 22050, 33075, 44100, 55125, 66150, 88200, 110250, 132300}, {0, 4, 7, 9});
+    const File read = exported(song, {{"timing", 1}});
+    EXPECT_EQ(read.tempos, (std::vector<Tempo>{{.tick = 0, .microsecondsPerQuarterNote = 500'000},
+                                               {.tick = 6 * 240, .microsecondsPerQuarterNote = 1'000'000}}));
+    EXPECT_EQ(read.metres, (std::vector<Metre>{{.tick = 0, .numerator = 2, .denominator = 4},
+                                               {.tick = 4 * 240, .numerator = 3, .denominator = 8},
+                                               {.tick = 7 * 240, .numerator = 1, .denominator = 4}}));
+}
+
+TEST_F(MIDIExportRead, inEveryTimingNotesLieWhereTheTimelinePutsThem) {
+    std::mt19937 random(62);
+    const auto tick = [](double position) { return std::lround(std::max(0.0, position) * 480); };
+    const Positions bars[] = {{0, 8, 16, 24, 32}, {3, 9, 15, 20, 25, 33}, {5}, {}};
+    for (const std::int64_t firstBeat : {0, 900, 25000, 70000}) {
         for (const int timing : {0, 1, 2}) {
-            const auto& [transpose, key] = transpositions[index++ % 4];
-            SCOPED_TRACE(testing::Message() << "song " << (index - 1) / 3 << ", timing " << timing);
-            const Lines found = exported(document, {{"exportNotes", true},
-                                                    {"exportChords", true},
-                                                    {"timing", timing},
-                                                    {"transposeAmount", transpose}});
-            EXPECT_THAT(found,
-                        testing::ContainerEq(song.expected(timing, transpose, song.key ? key : nullptr)));
+            const Positions& downbeats = bars[random() % 4];
+            SCOPED_TRACE(testing::Message() << "beats from " << firstBeat << ", timing " << timing);
+            const auto song = makeDocumentWithBeats(unevenBeats(firstBeat, 40, 11000, random), downbeats);
+            Locations frames; // of notes of different pitch
+            for (int pitch = 20; pitch < 120; ++pitch) {
+                frames.push_back(static_cast<std::int64_t>(random() % 500000));
+                addNote(*song, frames.back(), 2000, pitch);
+            }
+            const MIDIExportTimeline timeline(timing, true, false, kRate, *song);
+            auto notes = exported(song, {{"exportNotes", true}, {"timing", timing}}).tracks.at(0).notes;
+            ASSERT_EQ(notes.size(), frames.size());
+            for (const Note& note : notes) {
+                const auto frame = static_cast<double>(frames.at(static_cast<std::size_t>(note.pitch - 20)));
+                EXPECT_EQ(note.start, tick(timeline.mapping(frame))) << frame;
+                EXPECT_NEAR(note.end, tick(timeline.mapping(frame + 2000)), 1) << frame;
+            }
         }
     }
 }
@@ -274,7 +408,7 @@ TEST_F(MIDIExportRead, theTempoMapLeadsEveryNoteToItsTime) {
         Positions downbeats;
         for (std::size_t k = random() % 9; k < beats.size(); k += 3 + random() % 6)
             downbeats.push_back(k);
-        const auto document = makeDocumentWithBeats(beats, downbeats);
+        const auto song = makeDocumentWithBeats(beats, downbeats);
         constexpr std::int64_t kLate = 2205; // a twentieth of a second
         const std::int64_t anchor = first >= kLate ? first : beats[downbeats.front()];
         if (anchor < kLate)
@@ -282,95 +416,69 @@ TEST_F(MIDIExportRead, theTempoMapLeadsEveryNoteToItsTime) {
         Locations frames;
         for (std::int64_t frame = anchor; frame < beats.back() + 100000;
              frame += 1 + static_cast<std::int64_t>(random() % 50000)) {
-            addNote(*document, frame, 200, static_cast<int>(20 + frames.size() % 80));
+            addNote(*song, frame, 200, static_cast<int>(20 + frames.size() % 80));
             frames.push_back(frame);
         }
 
-        std::vector<std::pair<long, long>> tempos; // tick, microseconds per quarter note
-        std::vector<long> starts;
-        for (const std::string& event : exported(document, {{"exportNotes", true}, {"timing", 1}})) {
-            std::istringstream text(event);
-            std::string track, kind;
-            long tick = 0, number = 0;
-            text >> track >> kind >> tick >> number;
-            if (kind == "set_tempo")
-                tempos.emplace_back(tick, number);
-            else if (kind == "note")
-                starts.push_back(tick);
-        }
-        std::sort(tempos.begin(), tempos.end());
-        std::sort(starts.begin(), starts.end());
-        ASSERT_EQ(starts.size(), frames.size());
-        ASSERT_EQ(tempos.front().first, 0);
-        for (std::size_t i = 0; i < starts.size(); ++i) {
+        const File read = exported(song, {{"exportNotes", true}, {"timing", 1}});
+        const auto& tempos = read.tempos;
+        const auto& notes = read.tracks.at(0).notes;
+        ASSERT_EQ(notes.size(), frames.size());
+        ASSERT_EQ(tempos.front().tick, 0);
+        for (std::size_t i = 0; i < notes.size(); ++i) {
+            const long start = notes[i].start;
             double seconds = 0, secondsPerTick = 0;
-            for (std::size_t k = 0; k < tempos.size() && tempos[k].first <= starts[i]; ++k) {
-                const long end = k + 1 < tempos.size() ? std::min(tempos[k + 1].first, starts[i]) : starts[i];
-                secondsPerTick = static_cast<double>(tempos[k].second) / 480e6;
-                seconds += static_cast<double>(end - tempos[k].first) * secondsPerTick;
+            for (std::size_t k = 0; k < tempos.size() && tempos[k].tick <= start; ++k) {
+                const long end = k + 1 < tempos.size() ? std::min(tempos[k + 1].tick, start) : start;
+                secondsPerTick = static_cast<double>(tempos[k].microsecondsPerQuarterNote) / 480e6;
+                seconds += static_cast<double>(end - tempos[k].tick) * secondsPerTick;
             }
             EXPECT_NEAR(seconds, static_cast<double>(frames[i]) / kRate, secondsPerTick) << frames[i];
         }
     }
 }
 
-TEST_F(MIDIExportRead, writesOnlyWhatTheOptionsAskFor) {
-    const auto document = makeDocument();
-    addNote(*document, 44100, 44100, 60);
-    addChord(*document, 0, "C");
-    addKey(*document, 0, "A");
-    const Lines tempo = {"0 set_tempo 0 1000000"};
-    const Lines chords = linesOf("0 set_tempo 0 1000000; 1 key_signature 0 A; 1 note 0 1920 1 60 127 0; "
-                                 "1 note 0 1920 1 64 127 0; 1 note 0 1920 1 67 127 0; "
-                                 "1 program_change 0 1 0; 1 track_name 0 Chords");
-    EXPECT_EQ(exported(document, {}), tempo);
-    EXPECT_EQ(exported(document, {{"exportNotes", 1}, {"exportChords", std::string("yes")}}), tempo);
-    EXPECT_EQ(exported(document, {{"exportNotes", false}, {"exportChords", true}}), chords);
-    const auto expectNote = [&](const std::any& transpose, const char* key, int midi) {
-        EXPECT_EQ(exported(document, {{"exportNotes", true}, {"transposeAmount", transpose}}),
-                  (Lines{tempo[0], line(1, "key_signature", 0, key), line(1, "note 480 960 0", midi, 127, 0),
-                         "1 program_change 0 0 0", "1 track_name 0 Notes"}));
-    };
-    expectNote({}, "A", 60);
-    expectNote(std::string("2"), "A", 60);
-    expectNote(2.0, "A", 60);
-    expectNote(true, "A", 60);
-    expectNote(MIDIExportTiming::fixedTempo, "A", 60);
-    expectNote(1, "Bb", 61);
-    expectNote(std::uint64_t{1}, "Bb", 61);
-    expectNote(300, "E", 127); // 127 semitones
-    expectNote(std::numeric_limits<std::uint64_t>::max(), "E", 127);
-    expectNote(std::numeric_limits<std::int64_t>::min(), "Db", 0); // -128 semitones
-    // A timing of another type counts as seconds; its enumeration counts as its number.
-    const auto song = makeDocumentWithBeats({0, 11025, 22050});
-    EXPECT_EQ(exported(song, {{"timing", 2.0}}), tempo);
-    EXPECT_EQ(exported(song, {{"timing", MIDIExportTiming::fixedTempo}}),
-              (Lines{"0 set_tempo 0 500000", "0 time_signature 0 4 4 24 8"}));
+// Notes of one pitch
+
+TEST_F(MIDIExport, notesWithoutDurationAreLeftOut) {
+    EXPECT_EQ(cleanedMIDIExportNotes({{60, 1, 0}, {60, 2, -1}, {60, 3, 1}}), (ExportNotes{{60, 3, 1}}));
 }
 
-TEST_F(MIDIExport, cleansNotesOfOnePitch) {
-    const auto eps = kTick;
-    const auto expectCleaned = [](const char* what, const Notes& notes, const Notes& cleaned) {
-        EXPECT_EQ(cleanedMIDIExportNotes(notes), cleaned) << what;
-    };
-    expectCleaned("no duration", {{60, 1, 0}, {60, 2, -1}, {60, 3, 1}}, {{60, 3, 1}});
-    expectCleaned("repeated onset: the longer at one position", {{60, 1, 1}, {60, 1, 2}}, {{60, 1, 2}});
-    expectCleaned("repeated onset: the earlier one", {{60, 1.001, 5}, {60, 1, 2}}, {{60, 1, 2}});
-    expectCleaned("exactly a tick apart", {{60, 0, 1}, {60, eps, 1}}, {{60, 0, 1}});
-    expectCleaned("compared with the kept note, not the dropped one",
-                  {{60, 0, 1}, {60, 0.8 * eps, 1}, {60, 1.6 * eps, 1}},
-                  {{60, 0, 1.6 * eps - eps}, {60, 1.6 * eps, 1}});
-    expectCleaned("overlap", {{60, 0, 2}, {60, 1, 2}}, {{60, 0, 1 - eps}, {60, 1, 2}});
-    expectCleaned("touching", {{60, 0, 1}, {60, 1, 1}}, {{60, 0, 1 - eps}, {60, 1, 1}});
-    expectCleaned("apart by a tick", {{60, 0, 1 - 2 * eps}, {60, 1, 1}}, {{60, 0, 1 - 2 * eps}, {60, 1, 1}});
-    expectCleaned("other pitches stay", {{61, 0, 2}, {60, 0, 2}, {62, 0, 2}},
-                  {{60, 0, 2}, {61, 0, 2}, {62, 0, 2}});
-    expectCleaned("by position, then pitch", {{70, 1, 1}, {50, 2, 1}, {60, 0, 1}, {40, 1, 1}},
-                  {{60, 0, 1}, {40, 1, 1}, {70, 1, 1}, {50, 2, 1}});
+TEST_F(MIDIExport, ofNotesThatBeginTogetherTheLongestStays) {
+    EXPECT_EQ(cleanedMIDIExportNotes({{60, 1, 1}, {60, 1, 2}}), (ExportNotes{{60, 1, 2}}));
 }
+
+TEST_F(MIDIExport, ofNotesThatBeginWithinATickTheFirstStays) {
+    EXPECT_EQ(cleanedMIDIExportNotes({{60, 1.001, 5}, {60, 1, 2}}), (ExportNotes{{60, 1, 2}}));
+    EXPECT_EQ(cleanedMIDIExportNotes({{60, 0, 1}, {60, kTick, 1}}), (ExportNotes{{60, 0, 1}}));
+    // The tick counts from the note that stays, not from one that was left out.
+    EXPECT_EQ(cleanedMIDIExportNotes({{60, 0, 1}, {60, 0.8 * kTick, 1}, {60, 1.6 * kTick, 1}}),
+              (ExportNotes{{60, 0, 1.6 * kTick - kTick}, {60, 1.6 * kTick, 1}}));
+}
+
+TEST_F(MIDIExport, aNoteEndsATickBeforeTheNextOne) {
+    EXPECT_EQ(cleanedMIDIExportNotes({{60, 0, 2}, {60, 1, 2}}), (ExportNotes{{60, 0, 1 - kTick}, {60, 1, 2}}))
+        << "overlapping";
+    EXPECT_EQ(cleanedMIDIExportNotes({{60, 0, 1}, {60, 1, 1}}), (ExportNotes{{60, 0, 1 - kTick}, {60, 1, 1}}))
+        << "touching";
+    const ExportNotes apart{{60, 0, 1 - 2 * kTick}, {60, 1, 1}};
+    EXPECT_EQ(cleanedMIDIExportNotes(apart), apart);
+}
+
+TEST_F(MIDIExport, otherPitchesAreLeftAlone) {
+    EXPECT_EQ(cleanedMIDIExportNotes({{61, 0, 2}, {60, 0, 2}, {62, 0, 2}}),
+              (ExportNotes{{60, 0, 2}, {61, 0, 2}, {62, 0, 2}}));
+}
+
+TEST_F(MIDIExport, notesAreSortedByPositionThenPitch) {
+    EXPECT_EQ(cleanedMIDIExportNotes({{70, 1, 1}, {50, 2, 1}, {60, 0, 1}, {40, 1, 1}}),
+              (ExportNotes{{60, 0, 1}, {40, 1, 1}, {70, 1, 1}, {50, 2, 1}}));
+}
+
+// Refusals
 
 TEST_F(MIDIExport, everyRefusedOperationEndsTheExportWithItsError) {
-    const auto document = makeDocumentWithBeats({0, 10000, 20000, 30000, 40000}, {0, 2, 4});
+    addBeats(*document, {0, 10000, 20000, 30000, 40000}, {0, 2, 4});
     addNote(*document, 0, 10000, 60);
     addChord(*document, 0, "C");
     addKey(*document, 0, "A");
@@ -421,7 +529,6 @@ TEST_F(MIDIExport, everyRefusedOperationEndsTheExportWithItsError) {
 TEST_F(MIDIExport, theSampleRateIsCheckedBeforeAnythingElse) {
     gOperations.clear();
     setMusicSequenceFault(failAfterSomeCalls);
-    const auto document = makeDocument();
     for (const double rate : {0.0, -1.0, -0.0, std::numeric_limits<double>::quiet_NaN()}) {
         Error error;
         EXPECT_FALSE(document->exportToMIDIFileAtURL(file, rate, {}, &error));
@@ -434,27 +541,30 @@ TEST_F(MIDIExport, theSampleRateIsCheckedBeforeAnythingElse) {
 }
 
 TEST_F(MIDIExport, aFileThatCannotBeWrittenLeavesTheEarlierOne) {
-    const auto document = makeDocument();
     Error error;
     EXPECT_FALSE(document->exportToMIDIFileAtURL(folder.path() / "missing" / "out.mid", kRate, {}, &error));
     EXPECT_EQ(error.localizedDescription(), "Could not create music sequence output file.");
-    // A note so late that the file cannot hold its position.
+    EXPECT_TRUE(folder.fileNames().empty());
+}
+
+TEST_F(MIDIExport, aNoteThatIsTooLateForTheFileLeavesTheEarlierFile) {
     writeText(file, "earlier");
     addNote(*document, std::int64_t{1} << 60, std::uint64_t{1} << 50, 60);
+    Error error;
     EXPECT_FALSE(document->exportToMIDIFileAtURL(file, kRate, {{"exportNotes", true}}, &error));
     EXPECT_EQ(error.localizedDescription(), "Could not create music sequence output file.");
     EXPECT_EQ(textOf(file), "earlier");
 }
 
 TEST_F(MIDIExport, aTempoSlowerThanTheFileCanHoldIsRefused) {
-    const auto document = makeDocumentWithBeats({0, 44100 * 10}); // 3 quarter notes per minute
+    addBeats(*document, {0, 10 * kSecond}); // 3 quarter notes per minute
     Error error;
     EXPECT_FALSE(document->exportToMIDIFileAtURL(file, kRate, {{"timing", 2}}, &error));
     EXPECT_EQ(error.localizedDescription(), "Could not get tempo track.");
 }
 
-TEST_F(MIDIExport, stopsOnWhatCannotBeExpressed) {
-    const auto document = makeDocumentWithBeats({0, 22050});
+TEST_F(MIDIExport, abortsOverWhatCannotBeExpressed) {
+    addBeats(*document, {0, 22050});
     document->setTimeSignature(4, 0);
     EXPECT_DEATH(document->exportToMIDIFile(file, kRate, {{"timing", 1}}), "no power of two");
     const auto overflowing = makeDocument();

@@ -42,8 +42,6 @@ const LeadIn& leadInOf(const MIDIExportTimeline& timeline) {
     return std::get<Mapping::FollowSongTempo>(timeline.mapping.kind).leadIn;
 }
 
-} // namespace
-
 TEST(MIDIExportTimeline, describesBarsByTheirPulses) {
     const auto expectBars = [](const Positions& downbeats, const Signatures& events) {
         const auto document = evenSong(0, 1600, downbeats);
@@ -66,52 +64,86 @@ TEST(MIDIExportTimeline, describesBarsByTheirPulses) {
     expectBars({}, {{0, {7, 16}}});
 }
 
-TEST(MIDIExportTimeline, choosesTheAnchorAndTheLeadIn) {
-    // The first beat's frame, what is expected of the lead-in, and no quarter notes where there is none.
-    const auto expectLeadIn = [](std::int64_t first, const Positions& downbeats, double length,
-                                 std::size_t anchor, double quarterNotes) {
-        SCOPED_TRACE(testing::Message() << first << ' ' << anchor << ' ' << length);
-        const auto timeline = timelineOf(evenSong(first, 20, downbeats), kFollow);
-        const LeadIn& leadIn = leadInOf(timeline);
-        EXPECT_DOUBLE_EQ(leadIn.length, length);
-        EXPECT_EQ(leadIn.anchorIndex, anchor);
-        EXPECT_NEAR(leadIn.quarterNotes, quarterNotes, 1e-12);
-        EXPECT_EQ(leadIn.anchorFrame.has_value(), quarterNotes > 0);
-        EXPECT_EQ(leadIn.beatsPerMinute.has_value(), quarterNotes > 0);
-        ASSERT_EQ(timeline.timeSignatureEvents.size(), 1U);
-        EXPECT_EQ(timeline.timeSignatureEvents[0].position, 0);
-        if (quarterNotes > 0) {
-            const double anchorFrame =
-                static_cast<double>(first + static_cast<std::int64_t>(anchor) * kPulse);
-            EXPECT_EQ(leadIn.anchorFrame, anchorFrame);
-            EXPECT_NEAR(*leadIn.beatsPerMinute, quarterNotes / (anchorFrame / kTimelineRate / 60), 1e-9);
-            EXPECT_EQ(timeline.tempoEvents.front(), (TempoEvent{0, *leadIn.beatsPerMinute}));
-            // The song's start is at 0, and both stretches meet at the anchor.
-            EXPECT_EQ(timeline.mapping(0), 0);
-            EXPECT_NEAR(timeline.mapping(anchorFrame / 2), quarterNotes / 2, 1e-12);
-            EXPECT_NEAR(timeline.mapping(anchorFrame), quarterNotes, 1e-12);
-            EXPECT_NEAR(timeline.mapping(std::nextafter(anchorFrame, 0)), quarterNotes, 1e-9);
-        }
-    };
-    expectLeadIn(2205, {0, 4}, 2, 0, 2); // at the threshold
-    expectLeadIn(2204, {0, 4}, 0, 0, 0);
-    expectLeadIn(2204, {}, 0, 0, 0);
-    expectLeadIn(882, {3, 7}, 2, 3, 2);          // anchored at the downbeat
-    expectLeadIn(22050, {3, 7}, 2, 0, 0.5);      // anchored at the pickup
-    expectLeadIn(882, {5, 9}, 2, 5, 2);          // 2.52 quarter notes: down to one bar
-    expectLeadIn(0, {6, 10}, 2, 6, 2);           // halfway between bars goes down
-    expectLeadIn(0, {7, 11}, 4, 7, 4);           // beyond it up
-    expectLeadIn(0, {4, 8}, 2, 4, 2);            // a whole bar
-    expectLeadIn(22050, {5, 9}, 4, 0, 1.5);      // halfway, but down leaves nothing before the anchor
-    expectLeadIn(44100, {3, 7}, 2, 0, 0.5);      // half the stretch before the anchor remains
-    expectLeadIn(44982, {3, 7}, 4, 0, 2.5);      // a little less
-    expectLeadIn(44100, {}, 4, 0, 4);            // the document's 4/4
-    expectLeadIn(11025, {4, 7, 10}, 3, 0, 1);    // 3/8
-    expectLeadIn(-kPulse, {4, 8}, 2, 4, 2);      // beats before the song's start
-    expectLeadIn(-10 * kPulse, {4, 8}, 0, 0, 0); // the downbeat as well
+/// Even beats, followed by the file's tempo.
+struct Start {
+    std::int64_t firstBeat = 0;
+    Positions downbeats = {};
+};
+struct ExpectedLeadIn {
+    double length = 0;       ///< quarter notes before the first downbeat
+    std::size_t anchor = 0;  ///< the beat from which the tempo is the song's
+    double quarterNotes = 0; ///< from the song's start to the anchor
+};
+
+void expectLeadIn(const Start& start, const ExpectedLeadIn& expected) {
+    SCOPED_TRACE(testing::Message() << "first beat " << start.firstBeat << ", anchor " << expected.anchor);
+    const auto timeline = timelineOf(evenSong(start.firstBeat, 20, start.downbeats), kFollow);
+    const LeadIn& leadIn = leadInOf(timeline);
+    EXPECT_DOUBLE_EQ(leadIn.length, expected.length);
+    EXPECT_EQ(leadIn.anchorIndex, expected.anchor);
+    EXPECT_NEAR(leadIn.quarterNotes, expected.quarterNotes, 1e-12);
+    ASSERT_EQ(timeline.timeSignatureEvents.size(), 1U);
+    EXPECT_EQ(timeline.timeSignatureEvents[0].position, 0);
+    const double anchorFrame =
+        static_cast<double>(start.firstBeat + static_cast<std::int64_t>(expected.anchor) * kPulse);
+    ASSERT_EQ(leadIn.anchorFrame, anchorFrame);
+    ASSERT_TRUE(leadIn.beatsPerMinute);
+    EXPECT_NEAR(*leadIn.beatsPerMinute, expected.quarterNotes / (anchorFrame / kTimelineRate / 60), 1e-9);
+    EXPECT_EQ(timeline.tempoEvents.front(), (TempoEvent{0, *leadIn.beatsPerMinute}));
+    // The song's start is at 0, and both stretches meet at the anchor.
+    EXPECT_EQ(timeline.mapping(0), 0);
+    EXPECT_NEAR(timeline.mapping(anchorFrame / 2), expected.quarterNotes / 2, 1e-12);
+    EXPECT_NEAR(timeline.mapping(anchorFrame), expected.quarterNotes, 1e-12);
+    EXPECT_NEAR(timeline.mapping(std::nextafter(anchorFrame, 0)), expected.quarterNotes, 1e-9);
 }
 
-TEST(MIDIExportTimeline, placesMeterChangesAfterTheLeadIn) {
+void expectNoLeadIn(const Start& start) {
+    const auto timeline = timelineOf(evenSong(start.firstBeat, 20, start.downbeats), kFollow);
+    const LeadIn& leadIn = leadInOf(timeline);
+    EXPECT_EQ(leadIn.length, 0) << start.firstBeat;
+    EXPECT_EQ(leadIn.anchorIndex, 0U);
+    EXPECT_EQ(leadIn.quarterNotes, 0);
+    EXPECT_FALSE(leadIn.anchorFrame);
+    EXPECT_FALSE(leadIn.beatsPerMinute);
+}
+
+TEST(MIDIExportTimeline, aSongThatStartsWithinATwentiethOfASecondNeedsNoLeadIn) {
+    expectNoLeadIn({.firstBeat = 2204, .downbeats = {0, 4}});
+    expectNoLeadIn({.firstBeat = 2204});
+    expectLeadIn({.firstBeat = 2205, .downbeats = {0, 4}}, {.length = 2, .anchor = 0, .quarterNotes = 2});
+}
+
+TEST(MIDIExportTimeline, theAnchorIsTheFirstBeatOrWhereThatIsTooEarlyTheFirstDownbeat) {
+    expectLeadIn({.firstBeat = 22050, .downbeats = {3, 7}}, {.length = 2, .anchor = 0, .quarterNotes = 0.5});
+    expectLeadIn({.firstBeat = 882, .downbeats = {3, 7}}, {.length = 2, .anchor = 3, .quarterNotes = 2});
+}
+
+TEST(MIDIExportTimeline, aPickupIsRoundedToWholeBars) {
+    expectLeadIn({.downbeats = {4, 8}}, {.length = 2, .anchor = 4, .quarterNotes = 2});
+    // 2.52 quarter notes; halfway between bars; beyond that.
+    expectLeadIn({.firstBeat = 882, .downbeats = {5, 9}}, {.length = 2, .anchor = 5, .quarterNotes = 2});
+    expectLeadIn({.downbeats = {6, 10}}, {.length = 2, .anchor = 6, .quarterNotes = 2});
+    expectLeadIn({.downbeats = {7, 11}}, {.length = 4, .anchor = 7, .quarterNotes = 4});
+}
+
+TEST(MIDIExportTimeline, atLeastHalfOfTheStretchBeforeTheAnchorRemains) {
+    expectLeadIn({.firstBeat = 44100, .downbeats = {3, 7}}, {.length = 2, .anchor = 0, .quarterNotes = 0.5});
+    expectLeadIn({.firstBeat = 44982, .downbeats = {3, 7}}, {.length = 4, .anchor = 0, .quarterNotes = 2.5});
+    expectLeadIn({.firstBeat = 22050, .downbeats = {5, 9}}, {.length = 4, .anchor = 0, .quarterNotes = 1.5});
+}
+
+TEST(MIDIExportTimeline, barsOfTheLeadInAreTheFirstBars) {
+    expectLeadIn({.firstBeat = 11025, .downbeats = {4, 7, 10}},
+                 {.length = 3, .anchor = 0, .quarterNotes = 1});
+    expectLeadIn({.firstBeat = 44100}, {.length = 4, .anchor = 0, .quarterNotes = 4}); // the document's 4/4
+}
+
+TEST(MIDIExportTimeline, beatsBeforeTheSongsStartCountAsAPickup) {
+    expectLeadIn({.firstBeat = -kPulse, .downbeats = {4, 8}}, {.length = 2, .anchor = 4, .quarterNotes = 2});
+    expectNoLeadIn({.firstBeat = -10 * kPulse, .downbeats = {4, 8}}); // the downbeat as well
+}
+
+TEST(MIDIExportTimeline, placesChangesOfMetreAfterTheLeadIn) {
     const auto timeline = timelineOf(evenSong(882, 30, {3, 7, 13}), kFollow);
     EXPECT_EQ(timeline.timeSignatureEvents, (Signatures{{0, {2, 4}}, {4, {3, 4}}}));
 }
@@ -144,30 +176,48 @@ TEST(MIDIExportTimeline, aFixedTempoIsThatOfTheUpperMedianInterval) {
         EXPECT_EQ(timelineOf(songWithIntervals(intervals), kFixed).tempoEvents, (Tempos{{0, tempo}}));
 }
 
-TEST(MIDIExportTimeline, aFixedTempoMakesRoomForTheEarliestExportedEntry) {
-    constexpr std::int64_t downbeat = 10 * kPulse; // bars of two quarter notes
-    const auto expectRoom = [](const Locations& notes, const Locations& chords, bool exportsNotes,
-                               bool exportsChords, double length) {
-        const auto document = evenSong(4 * kPulse, 30, {6, 10});
-        for (const std::int64_t frame : notes)
-            addNote(*document, frame, 0, 60);
-        for (const std::int64_t frame : chords)
-            addChord(*document, frame, "C");
-        const MIDIExportTimeline timeline(kFixed, exportsNotes, exportsChords, kTimelineRate, *document);
-        EXPECT_EQ(leadInOf(timeline).length, length);
-        EXPECT_EQ(timeline.mapping(static_cast<double>(downbeat)), length);
-        EXPECT_EQ(timeline.tempoEvents, (Tempos{{0, 60}}));
-    };
-    expectRoom({downbeat - 4 * kPulse}, {}, true, true, 2); // a whole bar: at position 0
-    expectRoom({downbeat - 4 * kPulse - 1}, {}, true, true, 4);
-    expectRoom({downbeat - 1}, {}, true, true, 2);
-    expectRoom({downbeat}, {}, true, true, 0);
-    expectRoom({downbeat + 30 * kPulse, downbeat}, {downbeat - 5 * kPulse}, true, true, 4);
-    expectRoom({downbeat}, {downbeat - 5 * kPulse}, true, false, 0);
-    expectRoom({downbeat}, {downbeat - 5 * kPulse}, false, true, 4);
-    expectRoom({downbeat}, {}, false, false, 6); // frame 0: five quarter notes before the downbeat
-    expectRoom({}, {}, true, true, 6);
-    expectRoom({-3 * kPulse}, {}, true, true, 8); // extrapolated along the first interval
+/// What is exported of a song of bars of two quarter notes, the first of them at `kFirstDownbeat`.
+struct Exported {
+    Locations notes = {};
+    Locations chords = {};
+    bool exportsNotes = true;
+    bool exportsChords = true;
+};
+constexpr std::int64_t kFirstDownbeat = 10 * kPulse;
+
+/// The quarter notes before the first downbeat.
+double roomFor(const Exported& exported) {
+    const auto document = evenSong(4 * kPulse, 30, {6, 10});
+    for (const std::int64_t frame : exported.notes)
+        addNote(*document, frame, 0, 60);
+    for (const std::int64_t frame : exported.chords)
+        addChord(*document, frame, "C");
+    const MIDIExportTimeline timeline(kFixed, exported.exportsNotes, exported.exportsChords, kTimelineRate,
+                                      *document);
+    EXPECT_EQ(timeline.mapping(static_cast<double>(kFirstDownbeat)), leadInOf(timeline).length);
+    EXPECT_EQ(timeline.tempoEvents, (Tempos{{0, 60}}));
+    return leadInOf(timeline).length;
+}
+
+TEST(MIDIExportTimeline, aFixedTempoMakesRoomForTheEarliestEntryByWholeBars) {
+    EXPECT_EQ(roomFor({.notes = {kFirstDownbeat}}), 0);
+    EXPECT_EQ(roomFor({.notes = {kFirstDownbeat - 1}}), 2);
+    EXPECT_EQ(roomFor({.notes = {kFirstDownbeat - 4 * kPulse}}), 2);
+    EXPECT_EQ(roomFor({.notes = {kFirstDownbeat - 4 * kPulse - 1}}), 4);
+    EXPECT_EQ(roomFor({.notes = {-3 * kPulse}}), 8) << "extrapolated along the first interval";
+}
+
+TEST(MIDIExportTimeline, onlyExportedEntriesNeedRoom) {
+    const Locations notes{kFirstDownbeat + 30 * kPulse, kFirstDownbeat};
+    const Locations chords{kFirstDownbeat - 5 * kPulse};
+    EXPECT_EQ(roomFor({.notes = notes, .chords = chords}), 4);
+    EXPECT_EQ(roomFor({.notes = notes, .chords = chords, .exportsChords = false}), 0);
+    EXPECT_EQ(roomFor({.notes = notes, .chords = chords, .exportsNotes = false}), 4);
+}
+
+TEST(MIDIExportTimeline, withoutEntriesTheSongsStartNeedsRoom) {
+    EXPECT_EQ(roomFor({}), 6) << "five quarter notes before the downbeat";
+    EXPECT_EQ(roomFor({.notes = {kFirstDownbeat}, .exportsNotes = false, .exportsChords = false}), 6);
 }
 
 TEST(MIDIExportTimeline, extrapolatesAlongTheFirstAndTheLastInterval) {
@@ -190,7 +240,7 @@ TEST(MIDIExportTimeline, aRepeatedBeatIsSkippedWithItsDownbeat) {
     EXPECT_FALSE(PulseGrid::make(makeDocumentWithBeats({5, 5, 5})->beatEntries()));
 }
 
-TEST(MIDIExportTimeline, fallsBackToSeconds) {
+TEST(MIDIExportTimeline, withoutAGridPositionsAreSeconds) {
     const auto song = evenSong(0, 20, {0, 4});
     const auto oneBeat = evenSong(0, 1, {0});
     const std::pair<Document, std::int64_t> cases[] = {
@@ -219,12 +269,14 @@ TEST(MIDIExportTimeline, aSignatureWithAZeroMakesNoLeadIn) {
     }
 }
 
-TEST(MIDIExportTimeline, aTempoThatCannotBeComparedStopsTheProcess) {
+TEST(MIDIExportTimeline, aTempoThatCannotBeComparedAborts) {
     // Beyond 2^63 microseconds per quarter note.
     const auto document = makeDocumentWithBeats({0, std::int64_t{1} << 62});
     EXPECT_DEATH((void)timelineOf(document, kFollow, 1e-3), "cannot be converted to an integer");
     // Of 0 microseconds, as if it could be compared.
     EXPECT_DEATH((void)timelineOf(document, kFollow, std::numeric_limits<double>::infinity()), "not finite");
 }
+
+} // namespace
 
 } // namespace tarn
