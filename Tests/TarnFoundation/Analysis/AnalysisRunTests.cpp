@@ -8,10 +8,9 @@
 namespace tarn {
 namespace {
 
-using scripted::Lines;
+using scripted::Event;
 using scripted::Song;
 using testing::Contains;
-using testing::HasSubstr;
 using testing::Not;
 
 /// Runs an analysis that is cancelled on the main thread when the stage has found its result and, where it
@@ -31,15 +30,16 @@ void runAndCancelAfter(Song& song, const std::string& stage) {
 }
 
 TEST(AnalysisRunConcurrency, resultsThatComeAfterCancellingAreNotHandedOver) {
-    for (const auto& [stage, line] : {std::pair("tuning", "standardPitch"),
-                                      {"beats", "tempo"},
-                                      {"key", "Changed KeyEntries"},
-                                      {"chords", "Changed ChordEntries"},
-                                      {"alignment", "beatEntries"}}) {
+    for (const auto& [stage, report] :
+         {std::pair("tuning", TarnTuningEstimationDidFinishProcessingNotification),
+          {"beats", TarnBeatDetectionDidFinishProcessingNotification},
+          {"key", TarnNoteEntryStorageDidChangeKeyEntriesNotification},
+          {"chords", TarnNoteEntryStorageDidChangeChordEntriesNotification},
+          {"alignment", TarnBeatAlignmentDidFinishProcessingNotification}}) {
         SCOPED_TRACE(stage);
         Song song;
         runAndCancelAfter(song, stage);
-        EXPECT_THAT(song.script->lines(), Not(Contains(HasSubstr(line))));
+        EXPECT_THAT(song.script->events(), Not(Contains(testing::Field(&Event::name, report))));
     }
 }
 
@@ -65,7 +65,7 @@ TEST(AnalysisRunConcurrency, resultsThatWaitForTheMainThreadAreNotHandedOverWhen
     EXPECT_TRUE(MainQueue::runUntil(
         [&] { return reports.wait_for(std::chrono::seconds(0)) == std::future_status::ready; },
         std::chrono::minutes(1)));
-    EXPECT_EQ(song.script->lines(), Lines());
+    EXPECT_THAT(song.script->events(), testing::IsEmpty());
     EXPECT_TRUE(song.storage->chordEntries().empty());
 }
 
