@@ -125,4 +125,11 @@ std::optional<BeatAlignment> alignBeats(std::span<const std::int64_t> tatums, in
     return best;
 }
 
+std::optional<BeatAlignment> barsOf(const DetectedBeats& beats) {
+    const std::size_t downbeat = 2 * beats.metre.firstDownbeat;
+    if (downbeat >= beats.tatums.size())
+        return std::nullopt;
+    return BeatAlignment{beats.tatums[downbeat], 2 * beats.metre.beatsPerBar};
+}
+
 } // namespace tarn

@@ -46,6 +46,12 @@ public:
         return mValue;
     }
 
+    /// Empty as long as nobody has computed it.
+    std::shared_ptr<const Value> peek() {
+        const std::lock_guard guard(mMutex);
+        return mValue;
+    }
+
 private:
     /// How soon one who waits learns that it is cancelled.
     static constexpr std::chrono::milliseconds kPollInterval{20};
@@ -81,6 +87,8 @@ public:
     /// Of nothing (no frames) when the file cannot be opened any more.
     [[nodiscard]] std::shared_ptr<const AudioFeatures> features(const StageMonitor& monitor);
     [[nodiscard]] std::shared_ptr<const DetectedBeats> beats(const StageMonitor& monitor);
+    /// The beats, with bars and metre, if they have been detected already; otherwise empty.
+    [[nodiscard]] std::shared_ptr<const DetectedBeats> detectedBeats() { return mBeats.peek(); }
 
 private:
     std::filesystem::path mFile;

@@ -155,57 +155,125 @@ TEST(BeatDetection, DoesNotDependOnBlocksOrLevel) {
     EXPECT_EQ(detectBeats(inPieces.finish(), 44100).tatums, expected);
 }
 
-TEST(BeatDetection, CountsThreeInAWaltz) {
-    Music music(48);
-    const std::vector<double> times = steadyBeats(0.4, 105, 48);
-    std::vector<std::int64_t> changes;
-    const double length = 60.0 / 105;
-    for (std::size_t i = 0; i < times.size(); ++i) {
-        if (i % 3 == 0) {
-            playChord(music, times[i], 2.9 * length, i / 3);
-            changes.push_back(static_cast<std::int64_t>(times[i] * analysisRate));
-        } else {
-            music.click(times[i]);
+/// What must hold of the detected bars, whatever the song.
+void expectWholeBars(const DetectedBeats& beats, double sampleRate = analysisRate) {
+    const DetectedMetre& metre = beats.metre;
+    const auto perBar = static_cast<std::size_t>(metre.beatsPerBar);
+    ASSERT_GT(perBar, 0u);
+    EXPECT_LT(metre.firstDownbeat, perBar);
+    ASSERT_EQ(metre.bars.size(), (metre.countedBeats.size() - metre.firstDownbeat + perBar - 1) / perBar);
+    for (std::size_t bar = 0; bar < metre.bars.size(); ++bar) {
+        EXPECT_EQ(metre.bars[bar].start, metre.countedBeats[metre.firstDownbeat + bar * perBar]);
+        if (bar > 0) {
+            EXPECT_EQ(metre.bars[bar - 1].start + metre.bars[bar - 1].length, metre.bars[bar].start);
         }
-        if (i % 6 == 2 || i % 9 == 4)
-            music.click(times[i] + length / 2);
     }
-    const DetectedBeats beats = music.beats();
-    EXPECT_NEAR(beats.overallTempo, 105, 1);
-    EXPECT_GE(shareFound(times, beats), 0.95);
-    const auto alignment = alignBeats(beats.tatums, 8, changes);
+    for (const auto* frames : {&metre.countedBeats, &metre.tatums, &beats.tatums}) {
+        EXPECT_TRUE(std::is_sorted(frames->begin(), frames->end(), std::less_equal<>()));
+        EXPECT_GE(frames->front(), 0);
+    }
+    for (std::size_t beat = 0; beat < metre.countedBeats.size(); ++beat) {
+        EXPECT_EQ(metre.countedBeats[beat], beats.tatums[2 * beat]);
+        EXPECT_EQ(metre.countedBeats[beat],
+                  metre.tatums[static_cast<std::size_t>(metre.tatumsPerBeat) * beat]);
+    }
+    const auto alignment = barsOf(beats);
     ASSERT_TRUE(alignment);
-    EXPECT_EQ(alignment->tatumCount, 6);
-    EXPECT_NEAR(static_cast<double>(alignment->downbeatLocation) / analysisRate, 0.4, 0.04);
+    EXPECT_EQ(alignment->downbeatLocation, metre.bars.front().start);
+    EXPECT_EQ(alignment->tatumCount, 2 * metre.beatsPerBar);
+    EXPECT_LT(metre.countedBeats.back(), static_cast<std::int64_t>(sampleRate * 1e4));
 }
 
-TEST(BeatDetection, CountsDottedQuartersInSixEight) {
-    Music music(48);
-    std::vector<double> times;
-    std::vector<std::int64_t> changes;
-    const double eighth = 0.3;
-    for (std::size_t i = 0; 0.4 + static_cast<double>(i) * eighth < 47; ++i) {
-        const double time = 0.4 + static_cast<double>(i) * eighth;
-        if (i % 6 == 0) {
-            playChord(music, time, 5.9 * eighth, i / 6);
-            music.kick(time);
-            changes.push_back(static_cast<std::int64_t>(time * analysisRate));
+/// A song in one metre: its counted beats, and which of them open bars.
+struct Counted {
+    Music music;
+    std::vector<double> beats, downbeats;
+};
+
+/// Bass and chord on each downbeat, drums on the beats, and a hat at each share of the way to the next beat.
+Counted song(std::size_t beatsPerBar, double tempo, const std::vector<double>& hats, double seconds = 48) {
+    Counted result{Music(seconds), steadyBeats(0.4, tempo, seconds), {}};
+    const double length = 60 / tempo;
+    for (std::size_t i = 0; i < result.beats.size(); ++i) {
+        const double time = result.beats[i];
+        if (i % beatsPerBar == 0) {
+            result.downbeats.push_back(time);
+            playChord(result.music, time, (static_cast<double>(beatsPerBar) - 0.1) * length, i / beatsPerBar);
+            result.music.kick(time);
+        } else {
+            result.music.snare(time);
         }
-        if (i % 6 == 3)
-            music.snare(time);
-        if (i % 3 == 0)
-            times.push_back(time);
-        music.hat(time);
+        for (const double hat : hats)
+            result.music.hat(time + hat * length);
     }
-    const DetectedBeats beats = music.beats();
-    EXPECT_NEAR(beats.overallTempo, 60 / (3 * eighth), 1);
-    EXPECT_GE(shareFound(times, beats), 0.95);
-    ASSERT_GE(beats.tatums.size(), 3u);
-    const auto inside = static_cast<double>(beats.tatums[1] - beats.tatums[0]);
-    EXPECT_NEAR(inside / static_cast<double>(beats.tatums[2] - beats.tatums[0]), 2.0 / 3, 0.03);
-    const auto alignment = alignBeats(beats.tatums, 8, changes);
-    ASSERT_TRUE(alignment);
-    EXPECT_EQ(alignment->tatumCount, 4);
+    return result;
+}
+
+std::vector<double> barStarts(const DetectedBeats& beats) {
+    std::vector<double> starts;
+    for (const DetectedBar& bar : beats.metre.bars)
+        starts.push_back(static_cast<double>(bar.start) / analysisRate);
+    return starts;
+}
+
+double shareNear(const std::vector<double>& times, const std::vector<double>& found) {
+    const auto near = std::count_if(times.begin(), times.end(), [&](double time) {
+        return std::any_of(found.begin(), found.end(),
+                           [&](double other) { return std::abs(other - time) < 0.04; });
+    });
+    return static_cast<double>(near) / static_cast<double>(times.size());
+}
+
+TEST(BeatDetection, CountsBarsOfEachMetre) {
+    const std::vector<double> straight{0, 0.5}, triple{0, 1.0 / 3, 2.0 / 3};
+    const struct {
+        std::size_t beatsPerBar;
+        double tempo;
+        std::vector<double> hats;
+        int numerator, denominator;
+    } cases[] = {{3, 105, straight, 3, 4}, {4, 96, straight, 4, 4}, {5, 120, straight, 5, 4},
+                 {7, 150, straight, 7, 4}, {2, 66, triple, 6, 8},   {3, 70, triple, 9, 8},
+                 {4, 62, triple, 12, 8}};
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(testing::Message() << expected.numerator << '/' << expected.denominator);
+        const Counted counted = song(expected.beatsPerBar, expected.tempo, expected.hats);
+        const DetectedBeats beats = counted.music.beats();
+        expectWholeBars(beats);
+        EXPECT_EQ(beats.metre.numerator, expected.numerator);
+        EXPECT_EQ(beats.metre.denominator, expected.denominator);
+        EXPECT_GE(shareFound(counted.beats, beats), 0.95);
+        EXPECT_GE(shareNear(counted.downbeats, barStarts(beats)), 0.95);
+        EXPECT_NEAR(beats.overallTempo, expected.tempo, 5e-4 * expected.tempo);
+    }
+}
+
+TEST(BeatDetection, CountsSwungEighthsAtTheirTempo) {
+    for (const double offBeat : {0.58, 0.63, 0.67}) {
+        SCOPED_TRACE(offBeat);
+        const Counted counted = song(4, 126, {0, offBeat});
+        const DetectedBeats beats = counted.music.beats();
+        EXPECT_NEAR(beats.overallTempo, 126, 0.1);
+        EXPECT_GE(shareFound(counted.beats, beats), 0.95);
+    }
+}
+
+TEST(BeatDetection, KeepsBarsWholeAcrossPausesAndRitardandi) {
+    std::vector<double> times, downbeats;
+    double time = 0.4, period = 0.5;
+    for (std::size_t bar = 0; bar < 24; ++bar) {
+        if (bar == 9)
+            time += 1.7; // silence
+        downbeats.push_back(time);
+        for (std::size_t beat = 0; beat < 4; ++beat, time += period) {
+            period = bar % 8 == 7 ? period * 1.06 : 0.5;
+            times.push_back(time);
+        }
+    }
+    const DetectedBeats beats = band(times, times.back() + 1).beats();
+    expectWholeBars(beats);
+    EXPECT_EQ(beats.metre.numerator, 4);
+    EXPECT_GE(shareFound(times, beats), 0.9);
+    EXPECT_GE(shareNear(downbeats, barStarts(beats)), 0.85);
 }
 
 TEST(BeatDetection, CountsOnWhileTheLastChordSounds) {
@@ -219,7 +287,7 @@ TEST(BeatDetection, CountsOnWhileTheLastChordSounds) {
     EXPECT_LT(beats.tatums.back(), 27 * analysisRate);
 }
 
-TEST(BeatDetection, BearsSignalsThatAreNoMusic) {
+TEST(BeatDetection, HearsNoBeatsInWhatIsNoMusic) {
     const auto beatsOf = [](const Samples& samples) {
         BeatFeatureExtractor extractor;
         extractor.process(samples);
@@ -234,8 +302,11 @@ TEST(BeatDetection, BearsSignalsThatAreNoMusic) {
     for (const double seconds : {0.0, 0.01, 1.0, 20.0}) {
         SCOPED_TRACE(seconds);
         EXPECT_TRUE(beatsOf(noise(seconds, 0)).tatums.empty());
-        beatsOf(noise(seconds, 0.5));
+        EXPECT_TRUE(beatsOf(noise(seconds, 0.5)).tatums.empty());
     }
+    Music lone(20);
+    lone.tone(0, 20, 69, 0.3);
+    EXPECT_TRUE(lone.beats().tatums.empty());
     for (const float level : {1.0f, 1e-30f, 65536.0f}) {
         SCOPED_TRACE(level);
         Samples constant(10 * analysisRate, level), square(constant), impulse(constant.size());
