@@ -5,15 +5,19 @@
 #include "AnalysisEngine/BeatwiseChordRecognition.h"
 #include "AnalysisEngine/ChordRecognition.h"
 #include "AnalysisEngine/KeyDetection.h"
+#include "AnalysisEngine/LoudnessMeter.h"
 #include "AnalysisEngine/SharedAudio.h"
 #include "AnalysisEngine/SpectrogramComputation.h"
 #include "AnalysisEngine/TuningEstimation.h"
 #include "AnalysisEngine/WaveformComputation.h"
 #include "Platform/Bundle.h"
 #include "Platform/CheckedArithmetic.h"
+#include "Platform/FileManager.h"
 #include "Platform/Log.h"
+#include "Platform/SHA256.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <vector>
 
@@ -25,7 +29,7 @@ constexpr double kStandardFrequency = 440.0;
 constexpr std::int64_t kProgressUnits = 1000;
 
 std::string activity(const char* text) {
-    return Bundle::withIdentifier(kAnalysisBundleIdentifier).localizedString(text);
+    return Bundle::framework().localizedString(text);
 }
 
 /// A frequency that can be tuned by; anything else counts as the standard.
@@ -46,7 +50,7 @@ public:
 protected:
     [[nodiscard]] SharedAudio& audio() const { return *mAudio; }
 
-    /// Answers what `work` answers, or an empty value when the operation is cancelled.
+    /// Returns what `work` returns, or an empty value when the operation is cancelled.
     template <typename Work>
     auto perform(const Work& work) -> decltype(work(std::declval<const StageMonitor&>())) {
         const StageMonitor monitor([this] { return this->isCancelled(); },
@@ -142,19 +146,32 @@ private:
 
 class EngineSpectrogram : public EngineOperation<KELPSpectrogramOperation> {
 public:
-    explicit EngineSpectrogram(std::shared_ptr<SharedAudio> audio)
-        : EngineOperation(std::move(audio), "Computing spectrogram") {}
+    EngineSpectrogram(std::shared_ptr<SharedAudio> audio, std::shared_ptr<Spectrogram> spectrogram)
+        : EngineOperation(std::move(audio), "Computing spectrogram"), mDrawn(std::move(spectrogram)) {
+        setSpectrogram(mDrawn);
+    }
 
 protected:
     bool process(double tuningFrequency) override {
         return perform([&](const StageMonitor& monitor) {
-            const auto features = audio().features(monitor.part(0, 0.8));
-            const auto drawn = makeSpectrogram(*features, usableTuning(tuningFrequency));
-            setSpectrogram(drawn);
-            fillSpectrogram(*features, *drawn, monitor.part(0.8, 1));
+            setSpectrogram(mDrawn); // a cache's may have taken its place
+            mDrawn->setTuningFrequency(usableTuning(tuningFrequency));
+            // Whoever computes the features, what there is of them is drawn whenever that reports.
+            const StageMonitor computing = monitor.part(0, 0.8);
+            const StageMonitor drawing({}, [&](double fraction) {
+                computing.report(fraction);
+                if (const auto spectrum = audio().spectrumSoFar())
+                    appendColumns(*spectrum, *mDrawn);
+            });
+            const auto features = audio().features(drawing);
+            appendColumns(*features->spectral.magnitudes, *mDrawn, monitor.part(0.8, 1));
+            mDrawn->finish();
             return true;
         });
     }
+
+private:
+    const std::shared_ptr<Spectrogram> mDrawn;
 };
 
 class EngineWaveform : public EngineOperation<KELPWaveformOperation> {
@@ -256,8 +273,8 @@ public:
         : EngineOperation(std::move(audio), "Detecting chords") {}
 
 protected:
-    std::optional<ChordDetectionResults> process(const Input& input) override {
-        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResults> {
+    std::optional<ChordDetectionResultArray> process(const Input& input) override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResultArray> {
             const auto features = audio().features(monitor.part(0, 0.4));
             // Beat detection may or may not have come to its end in this run; without its beats the same ones
             // are computed here, so that the chords do not depend on who was first.
@@ -267,7 +284,7 @@ protected:
             const auto recognition = recognizeChords(*features, usableTuning(input.tuningFrequency),
                                                      keyIndex(input.key), tatums, monitor.part(0.6, 1));
             publishCandidates(recognition);
-            ChordDetectionResults results;
+            ChordDetectionResultArray results;
             const auto scores = scoresOf(recognition);
             for (std::size_t i = 0; i < recognition.chords.size(); ++i) {
                 const auto& chord = recognition.chords[i];
@@ -298,10 +315,10 @@ public:
         : EngineOperation(std::move(audio), "Detecting chords") {}
 
 protected:
-    std::optional<ChordDetectionResults> process(const Input& input) override {
-        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResults> {
+    std::optional<ChordDetectionResultArray> process(const Input& input) override {
+        return perform([&](const StageMonitor& monitor) -> std::optional<ChordDetectionResultArray> {
             const auto features = audio().features(monitor.part(0, 0.6));
-            ChordDetectionResults results;
+            ChordDetectionResultArray results;
             for (const auto& chord :
                  recognizeChordsBeatwise(*features, usableTuning(input.tuningFrequency),
                                          wholeFrames(input.beatLocations), monitor.part(0.6, 1)))
@@ -364,7 +381,13 @@ std::shared_ptr<BeatAlignmentOperation> AnalysisEngine::makeBeatAlignmentOperati
 }
 
 std::shared_ptr<KELPSpectrogramOperation> AnalysisEngine::makeSpectrogramOperation(const File& audio) {
-    return makeOperation<EngineSpectrogram>(audio);
+    auto shared = sharedAudio(audio);
+    const auto reader = shared ? AudioReader::open(audio) : nullptr;
+    if (!reader)
+        return nullptr;
+    const auto frameCount = reader->declaresLength() ? std::optional(reader->frameCount()) : std::nullopt;
+    return std::make_shared<EngineSpectrogram>(std::move(shared),
+                                               makeSpectrogram(reader->sampleRate(), frameCount));
 }
 
 std::shared_ptr<KELPWaveformOperation> AnalysisEngine::makeWaveformOperation(const File& audio,
@@ -386,6 +409,42 @@ std::shared_ptr<DetectChordsOperation> AnalysisEngine::makeDetectChordsOperation
 std::shared_ptr<LegacyChordDetectionOperation>
 AnalysisEngine::makeLegacyChordDetectionOperation(const File& audio) {
     return makeOperation<EngineLegacyChordDetection>(audio);
+}
+
+std::shared_ptr<const Error> AnalysisEngine::refusal(const File& audio) {
+    const auto cause = std::make_shared<Error>();
+    if (!FileManager::isReadableFile(audio, cause.get()))
+        return analysisRefusal(
+            cause->code == ENOENT ? AnalysisRefusal::missingFile : AnalysisRefusal::unreadableFile, cause);
+    std::string reason;
+    if (AudioReader::open(audio, &reason))
+        return nullptr;
+    *cause = Error(kAnalysisRefusalDomain, static_cast<long>(AnalysisRefusal::undecodableAudio),
+                   audio.string() + ": " + reason);
+    return analysisRefusal(AnalysisRefusal::undecodableAudio, cause);
+}
+
+std::optional<RecordingFacts> AnalysisEngine::readRecording(const File& audio,
+                                                            const CancellationQuestion& isCancelled,
+                                                            std::string* refusal) {
+    const auto reader = AudioReader::open(audio, refusal);
+    if (!reader)
+        return std::nullopt;
+    auto digest = SHA256::hexDigestOfFile(audio, isCancelled);
+    if (!digest) {
+        if (refusal && !(isCancelled && isCancelled()))
+            *refusal = "the file cannot be read to its end";
+        return std::nullopt;
+    }
+    LoudnessMeter meter(reader->sampleRate());
+    for (auto block = reader->nextBlock(); !block.empty(); block = reader->nextBlock()) {
+        if (isCancelled && isCancelled())
+            return std::nullopt;
+        meter.process(block);
+    }
+    return RecordingFacts{static_cast<double>(reader->sampleRate()), reader->framesRead(),
+                          reader->declaresLength() ? reader->frameCount() : reader->framesRead(),
+                          *std::move(digest), meter.finish()};
 }
 
 void registerAnalysisEngine() {

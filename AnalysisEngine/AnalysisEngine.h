@@ -29,6 +29,9 @@ public:
     std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File& audio) override;
     std::shared_ptr<LegacyChordDetectionOperation>
     makeLegacyChordDetectionOperation(const File& audio) override;
+    std::shared_ptr<const Error> refusal(const File& audio) override;
+    std::optional<RecordingFacts> readRecording(const File& audio, const CancellationQuestion& isCancelled,
+                                                std::string* refusal) override;
 
 private:
     template <typename EngineOperation>

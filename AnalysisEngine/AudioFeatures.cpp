@@ -1,10 +1,13 @@
 #include "AnalysisEngine/AudioFeatures.h"
 
+#include <utility>
+
 namespace tarn {
 
-AudioFeatures extractAudioFeatures(AudioReader& reader, const StageMonitor& monitor) {
+AudioFeatures extractAudioFeatures(AudioReader& reader, const StageMonitor& monitor,
+                                   std::shared_ptr<LogSpectrogram> spectrum) {
     AnalysisResampler resampler(reader.sampleRate());
-    SpectralFeatureExtractor spectral;
+    SpectralFeatureExtractor spectral(std::move(spectrum));
     BeatFeatureExtractor beats;
     constexpr double kReading = 0.9; // the rest is left to the beat features' end
     for (bool last = false; !last;) {

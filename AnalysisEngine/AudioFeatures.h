@@ -18,7 +18,9 @@ struct AudioFeatures {
     BeatFeatures beats;
 };
 
-/// Reads the rest of the file.
-AudioFeatures extractAudioFeatures(AudioReader& reader, const StageMonitor& monitor = {});
+/// Reads the rest of the file. `spectrum`, still without frames, becomes that of the features and can be read
+/// by other threads meanwhile.
+AudioFeatures extractAudioFeatures(AudioReader& reader, const StageMonitor& monitor = {},
+                                   std::shared_ptr<LogSpectrogram> spectrum = makeLogSpectrogram());
 
 } // namespace tarn

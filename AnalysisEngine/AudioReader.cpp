@@ -1,8 +1,10 @@
 #include "AnalysisEngine/AudioReader.h"
 
 #include "Platform/FatalError.h"
+#include "Platform/FileManager.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <sndfile.h>
 #include <soxr.h>
@@ -17,6 +19,7 @@ constexpr int kMaximumRate = 768000;
 constexpr int kMaximumChannels = 64;
 constexpr float kMaximumMagnitude = 65536;
 constexpr const char* kNoAudio = "no audio can be decoded from it";
+constexpr const char* kNotOrdinary = "it is not an ordinary file";
 
 /// Frames in the longest recording of that rate.
 std::int64_t longestAt(int sampleRate) {
@@ -44,6 +47,9 @@ std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path
             *refusal = std::move(reason);
         return nullptr;
     };
+    // Opening a pipe would wait for a writer, and a device may have no end; both cannot be read again.
+    if (Error error; !FileManager::isReadableFile(path, &error))
+        return refuse(error.code == ENOTSUP ? kNotOrdinary : kNoAudio);
     SF_INFO info{};
     SNDFILE* file = sf_open(path.string().c_str(), SFM_READ, &info);
     if (!file)

@@ -28,9 +28,9 @@ public:
     /// analysis takes about 350 MB for each hour, hardly more at higher rates or with more channels.
     static constexpr int kMaximumHours = 12;
 
-    /// Empty when the file can't be opened, has a rate outside 4 to 768 kHz or more than 64 channels, when
-    /// not a single frame of it can be decoded, or when it declares to be longer than kMaximumHours.
-    /// `refusal` is then given the reason, to be read after the file's name.
+    /// Empty when the file can't be opened, is not an ordinary one, has a rate outside 4 to 768 kHz or more
+    /// than 64 channels, when not a single frame of it can be decoded, or when it declares to be longer than
+    /// kMaximumHours. `refusal` is then given the reason, to be read after the file's name.
     static std::unique_ptr<AudioReader> open(const std::filesystem::path& path,
                                              std::string* refusal = nullptr);
 

@@ -1,8 +1,8 @@
 #include "AnalysisEngine/BeatFeatures.h"
 
 #include "AnalysisEngine/AudioReader.h"
-#include "AnalysisEngine/FrameTable.h"
 #include "AnalysisEngine/RealFourierTransform.h"
+#include "KELPMusicInformationRetrieval/GrowingTable.h"
 
 #include <algorithm>
 #include <cmath>
@@ -99,19 +99,20 @@ struct BeatFeatureExtractor::Spectra {
     ShortTimeSpectrum longFrames{kChromaWindow, kChromaHop};
     std::vector<std::size_t> edges = filterEdges();
     std::vector<ChromaShare> shares = chromaShares();
-    FrameTable filtered{edges.size() - 1}; ///< Magnitude of each filter.
+    GrowingTable<float> filtered{edges.size() - 1}; ///< Magnitude of each filter.
     std::vector<std::array<float, BeatFeatures::kChromaSize>> chroma;
     std::uint64_t sampleCount = 0;
 
     void process(std::span<const float> samples) {
         shortFrames.process(samples, [this](std::span<const float> magnitudes) {
-            const std::span<float> frame = filtered.append();
+            const std::span<float> frame = filtered.next();
             for (std::size_t filter = 0; filter < frame.size(); ++filter) {
                 float energy = 0;
                 for (std::size_t bin = edges[filter]; bin < edges[filter + 1]; ++bin)
                     energy += magnitudes[bin] * magnitudes[bin];
                 frame[filter] = std::sqrt(energy);
             }
+            filtered.append();
         });
         longFrames.process(samples, [this](std::span<const float> magnitudes) {
             auto& frame = chroma.emplace_back();
@@ -141,7 +142,7 @@ BeatFeatures BeatFeatureExtractor::finish(const StageMonitor& monitor) {
     features.duration = static_cast<double>(mSpectra->sampleCount) / analysisRate;
     features.chroma = std::move(mSpectra->chroma);
 
-    FrameTable& filtered = mSpectra->filtered;
+    GrowingTable<float>& filtered = mSpectra->filtered;
     const std::size_t filters = filtered.width();
     const std::size_t frames = filtered.size();
     features.flux.resize(frames);

@@ -5,8 +5,20 @@ namespace tarn {
 std::shared_ptr<const AudioFeatures> SharedAudio::features(const StageMonitor& monitor) {
     return mFeatures.get(monitor, [this](const StageMonitor& shared) {
         const auto reader = AudioReader::open(mFile);
-        return reader ? extractAudioFeatures(*reader, shared) : AudioFeatures{};
+        if (!reader)
+            return AudioFeatures{};
+        auto spectrum = makeLogSpectrogram();
+        {
+            const std::lock_guard guard(mMutex);
+            mSpectrum = spectrum;
+        }
+        return extractAudioFeatures(*reader, shared, std::move(spectrum));
     });
+}
+
+std::shared_ptr<const LogSpectrogram> SharedAudio::spectrumSoFar() const {
+    const std::lock_guard guard(mMutex);
+    return mSpectrum;
 }
 
 std::shared_ptr<const DetectedBeats> SharedAudio::beats(const StageMonitor& monitor) {

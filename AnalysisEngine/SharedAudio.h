@@ -86,6 +86,9 @@ public:
     [[nodiscard]] const std::filesystem::path& file() const { return mFile; }
     /// Of nothing (no frames) when the file cannot be opened any more.
     [[nodiscard]] std::shared_ptr<const AudioFeatures> features(const StageMonitor& monitor);
+    /// The spectrum of the features, with the frames that have been computed so far; nothing before the first
+    /// is asked for. A computation that takes over from a cancelled one begins with another spectrum.
+    [[nodiscard]] std::shared_ptr<const LogSpectrogram> spectrumSoFar() const;
     [[nodiscard]] std::shared_ptr<const DetectedBeats> beats(const StageMonitor& monitor);
     /// The beats, with bars and metre, if they have been detected already; otherwise empty.
     [[nodiscard]] std::shared_ptr<const DetectedBeats> detectedBeats() { return mBeats.peek(); }
@@ -94,6 +97,8 @@ private:
     std::filesystem::path mFile;
     ComputedOnce<AudioFeatures> mFeatures;
     ComputedOnce<DetectedBeats> mBeats;
+    mutable std::mutex mMutex; ///< guards the spectrum
+    std::shared_ptr<const LogSpectrogram> mSpectrum;
 };
 
 } // namespace tarn

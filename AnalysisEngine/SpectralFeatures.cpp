@@ -12,8 +12,10 @@ constexpr double kLowestTuningFrequency = 55;
 
 } // namespace
 
-SpectralFeatureExtractor::SpectralFeatureExtractor()
-    : mTransform(kWindowLength), mPending(kWindowLength / 2, 0.0f) {}
+SpectralFeatureExtractor::SpectralFeatureExtractor(std::shared_ptr<LogSpectrogram> magnitudes)
+    : mTransform(kWindowLength), mPending(kWindowLength / 2, 0.0f), mMagnitudes(std::move(magnitudes)) {
+    mFeatures.magnitudes = mMagnitudes;
+}
 
 void SpectralFeatureExtractor::process(std::span<const float> samples) {
     mSampleCount += samples.size();
@@ -35,7 +37,8 @@ SpectralFeatures SpectralFeatureExtractor::finish() {
 
 void SpectralFeatureExtractor::addFrame(std::span<const float> samples) {
     const std::span<const float> spectrum = mTransform.hannMagnitudes(samples);
-    mMap.apply(spectrum, mFeatures.magnitudes.append());
+    mMap.apply(spectrum, mMagnitudes->next());
+    mMagnitudes->append();
     addPartials(spectrum);
 }
 

@@ -4,16 +4,24 @@
 // immutable.
 #pragma once
 
-#include "AnalysisEngine/FrameTable.h"
 #include "AnalysisEngine/LogFrequencyMap.h"
 #include "AnalysisEngine/RealFourierTransform.h"
+#include "KELPMusicInformationRetrieval/GrowingTable.h"
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <vector>
 
 namespace tarn {
+
+/// Frames of LogFrequencyMap::kBinCount magnitudes, readable while they are computed. A sinusoid of amplitude
+/// 1 has magnitude 1 or a little less in its bin.
+using LogSpectrogram = GrowingTable<float>;
+[[nodiscard]] inline std::shared_ptr<LogSpectrogram> makeLogSpectrogram() {
+    return std::make_shared<LogSpectrogram>(LogFrequencyMap::kBinCount);
+}
 
 struct SpectralFeatures {
     /// Frames are this far apart, in samples at the analysis rate (46 ms). Frame n is centred on sample n *
@@ -21,23 +29,22 @@ struct SpectralFeatures {
     static constexpr std::size_t kHop = 1024;
     static constexpr double kFramesPerSecond = static_cast<double>(analysisRate) / kHop;
 
-    /// LogFrequencyMap::kBinCount magnitudes for each frame. A sinusoid of amplitude 1 has magnitude 1 or a
-    /// little less in its bin.
-    FrameTable magnitudes{LogFrequencyMap::kBinCount};
+    std::shared_ptr<const LogSpectrogram> magnitudes = makeLogSpectrogram();
 
     /// Summed magnitude of steady partials, by the octave of the partial (the first from A1 = 55 Hz) and by
     /// its distance from the nearest note at 440 Hz: cell c holds those from c - 50 to c - 49 cents.
     static constexpr std::size_t kTuningOctaves = 6;
     std::array<std::array<double, 100>, kTuningOctaves> partialDeviations{};
 
-    std::size_t frameCount() const { return magnitudes.size(); }
-    std::span<const float> frame(std::size_t index) const { return magnitudes[index]; }
+    std::size_t frameCount() const { return magnitudes->size(); }
+    std::span<const float> frame(std::size_t index) const { return (*magnitudes)[index]; }
 };
 
 /// Takes the signal at the analysis rate in blocks of any length.
 class SpectralFeatureExtractor {
 public:
-    SpectralFeatureExtractor();
+    /// `magnitudes` are those of the features, still without frames.
+    explicit SpectralFeatureExtractor(std::shared_ptr<LogSpectrogram> magnitudes = makeLogSpectrogram());
 
     void process(std::span<const float> samples);
 
@@ -59,6 +66,7 @@ private:
     std::size_t mSampleCount = 0;
     std::vector<Partial> mPreviousPartials;
     std::vector<Partial> mPartials;
+    std::shared_ptr<LogSpectrogram> mMagnitudes;
     SpectralFeatures mFeatures;
 };
 

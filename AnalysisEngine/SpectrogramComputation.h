@@ -1,20 +1,22 @@
 // The spectrogram that is drawn: the song's logarithmic spectrogram, tuned, in cells of 8 bits.
 #pragma once
 
-#include "AnalysisEngine/AudioFeatures.h"
+#include "AnalysisEngine/SpectralFeatures.h"
 #include "AnalysisEngine/StageMonitor.h"
 #include "KELPMusicInformationRetrieval/Spectrogram.h"
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace tarn {
 
-/// An empty spectrogram with the room for these features: a column for each of their frames, bins a fifth of
-/// a semitone apart from A0 by the tuning (Hz of A4).
-std::shared_ptr<Spectrogram> makeSpectrogram(const AudioFeatures& features, double tuningFrequency);
+/// An empty spectrogram for a file of so many frames a second and so many frames (nothing when that is not
+/// known): a column for each frame of its features, bins a fifth of a semitone apart from A0, tuned to 440 Hz
+/// until it is told otherwise.
+std::shared_ptr<Spectrogram> makeSpectrogram(double sampleRate, std::optional<std::int64_t> frameCount);
 
-/// Appends all columns to a spectrogram made by makeSpectrogram() for the same features.
-void fillSpectrogram(const AudioFeatures& features, Spectrogram& spectrogram,
-                     const StageMonitor& monitor = {});
+/// Appends the columns of the frames that the spectrogram does not have yet.
+void appendColumns(const LogSpectrogram& frames, Spectrogram& spectrogram, const StageMonitor& monitor = {});
 
 } // namespace tarn

@@ -1,7 +1,7 @@
 #include "Platform/FatalError.h"
 #include "Programs/tarn/Edits.h"
 #include "Programs/tarn/SongPositions.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         return 0;
     } catch (const EditRefused&) {
         // The counters of identifiers move on; the entries are the same.
-        const auto old = KeyedUnarchiver::unarchivedObject<SongDocument>(before, nullptr);
+        const auto old = KeyedUnarchiver::unarchivedObject<Song>(before, nullptr);
         precondition(program::test::gridOf(*song) == program::test::gridOf(*old) &&
                          program::test::chordsOf(*song) == program::test::chordsOf(*old) &&
                          program::test::sectionsOf(*song) == program::test::sectionsOf(*old) &&
@@ -48,8 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
                      "A refused edit changed the document");
         return 0;
     }
-    precondition(KeyedUnarchiver::unarchivedObject<SongDocument>(KeyedArchiver::archivedData(song),
-                                                                 nullptr) != nullptr,
+    precondition(KeyedUnarchiver::unarchivedObject<Song>(KeyedArchiver::archivedData(song), nullptr) !=
+                     nullptr,
                  "An edited document cannot be opened again");
     return 0;
 }

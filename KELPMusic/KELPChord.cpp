@@ -14,6 +14,7 @@ namespace tarn {
 namespace {
 
 constexpr std::int32_t kHighestInterval = 127;
+constexpr std::int32_t kHighestNamedInterval = 23; // those above are named like the ones from 12 on
 constexpr std::string_view kNoChordName = "N.C.";
 
 // The intervals after the root, without the closing zeros.
@@ -96,8 +97,43 @@ std::string_view degreeName(std::int32_t interval) {
     constexpr std::array<std::string_view, 24> kNames{"8",  "b2", "2",   "b3", "3",   "4",  "b5",  "5",
                                                       "#5", "6",  "b7",  "7",  "8",   "b9", "9",   "#9",
                                                       "10", "11", "#11", "12", "b13", "13", "b14", "14"};
-    const std::int32_t index = interval < 24 ? interval : 12 + interval % 12;
+    const std::int32_t index = interval <= kHighestNamedInterval ? interval : 12 + interval % 12;
     return kNames[static_cast<std::size_t>(index)];
+}
+
+// "(3,b7)": the degrees of a quality that the chord table lacks, "(1)" where there are none. One of the
+// table's suffixes reads like a list, (#5): the list then begins with the root, "(1,#5)".
+std::string degreeList(std::span<const std::int32_t> intervals) {
+    std::string list;
+    for (const std::int32_t interval : intervals)
+        list.append(list.empty() ? "" : ",").append(degreeName(interval));
+    if (intervals.empty())
+        return "(1)";
+    return definitionWithSuffix("(" + list + ")") ? "(1," + list + ")" : "(" + list + ")";
+}
+
+// The intervals of such a list; nothing for any other text.
+std::optional<KELPChordIntervals> intervalsWithDegreeList(std::string_view text) {
+    if (!text.starts_with('(') || !text.ends_with(')'))
+        return std::nullopt;
+    text = text.substr(1, text.size() - 2);
+    KELPChordIntervals intervals{};
+    std::size_t count = 1;
+    for (bool isFirst = true, isLast = false; !isLast; isFirst = false) {
+        const std::size_t comma = text.find(',');
+        isLast = comma == std::string_view::npos;
+        const std::string_view name = text.substr(0, comma);
+        text.remove_prefix(isLast ? text.size() : comma + 1);
+        if (isFirst && name == "1")
+            continue;
+        std::int32_t interval = 1;
+        while (interval <= kHighestNamedInterval && degreeName(interval) != name)
+            ++interval;
+        if (interval > kHighestNamedInterval || count == intervals.size())
+            return std::nullopt;
+        intervals[count++] = interval;
+    }
+    return intervals;
 }
 
 // The chord tone so far above the root. Above a diminished triad nine semitones are the diminished seventh,
@@ -149,8 +185,11 @@ KELPChordRef KELPChord::chordWithString(std::string_view text) {
     }
     const std::string suffix = tableSpellingOfSuffix(text.substr(root->second));
     const std::size_t slash = suffix.rfind('/');
-    const KELPChordDefinition* definition = definitionWithSuffix(std::string_view(suffix).substr(0, slash));
-    if (!definition)
+    const std::string_view quality = std::string_view(suffix).substr(0, slash);
+    const KELPChordDefinition* definition = definitionWithSuffix(quality);
+    const auto intervals =
+        definition ? std::optional(definition->intervals) : intervalsWithDegreeList(quality);
+    if (!intervals)
         return nullptr;
     std::optional<KELPNote> bass;
     if (slash != std::string::npos) {
@@ -158,7 +197,7 @@ KELPChordRef KELPChord::chordWithString(std::string_view text) {
         if (!bass)
             return nullptr;
     }
-    return std::make_shared<KELPChord>(Token{}, root->first, definition->intervals, bass, false);
+    return std::make_shared<KELPChord>(Token{}, root->first, *intervals, bass, false);
 }
 
 std::string KELPChord::string() const {
@@ -167,16 +206,8 @@ std::string KELPChord::string() const {
     std::string name = mRoot.string();
     const auto definition = std::find_if(gChords.begin(), gChords.end(),
                                          [&](const auto& row) { return row.intervals == mIntervals; });
-    if (definition != gChords.end()) {
-        name += definition->name;
-    } else {
-        std::string_view separator = "(";
-        for (const std::int32_t interval : intervalsAboveRoot(mIntervals)) {
-            name.append(separator).append(degreeName(interval));
-            separator = ",";
-        }
-        name += separator == "," ? ")" : "(1)";
-    }
+    name += definition != gChords.end() ? std::string(definition->name)
+                                        : degreeList(intervalsAboveRoot(mIntervals));
     if (mAddedBass)
         name.append("/").append(mAddedBass->string());
     return name;

@@ -34,7 +34,8 @@ public:
     /// Root, then a name of the chord table, then "/" and a bass note where wanted: "C", "F#m7", "bb7/ab",
     /// "D♭maj7". Letters of notes may have either case; a suffix is first looked up as it is and then in any
     /// case, as long as that leaves no doubt ("M7" and "m7" differ, "SUS4" is "sus4"). "6/9" is read as "69";
-    /// "N.C." and "NC" give noChord(). Nothing for any other text.
+    /// "N.C." and "NC" give noChord(). A list of degrees, as string() writes it for qualities that the table
+    /// lacks, may stand for the name. Nothing for any other text.
     [[nodiscard]] static KELPChordRef chordWithString(std::string_view text);
     /// Entry 0 must be 0 and the others 0 … 127, else the process stops. What follows the closing zero is
     /// dropped.

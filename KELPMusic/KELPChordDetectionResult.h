@@ -7,12 +7,14 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace tarn {
 
 class KELPChordDetectionResult;
 
 using KELPChordDetectionResultRef = std::shared_ptr<const KELPChordDetectionResult>;
+using ChordDetectionResultArray = std::vector<KELPChordDetectionResultRef>;
 
 /// A chord that was found or proposed, with the confidence in it and the sample frame at which it begins.
 /// Immutable; equal when all three are equal.

@@ -34,7 +34,7 @@ KELPNote chromaticNoteWithValue(int value, int tonic, bool minor) {
 
 struct KELPKey::Token {};
 
-KELPKeyRef KELPKey::keyWithTonicChord(KELPChordRef tonicChord) {
+KELPKeyRef KELPKey::makeWithTonicChord(KELPChordRef tonicChord) {
     if (!tonicChord || tonicChord->isNoChord())
         return nullptr;
     return std::make_shared<KELPKey>(Token{}, std::move(tonicChord));

@@ -18,7 +18,7 @@ using KELPKeyRef = std::shared_ptr<const KELPKey>;
 class KELPKey final : public SecureCoding {
 public:
     /// The key on the chord's root, minor when the chord is minor. Nothing without a chord or for no chord.
-    [[nodiscard]] static KELPKeyRef keyWithTonicChord(KELPChordRef tonicChord);
+    [[nodiscard]] static KELPKeyRef makeWithTonicChord(KELPChordRef tonicChord);
 
     [[nodiscard]] const KELPChordRef& tonicChord() const { return mTonicChord; }
     [[nodiscard]] bool isMinor() const { return mTonicChord->isMinor(); }
@@ -40,7 +40,7 @@ public:
     /// Archive key: "tonicChord" (KELPChord).
     void encodeWithCoder(KeyedArchiver& coder) const override;
 
-    struct Token; ///< keeps construction to the factory above
+    struct Token; ///< keeps construction to the maker above
     KELPKey(const Token&, KELPChordRef tonicChord) : mTonicChord(std::move(tonicChord)) {}
 
 private:

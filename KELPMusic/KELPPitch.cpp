@@ -7,14 +7,24 @@
 
 namespace tarn {
 
+namespace {
+
+/// The octave of the pitch spelled as `note` that sounds at the number of semitones.
+Checked<std::int32_t> octaveOf(const KELPNote& note, std::int64_t semitones) {
+    return trySubtract<std::int64_t>(semitones, note.semitonesAboveC()).then([](std::int64_t octaves) {
+        precondition(octaves % 12 == 0, "The note does not sound at this pitch!");
+        return tryCast<std::int32_t>(octaves / 12 - 1);
+    });
+}
+
+} // namespace
+
 KELPPitchRef KELPPitch::pitchWithNote(const KELPNote& note, std::int32_t octave) {
     return std::make_shared<KELPPitch>(note, octave);
 }
 
 KELPPitchRef KELPPitch::pitchWithNoteAtSemitones(const KELPNote& note, std::int64_t semitones) {
-    const std::int64_t octaves = checkedSubtract<std::int64_t>(semitones, note.semitonesAboveC());
-    precondition(octaves % 12 == 0, "The note does not sound at this pitch!");
-    return pitchWithNote(note, checkedCast<std::int32_t>(octaves / 12 - 1));
+    return pitchWithNote(note, octaveOf(note, semitones).orAbort());
 }
 
 std::int64_t KELPPitch::semitones() const {
@@ -29,11 +39,19 @@ std::string KELPPitch::description() const {
     return mNote.string() + std::to_string(mOctave);
 }
 
-KELPPitchRef KELPPitch::pitchAtOffset(int offset) const {
+KELPNote KELPPitch::noteAtOffset(int offset) const {
     // Twelve or less suffices for the spelling and fits the note's offset.
     const KELPNote note = mNote.noteWithOffset(static_cast<std::int8_t>(offset % 12));
-    return pitchWithNoteAtSemitones(offset % 12 == 0 ? mNote : note.withoutDoubleAccidental(),
-                                    semitones() + offset);
+    return offset % 12 == 0 ? mNote : note.withoutDoubleAccidental();
+}
+
+KELPPitchRef KELPPitch::pitchAtOffset(int offset) const {
+    return pitchWithNoteAtSemitones(noteAtOffset(offset), semitones() + offset);
+}
+KELPPitchRef KELPPitch::tryPitchAtOffset(int offset) const {
+    const KELPNote note = noteAtOffset(offset);
+    const auto octave = octaveOf(note, semitones() + offset).value();
+    return octave ? pitchWithNote(note, *octave) : nullptr;
 }
 
 std::vector<std::int8_t>

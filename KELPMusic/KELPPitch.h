@@ -35,8 +35,10 @@ public:
     [[nodiscard]] std::string description() const;
 
     /// The pitch that many semitones above (negative: below), spelled as KELPNote::noteWithOffset does but
-    /// with at most one accidental. An octave that 32 bits cannot hold stops the process.
+    /// with at most one accidental. An octave that 32 bits cannot hold aborts; tryPitchAtOffset then returns
+    /// nothing.
     [[nodiscard]] KELPPitchRef pitchAtOffset(int semitones) const;
+    [[nodiscard]] KELPPitchRef tryPitchAtOffset(int semitones) const;
     /// For each string in the order of the tuning the fret (0 = open) that sounds this pitch, or -1 where the
     /// string cannot play it.
     [[nodiscard]] std::vector<std::int8_t>
@@ -52,6 +54,9 @@ public:
     void encodeWithCoder(KeyedArchiver& coder) const override;
 
 private:
+    /// The spelling of the pitch that many semitones above.
+    [[nodiscard]] KELPNote noteAtOffset(int semitones) const;
+
     KELPNote mNote;
     std::int32_t mOctave;
 };

@@ -1,6 +1,9 @@
 #include "KELPMusicInformationRetrieval/AnalysisOperationFactory.h"
 
+#include "Platform/Bundle.h"
+
 #include <mutex>
+#include <utility>
 
 namespace tarn {
 
@@ -34,7 +37,24 @@ public:
     std::shared_ptr<LegacyChordDetectionOperation> makeLegacyChordDetectionOperation(const File&) override {
         return nullptr;
     }
+    std::shared_ptr<const Error> refusal(const File&) override {
+        return analysisRefusal(AnalysisRefusal::noEngine);
+    }
 };
+
+const char* textOf(AnalysisRefusal reason) {
+    switch (reason) {
+    case AnalysisRefusal::noEngine:
+        return "No analysis engine is registered.";
+    case AnalysisRefusal::missingFile:
+        return "The audio file does not exist.";
+    case AnalysisRefusal::unreadableFile:
+        return "The audio file cannot be read.";
+    case AnalysisRefusal::undecodableAudio:
+        return "The file holds no audio that can be analyzed.";
+    }
+    return "";
+}
 
 struct SharedFactory {
     std::mutex mutex;
@@ -47,6 +67,21 @@ SharedFactory& sharedFactory() {
 }
 
 } // namespace
+
+std::shared_ptr<const Error> analysisRefusal(AnalysisRefusal reason,
+                                             std::shared_ptr<const Error> underlying) {
+    const auto error = std::make_shared<Error>(kAnalysisRefusalDomain, static_cast<long>(reason),
+                                               Bundle::framework().localizedString(textOf(reason)));
+    error->underlying = std::move(underlying);
+    return error;
+}
+
+std::optional<RecordingFacts>
+AnalysisOperationFactory::readRecording(const File&, const CancellationQuestion&, std::string* refusal) {
+    if (refusal)
+        *refusal = "no analysis engine reads recordings here";
+    return std::nullopt;
+}
 
 std::shared_ptr<AnalysisOperationFactory> AnalysisOperationFactory::shared() {
     const std::lock_guard guard(sharedFactory().mutex);

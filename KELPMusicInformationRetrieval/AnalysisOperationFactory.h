@@ -6,12 +6,29 @@
 #include "KELPMusicInformationRetrieval/KELPSpectrogramOperation.h"
 #include "KELPMusicInformationRetrieval/KELPWaveformOperation.h"
 #include "KELPMusicInformationRetrieval/KeyDetectionOperation.h"
+#include "KELPMusicInformationRetrieval/RecordingFacts.h"
 #include "KELPMusicInformationRetrieval/TuningEstimationOperation.h"
+#include "Platform/Error.h"
 
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace tarn {
+
+/// Why no operation is made for an audio file: the code of an error in kAnalysisRefusalDomain.
+inline constexpr const char* kAnalysisRefusalDomain = "TarnAnalysisRefusalDomain";
+enum class AnalysisRefusal : long {
+    noEngine = 1,    ///< no engine has registered: a mistake of the application
+    missingFile,     ///< there is no such file
+    unreadableFile,  ///< a folder, a pipe or device, or one that may not be read
+    undecodableAudio ///< the file is not audio, or audio that is not supported
+};
+/// The refusal with its text for users, and with what it came from where that is known.
+[[nodiscard]] std::shared_ptr<const Error> analysisRefusal(AnalysisRefusal reason,
+                                                           std::shared_ptr<const Error> underlying = nullptr);
 
 /// Makes the analysis operations for an audio file. An operation that refuses the file is not made: the
 /// answer is nothing. An engine derives from this class and registers itself for the process.
@@ -30,6 +47,19 @@ public:
     virtual std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File& audio) = 0;
     virtual std::shared_ptr<LegacyChordDetectionOperation>
     makeLegacyChordDetectionOperation(const File& audio) = 0;
+
+    /// Why operations for this file are not made (kAnalysisRefusalDomain); nothing when it is not refused, or
+    /// when the engine does not tell.
+    virtual std::shared_ptr<const Error> refusal(const File&) { return nullptr; }
+
+    /// Whether the user wants the work to end; asked every few milliseconds. May be empty.
+    using CancellationQuestion = std::function<bool()>;
+    /// Reads the whole file. Nothing when it is not a recording that can be read, with the reason in
+    /// `refusal` (when given), to be read after the file's name; nothing and no reason when the work was
+    /// cancelled. A factory that does not read files itself need not override this: it refuses every file.
+    virtual std::optional<RecordingFacts> readRecording(const File& audio,
+                                                        const CancellationQuestion& isCancelled = {},
+                                                        std::string* refusal = nullptr);
 
     /// The process-wide factory; until an engine has registered, one that refuses every file. Never nothing.
     /// Thread-safe.

@@ -12,8 +12,6 @@ namespace tarn {
 
 class ChordDetectionOperation;
 
-using ChordDetectionResults = std::vector<KELPChordDetectionResultRef>;
-
 class ChordDetectionOperationDelegate {
 public:
     virtual ~ChordDetectionOperationDelegate() = default;
@@ -28,7 +26,7 @@ public:
     virtual void chordDetectionDidBeginProcessingIn(ChordDetectionOperation&) {}
     virtual void chordDetectionDidFinishProcessingIn(ChordDetectionOperation&) {}
     /// Each result has a chord and the location at which it begins; ascending.
-    virtual void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResults&,
+    virtual void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResultArray&,
                                                               ChordDetectionOperation&) {}
     virtual void chordDetectionDidFinishIn(ChordDetectionOperation&) {}
 };
@@ -45,7 +43,7 @@ public:
 protected:
     void main() override;
     /// Nothing when cancelled.
-    virtual std::optional<ChordDetectionResults> process(const Input& input) = 0;
+    virtual std::optional<ChordDetectionResultArray> process(const Input& input) = 0;
 };
 
 /// The preferred kind, which also ranks the candidates for each of its analysis frames.

@@ -23,11 +23,11 @@ public:
     virtual void spectrogramOperationDidEndProcessing(KELPSpectrogramOperation&) {}
 };
 
-/// Computes the spectrogram. A delegate that has one in a cache sets it, and `usingCache`, when the operation
-/// begins.
+/// Computes the spectrogram. Whoever makes the operation gives it an empty one, which `process` fills. A
+/// delegate that has one in a cache sets it, and `usingCache`, when the operation begins.
 class KELPSpectrogramOperation : public AnalysisOperation<KELPSpectrogramOperationDelegate> {
 public:
-    /// The spectrogram, being filled while the operation works; nothing before there is one. Thread-safe.
+    /// The spectrogram, from the beginning; filled while the operation works. Thread-safe.
     [[nodiscard]] std::shared_ptr<Spectrogram> spectrogram() const;
     void setSpectrogram(std::shared_ptr<Spectrogram> spectrogram);
     [[nodiscard]] bool usingCache() const { return mUsingCache; }
@@ -35,7 +35,8 @@ public:
 
 protected:
     void main() override;
-    /// Fills `spectrogram()`, making a new one. Answers whether it came to its end (not cancelled).
+    /// Fills and finishes the empty spectrogram, in the place of whatever was set meanwhile. Returns whether
+    /// it came to its end (not cancelled).
     virtual bool process(double tuningFrequency) = 0;
 
 private:

@@ -26,7 +26,7 @@ public:
 
 protected:
     void main() override;
-    /// Fills `waveform()` and writes the cache file. Answers whether it came to its end (not cancelled).
+    /// Fills `waveform()` and writes the cache file. Returns whether it came to its end (not cancelled).
     virtual bool process() = 0;
 };
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <vector>
 
 namespace tarn {
 
@@ -16,37 +17,63 @@ std::uint64_t cellCount(const Spectrogram::Layout& layout) {
 }
 
 bool isUsable(const Spectrogram::Layout& layout) {
-    return std::isfinite(layout.framesPerColumn) && layout.framesPerColumn > 0 &&
+    return std::isfinite(layout.framesPerColumn) && layout.framesPerColumn > 0 && layout.binCount > 0 &&
            layout.binsPerSemitone > 0 && std::isfinite(layout.lowestPitch) &&
            std::isfinite(layout.tuningFrequency) && layout.tuningFrequency > 0 &&
            std::isfinite(layout.floorDecibels) && layout.floorDecibels < 0 &&
            cellCount(layout) <= Spectrogram::kMaximumCellCount;
 }
 
+const Spectrogram::Layout& usable(const Spectrogram::Layout& layout) {
+    precondition(isUsable(layout), "Unusable spectrogram layout");
+    return layout;
+}
+
 } // namespace
 
-Spectrogram::Spectrogram(const Layout& layout) : mLayout(layout) {
-    precondition(isUsable(layout), "Unusable spectrogram layout");
-    mCells.resize(cellCount(layout));
+// The last column may hold less of the file than the others: one more than expected is nothing unusual.
+Spectrogram::Spectrogram(const Layout& layout)
+    : mLayout(usable(layout)), mTuningFrequency(layout.tuningFrequency),
+      mColumns(layout.binCount, std::size_t{layout.columnCount} + 1) {}
+
+Spectrogram::Layout Spectrogram::layout() const {
+    // In this order: what was stored before the last of these is seen after it.
+    const bool complete = isComplete();
+    const auto completed = completedColumnCount();
+    Layout layout = mLayout;
+    layout.columnCount = complete ? completed : std::max(completed, mLayout.columnCount);
+    layout.tuningFrequency = mTuningFrequency.load(std::memory_order_relaxed);
+    return layout;
 }
 
 std::span<const std::uint8_t> Spectrogram::column(std::uint32_t index) const {
     precondition(index < completedColumnCount(), "This spectrogram column is not complete");
-    return {mCells.data() + std::size_t{index} * mLayout.binCount, mLayout.binCount};
+    return mColumns[index];
 }
 
 double Spectrogram::frequencyOfBin(double bin) const {
     constexpr double kMIDINoteOfA4 = 69;
     const double pitch = mLayout.lowestPitch + bin / mLayout.binsPerSemitone;
-    return mLayout.tuningFrequency * std::exp2((pitch - kMIDINoteOfA4) / 12);
+    return layout().tuningFrequency * std::exp2((pitch - kMIDINoteOfA4) / 12);
+}
+
+void Spectrogram::setTuningFrequency(double frequency) {
+    precondition(completedColumnCount() == 0, "The tuning of a spectrogram is set before its first column");
+    precondition(std::isfinite(frequency) && frequency > 0, "Unusable spectrogram layout");
+    mTuningFrequency.store(frequency, std::memory_order_relaxed);
 }
 
 void Spectrogram::appendColumn(std::span<const std::uint8_t> cells) {
-    const auto index = mCompleted.load(std::memory_order_relaxed);
-    precondition(index < mLayout.columnCount, "A spectrogram must not get more columns than it has room for");
+    precondition(!isComplete(), "A finished spectrogram takes no more columns");
+    precondition((mColumns.size() + 1) * mLayout.binCount <= kMaximumCellCount,
+                 "A spectrogram must not get more columns than it has room for");
     precondition(cells.size() == mLayout.binCount, "A spectrogram column must have one cell for each bin");
-    std::copy(cells.begin(), cells.end(), mCells.begin() + std::ptrdiff_t(index) * mLayout.binCount);
-    mCompleted.store(index + 1, std::memory_order_release);
+    std::copy(cells.begin(), cells.end(), mColumns.next().begin());
+    mColumns.append();
+}
+
+void Spectrogram::finish() {
+    mIsComplete.store(true, std::memory_order_release);
 }
 
 const ClassDescription& Spectrogram::classDescription() {
@@ -61,10 +88,23 @@ void Spectrogram::encodeWithCoder(KeyedArchiver& coder) const {
     coder.encodeUnsigned("binCount", mLayout.binCount);
     coder.encodeUnsigned("binsPerSemitone", mLayout.binsPerSemitone);
     coder.encodeDouble("lowestPitch", mLayout.lowestPitch);
-    coder.encodeDouble("tuningFrequency", mLayout.tuningFrequency);
+    coder.encodeDouble("tuningFrequency", layout().tuningFrequency);
     coder.encodeFloat("floorDecibels", mLayout.floorDecibels);
-    coder.encodeData("cells",
-                     std::as_bytes(std::span(mCells).first(std::size_t{completed} * mLayout.binCount)));
+    // Mostly all columns lie side by side.
+    std::span<const std::uint8_t> cells;
+    std::vector<std::uint8_t> joined;
+    if (completed > 0)
+        cells = mColumns.rows(0, completed);
+    const std::size_t count = std::size_t{completed} * mLayout.binCount;
+    if (cells.size() < count) {
+        joined.reserve(count);
+        while (joined.size() < count) {
+            const auto next = mColumns.rows(joined.size() / mLayout.binCount, completed);
+            joined.insert(joined.end(), next.begin(), next.end());
+        }
+        cells = joined;
+    }
+    coder.encodeData("cells", std::as_bytes(cells));
 }
 
 std::shared_ptr<SecureCoding> Spectrogram::makeFromCoder(KeyedUnarchiver& coder) {
@@ -92,9 +132,11 @@ std::shared_ptr<SecureCoding> Spectrogram::makeFromCoder(KeyedUnarchiver& coder)
     if (!isUsable(layout) || cellCount(layout) != cells->size())
         return nullptr;
     auto spectrogram = std::make_shared<Spectrogram>(layout);
-    if (!cells->empty())
-        std::memcpy(spectrogram->mCells.data(), cells->data(), cells->size());
-    spectrogram->mCompleted.store(layout.columnCount, std::memory_order_release);
+    for (std::size_t first = 0; first < cells->size(); first += layout.binCount) {
+        std::memcpy(spectrogram->mColumns.next().data(), cells->data() + first, layout.binCount);
+        spectrogram->mColumns.append();
+    }
+    spectrogram->finish();
     return spectrogram;
 }
 

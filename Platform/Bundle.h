@@ -11,7 +11,7 @@ namespace tarn {
 
 /// The library's identifier, under which it logs and finds its texts.
 inline constexpr const char* kFrameworkBundleIdentifier = "org.tarnfoundation.TarnFoundation";
-/// The identifier of the analysis framework's messages.
+/// The identifier under which the analysis logs; its texts are in the library's own bundle.
 inline constexpr const char* kAnalysisBundleIdentifier = "org.tarnfoundation.KELPMusicInformationRetrieval";
 
 /// Localized texts by table and key, read from `<folder>/<language>.lproj/<table>.strings` files (lines of

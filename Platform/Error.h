@@ -2,7 +2,9 @@
 
 #include <any>
 #include <map>
+#include <memory>
 #include <string>
+#include <utility>
 
 namespace tarn {
 
@@ -18,6 +20,7 @@ struct Error {
     std::string domain;
     long code = 0;
     UserInfo userInfo;
+    std::shared_ptr<const Error> underlying; ///< the failure that caused this one, where that says more
 
     Error() = default;
     Error(std::string errorDomain, long errorCode, const std::string& description)

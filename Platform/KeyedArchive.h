@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -38,7 +39,7 @@ enum class KeyedArchiveErrorCode : long {
     missingObject, ///< no root object, or an object whose class could not make it
 };
 
-/// Objects may lie this deep inside one another, the root included. Archiving deeper ones stops the process.
+/// Objects may lie this deep inside one another, the root included. Archiving deeper ones aborts.
 inline constexpr std::size_t kKeyedArchiveMaximumDepth = 256;
 
 class KeyedArchiver;
@@ -46,11 +47,11 @@ class KeyedUnarchiver;
 class SecureCoding;
 
 /// What an archive needs to know of a class: its name, its base class, and how to make an object from an
-/// archive. One constant per class, answered by its static `classDescription()`; identity is the address.
+/// archive. One constant per class, returned by its static `classDescription()`; identity is the address.
 struct ClassDescription {
     std::string_view name;
     const ClassDescription* superclass = nullptr;
-    /// Makes an object from the archive, or answers nothing when a value of it is missing or not valid.
+    /// Makes an object from the archive, or returns nothing when a value of it is missing or not valid.
     std::shared_ptr<SecureCoding> (*make)(KeyedUnarchiver& coder) = nullptr;
 
     [[nodiscard]] bool isKindOf(const ClassDescription& other) const {
@@ -74,12 +75,12 @@ public:
 };
 
 /// Makes a class known by name, so that an archive may hold it where a base class is admitted. Known already:
-/// no effect; two classes of one name stop the process. Thread-safe.
+/// no effect; two classes of one name abort. Thread-safe.
 void registerClass(const ClassDescription& description);
 
 /// Writes one object graph. An object met twice is written once, and so are equal numbers and strings. Keys
-/// are ASCII text that does not begin with "$" and is used once in an object; anything else stops the
-/// process, and so does an object that contains itself.
+/// are ASCII text that does not begin with "$" and is used once in an object; anything else aborts, and so
+/// does an object that contains itself.
 class KeyedArchiver {
 public:
     KeyedArchiver();
@@ -92,7 +93,7 @@ public:
 
     void encodeObject(std::string_view key,
                       const std::shared_ptr<const SecureCoding>& object); ///< null writes $null
-    /// Any range of shared pointers; an empty pointer among them stops the process.
+    /// Any range of shared pointers; an empty pointer among them aborts.
     template <typename List>
     void encodeObjects(std::string_view key, const List& objects) {
         const std::size_t start = beginArray();
@@ -110,7 +111,7 @@ public:
     void encodeDouble(std::string_view key, double value);
     void encodeBool(std::string_view key, bool value);
 
-    /// Ends the archive and answers its bytes. Nothing may be encoded afterwards.
+    /// Ends the archive and returns its bytes. Nothing may be encoded afterwards.
     Data finishEncoding();
 
 private:
@@ -147,20 +148,26 @@ public:
     std::shared_ptr<T> decodeObject(std::string_view key) {
         return std::static_pointer_cast<T>(decodeObject(key, T::classDescription()));
     }
+    /// Hears why an element of an array was left out.
+    using LeftOut = std::function<void(const Error& reason)>;
     /// An array whose elements are all T or subclasses; nothing when the key is missing. An element that is
-    /// not admitted or does not decode fails the archive.
+    /// not admitted or does not decode fails the archive. With `leftOut`, an element that its class cannot
+    /// make, because a value of it or of an object in it is missing or not valid (missingObject), is left out
+    /// instead; an archive that is damaged in any other way still fails.
     template <typename T>
-    std::optional<std::vector<std::shared_ptr<T>>> decodeObjects(std::string_view key) {
+    std::optional<std::vector<std::shared_ptr<T>>> decodeObjects(std::string_view key,
+                                                                 const LeftOut& leftOut = {}) {
         const auto array = openArray(key);
         if (!array)
             return std::nullopt;
         std::vector<std::shared_ptr<T>> objects;
         objects.reserve(array->count);
         for (std::size_t i = 0; i < array->count; ++i) {
-            auto object = element(*array, i, T::classDescription());
-            if (!object)
+            auto object = element(*array, i, T::classDescription(), leftOut);
+            if (failed())
                 return std::nullopt;
-            objects.push_back(std::static_pointer_cast<T>(std::move(object)));
+            if (object)
+                objects.push_back(std::static_pointer_cast<T>(std::move(object)));
         }
         return objects;
     }
@@ -190,7 +197,7 @@ private:
     };
     std::optional<Array> openArray(std::string_view key);
     std::shared_ptr<SecureCoding> element(const Array& array, std::size_t index,
-                                          const ClassDescription& admitted);
+                                          const ClassDescription& admitted, const LeftOut& leftOut);
 
     struct Core;
     std::unique_ptr<Core> mCore;

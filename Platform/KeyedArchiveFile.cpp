@@ -11,7 +11,7 @@ bool writeArchive(const std::shared_ptr<const SecureCoding>& object, const std::
 
 std::optional<Data> readArchiveData(const std::filesystem::path& file, Error* error) {
     Error reason;
-    auto bytes = FileManager::contentsOf(file, &reason);
+    auto bytes = FileManager::contentsOf(file, &reason, kLargestArchive);
     if (!bytes && error) {
         const auto failure =
             reason.code == ENOENT ? ArchiveFileFailure::missing : ArchiveFileFailure::unreadable;

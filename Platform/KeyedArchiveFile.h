@@ -3,6 +3,7 @@
 #include "Platform/FileManager.h"
 #include "Platform/KeyedArchive.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 
@@ -17,6 +18,10 @@ enum class ArchiveFileFailure : long {
     unreadable = 2,  ///< it is there but cannot be read
     undecodable = 3, ///< its bytes are not an archive of the object asked for
 };
+
+/// Larger files are not opened: reading one takes a multiple of its size in memory. A document of a million
+/// entries takes a tenth of this.
+inline constexpr std::uintmax_t kLargestArchive = std::uintmax_t{1} << 30; // bytes
 
 /// Saves the object crash-safely: at any moment the file is either the old or the new one, whole.
 bool writeArchive(const std::shared_ptr<const SecureCoding>& object, const std::filesystem::path& file,

@@ -379,7 +379,8 @@ std::optional<KeyedUnarchiver::Array> KeyedUnarchiver::openArray(std::string_vie
 }
 
 std::shared_ptr<SecureCoding> KeyedUnarchiver::element(const Array& array, std::size_t index,
-                                                       const ClassDescription& admitted) {
+                                                       const ClassDescription& admitted,
+                                                       const LeftOut& leftOut) {
     Core& core = *mCore;
     const Subject subject{array.key, index};
     const auto value =
@@ -389,9 +390,16 @@ std::shared_ptr<SecureCoding> KeyedUnarchiver::element(const Array& array, std::
         return nullptr;
     }
     auto object = core.object(*this, *value, subject, admitted);
-    if (!object)
+    if (object)
+        return object;
+    // The archive had not failed before, or it would not have been opened here.
+    if (leftOut && core.hasFailed && core.error.code == static_cast<long>(Code::missingObject)) {
+        core.hasFailed = false;
+        leftOut(std::exchange(core.error, Error()));
+    } else {
         core.fail(Code::wrongType, subject, "is empty");
-    return object;
+    }
+    return nullptr;
 }
 
 std::optional<std::string> KeyedUnarchiver::decodeString(std::string_view key) {

@@ -22,6 +22,7 @@ SinkHolder& sinkHolder() {
     return holder;
 }
 
+std::atomic<LogLevel> gLeastLevel = LogLevel::fault;
 std::atomic<bool> gShowsPrivateArguments = false;
 thread_local bool tInsideSink = false;
 
@@ -42,7 +43,7 @@ const char* levelName(LogLevel level) {
 }
 
 void writeToStandardError(const LogMessage& message) {
-    if (message.level < LogLevel::standard)
+    if (message.level < gLeastLevel)
         return;
     std::string line;
     if (!message.subsystem.empty() || !message.category.empty())
@@ -90,6 +91,10 @@ LogSink setLogSink(LogSink sink) {
     const std::lock_guard lock(holder.mutex);
     holder.sink.swap(replacement);
     return replacement ? *replacement : LogSink{};
+}
+
+void setLogLevel(LogLevel least) {
+    gLeastLevel = least;
 }
 
 void setLogShowsPrivateArguments(bool show) {

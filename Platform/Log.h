@@ -47,11 +47,17 @@ struct LogMessage {
 /// sink throws is dropped, and what it logs itself goes to standard error.
 using LogSink = std::function<void(const LogMessage&)>;
 
-/// Replaces the process-wide sink and answers the one before. An empty sink restores the default one, which
-/// writes messages of level `standard` and above to standard error with private arguments hidden, unless
-/// setLogShowsPrivateArguments asked for them.
-/// After the call the earlier sink is not called any more.
+/// Replaces the process-wide sink and returns the one before. An empty sink restores the default one, which
+/// writes to standard error. After the call the earlier sink is not called any more.
 LogSink setLogSink(LogSink sink);
+
+// What the default sink shows. The log is for developers: whatever a user must know, the library reports to
+// its caller, and messages at level `error` come in healthy runs too, such as those of a cache that is not
+// there yet. So only faults are shown, and private arguments are hidden, until an application asks for more.
+// A sink that was set receives every message.
+
+/// The least level that the default sink shows; at first LogLevel::fault.
+void setLogLevel(LogLevel least);
 void setLogShowsPrivateArguments(bool show);
 /// For fatalError: gives the message to a sink that was set, at level `fault` and in the category
 /// "FatalError", unless the caller is that sink or the sink is stuck in another thread.

@@ -6,8 +6,11 @@
 #include <utility>
 
 /// Ranges of positions and the expressions that name them. A range whose upper end lies below its lower end
-/// cannot be made: the constructors stop the process.
+/// cannot be made: the constructors abort.
 namespace tarn {
+
+inline constexpr const char* kReversedRange =
+    "Range requires its lower bound not to lie above its upper bound";
 
 /// From `lower` (included) up to `upper` (excluded).
 template <typename T>
@@ -17,12 +20,18 @@ struct Range {
 
     Range() = default;
     Range(T lowerBound, T upperBound) : lower(std::move(lowerBound)), upper(std::move(upperBound)) {
-        precondition(!(upper < lower), "Range requires its lower bound not to lie above its upper bound");
+        precondition(!(upper < lower), kReversedRange);
     }
     [[nodiscard]] bool contains(const T& value) const { return !(value < lower) && value < upper; }
     [[nodiscard]] bool isEmpty() const { return !(lower < upper); }
     friend bool operator==(const Range&, const Range&) = default;
 };
+
+/// The range from `lower` up to `upper`; fails when `upper` lies below `lower`.
+template <typename T>
+[[nodiscard]] Checked<Range<T>> tryRange(T lower, T upper) {
+    return upper < lower ? Checked<Range<T>>::failure(kReversedRange) : Range<T>(lower, upper);
+}
 
 /// From `lower` to `upper`, both included.
 template <typename T>

@@ -10,7 +10,7 @@ namespace tarn {
 
 inline constexpr char32_t kReplacementCharacter = 0xFFFD;
 
-/// The character at the index, which moves behind it; U+FFFD for each maximal ill-formed part. The index lies
+/// The character at the index, which moves past it; U+FFFD for each maximal ill-formed part. The index lies
 /// in the text.
 [[nodiscard]] inline char32_t nextUTF8(std::string_view text, std::size_t& index) {
     const auto byteAt = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
@@ -33,6 +33,17 @@ inline constexpr char32_t kReplacementCharacter = 0xFFFD;
         high = 0xBF;
     }
     return character;
+}
+
+/// Whether the whole text is well-formed.
+[[nodiscard]] inline bool isUTF8(std::string_view text) {
+    for (std::size_t index = 0; index < text.size();) {
+        const std::size_t start = index;
+        if (nextUTF8(text, index) == kReplacementCharacter &&
+            text.substr(start, index - start) != "\xEF\xBF\xBD") // U+FFFD itself
+            return false;
+    }
+    return true;
 }
 
 [[nodiscard]] inline std::size_t utf8Length(char32_t character) {

@@ -6,30 +6,93 @@
 
 namespace tarn {
 
+namespace {
+
+using Lock = std::lock_guard<std::mutex>;
+
+} // namespace
+
+UndoManager::Registration UndoManager::registration() const {
+    const Lock lock(mMutex);
+    const auto found = mRegistrations.find(std::this_thread::get_id());
+    if (found == mRegistrations.end())
+        return {};
+    return {found->second.state, found->second.groupingLevel, found->second.disableCount, {}};
+}
+
+void UndoManager::forgetIdleRegistration() {
+    const auto found = mRegistrations.find(std::this_thread::get_id());
+    if (found->second.groupingLevel == 0 && found->second.disableCount == 0)
+        mRegistrations.erase(found);
+}
+
 void UndoManager::beginUndoGrouping() {
-    ++mGroupingLevel;
+    const Lock lock(mMutex);
+    ++mRegistrations[std::this_thread::get_id()].groupingLevel;
 }
 
 void UndoManager::endUndoGrouping() {
+    std::vector<Group> discarded;
+    const Lock lock(mMutex);
+    Registration& own = mRegistrations[std::this_thread::get_id()];
     // While a step is undone or redone the outermost group is the one that collects what its actions
     // register.
-    const int outermost = mState == State::recording ? 0 : 1;
-    precondition(mGroupingLevel > outermost, "endUndoGrouping without beginUndoGrouping");
-    if (--mGroupingLevel == 0)
-        push(std::exchange(mOpenGroup, {}));
+    const int outermost = own.state == State::recording ? 0 : 1;
+    precondition(own.groupingLevel > outermost, "endUndoGrouping without beginUndoGrouping");
+    if (--own.groupingLevel > 0)
+        return;
+    discarded = push(std::exchange(own.openGroup, {}), own.state);
+    forgetIdleRegistration();
+}
+
+int UndoManager::groupingLevel() const {
+    return registration().groupingLevel;
+}
+
+void UndoManager::disableUndoRegistration() {
+    const Lock lock(mMutex);
+    ++mRegistrations[std::this_thread::get_id()].disableCount;
 }
 
 void UndoManager::enableUndoRegistration() {
-    precondition(mDisableCount > 0, "enableUndoRegistration without disableUndoRegistration");
-    --mDisableCount;
+    const Lock lock(mMutex);
+    Registration& own = mRegistrations[std::this_thread::get_id()];
+    precondition(own.disableCount > 0, "enableUndoRegistration without disableUndoRegistration");
+    --own.disableCount;
+    forgetIdleRegistration();
+}
+
+bool UndoManager::isUndoRegistrationEnabled() const {
+    return registration().disableCount == 0;
 }
 
 void UndoManager::registerUndo(Action action) {
     if (!isUndoRegistrationEnabled())
         return;
     beginUndoGrouping();
-    mOpenGroup.push_back(std::move(action));
+    {
+        const Lock lock(mMutex);
+        mRegistrations[std::this_thread::get_id()].openGroup.push_back(std::move(action));
+    }
     endUndoGrouping();
+}
+
+bool UndoManager::canUndo() const {
+    const Lock lock(mMutex);
+    return !mUndoSteps.empty();
+}
+
+bool UndoManager::canRedo() const {
+    const Lock lock(mMutex);
+    return !mRedoSteps.empty();
+}
+
+bool UndoManager::isUndoing() const {
+    return registration().state == State::undoing;
+}
+
+bool UndoManager::isRedoing() const {
+    return registration().state == State::redoing;
 }
 
 void UndoManager::undo() {
@@ -41,48 +104,60 @@ void UndoManager::redo() {
 }
 
 void UndoManager::removeAllActions() {
-    // Closures may own objects whose destruction calls back: the lists are emptied before anything is
-    // destroyed.
-    const auto undoSteps = std::exchange(mUndoSteps, {});
-    const auto redoSteps = std::exchange(mRedoSteps, {});
-    const auto openGroup = std::exchange(mOpenGroup, {});
+    std::vector<Group> forgotten;
+    const Lock lock(mMutex);
+    forgotten.swap(mUndoSteps);
+    for (auto& step : std::exchange(mRedoSteps, {}))
+        forgotten.push_back(std::move(step));
+    for (auto& [thread, each] : mRegistrations)
+        forgotten.push_back(std::exchange(each.openGroup, {}));
 }
 
-void UndoManager::push(Group group) {
+/// Returns the redo steps that the new step discards, for the caller to destroy without the mutex.
+std::vector<UndoManager::Group> UndoManager::push(Group group, State state) {
     if (group.empty())
-        return;
-    if (mState == State::undoing) {
-        mRedoSteps.push_back(std::move(group));
-        return;
-    }
-    mUndoSteps.push_back(std::move(group));
-    if (mState == State::recording)
-        const auto discarded = std::exchange(mRedoSteps, {});
+        return {};
+    (state == State::undoing ? mRedoSteps : mUndoSteps).push_back(std::move(group));
+    return state == State::recording ? std::exchange(mRedoSteps, {}) : std::vector<Group>();
 }
 
 void UndoManager::perform(std::vector<Group>& from, State state) {
-    precondition(mGroupingLevel == 0, "Undo or redo inside an open undo group");
-    if (from.empty())
-        return;
     const auto alive = weak_from_this().lock(); // an action may let go of the document and this with it
-    const Group step = std::move(from.back());
-    from.pop_back();
+    const auto thread = std::this_thread::get_id();
+    Group step;
+    {
+        const Lock lock(mMutex);
+        const auto own = mRegistrations.find(thread);
+        precondition(own == mRegistrations.end() || own->second.groupingLevel == 0,
+                     "Undo or redo inside an open undo group");
+        precondition(!mIsPerforming, "Undo or redo while another thread undoes or redoes");
+        if (from.empty())
+            return;
+        step = std::move(from.back());
+        from.pop_back();
+        mIsPerforming = true;
+        mRegistrations[thread].state = state;
+        mRegistrations[thread].groupingLevel = 1;
+    }
 
     // Restores recording also when an action throws: what was registered until then is the way back.
     struct Performing {
         UndoManager& manager;
+        std::thread::id thread;
         ~Performing() {
-            manager.mGroupingLevel = 0;
-            manager.push(std::exchange(manager.mOpenGroup, {}));
-            manager.mState = State::recording;
+            const Lock lock(manager.mMutex);
+            Registration& own = manager.mRegistrations[thread];
+            (void)manager.push(std::exchange(own.openGroup, {}), own.state); // discards nothing
+            own.state = State::recording;
+            own.groupingLevel = 0;
+            manager.forgetIdleRegistration();
+            manager.mIsPerforming = false;
         }
     };
-    mState = state;
-    beginUndoGrouping();
-    const Performing performing{*this};
+    const Performing performing{*this, thread};
     for (auto action = step.rbegin(); action != step.rend(); ++action)
         (*action)();
-    precondition(mGroupingLevel == 1, "An undo action left an undo group open");
+    precondition(groupingLevel() == 1, "An undo action left an undo group open");
 }
 
 UndoGroup::UndoGroup(std::shared_ptr<UndoManager> manager, bool isRegistered)

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
-#include <string>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 namespace tarn {
@@ -11,7 +13,12 @@ namespace tarn {
 /// endUndoGrouping form one group; the outermost group is one undo step. Registering outside every group
 /// makes a group of its own. Undoing a step runs its actions in reverse order; what they register becomes the
 /// redo step. Groups without actions leave no step. An action may drop the last reference to the manager: the
-/// step then runs to its end. Used from one thread, the document's.
+/// step then runs to its end.
+///
+/// Any thread may register at any time. Groups, and whether registration is enabled, are each thread's own:
+/// what one thread registers never ends up in another one's group, and its step is complete when its
+/// outermost group ends. Steps are undone and redone by one thread at a time, usually that of the user
+/// interface; what others register meanwhile becomes steps of its own.
 class UndoManager : public std::enable_shared_from_this<UndoManager> {
 public:
     using Action = std::function<void()>;
@@ -21,45 +28,56 @@ public:
     UndoManager& operator=(const UndoManager&) = delete;
 
     void beginUndoGrouping();
-    /// Stops the process when no group is open.
+    /// Aborts when no group of this thread is open.
     void endUndoGrouping();
-    [[nodiscard]] int groupingLevel() const { return mGroupingLevel; }
+    /// How many groups of this thread are open.
+    [[nodiscard]] int groupingLevel() const;
 
     /// Counted: registration is enabled again after as many enable as disable calls. Enabling more often than
-    /// disabling stops the process.
-    void disableUndoRegistration() { ++mDisableCount; }
+    /// disabling aborts.
+    void disableUndoRegistration();
     void enableUndoRegistration();
-    [[nodiscard]] bool isUndoRegistrationEnabled() const { return mDisableCount == 0; }
+    [[nodiscard]] bool isUndoRegistrationEnabled() const;
 
     /// Adds the action to the open group; ignored while registration is disabled. A new step (one that is not
     /// made by undoing or redoing) discards the redo steps.
     void registerUndo(Action action);
 
     /// Whether there is a step to take back; the actions of an open group do not count yet.
-    [[nodiscard]] bool canUndo() const { return !mUndoSteps.empty(); }
-    [[nodiscard]] bool canRedo() const { return !mRedoSteps.empty(); }
-    [[nodiscard]] bool isUndoing() const { return mState == State::undoing; }
-    [[nodiscard]] bool isRedoing() const { return mState == State::redoing; }
-    /// Undoes the last step; nothing happens when there is none. Stops the process inside an open group and
-    /// inside an action.
+    [[nodiscard]] bool canUndo() const;
+    [[nodiscard]] bool canRedo() const;
+    /// Whether this thread is inside an action of a step that it undoes or redoes.
+    [[nodiscard]] bool isUndoing() const;
+    [[nodiscard]] bool isRedoing() const;
+    /// Undoes the last step; nothing happens when there is none. Aborts inside an open group of this thread,
+    /// inside an action, and while another thread undoes or redoes.
     void undo();
     void redo();
-    /// Forgets all steps and what the open group has collected; the group stays open.
+    /// Forgets all steps and what the open groups of all threads have collected; the groups stay open.
     void removeAllActions();
 
 private:
     using Group = std::vector<Action>;
     enum class State { recording, undoing, redoing };
+    /// What belongs to one thread; forgotten when all of it is as here.
+    struct Registration {
+        State state = State::recording;
+        int groupingLevel = 0;
+        int disableCount = 0;
+        Group openGroup;
+    };
 
-    void push(Group group);
+    [[nodiscard]] Registration registration() const; ///< of this thread, without its open group
+    void forgetIdleRegistration();
+    [[nodiscard]] std::vector<Group> push(Group group, State state);
     void perform(std::vector<Group>& from, State state);
 
+    // Actions are destroyed without the mutex: they may own objects whose destruction calls back.
+    mutable std::mutex mMutex; ///< guards what follows
     std::vector<Group> mUndoSteps;
     std::vector<Group> mRedoSteps;
-    Group mOpenGroup;
-    int mGroupingLevel = 0;
-    int mDisableCount = 0;
-    State mState = State::recording;
+    std::map<std::thread::id, Registration> mRegistrations;
+    bool mIsPerforming = false;
 };
 
 /// Keeps an undo group of the manager open, if there is a manager, and closes it also when an exception

@@ -1,36 +1,23 @@
 #pragma once
 
-#include <cstdint>
+#include "TarnFoundation/Grid/BeatSpacing.h"
+
 #include <memory>
-#include <span>
-#include <vector>
 
 namespace tarn {
 
 class TarnBeatEntry;
 class TarnNoteEntryStorage;
 
-/// The rules by which edits of the beat grid place beats, in sample frames. A location that 64 bits cannot
-/// hold stops the process.
-
-/// `count` locations `from`, `from + step`, …: the step is the quotient of (to - from) and count in single
-/// precision, truncated, and at least 1. What the truncation leaves lies between the last location and `to`;
-/// when there is not a frame for each, they run past `to`. A count below 1 stops the process.
-[[nodiscard]] std::vector<std::int64_t> evenlySpacedLocations(std::int64_t count, std::int64_t from,
-                                                              std::int64_t to);
-
-/// The locations halfway between each two of `locations` (half the gap truncates toward zero), and one behind
-/// the last of them by the last half gap; 1 behind a single one. As many as there are `locations`.
-[[nodiscard]] std::vector<std::int64_t> midpointLocations(std::span<const std::int64_t> locations);
-
-/// The distance in frames from one beat to a later one; beats out of order stop the process.
+/// The distance in frames from one beat to a later one. Beats out of order abort, in both forms; a distance
+/// that 64 bits cannot hold aborts, and the `try…` form then returns nothing.
 [[nodiscard]] std::int64_t distanceBetweenEntries(const TarnBeatEntry& firstEntry,
                                                   const TarnBeatEntry& secondEntry);
+[[nodiscard]] std::optional<std::int64_t> tryDistanceBetweenEntries(const TarnBeatEntry& firstEntry,
+                                                                    const TarnBeatEntry& secondEntry);
 
-/// New beats of the storage, not yet added to it, at these locations; the first of them is a downbeat when
-/// asked for.
+/// New beats of the storage, not yet added to it, at these locations.
 [[nodiscard]] std::vector<std::shared_ptr<TarnBeatEntry>>
-newBeatEntriesAtLocations(TarnNoteEntryStorage& storage, std::span<const std::int64_t> locations,
-                          bool firstIsDownbeat = false);
+newBeatEntriesAtLocations(TarnNoteEntryStorage& storage, std::span<const std::int64_t> locations);
 
 } // namespace tarn

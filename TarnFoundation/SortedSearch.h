@@ -3,6 +3,7 @@
 #include "Platform/CheckedArithmetic.h"
 #include "Platform/Prefetch.h"
 #include "Platform/Range.h"
+#include "TarnFoundation/Grid/SortedValues.h"
 #include "TarnFoundation/UserEntries/TarnBeatEntry.h"
 
 #include <algorithm>
@@ -17,9 +18,10 @@
 #include <vector>
 
 /// Where in a sorted list something lies: searches over any random-access range of comparable values, of
-/// entries (by location), and of beats. Every answer is an index of the range, or nothing. Which comparisons
+/// entries (by location), and of beats. Every result is an index of the range, or nothing. Which comparisons
 /// are strict and which way a tie falls is part of each operation. Searches take O(log n) unless they say
-/// otherwise.
+/// otherwise. Those that compute with locations abort on an overflow; the `try…` form of each then returns
+/// nothing.
 namespace tarn {
 
 template <typename Item>
@@ -29,172 +31,31 @@ inline constexpr bool kIsEntryReference<std::shared_ptr<Entry>> = true;
 
 /// A random-access range of references to entries, sorted by location; equal locations may occur.
 template <typename Entries>
-concept EntryRange = std::ranges::random_access_range<const Entries> &&
-    std::ranges::sized_range<const Entries> && kIsEntryReference<std::ranges::range_value_t<const Entries>>;
+concept EntryRange = SearchableRange<Entries> && kIsEntryReference<std::ranges::range_value_t<const Entries>>;
 
 template <typename Beats>
 concept BeatEntryRange = EntryRange<Beats> &&
     std::derived_from<typename std::ranges::range_value_t<const Beats>::element_type, TarnBeatEntry>;
 
-/// A random-access range of comparable values, sorted ascending.
-template <typename Values>
-concept ValueRange = std::ranges::random_access_range<const Values> &&
-                     std::ranges::sized_range<const Values> && !EntryRange<Values> &&
-                     requires(const std::ranges::range_value_t<const Values>& value) {
-    { value < value } -> std::convertible_to<bool>;
-    { value == value } -> std::convertible_to<bool>;
-};
-
 namespace detail {
 
-template <typename Items>
-[[nodiscard]] decltype(auto) itemAt(const Items& items, std::size_t index) {
-    return std::ranges::begin(items)[static_cast<std::ranges::range_difference_t<const Items>>(index)];
-}
-
-template <typename Items>
-[[nodiscard]] std::size_t countOf(const Items& items) {
-    return static_cast<std::size_t>(std::ranges::size(items));
-}
-
-/// Of so few entries most are near already.
-inline constexpr std::size_t kPrefetchedCount = 8;
-
-/// The first index of the range whose item does not satisfy `test`, which holds for a beginning of the range
-/// only. A list of entries keeps the processor waiting for memory at each step, so that both entries that the
-/// next step may look at are asked for while this one is on its way.
-template <typename Items, typename Test>
-[[nodiscard]] std::size_t partitionPoint(const Items& items, Test&& test) {
-    std::size_t start = 0;
-    std::size_t count = countOf(items);
-    while (count > 0) {
-        const std::size_t half = count / 2;
-        const std::size_t middle = start + half;
-        if constexpr (kIsEntryReference<std::ranges::range_value_t<const Items>>) {
-            if (count > kPrefetchedCount) {
-                prefetch(itemAt(items, start + half / 2).get());
-                prefetch(itemAt(items, middle + 1 + (count - half - 1) / 2).get());
-            }
-        }
-        if (test(itemAt(items, middle))) {
-            start = middle + 1;
-            count -= half + 1;
-        } else {
-            count = half;
-        }
-    }
-    return start;
-}
-
-/// The first item whose key is strictly greater than `value`.
-template <typename Items, typename Value, typename Key>
-[[nodiscard]] std::optional<std::size_t> indexPast(const Items& items, const Value& value, Key key) {
-    const std::size_t count = countOf(items);
-    if (count == 0)
-        return std::nullopt;
-    if (value < key(itemAt(items, 0)))
-        return 0;
-    std::size_t i = partitionPoint(items, [&](const auto& item) { return !(value < key(item)); });
-    if (i == count)
-        return std::nullopt;
-    // Only reached by a type whose equality and order disagree: what equals the value never lies past it.
-    if (key(itemAt(items, i)) == value)
-        ++i;
-    return i == count ? std::nullopt : std::optional(i);
-}
-
-/// The last item whose key is strictly less than `value`.
-template <typename Items, typename Value, typename Key>
-[[nodiscard]] std::optional<std::size_t> indexBefore(const Items& items, const Value& value, Key key) {
-    const std::size_t count = countOf(items);
-    if (count == 0)
-        return std::nullopt;
-    if (key(itemAt(items, count - 1)) < value)
-        return count - 1;
-    const std::size_t bound = partitionPoint(items, [&](const auto& item) { return key(item) < value; });
-    if (bound == 0)
-        return std::nullopt;
-    const std::size_t i = bound - 1;
-    if (!(key(itemAt(items, i)) == value)) // see indexPast
-        return i;
-    return i == 0 ? std::nullopt : std::optional(i - 1);
-}
-
-/// `a - b` for a >= b; a distance that its integer type cannot hold stops the process.
-template <typename Value>
-[[nodiscard]] auto valueDistance(const Value& a, const Value& b) {
-    if constexpr (std::integral<Value>)
-        return checkedSubtract(a, b);
-    else
-        return a - b;
-}
+/// A list of entries keeps the processor waiting for memory at each step, so that entries are asked for
+/// ahead.
+inline constexpr auto kPrefetchEntry = [](const auto& entry) { prefetch(entry.get()); };
+inline constexpr auto kLocationOfEntry = [](const auto& entry) { return entry->location(); };
 
 } // namespace detail
 
-/// The first index whose element does NOT satisfy `predicate(element, value)`; the number of elements if all
-/// do.
-template <std::ranges::random_access_range Values, typename Value, typename Predicate>
-[[nodiscard]] std::size_t lowerBound(const Values& values, const Value& value, Predicate predicate) {
-    return detail::partitionPoint(values, [&](const auto& element) { return predicate(element, value); });
+/// As for values (Grid/SortedValues.h), with an eye on memory.
+template <EntryRange Entries, typename Value, typename Predicate>
+[[nodiscard]] std::size_t lowerBound(const Entries& entries, const Value& value, Predicate predicate) {
+    return detail::partitionPoint(
+        entries, [&](const auto& entry) { return predicate(entry, value); }, detail::kPrefetchEntry);
 }
-
-/// The first index whose element satisfies `predicate(value, element)`; the number of elements if none does.
-template <std::ranges::random_access_range Values, typename Value, typename Predicate>
-[[nodiscard]] std::size_t upperBound(const Values& values, const Value& value, Predicate predicate) {
-    return detail::partitionPoint(values, [&](const auto& element) { return !predicate(value, element); });
-}
-
-/// The first element strictly greater than `value`.
-template <ValueRange Values>
-[[nodiscard]] std::optional<std::size_t>
-indexOfElementPast(const Values& values, const std::ranges::range_value_t<const Values>& value) {
-    return detail::indexPast(values, value, std::identity());
-}
-
-/// The last element strictly less than `value`.
-template <ValueRange Values>
-[[nodiscard]] std::optional<std::size_t>
-indexOfElementBefore(const Values& values, const std::ranges::range_value_t<const Values>& value) {
-    return detail::indexBefore(values, value, std::identity());
-}
-
-/// The element nearest to `to`; of two equally near ones the later. Nothing only without elements.
-template <ValueRange Values>
-[[nodiscard]] std::optional<std::size_t>
-indexOfClosestElement(const Values& values, const std::ranges::range_value_t<const Values>& to) {
-    if (detail::countOf(values) == 0)
-        return std::nullopt;
-    const auto past = indexOfElementPast(values, to);
-    if (!past)
-        return detail::countOf(values) - 1;
-    if (*past == 0 || detail::itemAt(values, *past) == to)
-        return past;
-    const auto distanceBefore = detail::valueDistance(to, detail::itemAt(values, *past - 1));
-    const auto distanceAfter = detail::valueDistance(detail::itemAt(values, *past), to);
-    return distanceBefore < distanceAfter ? *past - 1 : *past;
-}
-
-/// The element `offsetBy` steps from the one nearest to `to`, clamped to the first and the last. A closest
-/// element that lies off the value in the direction of the steps already counts as the first of them. Nothing
-/// only without elements.
-template <ValueRange Values>
-[[nodiscard]] auto closest(const Values& values, const std::ranges::range_value_t<const Values>& to,
-                           std::int64_t offsetBy) -> std::optional<std::ranges::range_value_t<const Values>> {
-    const auto index = indexOfClosestElement(values, to);
-    if (!index)
-        return std::nullopt;
-    const auto& nearest = detail::itemAt(values, *index);
-    if (offsetBy > 0) {
-        const auto steps = static_cast<std::uint64_t>(offsetBy) - (to < nearest ? 1 : 0);
-        const std::uint64_t limit = detail::countOf(values) - 1 - *index;
-        return detail::itemAt(values, *index + std::min(steps, limit));
-    }
-    if (offsetBy < 0) {
-        // The magnitude as an unsigned number, which also holds that of the smallest offset.
-        const auto steps = std::uint64_t{0} - static_cast<std::uint64_t>(offsetBy) - (nearest < to ? 1 : 0);
-        return detail::itemAt(values, *index - std::min<std::uint64_t>(steps, *index));
-    }
-    return nearest;
+template <EntryRange Entries, typename Value, typename Predicate>
+[[nodiscard]] std::size_t upperBound(const Entries& entries, const Value& value, Predicate predicate) {
+    return detail::partitionPoint(
+        entries, [&](const auto& entry) { return !predicate(value, entry); }, detail::kPrefetchEntry);
 }
 
 /// The last entry at or before the sample (inclusive).
@@ -216,36 +77,54 @@ template <EntryRange Entries>
 template <EntryRange Entries>
 [[nodiscard]] std::optional<std::size_t> indexOfElementPast(const Entries& entries,
                                                             std::int64_t sampleLocation) {
-    return detail::indexPast(entries, sampleLocation, [](const auto& entry) { return entry->location(); });
+    return detail::indexPast(entries, sampleLocation, detail::kLocationOfEntry, detail::kPrefetchEntry);
 }
 
 /// The last entry strictly before the sample.
 template <EntryRange Entries>
 [[nodiscard]] std::optional<std::size_t> indexOfElementBefore(const Entries& entries,
                                                               std::int64_t sampleLocation) {
-    return detail::indexBefore(entries, sampleLocation, [](const auto& entry) { return entry->location(); });
+    return detail::indexBefore(entries, sampleLocation, detail::kLocationOfEntry, detail::kPrefetchEntry);
 }
 
-/// The nearest of the entry at or before the sample and its two neighbours; a tie stays with the one at or
-/// before. Nothing for a sample before the first entry. A distance beyond 64 bits stops the process.
+namespace detail {
+
 template <EntryRange Entries>
-[[nodiscard]] std::optional<std::size_t> indexOfClosestEntry(const Entries& entries, std::int64_t to) {
+[[nodiscard]] FoundIndex closestEntry(const Entries& entries, std::int64_t to) {
     const auto found = indexForSample(entries, to);
     if (!found)
-        return std::nullopt;
+        return found;
     constexpr auto kNone = std::numeric_limits<std::int64_t>::max();
-    const auto distance = [&](std::size_t index) {
-        return checkedDistance(detail::itemAt(entries, index)->location(), to);
-    };
     const std::size_t i = *found;
+    const bool isLast = i + 1 == countOf(entries);
+    const auto distance = [&](std::size_t index) {
+        return tryDistance(itemAt(entries, index)->location(), to);
+    };
     const auto own = distance(i);
     const auto previous = i > 0 ? distance(i - 1) : kNone;
-    if (i + 1 == detail::countOf(entries))
-        return previous != kNone && previous < own ? i - 1 : i;
-    const auto next = distance(i + 1);
-    if (previous < next && previous < own)
-        return i - 1;
-    return next < previous && next < own ? i + 1 : i;
+    const auto next = isLast ? kNone : distance(i + 1);
+    for (const auto& each : {own, previous, next}) {
+        if (!each.value())
+            return FoundIndex::failure(each.reason());
+    }
+    if (isLast)
+        return {*previous.value() != kNone && *previous.value() < *own.value() ? i - 1 : i};
+    if (*previous.value() < *next.value() && *previous.value() < *own.value())
+        return {i - 1};
+    return {*next.value() < *previous.value() && *next.value() < *own.value() ? i + 1 : i};
+}
+
+} // namespace detail
+
+/// The nearest of the entry at or before the sample and its two neighbours; a tie stays with the one at or
+/// before. Nothing for a sample before the first entry. A distance beyond 64 bits aborts.
+template <EntryRange Entries>
+[[nodiscard]] std::optional<std::size_t> indexOfClosestEntry(const Entries& entries, std::int64_t to) {
+    return detail::closestEntry(entries, to).orAbort();
+}
+template <EntryRange Entries>
+[[nodiscard]] std::optional<std::size_t> tryIndexOfClosestEntry(const Entries& entries, std::int64_t to) {
+    return detail::closestEntry(entries, to).value().value_or(std::nullopt);
 }
 
 /// The first entry with this identifier. O(n).
@@ -260,7 +139,7 @@ template <EntryRange Entries>
     return std::nullopt;
 }
 
-/// The index behind the entry with the given entry's identifier; nothing when it is absent or the last. O(n).
+/// The index after the entry with the given entry's identifier; nothing when it is absent or the last. O(n).
 template <EntryRange Entries>
 [[nodiscard]] std::optional<std::size_t> indexOfEntryAfter(const Entries& entries,
                                                            const TarnUserEntry& after) {
@@ -277,7 +156,7 @@ template <EntryRange Entries>
     return index && *index > 0 ? std::optional(*index - 1) : std::nullopt;
 }
 
-/// The samples that an entry governs: from its location up to the next location behind it, without an end
+/// The samples that an entry governs: from its location up to the next location after it, without an end
 /// (the largest sample) when there is none. The neighbour is found by location, so entries at one location
 /// govern the same samples. Nothing when no entry lies at or before the given one.
 template <EntryRange Entries>
@@ -294,66 +173,94 @@ template <EntryRange Entries>
 
 namespace detail {
 
+template <typename Key>
+using Ends = std::pair<Key, Key>;
+
 /// From where (included) to where (excluded) a range expression reaches when its open ends take the given
 /// limits. The ends may come out reversed: 500... above an upper limit of 201.
 template <std::integral Key>
-[[nodiscard]] std::pair<Key, Key> reach(const Range<Key>& expression, Key, Key) {
-    return {expression.lower, expression.upper};
+[[nodiscard]] Checked<Ends<Key>> reach(const Range<Key>& expression, Key, Key) {
+    return Ends<Key>(expression.lower, expression.upper);
 }
 template <std::integral Key>
-[[nodiscard]] std::pair<Key, Key> reach(const ClosedRange<Key>& expression, Key, Key) {
-    return {expression.lower, checkedAdd(expression.upper, Key{1})};
+[[nodiscard]] Checked<Ends<Key>> reach(const ClosedRange<Key>& expression, Key, Key) {
+    return tryAdd(expression.upper, Key{1}).then([&](Key end) {
+        return Checked(Ends<Key>(expression.lower, end));
+    });
 }
 template <std::integral Key>
-[[nodiscard]] std::pair<Key, Key> reach(const PartialRangeFrom<Key>& expression, Key, Key upperLimit) {
-    return {expression.lower, upperLimit};
+[[nodiscard]] Checked<Ends<Key>> reach(const PartialRangeFrom<Key>& expression, Key, Key upperLimit) {
+    return Ends<Key>(expression.lower, upperLimit);
 }
 template <std::integral Key>
-[[nodiscard]] std::pair<Key, Key> reach(const PartialRangeThrough<Key>& expression, Key lowerLimit, Key) {
-    return {lowerLimit, checkedAdd(expression.upper, Key{1})};
+[[nodiscard]] Checked<Ends<Key>> reach(const PartialRangeThrough<Key>& expression, Key lowerLimit, Key) {
+    return tryAdd(expression.upper, Key{1}).then([&](Key end) {
+        return Checked(Ends<Key>(lowerLimit, end));
+    });
 }
 template <std::integral Key>
-[[nodiscard]] std::pair<Key, Key> reach(const PartialRangeUpTo<Key>& expression, Key lowerLimit, Key) {
-    return {lowerLimit, expression.upper};
+[[nodiscard]] Checked<Ends<Key>> reach(const PartialRangeUpTo<Key>& expression, Key lowerLimit, Key) {
+    return Ends<Key>(lowerLimit, expression.upper);
+}
+
+/// See `entriesIn`.
+template <std::ranges::random_access_range Items, typename Expression, typename Key>
+[[nodiscard]] auto itemsIn(const Items& items, const Expression& expression, Key key) {
+    using Found = std::vector<std::ranges::range_value_t<const Items>>;
+    using KeyValue =
+        std::remove_cvref_t<std::invoke_result_t<Key&, std::ranges::range_reference_t<const Items>>>;
+    static_assert(std::integral<KeyValue>);
+    const std::size_t count = countOf(items);
+    const auto limit = [&](std::size_t index) {
+        return tryAdd<KeyValue>(count > 0 ? std::invoke(key, itemAt(items, index)) : KeyValue{0}, 1);
+    };
+    const auto ends = limit(0).then([&](KeyValue lowerLimit) {
+        return limit(count - 1).then([&](KeyValue upperLimit) { // of no items, the index is not looked at
+            precondition(lowerLimit <= upperLimit,
+                         "Entries must be sorted by the key that they are searched by");
+            return reach(expression, lowerLimit, upperLimit);
+        });
+    });
+    return ends.then([&](const Ends<KeyValue>& reached) {
+        const auto firstAtOrPast = [&](KeyValue bound) {
+            return lowerBound(items, bound, [&](const auto& item, KeyValue value) {
+                return std::invoke(key, item) < value;
+            });
+        };
+        const std::size_t start = firstAtOrPast(reached.first);
+        const std::size_t end = firstAtOrPast(reached.second);
+        precondition(start <= end, "A range of entries must not end before it starts");
+        const auto first = std::ranges::begin(items);
+        using Offset = std::ranges::range_difference_t<const Items>;
+        return Checked(Found(first + static_cast<Offset>(start), first + static_cast<Offset>(end)));
+    });
 }
 
 } // namespace detail
 
 /// The items whose integer key lies in a range expression of that integer type (Range, ClosedRange,
-/// PartialRange…); the items are sorted by the key. A range that is open at the bottom starts behind the
-/// first item's key: it never answers the first item. A range that ends before it starts among the items
-/// stops the process.
+/// PartialRange…); the items are sorted by the key. A range that is open at the bottom starts after the first
+/// item's key: it never gives the first item. A range that ends before it starts among the items aborts, in
+/// both forms. The greatest integer, as a key or as an end that is included, is an overflow.
 template <std::ranges::random_access_range Items, typename Expression, typename Key>
-[[nodiscard]] std::vector<std::ranges::range_value_t<const Items>>
-entriesIn(const Items& items, const Expression& expression, Key key) {
-    using KeyValue =
-        std::remove_cvref_t<std::invoke_result_t<Key&, std::ranges::range_reference_t<const Items>>>;
-    static_assert(std::integral<KeyValue>);
-    const std::size_t count = detail::countOf(items);
-    const auto limit = [&](std::size_t index) {
-        return checkedAdd<KeyValue>(count > 0 ? std::invoke(key, detail::itemAt(items, index)) : KeyValue{0},
-                                    1);
-    };
-    const KeyValue lowerLimit = limit(0);
-    const KeyValue upperLimit = limit(count - 1); // of no items, the index is not looked at
-    precondition(lowerLimit <= upperLimit, "Entries must be sorted by the key that they are searched by");
-    const auto [lower, upper] = detail::reach(expression, lowerLimit, upperLimit);
-    const auto firstAtOrPast = [&](KeyValue bound) {
-        return lowerBound(items, bound,
-                          [&](const auto& item, KeyValue value) { return std::invoke(key, item) < value; });
-    };
-    const std::size_t start = firstAtOrPast(lower);
-    const std::size_t end = firstAtOrPast(upper);
-    precondition(start <= end, "A range of entries must not end before it starts");
-    const auto first = std::ranges::begin(items);
-    using Offset = std::ranges::range_difference_t<const Items>;
-    return {first + static_cast<Offset>(start), first + static_cast<Offset>(end)};
+[[nodiscard]] auto entriesIn(const Items& items, const Expression& expression, Key key)
+    -> std::vector<std::ranges::range_value_t<const Items>> {
+    return detail::itemsIn(items, expression, key).orAbort();
+}
+template <std::ranges::random_access_range Items, typename Expression, typename Key>
+[[nodiscard]] auto tryEntriesIn(const Items& items, const Expression& expression, Key key)
+    -> std::optional<std::vector<std::ranges::range_value_t<const Items>>> {
+    return detail::itemsIn(items, expression, key).value();
 }
 
 /// The entries whose location lies in a range expression of samples.
 template <EntryRange Entries, typename Expression>
 [[nodiscard]] auto entriesIn(const Entries& entries, const Expression& expression) {
-    return entriesIn(entries, expression, [](const auto& entry) { return entry->location(); });
+    return entriesIn(entries, expression, detail::kLocationOfEntry);
+}
+template <EntryRange Entries, typename Expression>
+[[nodiscard]] auto tryEntriesIn(const Entries& entries, const Expression& expression) {
+    return tryEntriesIn(entries, expression, detail::kLocationOfEntry);
 }
 
 /// The last downbeat at or before the sample (inclusive). O(log n + length of a bar).
@@ -379,7 +286,7 @@ template <BeatEntryRange Beats>
     return std::nullopt;
 }
 
-// Quarter-note beats are a downbeat and every second beat behind it, counted from the last downbeat at or
+// Quarter-note beats are a downbeat and every second beat after it, counted from the last downbeat at or
 // before the sample, or from the first beat when there is none; the next downbeat does not restart the count.
 
 /// The last quarter-note beat at or before the sample; the first beat for a sample before all beats. O(log n
@@ -396,8 +303,8 @@ template <BeatEntryRange Beats>
     return i;
 }
 
-/// The first quarter-note beat strictly after the sample. Stops the process without beats. O(log n + distance
-/// from the downbeat).
+/// The first quarter-note beat strictly after the sample. Aborts without beats. O(log n + distance from the
+/// downbeat).
 template <BeatEntryRange Beats>
 [[nodiscard]] std::optional<std::size_t> indexOfQuarterNoteEntryAfter(const Beats& beats,
                                                                       std::int64_t after) {

@@ -1,5 +1,6 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
+#include "TarnFoundation/BeatGridReading.h"
 #include "TarnFoundation/BeatSpacing.h"
 #include "TarnFoundation/SortedSearch.h"
 
@@ -12,34 +13,31 @@ namespace {
 using BeatRef = std::shared_ptr<TarnBeatEntry>;
 using Beats = EntryList<TarnBeatEntry>;
 
-/// A stored bar: the positions of its beats, and where the bar after it begins or the song ends.
-struct Bar {
-    Range<std::size_t> positions;
-    std::int64_t end = 0;
-};
-
-std::size_t positionOfBeat(const Beats& beats, std::uint64_t identifier) {
+std::size_t positionOfBeat(BeatEntries beats, std::uint64_t identifier) {
     const auto position = firstIndexOfEntryWithId(beats, identifier);
     precondition(position.has_value(), "This entry does not exist!");
     return *position;
 }
 
-/// From the beat at `position` up to the next downbeat, or to the end of the grid, which is `limit`.
-Bar barAt(const Beats& beats, std::size_t position, std::int64_t limit) {
-    for (std::size_t i = position + 1; i < beats.size(); ++i) {
-        if (beats[i]->isDownbeat())
-            return {{position, i}, beats[i]->location()};
+std::vector<BeatRef> beatsAt(BeatEntries beats, Range<std::size_t> positions) {
+    const auto part = beats.subspan(positions.lower, sizeOf(positions));
+    return {part.begin(), part.end()};
+}
+
+/// A bar of the document, and the one before it, as a part of the grid: `beats` and `grid` are that part, and
+/// the bar begins at `position` in it. An unknown identifier aborts.
+struct BarInGrid {
+    BarInGrid(BeatEntries all, std::uint64_t identifier) {
+        const std::size_t first = positionOfBeat(all, identifier);
+        const auto around = barsAround(all, first);
+        beats = all.subspan(around.lower, sizeOf(around));
+        grid = beatGridOf(beats);
+        position = first - around.lower;
     }
-    return {{position, beats.size()}, limit};
-}
-
-std::vector<BeatRef> beatsAt(const Beats& beats, Range<std::size_t> positions) {
-    return {beats.begin() + positions.lower, beats.begin() + positions.upper};
-}
-
-std::int64_t sizeOf(Range<std::size_t> positions) {
-    return static_cast<std::int64_t>(positions.upper - positions.lower);
-}
+    BeatEntries beats;
+    BeatGrid grid;
+    std::size_t position = 0;
+};
 
 /// The positions of two beats given in grid order, both included in the closed span; nothing otherwise.
 std::optional<ClosedRange<std::size_t>> span(const Beats& beats, std::uint64_t first, std::uint64_t last) {
@@ -50,47 +48,55 @@ std::optional<ClosedRange<std::size_t>> span(const Beats& beats, std::uint64_t f
     return ClosedRange(*i, *j);
 }
 
-void append(std::vector<BeatRef>& beats, const std::vector<BeatRef>& more) {
-    beats.insert(beats.end(), more.begin(), more.end());
+/// A new beat of the storage, not yet added to it.
+BeatRef newBeat(TarnNoteEntryStorage& storage, const GridBeat& beat) {
+    auto made = storage.newBeatEntry();
+    made->setLocation(beat.location);
+    made->setDownbeat(beat.isDownbeat);
+    return made;
+}
+
+std::vector<BeatRef> newBeats(TarnNoteEntryStorage& storage, std::span<const GridBeat> beats) {
+    std::vector<BeatRef> made;
+    made.reserve(beats.size());
+    for (const GridBeat& beat : beats)
+        made.push_back(newBeat(storage, beat));
+    return made;
+}
+
+double tempoOfSpacing(std::optional<double> spacing, double sampleRate) {
+    return spacing ? sampleRate * 60.0 / *spacing : 0.0;
 }
 
 } // namespace
 
 void TarnNoteEntryStorage::shiftDownbeatsByOffset(std::int64_t offset) {
     const auto beats = beatEntries();
+    const BarLines barLines = barLinesOf(beats).shifted(offset);
     auto copies = mutableCopiesOfUserEntriesInArray(beats);
-    const auto count = static_cast<std::int64_t>(copies.size());
-    precondition(count == 0 || offset >= -count,
-                 "Downbeats cannot be shifted back by more than the number of beats");
     for (const auto& copy : copies)
         copy->setDownbeat(false);
-    for (std::int64_t i = 0; i < count; ++i) {
-        if (beats[static_cast<std::size_t>(i)]->isDownbeat())
-            copies[static_cast<std::size_t>(checkedAdd(count + i, offset) % count)]->setDownbeat(true);
-    }
+    for (const std::size_t downbeat : barLines.downbeats())
+        copies[downbeat]->setDownbeat(true);
 
-    if (useQuarterNoteSpacing() && copies.size() >= 2) {
-        // Downbeats belong on even positions with an even number of positions behind the last one. A beat
-        // before the first one moves all positions by one; a beat after the last downbeat, or the last beat's
-        // place, fills the end.
-        const auto isDownbeat = [](const BeatRef& beat) { return beat->isDownbeat(); };
-        const auto firstDownbeat = std::find_if(copies.begin(), copies.end(), isDownbeat) - copies.begin();
+    // Of a grid in eighths, the first bar must begin on an even position and the last have an even number of
+    // them. A beat before the first one moves all positions by one; a beat after the last downbeat, or the
+    // last beat's place, fills the end. Each beat that is missing takes up an identifier, used or not.
+    if (useQuarterNoteSpacing() && copies.size() >= 2 && barLines.barCount() > 0) {
+        const auto lastBar = barLines.bar(barLines.barCount() - 1);
         BeatRef front;
         BeatRef tail;
-        if (firstDownbeat < count && firstDownbeat % 2 == 1) {
+        if (barLines.pickup().upper % 2 == 1) {
             front = newBeatEntry();
             front->setLocation(
                 checkedSubtract(copies[0]->location(), distanceBetweenEntries(*copies[0], *copies[1])));
             if (front->location() < 0)
                 front = nullptr;
         }
-        const auto behindLastDownbeat =
-            std::find_if(copies.rbegin(), copies.rend(), isDownbeat).base() - copies.begin();
-        const auto lastDownbeat = behindLastDownbeat - 1; // -1 when there is none
-        if (lastDownbeat >= 0 && (count - lastDownbeat) % 2 == 1) {
+        if (sizeOf(lastBar) % 2 == 1) {
             // From the last downbeat, not from the last beat.
             tail = newBeatEntry();
-            tail->setLocation(checkedAdd(copies[static_cast<std::size_t>(lastDownbeat)]->location(),
+            tail->setLocation(checkedAdd(copies[lastBar.lower]->location(),
                                          distanceBetweenEntries(**(copies.end() - 2), *copies.back())));
         }
         if (front && tail) {
@@ -124,95 +130,82 @@ Beats TarnNoteEntryStorage::offsetDownbeatEntries(std::int64_t by, std::uint64_t
     if (!found)
         return {};
     const Range<std::size_t> positions(found->lower, found->upper + 1);
-    const std::int64_t length = sizeOf(positions);
+    const auto spanned = beatsAt(beats, positions);
+    const std::int64_t length = std::ssize(spanned);
     precondition(by >= -length && by <= length,
                  "Downbeats cannot be moved by more than the length of their span");
-
+    const auto moves = barLinesOf(spanned).moves(by);
     std::vector<BeatRef> replaced;
-    std::vector<std::int64_t> targets;
-    for (std::size_t k = positions.lower; k < positions.upper; ++k) {
-        if (!beats[k]->isDownbeat())
-            continue;
-        replaced.push_back(beats[k]);
-        auto target = static_cast<std::int64_t>(k - positions.lower) + by;
-        if (target < 0)
-            target += length;
-        else if (target >= length)
-            target -= length;
-        targets.push_back(target);
-    }
+    replaced.reserve(2 * moves.size());
+    for (const auto& move : moves)
+        replaced.push_back(spanned[move.from]);
     auto copies = mutableCopiesOfUserEntriesInArray<TarnBeatEntry>(replaced);
     for (const auto& copy : copies)
         copy->setDownbeat(false);
     // A target that was a downbeat itself is copied a second time: the grid then holds both copies.
-    for (const std::int64_t target : targets) {
-        const auto& beat = beats[positions.lower + static_cast<std::size_t>(target)];
-        replaced.push_back(beat);
-        copies.push_back(copyOfBeatEntry(beat));
+    for (const auto& move : moves) {
+        replaced.push_back(spanned[move.to]);
+        copies.push_back(copyOfBeatEntry(spanned[move.to]));
         copies.back()->setDownbeat(true);
     }
     replaceBeatEntriesInArrayWithBeatEntriesInArray(replaced, copies);
 
-    auto result = beatsAt(beats, positions);
+    auto result = spanned;
     const IdentifierSet replacedIdentifiers(replaced);
     std::erase_if(result, [&](const auto& beat) { return replacedIdentifiers.contains(beat->eventId()); });
-    append(result, copies);
+    result.insert(result.end(), copies.begin(), copies.end());
     sortByLocation(result);
     return result;
 }
 
-std::optional<double> TarnNoteEntryStorage::averageBeatEntrySpacing() const {
+Checked<std::optional<double>> TarnNoteEntryStorage::checkedAverageBeatEntrySpacing() const {
     const auto beats = beatEntriesFilteredByTimeSignature();
     if (beats.empty())
-        return std::nullopt;
+        return {std::nullopt};
     double sum = 0;
-    for (std::size_t i = 0; i + 1 < beats.size(); ++i)
-        sum += static_cast<double>(checkedSubtract(beats[i + 1]->location(), beats[i]->location()));
+    for (std::size_t i = 0; i + 1 < beats.size(); ++i) {
+        const auto distance = trySubtract(beats[i + 1]->location(), beats[i]->location());
+        if (!distance.value())
+            return Checked<std::optional<double>>::failure(distance.reason());
+        sum += static_cast<double>(*distance.value());
+    }
     // A single beat has no spacing: 0 / 0 is not-a-number.
-    return sum / static_cast<double>(beats.size() - 1);
+    return {sum / static_cast<double>(beats.size() - 1)};
+}
+
+std::optional<double> TarnNoteEntryStorage::averageBeatEntrySpacing() const {
+    return checkedAverageBeatEntrySpacing().orAbort();
+}
+std::optional<double> TarnNoteEntryStorage::tryAverageBeatEntrySpacing() const {
+    return checkedAverageBeatEntrySpacing().value().value_or(std::nullopt);
 }
 
 double TarnNoteEntryStorage::tempoFromBeatEntries(double sampleRate) const {
-    const auto spacing = averageBeatEntrySpacing();
-    return spacing ? sampleRate * 60.0 / *spacing : 0.0;
+    return tempoOfSpacing(averageBeatEntrySpacing(), sampleRate);
+}
+std::optional<double> TarnNoteEntryStorage::tryTempoFromBeatEntries(double sampleRate) const {
+    const auto spacing = checkedAverageBeatEntrySpacing().value();
+    return spacing ? std::optional(tempoOfSpacing(*spacing, sampleRate)) : std::nullopt;
 }
 
 std::uint64_t TarnNoteEntryStorage::setLocationOfBarEntry(std::uint64_t identifiedBy, std::int64_t to,
                                                           std::int64_t limitedBy) {
     const auto beats = beatEntries();
-    const std::size_t position = positionOfBeat(beats, identifiedBy);
-    const Bar moved = barAt(beats, position, limitedBy);
-
-    // Without a downbeat before it, what lies before the bar is pickup: it becomes a bar from the song's
-    // start.
-    Range<std::size_t> previous(0, position);
-    std::int64_t start = 0;
-    for (std::size_t i = position; i > 0; --i) {
-        if (beats[i - 1]->isDownbeat()) {
-            previous.lower = i - 1;
-            start = beats[i - 1]->location();
-            break;
-        }
-    }
-    precondition(to <= moved.end, "A bar line must not move beyond the end of its bar");
-    precondition(previous.isEmpty() || start <= to,
-                 "A bar line must not move before the start of the previous bar");
-
-    // The moved bar's beats receive the earlier identifiers, and are listed behind those of the previous bar.
-    const auto newMoved =
-        newBeatEntriesAtLocations(*this, evenlySpacedLocations(sizeOf(moved.positions), to, moved.end), true);
-    std::vector<BeatRef> newBeats;
-    if (!previous.isEmpty())
-        newBeats = newBeatEntriesAtLocations(*this, evenlySpacedLocations(sizeOf(previous), start, to), true);
-    append(newBeats, newMoved);
-    replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(beats, {previous.lower, moved.positions.upper}),
-                                                    newBeats);
-    return newMoved.front()->eventId();
+    const BarInGrid bar(beats, identifiedBy);
+    const GridEdit edit = bar.grid.barMoved(bar.position, to, limitedBy);
+    // The moved bar's beats receive the earlier identifiers, and are listed after those of the previous bar.
+    const auto previousSize = bar.position - edit.replaced.lower;
+    const auto moved = newBeats(*this, std::span(edit.beats).subspan(previousSize));
+    auto added = newBeats(*this, std::span(edit.beats).first(previousSize));
+    added.insert(added.end(), moved.begin(), moved.end());
+    replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(bar.beats, edit.replaced), added);
+    return moved.front()->eventId();
 }
 
 std::int64_t TarnNoteEntryStorage::getNumberOfBeats(std::uint64_t inBarIdentifiedBy) const {
     const auto beats = beatEntries();
-    const std::int64_t count = sizeOf(barAt(beats, positionOfBeat(beats, inBarIdentifiedBy), 0).positions);
+    const BarInGrid bar(beats, inBarIdentifiedBy);
+    const auto count = static_cast<std::int64_t>(sizeOf(bar.grid.barLines().stretchFrom(bar.position)));
     if (!useQuarterNoteSpacing())
         return count;
     return count < 2 ? 1 : count / 2;
@@ -221,19 +214,16 @@ std::int64_t TarnNoteEntryStorage::getNumberOfBeats(std::uint64_t inBarIdentifie
 std::uint64_t TarnNoteEntryStorage::setNumberOfBeats(std::int64_t count, std::uint64_t inBarIdentifiedBy,
                                                      std::int64_t limitedBy) {
     const auto beats = beatEntries();
-    const std::size_t position = positionOfBeat(beats, inBarIdentifiedBy);
-    const std::int64_t start = beats[position]->location();
-    const Bar bar = barAt(beats, position, limitedBy);
-    const std::int64_t newSize = useQuarterNoteSpacing() ? checkedMultiply<std::int64_t>(count, 2) : count;
-    precondition(start <= bar.end, "A bar must not end before it starts");
-    const auto newBeats =
-        newBeatEntriesAtLocations(*this, evenlySpacedLocations(newSize, start, bar.end), true);
-    replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(beats, bar.positions), newBeats);
-    return newBeats.front()->eventId();
+    const BarInGrid bar(beats, inBarIdentifiedBy);
+    const std::int64_t size = useQuarterNoteSpacing() ? checkedMultiply<std::int64_t>(count, 2) : count;
+    const GridEdit edit = bar.grid.barRefilled(bar.position, size, limitedBy);
+    const auto added = newBeats(*this, edit.beats);
+    replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(bar.beats, edit.replaced), added);
+    return added.front()->eventId();
 }
 
 // What happens at the two ends of the range. Everything is decided on quarter-note beats, so that what is
-// kept before and behind the new bars has an even number of positions and no rule prunes it.
+// kept before and after the new bars has an even number of positions and no rule prunes it.
 //
 // Start, with a downbeat at or before the range: that bar's line stays where it is; from there to the first
 // new downbeat lies one more bar of `beatsPerBar` beats (none when both coincide).
@@ -243,14 +233,15 @@ std::uint64_t TarnNoteEntryStorage::setNumberOfBeats(std::int64_t count, std::ui
 // least 2), evenly spaced and without a downbeat. With no beat there either, the grid opens with the first
 // new downbeat.
 //
-// End, with a downbeat behind the range: the last new bar reaches up to it.
+// End, with a downbeat after the range: the last new bar reaches up to it.
 //
-// End, without one: the last new bar reaches up to the first beat at or behind the range's end, which stays
+// End, without one: the last new bar reaches up to the first beat at or after the range's end, which stays
 // with all that follow it as the rest of that bar; with no such beat, up to the range's end, and the grid
 // ends with it.
 //
 // Old beats between the two ends are replaced, all others stay. Positions decide, not locations: a beat at
-// the very location of an end that is listed before it belongs to the bar before it.
+// the very location of an end that is listed before it belongs to the bar before it. The ends are found by
+// identity: of an entry that is stored twice the first place counts.
 std::vector<std::uint64_t> TarnNoteEntryStorage::replaceBeatEntries(
     Range<std::int64_t> in, const std::vector<std::int64_t>& withDownbeatsAt, std::int64_t beatsPerBar) {
     if (withDownbeatsAt.empty())
@@ -293,35 +284,23 @@ std::vector<std::uint64_t> TarnNoteEntryStorage::replaceBeatEntries(
     const bool keepsEnd = kept < quarterNotes.size();
     const std::int64_t end = keepsEnd ? quarterNotes[kept]->location() : in.upper;
 
-    std::vector<std::int64_t> locations;
-    for (std::size_t i = 0; i < barLines.size(); ++i) {
-        const std::int64_t barEnd = i + 1 < barLines.size() ? barLines[i + 1] : end;
-        const auto bar = evenlySpacedLocations(beatsPerBar, barLines[i], barEnd);
-        locations.insert(locations.end(), bar.begin(), bar.end());
+    // The pickup's beats receive the first identifiers, then come all counted beats, then those between them.
+    auto added = newBeatEntriesAtLocations(*this, pickup);
+    const auto bars = barsInEighths(barLines, end, beatsPerBar);
+    std::vector<BeatRef> made(bars.size());
+    for (const std::size_t first : {0u, 1u}) {
+        for (std::size_t i = first; i < bars.size(); i += 2)
+            made[i] = newBeat(*this, bars[i]);
     }
-    auto offBeats = midpointLocations(locations);
-    // Behind a longer bar of a single beat the last half gap may reach past the end; the last off-beat stays
-    // before it, as long as its beat does.
-    if (offBeats.back() >= end && locations.back() < end)
-        offBeats.back() = checkedAdd(locations.back(), checkedSubtract(end, locations.back()) / 2);
-
-    auto newBeats = newBeatEntriesAtLocations(*this, pickup);
-    const auto newQuarterNotes = newBeatEntriesAtLocations(*this, locations);
-    for (std::size_t i = 0; i < newQuarterNotes.size(); i += static_cast<std::size_t>(beatsPerBar))
-        newQuarterNotes[i]->setDownbeat(true);
-    const auto newOffBeats = newBeatEntriesAtLocations(*this, offBeats);
-    for (std::size_t i = 0; i < newQuarterNotes.size(); ++i) {
-        newBeats.push_back(newQuarterNotes[i]);
-        newBeats.push_back(newOffBeats[i]);
-    }
+    added.insert(added.end(), made.begin(), made.end());
 
     const std::size_t endReplaced =
         keepsEnd ? positionOfBeat(beats, quarterNotes[kept]->eventId()) : beats.size();
-    replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(beats, {firstReplaced, endReplaced}), newBeats);
+    replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(beats, {firstReplaced, endReplaced}), added);
 
     std::vector<std::uint64_t> identifiers;
-    identifiers.reserve(newBeats.size());
-    for (const auto& beat : newBeats)
+    identifiers.reserve(added.size());
+    for (const auto& beat : added)
         identifiers.push_back(beat->eventId());
     return identifiers;
 }

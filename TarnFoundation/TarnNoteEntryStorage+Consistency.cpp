@@ -1,5 +1,7 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
+#include "TarnFoundation/BeatGridReading.h"
+
 #include <algorithm>
 
 namespace tarn {
@@ -52,38 +54,18 @@ void TarnNoteEntryStorage::enforceConsistencyOfBeatEntriesInArray(BeatDraft& bea
 
 void TarnNoteEntryStorage::enforceQuarterNoteSpacingOfBeatEntriesInArray(
     std::vector<std::shared_ptr<TarnBeatEntry>>& beats) const {
-    // All tests are one-sided and look at positions before any removal; nothing is examined again afterwards.
-    std::vector<std::size_t> removed;
-    const std::size_t count = beats.size();
-    std::size_t downbeat = count; // the last one so far
-    for (std::size_t i = 0; i < count; ++i) {
-        if (!beats[i]->isDownbeat())
-            continue;
-        if (downbeat == count) {
-            if (i % 2 == 1) {
-                mLog.write(LogLevel::debug, "Removing first beat entry at odd position.");
-                removed.push_back(0);
-            }
-        } else if ((i - downbeat) % 2 == 1) {
-            removed.push_back(i - 1);
-        }
-        downbeat = i;
-    }
-    if (downbeat == count) {
-        if (count % 2 == 1) {
-            mLog.write(LogLevel::debug, "Removing last beat entry at odd position.");
-            beats.pop_back();
-        }
-        return;
-    }
-    if ((count - downbeat) % 2 == 1)
-        removed.push_back(count - 1);
+    const BarLines barLines = barLinesOf(beats);
+    const auto removed = barLines.unpaired();
     if (removed.empty())
         return;
-    mLog.write(LogLevel::debug, "Removing {} beat entries at odd positions.",
-               [&] { return std::vector{logPublic(removed.size())}; });
-    // The positions are ascending and distinct: position 0 is only ever removed once, since a first downbeat
-    // at an odd position lies behind it.
+    if (barLines.barCount() == 0) {
+        mLog.write(LogLevel::debug, "Removing last beat entry at odd position.");
+    } else {
+        if (sizeOf(barLines.pickup()) % 2 == 1)
+            mLog.write(LogLevel::debug, "Removing first beat entry at odd position.");
+        mLog.write(LogLevel::debug, "Removing {} beat entries at odd positions.",
+                   [&] { return std::vector{logPublic(removed.size())}; });
+    }
     std::size_t next = 0;
     std::size_t position = 0;
     std::erase_if(beats, [&](const auto&) {

@@ -6,7 +6,7 @@ KELPKeyRef TarnNoteEntryStorage::globalKey() const {
     const auto keys = keyEntries();
     if (keys.empty() || !keys.front()->tonicChord())
         return nullptr;
-    return KELPKey::keyWithTonicChord(keys.front()->tonicChord());
+    return KELPKey::makeWithTonicChord(keys.front()->tonicChord());
 }
 
 void TarnNoteEntryStorage::overrideGlobalKey(const KELPKeyRef& with) {

@@ -1,8 +1,8 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
+#include "TarnFoundation/BeatGridReading.h"
 #include "TarnFoundation/BeatSpacing.h"
 
-#include <algorithm>
 #include <map>
 
 namespace tarn {
@@ -34,22 +34,16 @@ void TarnNoteEntryStorage::setTimeSignatureByDenominator(std::int64_t denominato
     constexpr std::size_t kSmallestNumerator = 2;
     constexpr std::size_t kLargestNumerator = 20;
 
-    // Pickup beats before the first downbeat count like a bar; a downbeat without beats behind it does not
-    // count.
+    const BarLines stored = barLinesOf(beatEntries());
+    const BarLines barLines = denominator == 4 ? stored.keeping(stored.quarterNotes()) : stored;
     std::map<std::size_t, std::size_t> countsByBarLength;
-    std::size_t beatsBehindDownbeat = 0;
-    const auto endBar = [&] {
-        if (beatsBehindDownbeat > 0)
-            ++countsByBarLength[beatsBehindDownbeat + 1];
-        beatsBehindDownbeat = 0;
-    };
-    for (const auto& beat : beatEntriesFilteredByTimeSignatureDenominator(denominator)) {
-        if (beat->isDownbeat())
-            endBar();
-        else
-            ++beatsBehindDownbeat;
+    // Pickup beats count like a bar that has a downbeat before them; a downbeat alone does not count.
+    if (const std::size_t pickup = sizeOf(barLines.pickup()); pickup > 0)
+        ++countsByBarLength[pickup + 1];
+    for (std::size_t i = 0; i < barLines.barCount(); ++i) {
+        if (const std::size_t length = sizeOf(barLines.bar(i)); length > 1)
+            ++countsByBarLength[length];
     }
-    endBar();
 
     auto numerator = static_cast<std::size_t>(denominator);
     std::size_t greatestCount = 0;
@@ -68,22 +62,11 @@ TarnNoteEntryStorage::beatEntriesFilteredByTimeSignatureDenominator(std::int64_t
     auto beats = beatEntries();
     if (denominator != 4)
         return beats;
-    const auto isDownbeat = [](const auto& beat) { return beat->isDownbeat(); };
-    const auto firstDownbeat = std::find_if(beats.begin(), beats.end(), isDownbeat);
     std::vector<std::shared_ptr<TarnBeatEntry>> view;
     view.reserve(beats.size() / 2 + 1);
-    // Before the first downbeat the positions of its parity stay; without a downbeat the even ones.
-    bool keep = firstDownbeat == beats.end() || (firstDownbeat - beats.begin()) % 2 == 0;
-    for (const auto& beat : beats) {
-        keep = keep || beat->isDownbeat();
-        if (keep)
-            view.push_back(beat);
-        keep = !keep;
-    }
-    // An odd last bar ends in a quarter-note position without its off-beat (the last beat was kept); it goes,
-    // even when it is the downbeat.
-    if (firstDownbeat != beats.end() && !keep)
-        view.pop_back();
+    takeQuarterNotes(
+        beats.size(), [&](std::size_t position) { return nextDownbeat(beats, position); },
+        [&](std::size_t position) { view.push_back(beats.begin()[position]); });
     return view;
 }
 
@@ -102,9 +85,8 @@ TarnNoteEntryStorage::_beatEntriesWithTimeSignature(const TarnTimeSignatureEntry
                                                     const EntryList<TarnBeatEntry>& beats) {
     if (signature.numerator() == 0 || signature.denominator() == 0)
         return beats;
-    const auto firstDownbeat =
-        std::find_if(beats.begin(), beats.end(), [](const auto& beat) { return beat->isDownbeat(); });
-    if (firstDownbeat == beats.end()) {
+    const BarLines barLines = barLinesOf(beats);
+    if (barLines.barCount() == 0) {
         mLog.write(LogLevel::debug, "No downbeat to apply the time signature from.");
         return std::nullopt;
     }
@@ -112,8 +94,9 @@ TarnNoteEntryStorage::_beatEntriesWithTimeSignature(const TarnTimeSignatureEntry
     for (const auto& copy : copies)
         copy->setDownbeat(false);
     const std::size_t step = signature.numerator() * std::size_t{signature.denominator() == 4 ? 2u : 1u};
-    for (auto i = static_cast<std::size_t>(firstDownbeat - beats.begin()); i < copies.size(); i += step)
-        copies[i]->setDownbeat(true);
+    const BarLines marked = barLines.markedEvery(step);
+    for (const std::size_t downbeat : marked.downbeats())
+        copies[downbeat]->setDownbeat(true);
     return copies;
 }
 

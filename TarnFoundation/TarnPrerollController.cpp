@@ -1,5 +1,6 @@
 #include "TarnFoundation/TarnPrerollController.h"
 
+#include "TarnFoundation/BeatGridReading.h"
 #include "TarnFoundation/BeatSpacing.h"
 #include "TarnFoundation/SortedSearch.h"
 
@@ -28,8 +29,8 @@ std::int64_t TarnPrerollController::storedBeatsPerBar() const {
     return signatures.front()->denominator() == 8 ? numerator : 2 * numerator;
 }
 
-std::int64_t TarnPrerollController::countInLength() const {
-    return checkedMultiply(storedBeatsPerBar(), countInBars);
+Checked<std::int64_t> TarnPrerollController::countInLength() const {
+    return tryMultiply(storedBeatsPerBar(), countInBars);
 }
 
 std::optional<std::int64_t> TarnPrerollController::anchorIndex(std::int64_t frame) const {
@@ -43,13 +44,25 @@ std::int64_t TarnPrerollController::snappedFrameForCountIn(std::int64_t closestT
     return index ? beats[*index]->location() : closestTo;
 }
 
+Checked<bool> TarnPrerollController::requiresArtificialBeatEntries(std::int64_t prerollFrame) const {
+    const auto anchor = anchorIndex(prerollFrame);
+    if (!anchor)
+        return true;
+    const auto lastOfCountIn =
+        countInLength().then([](std::int64_t length) { return trySubtract<std::int64_t>(length, 1); });
+    return lastOfCountIn.then([&](std::int64_t last) { return Checked(*anchor < last); });
+}
+
 bool TarnPrerollController::requiresArtificialBeatEntriesForPrerollFrame(std::int64_t frame) const {
-    const auto anchor = anchorIndex(frame);
-    return !anchor || *anchor < checkedSubtract<std::int64_t>(countInLength(), 1);
+    return requiresArtificialBeatEntries(frame).orAbort();
+}
+std::optional<bool>
+TarnPrerollController::tryRequiresArtificialBeatEntriesForPrerollFrame(std::int64_t frame) const {
+    return requiresArtificialBeatEntries(frame).value();
 }
 
 void TarnPrerollController::generateArtificialBeatEntriesForPrerollFrame(std::int64_t frame) {
-    const std::int64_t needed = checkedSubtract(countInLength(), anchorIndex(frame).value_or(0));
+    const std::int64_t needed = checkedSubtract(countInLength().orAbort(), anchorIndex(frame).value_or(0));
     precondition(needed >= 1, "Artificial beats are only generated where beats are missing");
     const auto beats = noteEntryStorage->beatEntries();
     const std::int64_t spacing = artificialSpacing(beats);
@@ -88,19 +101,13 @@ void TarnPrerollController::clearArtificialBeatEntries() {
 
 std::int64_t TarnPrerollController::prerollFrame(std::int64_t for_) const {
     const auto beats = noteEntryStorage->beatEntries();
-    const auto downbeatBefore = [&](std::size_t position) -> std::optional<std::size_t> {
-        while (position > 0) {
-            if (beats[--position]->isDownbeat())
-                return position;
-        }
-        return std::nullopt;
-    };
     const auto current = indexForSample(beats, for_);
-    auto downbeat = current ? downbeatBefore(*current) : std::nullopt;
+    // A few bars back, without a look at the rest of the grid.
+    auto downbeat = current ? previousDownbeat(beats, *current) : std::nullopt;
     if (!downbeat)
         return for_;
     for (std::int64_t bars = 1; bars < countInBars; ++bars) {
-        const auto previous = downbeatBefore(*downbeat);
+        const auto previous = previousDownbeat(beats, *downbeat);
         if (!previous)
             break;
         downbeat = previous;

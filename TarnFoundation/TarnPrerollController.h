@@ -30,12 +30,15 @@ public:
         return snappedFrameForCountIn(frame);
     }
 
-    /// Whether the beats up to the last one at or before the frame are fewer than a full count-in.
+    /// Whether the beats up to the last one at or before the frame are fewer than a full count-in. More beats
+    /// than 64 bits can count abort; the `try…` form then returns nothing.
     [[nodiscard]] bool requiresArtificialBeatEntriesForPrerollFrame(std::int64_t frame) const;
+    [[nodiscard]] std::optional<bool>
+    tryRequiresArtificialBeatEntriesForPrerollFrame(std::int64_t frame) const;
 
     /// Adds the beats that are missing before the first beat, at the spacing of the first eight, and marks
-    /// the downbeats of whole bars before the first downbeat behind the frame. Stops the process when none
-    /// are missing or there are fewer than eight beats.
+    /// the downbeats of whole bars before the first downbeat after the frame. Aborts when none are missing or
+    /// there are fewer than eight beats.
     void generateArtificialBeatEntriesForPrerollFrame(std::int64_t frame);
 
     /// Removes every beat before the start of the audio.
@@ -49,7 +52,8 @@ public:
 
 private:
     [[nodiscard]] std::int64_t storedBeatsPerBar() const;
-    [[nodiscard]] std::int64_t countInLength() const; ///< in stored beats
+    [[nodiscard]] Checked<std::int64_t> countInLength() const; ///< in stored beats
+    [[nodiscard]] Checked<bool> requiresArtificialBeatEntries(std::int64_t prerollFrame) const;
     [[nodiscard]] std::optional<std::int64_t> anchorIndex(std::int64_t frame) const;
 };
 

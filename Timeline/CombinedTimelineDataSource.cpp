@@ -92,13 +92,20 @@ std::shared_ptr<const TimelineItem> CombinedTimelineDataSource::item(const Index
 }
 
 std::vector<IndexPath> CombinedTimelineDataSource::indexesForItems(std::int64_t row) const {
-    const auto frames = mTimeline->frameRange(row);
+    const auto shown = mTimeline->frameRange(row);
+    using Limits = std::numeric_limits<std::int64_t>;
+    const auto first = row == 0 ? Limits::min() : shown.lower;
+    const auto last =
+        row == mTimeline->rowCount() - 1 ? Limits::max() : std::max(shown.upper, Limits::min() + 1) - 1;
     std::vector<IndexPath> paths;
     std::vector<std::size_t> indexes;
     for (std::size_t section = 0; section < mSections.size(); ++section) {
         indexes.clear();
-        mSections[section].index.forEachTouching(frames,
-                                                 [&](std::size_t index) { indexes.push_back(index); });
+        mSections[section].index.forEachTouching(first, last, [&](std::size_t index, const auto& range) {
+            const bool isShown = !shown.isEmpty() && range.lower < shown.upper && shown.lower < range.upper;
+            if (range.isEmpty() || isShown)
+                indexes.push_back(index);
+        });
         std::sort(indexes.begin(), indexes.end());
         for (const auto index : indexes)
             paths.push_back({section, index});

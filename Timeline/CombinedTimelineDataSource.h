@@ -14,7 +14,7 @@
 namespace tarn {
 
 /// Finds the ranges that have frames in common with a stretch of frames, where an empty range counts as the
-/// frame at its lower bound, in O(log n + k) for n ranges and k answers, however they overlap. A priority
+/// frame at its lower bound, in O(log n + k) for n ranges and k results, however they overlap. A priority
 /// search tree: ordered by lower bound and, as a heap, by upper bound. (E. M. McCreight, "Priority Search
 /// Trees", SIAM Journal on Computing 14 (2), 1985.)
 class TimelineItemIndex {
@@ -22,11 +22,12 @@ public:
     TimelineItemIndex() = default;
     explicit TimelineItemIndex(const std::vector<Range<std::int64_t>>& ranges);
 
-    /// Calls `found(index)` for every range that touches `frames`, in no stated order.
+    /// Calls `found(index, range)` for every range that touches a frame from `first` to `last`, both
+    /// included, in no stated order.
     template <typename Function>
-    void forEachTouching(const Range<std::int64_t>& frames, Function found) const {
-        if (!frames.isEmpty())
-            visit(mRoot, frames, found);
+    void forEachTouching(std::int64_t first, std::int64_t last, Function found) const {
+        if (first <= last)
+            visit(mRoot, first, last, found);
     }
 
 private:
@@ -43,23 +44,26 @@ private:
 
     Link build(std::vector<Node>& byLowerBound, std::size_t first, std::size_t end);
     template <typename Function>
-    void visit(Link link, const Range<std::int64_t>& frames, Function& found) const {
-        if (link == noNode || mNodes[link].lastFrame < frames.lower)
+    void visit(Link link, std::int64_t first, std::int64_t last, Function& found) const {
+        if (link == noNode || mNodes[link].lastFrame < first)
             return;
         const Node& node = mNodes[link];
-        if (node.range.lower < frames.upper)
-            found(std::size_t{node.index});
-        visit(node.left, frames, found);
-        if (node.split < frames.upper)
-            visit(node.right, frames, found);
+        if (node.range.lower <= last)
+            found(std::size_t{node.index}, node.range);
+        visit(node.left, first, last, found);
+        if (node.split <= last)
+            visit(node.right, first, last, found);
     }
 
     std::vector<Node> mNodes;
     Link mRoot = noNode;
 };
 
+/// Every item is in the rows that show its frames. A point that lies before or after all frames of the song
+/// (a count-in beat, a beat on the song's end) is in the row in which a view draws it, the first or the last.
+///
 /// Keeps the places of all items in order, so that the items of a row are found in O(log n + k) for n items
-/// of which the row shows k (and k log k to sort those). The rows themselves are asked for anew each time: a
+/// of which the row shows k (and k log k to sort those). The rows themselves are asked for each time: a
 /// changed zoom or width needs no reload, changed items do.
 class CombinedTimelineDataSource : public WrappedTimelineDataSource {
 public:

@@ -3,6 +3,7 @@
 #include "Platform/Range.h"
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 /// What a view that draws a song along a line asks for: the frames that there are, and a grid over them.
@@ -32,9 +33,11 @@ public:
 
 /// The multiples of `spacing` greater than `range.lower` and not greater than `range.upper`: a line at the
 /// beginning of a row belongs to the end of the row before. That holds for positive frames; below zero the
-/// divisions behind it truncate toward zero, which moves the lines of that side by up to one spacing. A
-/// spacing of 0 stops the process, as does an overflow.
+/// underlying divisions truncate toward zero, which moves the lines of that side by up to one spacing. A
+/// spacing of 0 aborts, as does an overflow; the `try…` form then returns nothing.
 [[nodiscard]] std::vector<std::int64_t> framesOnGridWithSpacing(std::int64_t spacing,
                                                                 Range<std::int64_t> range);
+[[nodiscard]] std::optional<std::vector<std::int64_t>> tryFramesOnGridWithSpacing(std::int64_t spacing,
+                                                                                  Range<std::int64_t> range);
 
 } // namespace tarn

@@ -18,17 +18,17 @@ public:
     /// The frames that `row` shows.
     [[nodiscard]] virtual Range<std::int64_t> frameRange(std::int64_t row) const = 0;
 
-    /// The frame ranges of all rows, in order. A negative row count stops the process.
+    /// The frame ranges of all rows, in order. A negative row count aborts.
     [[nodiscard]] std::vector<Range<std::int64_t>> rowRanges() const;
-    /// The first row that shows `frame`. Frames before the song answer row 0, frames at or after its end the
-    /// last row (-1 when there are no rows). A frame of the song that no row shows stops the process, as does
-    /// a row without valid range among those up to the answer. Takes a number of steps that is logarithmic in
-    /// the row count.
-    [[nodiscard]] std::int64_t rowIndex(std::int64_t frame) const;
+    /// The first row that shows `frame`. Frames before the song are in row 0, frames at or after its end in
+    /// the last row (-1 when there are no rows). A frame of the song that no row shows aborts, as does a row
+    /// without a valid range among those up to the result. Takes a number of steps that is logarithmic in the
+    /// row count.
+    [[nodiscard]] virtual std::int64_t rowIndex(std::int64_t frame) const;
 
 protected:
     /// Whether `frame`, which lies within the song, lies before the end of `row`. Asked for any row, in any
-    /// order; must answer even where the row's range would stop the process.
+    /// order; must not abort even where the row's range would.
     [[nodiscard]] virtual bool rowEndsAfter(std::int64_t row, std::int64_t frame) const = 0;
     /// The row that probably shows `frame`, where the search begins. Only speed depends on it.
     [[nodiscard]] virtual std::int64_t likelyRow(std::int64_t frame) const = 0;

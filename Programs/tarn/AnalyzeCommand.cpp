@@ -1,14 +1,13 @@
-#include "AnalysisEngine/AudioReader.h"
-#include "Platform/UserDefaults.h"
+#include "AnalysisEngine/AnalysisEngine.h"
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/DocumentJSON.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/OutputFile.h"
+#include "Programs/tarn/ProgramCache.h"
 #include "Programs/tarn/ProgressDisplay.h"
-#include "Programs/tarn/SongAnalysis.h"
 #include "Programs/tarn/SongChart.h"
+#include "Song/SongAnalysis.h"
 #include "TarnFoundation/Formatting/TarnFormatting.h"
-#include "TarnFoundation/Formatting/TarnUserDefaultsKeys.h"
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
 
 #include <CLI/CLI.hpp>
@@ -16,7 +15,6 @@
 #include <csignal>
 #include <iostream>
 #include <memory>
-#include <random>
 
 namespace tarn::program {
 
@@ -30,6 +28,7 @@ struct AnalyzeOptions {
     std::string midi;     ///< empty: none
     std::string picture;  ///< empty: none
     bool force = false;
+    bool relink = false;
     bool json = false;
 };
 
@@ -54,63 +53,39 @@ private:
     struct sigaction mEarlier {};
 };
 
-std::string newIdentifier() {
-    std::random_device random;
-    std::string identifier;
-    for (const int length : {8, 4, 4, 4, 12}) {
-        if (!identifier.empty())
-            identifier += '-';
-        for (int i = 0; i < length; ++i)
-            identifier += "0123456789ABCDEF"[random() % 16];
-    }
-    return identifier;
-}
-
-bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+/// The file by a name that it keeps: /dev/stdin and its like lead to another one in each process.
+std::filesystem::path namedFile(const std::filesystem::path& given) {
     std::error_code error;
-    const auto canonical = [&](const std::filesystem::path& file) { // of a file that need not exist
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(file, error), error);
-    };
-    return canonical(a) == canonical(b);
+    if (!given.string().starts_with("/dev/") && !given.string().starts_with("/proc/"))
+        return given;
+    auto file = std::filesystem::canonical(given, error);
+    return error ? given : file;
 }
 
-/// The song's name for a document that is kept in `documentFile`.
-std::string songNameFrom(const std::filesystem::path& documentFile, const std::filesystem::path& song) {
-    const auto absolute = std::filesystem::absolute(song).lexically_normal();
-    auto name =
-        absolute.lexically_relative(std::filesystem::absolute(documentFile).lexically_normal().parent_path());
-    if (name.empty() || *name.begin() == "..")
-        name = absolute;
-    const auto text = name.u8string();
-    return {text.begin(), text.end()};
-}
-
-/// The document in the file when there is one, or a new one for the recording.
-std::shared_ptr<SongDocument> openOrMake(const std::filesystem::path& file, const AudioFacts& audio,
-                                         const std::filesystem::path& song) {
-    std::error_code error;
-    if (!std::filesystem::exists(file, error))
-        return std::make_shared<SongDocument>(
-            Recording{songNameFrom(file, song), audio.sampleRate, audio.frameCount, newIdentifier()});
-    if (!std::filesystem::is_regular_file(file, error)) // a device may never end, and is never a document
-        throw Failure(ExitStatus::unwritableOutput,
-                      file.string() + ": a document cannot be kept there; name an ordinary file");
-    auto document = SongDocument::open(file);
-    if (document->recording.sampleRate != audio.sampleRate ||
-        document->recording.frameCount != audio.frameCount)
-        throw Failure(ExitStatus::refusedEdit,
-                      file.string() + ": this document belongs to another recording (" +
-                          document->recording.fileName + "); name another document with -o");
-    return document;
-}
-
-void printSummary(const SongDocument& document, const AudioFacts& audio, const AnalyzeOptions& options,
-                  const std::filesystem::path& file) {
-    std::cout << songFacts(document) << "Chords     " << firstChords(document, kListedChordCount) << "\n";
+/// What the user should know besides the result.
+std::vector<std::string> notesOn(const SongAnalysisOutcome& outcome) {
+    const Song& song = *outcome.song;
+    const RecordingFacts& audio = outcome.recording;
+    std::vector<std::string> notes;
     if (audio.frameCount < audio.declaredFrames)
-        std::cout << "Note       only the first " << formattedDuration(document.seconds(audio.frameCount))
-                  << " of " << formattedDuration(document.seconds(audio.declaredFrames))
-                  << " could be read\n";
+        notes.push_back("only the first " + formattedDuration(song.seconds(audio.frameCount)) + " of " +
+                        formattedDuration(song.seconds(audio.declaredFrames)) + " could be read");
+    if (outcome.wasEncodedAgain)
+        notes.emplace_back(
+            "the file was encoded or tagged again since the document was made; it sounds the same");
+    for (const std::string& kind : outcome.keptKinds)
+        notes.push_back(kind + " entries that were changed during the analysis are kept as they are");
+    if (outcome.former)
+        notes.push_back("the former document is kept as " + outcome.former->string());
+    return notes;
+}
+
+void printSummary(const SongAnalysisOutcome& outcome, const AnalyzeOptions& options,
+                  const std::filesystem::path& file) {
+    std::cout << songFacts(*outcome.song) << "Chords     " << firstChords(*outcome.song, kListedChordCount)
+              << "\n";
+    for (const std::string& note : notesOn(outcome))
+        std::cout << "Note       " << note << "\n";
     std::cout << "Document   " << file.string() << "\n";
     if (!options.midi.empty())
         std::cout << "MIDI file  " << options.midi << "\n";
@@ -118,8 +93,26 @@ void printSummary(const SongDocument& document, const AudioFacts& audio, const A
         std::cout << "Picture    " << options.picture << "\n";
 }
 
+SongAnalysisOutcome analyzeWithProgress(const std::filesystem::path& song,
+                                        const std::filesystem::path& document,
+                                        const AnalyzeOptions& options) {
+    const InterruptWatch watch;
+    registerAnalysisEngine();
+    ProgressDisplay display(options.json);
+    try {
+        return analyzeIntoDocument(
+            song, document,
+            {options.force, options.relink,
+             [&](double fraction, const std::string& activity) { display.show(fraction, activity); },
+             &InterruptWatch::isInterrupted});
+    } catch (const SongAnalysisCancelled&) {
+        throw Failure(ExitStatus::cancelled,
+                      song.string() + ": the analysis was cancelled; nothing was written");
+    }
+}
+
 void analyze(const AnalyzeOptions& options) {
-    const std::filesystem::path song(options.song);
+    const std::filesystem::path song = namedFile(options.song);
     std::filesystem::path file(options.document);
     if (file.empty())
         file = std::filesystem::path(song).replace_extension(".tarn");
@@ -131,42 +124,30 @@ void analyze(const AnalyzeOptions& options) {
     // Whoever reads the output may stop reading; the document is worth more than the lines.
     std::signal(SIGPIPE, SIG_IGN);
 
-    const InterruptWatch watch;
-    const AudioFacts audio = readAudioFacts(song, &InterruptWatch::isInterrupted);
     checkWritable(file);
     for (const std::filesystem::path output : {options.midi, options.picture}) {
         if (output.empty())
             continue;
         checkWritable(output);
-        if (isSameFile(output, song) || isSameFile(output, file))
-            throw Failure(ExitStatus::usage,
-                          output.string() + ": this is the song or its document; name another file");
+        refuseOutputOverInputs(output, {song, file});
     }
-    const auto document = openOrMake(file, audio, song);
-    if (options.force) {
-        UserDefaults::standard().setVolatileValue(TarnUserDefaultsKeyForceMIRProcessing, "true");
-        removeAnalysis(*document);
-    }
-    if (!isAnalyzed(*document)) {
-        ProgressDisplay display(options.json);
-        analyzeSong(
-            *document, song,
-            [&](double fraction, const std::string& activity) { display.show(fraction, activity); },
-            &InterruptWatch::isInterrupted);
-    }
-    document->recording.fileName = songNameFrom(file, song);
-    SongDocument::save(document, file);
+    const SongAnalysisOutcome outcome = analyzeWithProgress(song, file, options);
+    markCacheUsed(outcome.recording.digest);
+    trimCache(kLargestCache); // what cannot be removed does not spoil the analysis
     if (!options.midi.empty())
-        writeMIDIFile(*document,
+        writeMIDIFile(*outcome.song,
                       {{TarnNoteEntryStorageMIDIExportNotesOptionKey, true},
                        {TarnNoteEntryStorageMIDIExportChordsOptionKey, true}},
                       options.midi);
     if (!options.picture.empty())
-        writeSongPicture(*document, file, options.picture, {});
-    if (options.json)
-        printJSON(*document);
-    else
-        printSummary(*document, audio, options, file);
+        writeSongPicture(*outcome.song, file, options.picture, {});
+    if (options.json) {
+        printJSON(*outcome.song);
+        for (const std::string& note : notesOn(outcome))
+            std::cerr << "tarn: " << note << "\n";
+    } else {
+        printSummary(outcome, options, file);
+    }
 }
 
 } // namespace
@@ -185,7 +166,12 @@ void addAnalyzeCommand(CLI::App& app) {
         ->type_name("FILE.tarn");
     command->add_flag(
         "--force", options->force,
-        "Find everything anew, in place of the document's chords, beats, metre, tempo, key and tuning");
+        "Find everything again, in place of the document's chords, beats, metre, tempo, key and tuning; the "
+        "former document is kept as FILE.tarn~");
+    command->add_flag(
+        "--relink", options->relink,
+        "Take a recording that sounds different for the document's: another mix or master of the "
+        "same song, as long and at the same speed");
     command->add_option("--midi", options->midi, "Also write notes and chords as a MIDI file")
         ->type_name("OUT.mid");
     command->add_option("--picture", options->picture, "Also draw the song")->type_name("OUT.svg");

@@ -1,37 +1,24 @@
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
-#include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
+#include "Programs/tarn/ProgramCache.h"
 
 #include <CLI/CLI.hpp>
 
-#include <filesystem>
+#include <cstdint>
+#include <iomanip>
 #include <iostream>
 #include <memory>
-#include <vector>
+#include <optional>
+#include <sstream>
 
 namespace tarn::program {
 
 namespace {
 
-using Controller = TarnMusicInformationRetrievalController;
-
-struct CacheFile {
-    std::filesystem::path path;
-    std::uintmax_t size = 0; ///< bytes
+struct CacheOptions {
+    bool clear = false;
+    std::optional<std::uint64_t> largest; ///< bytes
 };
-
-/// The files in a cache folder; none when it cannot be read.
-std::vector<CacheFile> filesIn(const std::filesystem::path& folder) {
-    std::vector<CacheFile> files;
-    std::error_code ended;
-    for (std::filesystem::directory_iterator entry(folder, ended), end; !ended && entry != end;
-         entry.increment(ended)) {
-        std::error_code unreadable;
-        if (const auto size = entry->file_size(unreadable); !unreadable)
-            files.push_back({entry->path(), size});
-    }
-    return files;
-}
 
 std::string sizeText(std::uintmax_t bytes) {
     if (bytes < 1000)
@@ -45,39 +32,44 @@ std::string sizeText(std::uintmax_t bytes) {
     return text.str();
 }
 
-void remove(const CacheFile& file) {
-    std::error_code error;
-    std::filesystem::remove(file.path, error);
-    if (error)
-        throw Failure(ExitStatus::unwritableOutput, file.path.string() + ": it cannot be removed (" +
-                                                        error.message() +
-                                                        "); look at the folder's permissions");
+void print(const CacheFolder& folder, const char* then) {
+    std::cout << folder.path.string() << "  " << folder.fileCount
+              << (folder.fileCount == 1 ? " file, " : " files, ") << sizeText(folder.size) << then << "\n";
 }
 
-void cache(bool clear) {
-    for (const char* name : {"Spectrograms", "Waveforms", "Chords"}) {
-        const auto folder = Controller::cacheURLFor(name);
-        const auto files = filesIn(folder);
-        std::uintmax_t size = 0;
-        for (const CacheFile& file : files) {
-            size += file.size;
-            if (clear)
-                remove(file);
-        }
-        std::cout << folder.string() << "  " << files.size() << (files.size() == 1 ? " file, " : " files, ")
-                  << sizeText(size) << (clear ? ", removed" : "") << "\n";
+void cache(const CacheOptions& options) {
+    const auto before = cacheFolders();
+    if (options.clear || options.largest) {
+        if (const auto failure = trimCache(options.clear ? 0 : *options.largest))
+            throw Failure(ExitStatus::unwritableOutput, *failure + "; look at the folder's permissions");
     }
+    for (const CacheFolder& folder : options.clear ? before : cacheFolders())
+        print(folder, options.clear ? ", removed" : "");
 }
 
 } // namespace
 
 void addCacheCommand(CLI::App& app) {
     CLI::App* const command =
-        app.add_subcommand("cache", "Say where the analysis keeps its caches and how large they are");
-    const auto clear = std::make_shared<bool>(false);
-    command->add_flag("--clear", *clear, "Remove the cached files; an analysis makes them again");
-    command->footer("Example:\n  tarn cache --clear");
-    command->callback([clear] { cache(*clear); });
+        app.add_subcommand("cache", "Say where the program keeps its caches and how large they are");
+    const auto options = std::make_shared<CacheOptions>();
+    auto* const clear =
+        command->add_flag("--clear", options->clear, "Remove the cached files; an analysis makes them again");
+    command
+        ->add_option("--max-size", options->largest,
+                     "Remove the files that have not been used for longest until the rest is no larger: "
+                     "300MB, 1GB. An analysis does so with 512MB")
+        ->check(CLI::Validator(
+            [](const std::string& text) {
+                const bool isSize = text.find_first_not_of("0123456789") != 0 && text.size() <= 15;
+                return isSize ? "" : "a size is a whole number such as 300MB or 1GB";
+            },
+            ""))
+        ->transform(CLI::AsSizeValue(true).description(""))
+        ->type_name("SIZE")
+        ->excludes(clear);
+    command->footer("Example:\n  tarn cache --max-size 100MB");
+    command->callback([options] { cache(*options); });
 }
 
 } // namespace tarn::program

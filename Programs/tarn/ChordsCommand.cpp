@@ -27,18 +27,31 @@ std::string tones(const KELPChord& chord) {
     return text;
 }
 
+/// What the search finds; where it finds nothing, the chord that the text names: one over a bass ("C/G") or
+/// "N.C.".
+std::vector<KELPChordRef> chordsFor(const std::string& text) {
+    std::vector<KELPChordRef> chords;
+    for (const auto& result : ChordDetectionResults::_arrayWithChordsMatchingSearchString(text))
+        chords.push_back(result->chord());
+    if (auto named = chords.empty() ? KELPChord::chordWithString(text) : nullptr)
+        chords.push_back(std::move(named));
+    if (chords.empty())
+        throw Failure(ExitStatus::usage,
+                      "no chord matches '" + text +
+                          "'; begin with a note and a part of a chord's name, as in F#m or "
+                          "Ebmaj, or name a chord over a bass note (C/G) or N.C.");
+    return chords;
+}
+
 void listChords(const std::string& text) {
-    const auto results = ChordSearchResults::arrayWithChordsMatchingSearchString(text);
-    if (results.empty())
-        throw Failure(ExitStatus::usage, "no chord matches '" + text +
-                                             "'; begin with a note and a part of a chord's name, "
-                                             "as in F#m or Ebmaj");
+    const auto chords = chordsFor(text);
     std::size_t width = 0;
-    for (const auto& result : results)
-        width = std::max(width, result->chord()->string().size());
-    for (const auto& result : results) {
-        const std::string name = result->chord()->string();
-        std::cout << name << std::string(width - name.size() + 3, ' ') << tones(*result->chord()) << "\n";
+    for (const auto& chord : chords)
+        width = std::max(width, chord->string().size());
+    for (const auto& chord : chords) {
+        const std::string name = chord->string();
+        std::cout << name << std::string(width - name.size() + 3, ' ')
+                  << (chord->isNoChord() ? "no chord" : tones(*chord)) << "\n";
     }
 }
 
@@ -48,10 +61,13 @@ void addChordsCommand(CLI::App& app) {
     CLI::App* const command =
         app.add_subcommand("chords", "List the chords that a text may mean, with their tones");
     const auto text = std::make_shared<std::string>();
-    command->add_option("text", *text, "A root, then a part of a chord's name, then / for inversions")
+    command
+        ->add_option(
+            "text", *text,
+            "A root, then a part of a chord's name, then / for inversions or / and a bass note; or N.C.")
         ->required()
         ->type_name("TEXT");
-    command->footer("Example:\n  tarn chords F#m7");
+    command->footer("Example:\n  tarn chords F#m7\n  tarn chords C/G");
     command->callback([text] { listChords(*text); });
 }
 

@@ -1,6 +1,9 @@
 #include "Programs/tarn/DocumentJSON.h"
 
+#include "Platform/UTF8.h"
 #include "Programs/tarn/AnnotationText.h"
+#include "Programs/tarn/TerminalText.h"
+#include "TarnFoundation/BeatGridReading.h"
 
 #include <algorithm>
 #include <charconv>
@@ -21,6 +24,15 @@ double shortestDecimal(float number) {
     double result = number;
     std::from_chars(text, printed.ptr, result);
     return result;
+}
+
+/// "\\u202e", of a character below 0x10000.
+std::string escapeSequence(char32_t character) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string sequence = "\\u";
+    for (int shift = 12; shift >= 0; shift -= 4)
+        sequence += kDigits[character >> shift & 0xF];
+    return sequence;
 }
 
 ordered_json textOrNull(const std::optional<std::string>& text) {
@@ -78,7 +90,7 @@ ordered_json keyJSON(const KELPKeyRef& key) {
 
 } // namespace
 
-ordered_json documentJSON(const SongDocument& document) {
+ordered_json documentJSON(const Song& document) {
     const TarnNoteEntryStorage& notes = *document.notes;
     ordered_json json{{"sampleRate", document.recording.sampleRate},
                       {"frameCount", document.recording.frameCount},
@@ -101,9 +113,7 @@ ordered_json documentJSON(const SongDocument& document) {
     json["beats"] = arrayJSON(notes.beatEntries(), [](const TarnBeatEntry& beat, ordered_json& element) {
         element["downbeat"] = beat.isDownbeat();
     });
-    json["countedBeats"] = ordered_json::array();
-    for (const auto& beat : notes.beatEntriesFilteredByTimeSignature())
-        json["countedBeats"].push_back(beat->location());
+    json["countedBeats"] = countedBeatGridOf(notes).locations();
     json["chords"] = arrayJSON(notes.chordEntries(), describeChord);
     json["notes"] = arrayJSON(notes.noteEntries(), describeNote);
     json["regions"] =
@@ -124,10 +134,21 @@ ordered_json documentJSON(const SongDocument& document) {
     return json;
 }
 
-void printJSON(const SongDocument& document) {
+void printJSON(const Song& document) {
     constexpr int compact = -1;
-    std::cout << documentJSON(document).dump(compact, ' ', false, ordered_json::error_handler_t::replace)
-              << "\n";
+    const std::string json =
+        documentJSON(document).dump(compact, ' ', false, ordered_json::error_handler_t::replace);
+    // The serializer escapes what JSON requires. The controls that are left stand in names; escaped, they
+    // mean the same and do nothing to a terminal.
+    std::string text;
+    for (std::size_t i = 0; i < json.size();) {
+        const char32_t character = nextUTF8(json, i);
+        if (isControl(character))
+            text += escapeSequence(character);
+        else
+            appendUTF8(text, character);
+    }
+    std::cout << text << "\n";
 }
 
 } // namespace tarn::program

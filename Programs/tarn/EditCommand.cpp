@@ -1,11 +1,11 @@
 #include "Programs/tarn/Commands.h"
+#include "Programs/tarn/DocumentChange.h"
 #include "Programs/tarn/Edits.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/SongPositions.h"
 
 #include <CLI/CLI.hpp>
 
-#include <iostream>
 #include <memory>
 
 namespace tarn::program {
@@ -20,14 +20,8 @@ struct EditOptions {
 void editDocument(const EditOptions& options) {
     try {
         const auto edits = parseEdits(options.edits);
-        const auto document = SongDocument::open(options.document);
-        const auto changes = applyEdits(*document, edits);
-        if (!options.isDryRun)
-            SongDocument::save(document, options.document);
-        for (const std::string& change : changes)
-            std::cout << change << "\n";
-        if (options.isDryRun)
-            std::cout << "dry run: " << options.document << " is unchanged\n";
+        changeDocument(options.document, options.isDryRun,
+                       [&](Song& song) { return applyEdits(song, edits); });
     } catch (const EditSyntaxError& error) {
         throw Failure(ExitStatus::usage, error.what());
     } catch (const EditRefused& refusal) {
@@ -41,7 +35,8 @@ std::string helpText() {
     for (const EditForm& form : editForms())
         text += "  " + form.form + "\n      " + std::string(form.example) + "\n";
     return text + "\nPOSITION: 3:1 bar and beat, 3:2+ or 3:2+1/4 part of the way to the next beat,\n"
-                  "  1:05.2 or 65.2s time, @132300 frame, start, end\n"
+                  "  0:24, 1:05, 1:05.2, 65.2s time, @132300 frame, start, end\n"
+                  "  (3:10 is a beat, 3:09 and 0:10 are times: bars and beats never begin with 0)\n"
                   "LENGTH: 1 beat, 1/2 beat, 2 bars, 0.5s, 300ms, 441 frames\n"
                   "NAME: Chorus, \"Verse 2\", Chorus#2 (the second of that name)\n"
                   "\nAll edits of a call are kept, or none.\n"

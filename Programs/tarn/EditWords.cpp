@@ -57,7 +57,7 @@ void EditWords::expect(std::string_view keyword) {
 
 void EditWords::expectEnd() const {
     if (!isAtEnd())
-        throw EditWordError("'" + mWords[mNext].text + "' is too much");
+        throw EditWordError("'" + mWords[mNext].text + "' is one word too many");
 }
 
 std::size_t EditWords::oneOf(std::initializer_list<std::string_view> keywords) {
@@ -100,9 +100,7 @@ Position EditWords::position() {
     const std::string text = word("a position");
     auto position = Position::make(text);
     if (!position)
-        throw EditWordError("'" + text +
-                            "' is no position (bar and beat 3:1, time 1:05.2 or 65.2s, frame @132300, start, "
-                            "end)");
+        throw EditWordError("'" + text + "' is not a valid position (" + Position::kForms + ")");
     return *std::move(position);
 }
 
@@ -115,7 +113,7 @@ Distance EditWords::distance() {
     const auto distance = Distance::make(amount, unit);
     if (!distance)
         throw EditWordError("'" + amount + " " + unit +
-                            "' is no length (1 beat, 1/2 beat, 2 bars, 0.5s, 300ms, 441 frames)");
+                            "' is not a valid length (1 beat, 1/2 beat, 2 bars, 0.5s, 300ms, 441 frames)");
     return *distance;
 }
 
@@ -123,7 +121,7 @@ KELPChordRef EditWords::chord() {
     const std::string text = word("a chord");
     auto chord = chordWithLabelOrName(text);
     if (!chord)
-        throw EditWordError("'" + text + "' is no chord (F#m7, Bb/D, N.C.; 'tarn chords' searches)");
+        throw EditWordError("'" + text + "' is not a valid chord (F#m7, Bb/D, N.C.; 'tarn chords' searches)");
     return chord;
 }
 
@@ -137,7 +135,7 @@ KELPPitchRef EditWords::pitch() {
         if (pitch->semitones() == pitch->midiNote())
             return pitch;
     }
-    throw EditWordError("'" + text + "' is no note with its octave (E4, Bb3, C-1 to G9)");
+    throw EditWordError("'" + text + "' is not a note with its octave (E4, Bb3, C-1 to G9)");
 }
 
 EntryReference EditWords::reference() {

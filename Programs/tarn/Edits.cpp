@@ -3,7 +3,7 @@
 #include "KELPMusic/KELPKey.h"
 #include "Programs/tarn/EditWords.h"
 #include "Programs/tarn/TextTable.h"
-#include "TarnFoundation/BeatSpacing.h"
+#include "TarnFoundation/BeatGridReading.h"
 #include "TarnFoundation/NoteEntryStorageError.h"
 #include "TarnFoundation/RegionEditing.h"
 #include "TarnFoundation/SortedSearch.h"
@@ -17,8 +17,7 @@
 namespace tarn::program {
 namespace {
 
-using Action = std::function<std::string(SongDocument&)>;
-using Beats = EntryList<TarnBeatEntry>;
+using Action = std::function<std::string(Song&)>;
 using RegionRef = std::shared_ptr<TarnRegionEntry>;
 
 [[noreturn]] void refuse(const std::string& reason) {
@@ -40,12 +39,12 @@ std::int64_t positionsPerBeat(const TarnNoteEntryStorage& notes) {
     return notes.useQuarterNoteSpacing() ? 2 : 1;
 }
 
-/// Where the last bar ends: one beat distance behind the last beat, but not behind the recording.
-std::int64_t endOfGrid(const SongDocument& document, const Beats& beats) {
-    const std::int64_t last = beats.back()->location();
+/// Where the last bar ends: one beat distance after the last beat, but not after the recording.
+std::int64_t endOfGrid(const Song& document, const BeatGrid& grid) {
+    const std::int64_t last = grid.locations().back();
     const std::int64_t frameCount = document.recording.frameCount;
     const std::int64_t natural =
-        beats.size() > 1 ? last + (last - beats[beats.size() - 2]->location()) : frameCount;
+        grid.size() > 1 ? last + (last - grid.locations()[grid.size() - 2]) : frameCount;
     return frameCount > last ? std::min(natural, frameCount) : std::max(natural, last + 1);
 }
 
@@ -59,25 +58,26 @@ struct StoredBar {
     std::int64_t previousSize = 0;
 };
 
-StoredBar storedBar(const SongDocument& document, std::int64_t number) {
-    const SongPositions positions(document);
-    const auto& downbeat = positions.bar(number).beatEntry();
+StoredBar storedBar(const Song& document, std::int64_t number) {
+    const std::int64_t start = SongPositions(document).startOfBar(number);
     const auto beats = document.notes->beatEntries();
-    const std::size_t first = *firstIndexOfEntryWithId(beats, downbeat->eventId());
-    StoredBar bar{downbeat->eventId(), downbeat->location(), endOfGrid(document, beats)};
-    std::size_t end = first + 1;
-    while (end < beats.size() && !beats[end]->isDownbeat())
-        ++end;
-    if (end < beats.size())
-        bar.end = beats[end]->location();
-    bar.size = static_cast<std::int64_t>(end - first);
-    std::size_t previous = first;
-    while (previous > 0 && !beats[--previous]->isDownbeat())
-        continue;
-    bar.previousSize = static_cast<std::int64_t>(first - previous);
-    if (first > 0 && beats[previous]->isDownbeat())
-        bar.previousStart = beats[previous]->location();
-    return bar;
+    const BeatGrid grid = beatGridOf(beats);
+    // Counted bars are the stored ones from the start of the recording on.
+    const auto downbeats = grid.downbeatLocations();
+    const auto countedIn = std::lower_bound(downbeats.begin(), downbeats.end(), 0) - downbeats.begin();
+    const auto downbeat = grid.barLines().downbeats()[static_cast<std::size_t>(countedIn + number - 1)];
+    const std::uint64_t identifier = beats[downbeat]->eventId();
+    // The document knows the bar by its identifier: the first beat that has it.
+    const std::size_t first = *firstIndexOfEntryWithId(beats, identifier);
+    const auto bar = grid.barLines().stretchFrom(first);
+    const auto previous = grid.barLines().stretchBefore(first);
+    const bool followsBar = !previous.isEmpty() && grid.barLines().isDownbeat(previous.lower);
+    return {identifier,
+            start,
+            grid.endOf(bar, endOfGrid(document, grid)),
+            static_cast<std::int64_t>(sizeOf(bar)),
+            followsBar ? grid.locations()[previous.lower] : 0,
+            static_cast<std::int64_t>(sizeOf(previous))};
 }
 
 std::string metreOf(const TarnNoteEntryStorage& notes) {
@@ -97,11 +97,11 @@ Action setMetre(EditWords& words) {
     constexpr int kLargestNumerator = 32;
     if (numerator < 1 || numerator > kLargestNumerator || (denominator != "4" && denominator != "8") ||
         text != std::to_string(numerator) + "/" + denominator)
-        throw EditWordError("'" + text +
-                            "' is no metre of quarters or eighths (3/4, 6/8; 2/2 is counted as 4/4)");
+        throw EditWordError(
+            "'" + text + "' is not a valid metre of quarters or eighths (3/4, 6/8; 2/2 is counted as 4/4)");
     const auto top = static_cast<std::uint8_t>(numerator);
     const auto bottom = static_cast<std::uint8_t>(denominator == "4" ? 4 : 8);
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const std::string before = metreOf(notes);
         notes.setTimeSignature(top, bottom);
@@ -115,7 +115,7 @@ Action moveBar(EditWords& words) {
     const std::int64_t number = words.wholeNumber("the number of a bar");
     words.expect("to");
     const Position to = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const SongPositions positions(document);
         const StoredBar bar = storedBar(document, number);
         const std::int64_t target = positions.frame(to);
@@ -136,7 +136,7 @@ Action setBarBeats(EditWords& words) {
     const std::int64_t number = words.wholeNumber("the number of a bar");
     words.takeIf("=");
     const std::int64_t count = words.wholeNumber("a number of beats");
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         constexpr std::int64_t kMostBeats = 64;
         if (count < 1 || count > kMostBeats)
             refuse("a bar has 1 to " + std::to_string(kMostBeats) + " beats");
@@ -156,7 +156,7 @@ Action shiftDownbeats(EditWords& words) {
     bool inPositions = false;
     if (!words.isAtEnd())
         inPositions = words.oneOf({"beat", "beats", "eighth", "eighths"}) >= 2;
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const auto count = static_cast<std::int64_t>(notes.beatEntries().size());
         if (SongPositions(document).barCount() == 0)
@@ -167,9 +167,7 @@ Action shiftDownbeats(EditWords& words) {
         notes.shiftDownbeatsByOffset(amount * unit);
         const SongPositions positions(document);
         return "downbeats moved; " + counted(positions.barCount(), "bar") +
-               (positions.barCount() > 0
-                    ? ", the first at @" + std::to_string(positions.bar(1).beatEntry()->location())
-                    : "");
+               (positions.barCount() > 0 ? ", the first at @" + std::to_string(positions.startOfBar(1)) : "");
     };
 }
 
@@ -181,18 +179,15 @@ Action offsetDownbeats(EditWords& words) {
     const Position from = words.position();
     words.expect("to");
     const Position to = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const SongPositions positions(document);
         const std::int64_t start = positions.frame(from);
         const std::int64_t end = positions.frame(to);
         const auto beats = notes.beatEntries();
-        const auto firstAtOrPast = [&](std::int64_t frame) {
-            return lowerBound(beats, frame,
-                              [](const auto& beat, std::int64_t at) { return beat->location() < at; });
-        };
-        const std::size_t first = firstAtOrPast(start);
-        const std::size_t past = firstAtOrPast(end);
+        const BeatGrid grid = beatGridOf(beats);
+        const std::size_t first = grid.firstAtOrAfter(start);
+        const std::size_t past = grid.firstAtOrAfter(end);
         if (past < first + 2)
             refuse("there are no two beats between " + from.text + " and " + to.text);
         const auto length = static_cast<std::int64_t>(past - first);
@@ -200,19 +195,16 @@ Action offsetDownbeats(EditWords& words) {
         if (amount < -length / unit || amount > length / unit)
             refuse("there are only " + counted(static_cast<std::size_t>(length / unit), "beat") +
                    " between " + from.text + " and " + to.text);
-        std::size_t moved = 0;
-        for (std::size_t i = first; i < past; ++i) {
-            if (!beats[i]->isDownbeat())
-                continue;
-            const auto target = (static_cast<std::int64_t>(i - first) + amount * unit + length) % length;
-            if (beats[first + static_cast<std::size_t>(target)]->isDownbeat())
+        const auto lines = barLinesOf(BeatEntries(beats).subspan(first, past - first));
+        const auto moves = lines.moves(amount * unit);
+        for (const auto& move : moves) {
+            if (lines.isDownbeat(move.to))
                 refuse("a downbeat would fall on another one");
-            ++moved;
         }
-        if (moved == 0)
+        if (moves.empty())
             refuse("no bar begins between " + from.text + " and " + to.text);
         notes.offsetDownbeatEntries(amount * unit, beats[first]->eventId(), beats[past - 1]->eventId());
-        return counted(moved, "downbeat") + " moved between " + from.text + " and " + to.text;
+        return counted(moves.size(), "downbeat") + " moved between " + from.text + " and " + to.text;
     };
 }
 
@@ -228,12 +220,12 @@ Action setKey(EditWords& words) {
     if (!tonic || tonic->isNoChord() || tonic->addedBass() ||
         (tonic->chordIntervals() != *KELPChordIntervalsWithID(1) &&
          tonic->chordIntervals() != *KELPChordIntervalsWithID(2)))
-        throw EditWordError("'" + text + "' is no key (C, Ebm, F# minor)");
-    return [=](SongDocument& document) {
+        throw EditWordError("'" + text + "' is not a valid key (C, Ebm, F# minor)");
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const auto before = notes.globalKey();
         const auto chordsBefore = notes.chordEntries();
-        const auto key = KELPKey::keyWithTonicChord(tonic);
+        const auto key = KELPKey::makeWithTonicChord(tonic);
         notes.overrideGlobalKey(key);
         const auto chords = notes.chordEntries();
         std::size_t respelled = 0;
@@ -251,7 +243,7 @@ Action setKey(EditWords& words) {
 /// The entry that a reference names among the kind's entries, in the order of time. `holds` says whether an
 /// entry is the one at a frame.
 template <typename Entry, typename Holds>
-std::shared_ptr<Entry> find(const SongDocument& document, const EntryList<Entry>& entries,
+std::shared_ptr<Entry> find(const Song& document, const EntryList<Entry>& entries,
                             const EntryReference& reference, const std::string& kind, Holds holds) {
     const SongPositions positions(document);
     if (reference.at) {
@@ -294,26 +286,26 @@ std::shared_ptr<Entry> find(const SongDocument& document, const EntryList<Entry>
            places + "); write " + reference.name + "#2 for the second, or at and a place in it");
 }
 
-RegionRef findRegion(const SongDocument& document, const EntryReference& reference) {
+RegionRef findRegion(const Song& document, const EntryReference& reference) {
     return find(
         document, document.notes->regionEntries(), reference, "region",
         [](const TarnRegionEntry& region, std::int64_t frame) { return region.containsLocation(frame); });
 }
 
-std::shared_ptr<TarnSectionEntry> findSection(const SongDocument& document, const EntryReference& reference) {
+std::shared_ptr<TarnSectionEntry> findSection(const Song& document, const EntryReference& reference) {
     return find(
         document, document.structure->sectionEntries(), reference, "section",
         [](const TarnSectionEntry& section, std::int64_t frame) { return section.location() <= frame; });
 }
 
-std::shared_ptr<TarnMarkerEntry> findMarker(const SongDocument& document, const EntryReference& reference) {
+std::shared_ptr<TarnMarkerEntry> findMarker(const Song& document, const EntryReference& reference) {
     return find(document, document.notes->markerEntries(), reference, "marker",
                 [](const TarnMarkerEntry& marker, std::int64_t frame) { return marker.location() == frame; });
 }
 
 // Regions
 
-std::string described(const SongDocument& document, const TarnRegionEntry& region) {
+std::string described(const Song& document, const TarnRegionEntry& region) {
     const SongPositions positions(document);
     return quoted(region.name().value_or("")) + " from " + positions.name(region.location()) + " to " +
            positions.name(region.end());
@@ -332,9 +324,9 @@ RegionRef newRegion(TarnNoteEntryStorage& notes, std::size_t kind) {
     }
 }
 
-void addRegionBetween(SongDocument& document, const RegionRef& region, std::int64_t start, std::int64_t end) {
+void addRegionBetween(Song& document, const RegionRef& region, std::int64_t start, std::int64_t end) {
     if (start >= end)
-        refuse("a region must end behind its start");
+        refuse("a region must end after its start");
     for (const auto& other : document.notes->regionEntries()) {
         if (other->location() < end && start < other->end())
             refuse("the region " + described(document, *other) + " is in the way");
@@ -344,13 +336,13 @@ void addRegionBetween(SongDocument& document, const RegionRef& region, std::int6
 }
 
 /// Lets the region fill the bar at the frame, as far as other regions leave it free.
-void addRegionInBar(SongDocument& document, const RegionRef& region, std::int64_t frame) {
+void addRegionInBar(Song& document, const RegionRef& region, std::int64_t frame) {
     auto& notes = *document.notes;
     const auto beats = notes.beatEntries();
     if (beats.empty())
         refuse("the song has no bars yet; write where the region starts and ends");
     auto holding = notes.regionEntryContaining(frame);
-    // A region's end still belongs to it when another one is dropped there: aim right behind it.
+    // A region's end still belongs to it when another one is dropped there: aim right after it.
     if (!holding && notes.regionEntryForLocation(frame))
         holding = notes.regionEntryForLocation(++frame);
     if (holding)
@@ -372,7 +364,7 @@ Action addRegion(EditWords& words) {
         words.expect("to");
         to = words.position();
     }
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const SongPositions positions(document);
         const auto region = newRegion(*document.notes, kind);
         if (name)
@@ -387,7 +379,7 @@ Action addRegion(EditWords& words) {
 
 Action removeRegion(EditWords& words) {
     const auto reference = words.reference();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto region = findRegion(document, reference);
         document.notes->removeRegionEntry(region);
         return "region " + described(document, *region) + " removed";
@@ -398,7 +390,7 @@ Action renameRegion(EditWords& words) {
     const auto reference = words.reference();
     words.expect("to");
     const std::string name = words.word("a name");
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto region = findRegion(document, reference);
         const auto renamed = document.notes->copyOfRegionEntry(region);
         renamed->setName(name);
@@ -436,7 +428,7 @@ Movement movement(EditWords& words) {
 
 /// The grid, and the steps over it or the distance in frames, that take a boundary at `frame` where the
 /// movement leads it.
-std::pair<RegionSnapGrid, std::int64_t> stepsOf(const SongDocument& document, const Movement& movement,
+std::pair<RegionSnapGrid, std::int64_t> stepsOf(const Song& document, const Movement& movement,
                                                 std::int64_t frame) {
     const SongPositions positions(document);
     if (movement.to)
@@ -473,7 +465,7 @@ RegionRef movedRegion(Move move) {
 }
 
 /// `former` are the document's regions before the movement.
-std::string movementReport(const SongDocument& document, const EntryList<TarnRegionEntry>& former,
+std::string movementReport(const Song& document, const EntryList<TarnRegionEntry>& former,
                            const TarnRegionEntry& before, const TarnRegionEntry& after) {
     if (before.range() == after.range())
         return "region " + described(document, after) + " stays as it is";
@@ -494,7 +486,7 @@ Action adjustRegion(EditWords& words) {
     std::optional<Distance> threshold;
     if (words.takeIf("threshold"))
         threshold = words.distance();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto region = findRegion(document, reference);
         const std::int64_t frame = boundary == RegionBoundary::start ? region->location() : region->end();
         const auto [grid, steps] = stepsOf(document, how, frame);
@@ -513,7 +505,7 @@ Action adjustRegion(EditWords& words) {
 Action shiftRegion(EditWords& words) {
     const auto reference = words.reference();
     const Movement how = movement(words);
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto region = findRegion(document, reference);
         const auto [grid, steps] = stepsOf(document, how, region->location());
         if (grid == RegionSnapGrid::none) {
@@ -542,7 +534,7 @@ Action addSection(EditWords& words) {
     const Position at = words.position();
     const std::string color =
         words.takeIf("color") || words.takeIf("colour") ? words.word("a colour") : "other";
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& structure = *document.structure;
         const std::int64_t frame = SongPositions(document).frame(at);
         for (const auto& section : structure.sectionEntries()) {
@@ -558,7 +550,7 @@ Action renameSection(EditWords& words) {
     const auto reference = words.reference();
     words.expect("to");
     const std::string name = words.word("a name");
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto section = findSection(document, reference);
         document.structure->renameSection(section->eventId(), name);
         return "section " + quoted(section->name().value_or("")) + " is called " + quoted(name);
@@ -568,7 +560,7 @@ Action renameSection(EditWords& words) {
 Action colorSection(EditWords& words) {
     const auto reference = words.reference();
     const std::string color = words.word("a colour");
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto section = findSection(document, reference);
         document.structure->setColorForSection(section->eventId(), color);
         return "section " + quoted(section->name().value_or("")) + " has the colour " + color;
@@ -577,7 +569,7 @@ Action colorSection(EditWords& words) {
 
 Action removeSection(EditWords& words) {
     const auto reference = words.reference();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto section = findSection(document, reference);
         document.structure->removeSectionEntry(section);
         return "section " + quoted(section->name().value_or("")) + " removed";
@@ -590,7 +582,7 @@ Action addMarker(EditWords& words) {
     const auto name = words.nameBefore({"at"});
     words.expect("at");
     const Position at = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const std::int64_t frame = SongPositions(document).frame(at);
         try {
@@ -609,7 +601,7 @@ Action addMarker(EditWords& words) {
 
 Action removeMarker(EditWords& words) {
     const auto reference = words.reference();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto marker = findMarker(document, reference);
         document.notes->removeMarkerEntry(marker);
         return "marker at " + SongPositions(document).name(marker->location()) + " removed";
@@ -619,7 +611,7 @@ Action removeMarker(EditWords& words) {
 // Chords
 
 /// The chord that sounds at the place: the last one that begins at or before it.
-std::shared_ptr<TarnChordEntry> chordSoundingAt(const SongDocument& document, const Position& at) {
+std::shared_ptr<TarnChordEntry> chordSoundingAt(const Song& document, const Position& at) {
     const auto chords = document.notes->chordEntries();
     const auto index = indexForSample(chords, SongPositions(document).frame(at));
     if (!index)
@@ -627,7 +619,7 @@ std::shared_ptr<TarnChordEntry> chordSoundingAt(const SongDocument& document, co
     return chords[*index];
 }
 
-std::string described(const SongDocument& document, const TarnChordEntry& entry) {
+std::string described(const Song& document, const TarnChordEntry& entry) {
     return (entry.chord() ? entry.chord()->string() : "the chord") + " at " +
            SongPositions(document).name(entry.location());
 }
@@ -636,7 +628,7 @@ Action addChord(EditWords& words) {
     const auto chord = words.chord();
     words.expect("at");
     const Position at = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const auto entry = notes.newChordEntry();
         entry->setLocation(SongPositions(document).frame(at));
@@ -655,7 +647,7 @@ Action changeChord(EditWords& words) {
     const Position at = words.position();
     words.expect("to");
     const auto chord = words.chord();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto entry = chordSoundingAt(document, at);
         const auto changed = document.notes->copyOfChordEntry(entry);
         changed->setChord(chord);
@@ -668,7 +660,7 @@ Action changeChord(EditWords& words) {
 Action removeChord(EditWords& words) {
     words.expect("at");
     const Position at = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto entry = chordSoundingAt(document, at);
         document.notes->removeChordEntry(entry);
         return "chord " + described(document, *entry) + " removed";
@@ -677,14 +669,13 @@ Action removeChord(EditWords& words) {
 
 // Notes
 
-std::string described(const SongDocument& document, const TarnNoteEntry& note) {
+std::string described(const Song& document, const TarnNoteEntry& note) {
     return (note.pitch() ? note.pitch()->description() : "a note") + " at " +
            SongPositions(document).name(note.location());
 }
 
 /// The note of this sound that the place falls on; when none does, the nearest one is named.
-std::shared_ptr<TarnNoteEntry> noteAt(const SongDocument& document, const KELPPitchRef& pitch,
-                                      const Position& at) {
+std::shared_ptr<TarnNoteEntry> noteAt(const Song& document, const KELPPitchRef& pitch, const Position& at) {
     const std::int64_t frame = SongPositions(document).frame(at);
     std::shared_ptr<TarnNoteEntry> found;
     std::shared_ptr<TarnNoteEntry> nearest;
@@ -709,7 +700,7 @@ Action addNote(EditWords& words) {
     const Position at = words.position();
     words.expect("for");
     const Distance length = words.distance();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         auto& notes = *document.notes;
         const SongPositions positions(document);
         const std::int64_t start = positions.frame(at);
@@ -717,7 +708,7 @@ Action addNote(EditWords& words) {
         if (end <= start)
             refuse("a note must last for some time");
         if (end > document.recording.frameCount)
-            refuse("the note would end behind the recording");
+            refuse("the note would end after the recording");
         for (const auto& other : notes.noteEntries()) {
             if (other->location() == start && other->pitch() &&
                 other->pitch()->semitones() == pitch->semitones())
@@ -738,7 +729,7 @@ Action changeNote(EditWords& words) {
     const Position at = words.position();
     words.expect("to");
     const auto newPitch = words.pitch();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto note = noteAt(document, pitch, at);
         const auto changed = document.notes->copyOfNoteEntry(note);
         changed->setPitch(newPitch);
@@ -751,7 +742,7 @@ Action removeNote(EditWords& words) {
     const auto pitch = words.pitch();
     words.expect("at");
     const Position at = words.position();
-    return [=](SongDocument& document) {
+    return [=](Song& document) {
         const auto note = noteAt(document, pitch, at);
         document.notes->removeNoteEntry(note);
         return "note " + described(document, *note) + " removed";
@@ -839,7 +830,7 @@ std::vector<Sentence> sentencesOf(std::span<const std::string> arguments) {
             }
             sentences.push_back(std::move(sentence));
         } else if (sentences.empty()) {
-            throw EditSyntaxError("'" + argument + "' is no edit; 'tarn edit --help' lists them");
+            throw EditSyntaxError("'" + argument + "' is not an edit; 'tarn edit --help' lists them");
         } else {
             const bool isName = argument.find_first_of(" \t\r\n") != std::string::npos || argument.empty();
             sentences.back().words.push_back({argument, isName});
@@ -871,7 +862,7 @@ std::vector<Edit> parseEdits(std::span<const std::string> arguments) {
     return edits;
 }
 
-std::vector<std::string> applyEdits(SongDocument& document, std::span<const Edit> edits) {
+std::vector<std::string> applyEdits(Song& document, std::span<const Edit> edits) {
     const auto undoManager = std::make_shared<UndoManager>();
     const auto previousManager = std::exchange(document.notes->undoManager, undoManager);
     const TarnNoteEntryStorageUndoRecorder recorder(document.notes, undoManager);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Programs/tarn/SongDocument.h"
+#include "Song/Song.h"
 
 #include <functional>
 #include <span>
@@ -14,7 +14,7 @@
 /// what such an operation would stop the process for is refused before it is called.
 namespace tarn::program {
 
-/// A sentence that is no edit, with its correct form.
+/// A sentence that is not an edit, with its correct form.
 class EditSyntaxError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -22,8 +22,8 @@ public:
 
 struct Edit {
     std::string text; ///< as typed, for messages
-    /// Performs the edit and answers what changed. Throws EditRefused; what was changed until then stays.
-    std::function<std::string(SongDocument&)> apply;
+    /// Performs the edit and returns what changed. Throws EditRefused; what was changed until then stays.
+    std::function<std::string(Song&)> apply;
 };
 
 /// The edits of a command line. An argument that begins with a verb is a sentence or the beginning of one,
@@ -32,9 +32,9 @@ struct Edit {
 /// Throws EditSyntaxError.
 [[nodiscard]] std::vector<Edit> parseEdits(std::span<const std::string> arguments);
 
-/// Performs the edits as one undo group and answers what each changed. When one is refused, the document is
+/// Performs the edits as one undo group and returns what each changed. When one is refused, the document is
 /// as before (the refusing edit is named in the message of the EditRefused that is thrown).
-std::vector<std::string> applyEdits(SongDocument& document, std::span<const Edit> edits);
+std::vector<std::string> applyEdits(Song& document, std::span<const Edit> edits);
 
 struct EditForm {
     std::string form; ///< the verb and what follows it

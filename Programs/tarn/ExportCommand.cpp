@@ -32,8 +32,7 @@ struct ExportOptions {
     int transpose = 0;
 };
 
-void exportMIDI(const SongDocument& document, const ExportOptions& options,
-                const std::filesystem::path& output) {
+void exportMIDI(const Song& document, const ExportOptions& options, const std::filesystem::path& output) {
     const UserInfo midiOptions{
         {TarnNoteEntryStorageMIDIExportNotesOptionKey, !options.withoutNotes},
         {TarnNoteEntryStorageMIDIExportChordsOptionKey, !options.withoutChords},
@@ -57,7 +56,8 @@ void exportDocument(const CLI::App& command, const ExportOptions& options) {
         refuseOptions(command, options.output, {"--timing", "--no-notes", "--no-chords", "--transpose"});
     if (!isOneOf({".lab", ".csv"}))
         refuseOptions(command, options.output, {"--what"});
-    const auto document = SongDocument::open(options.document);
+    const auto document = Song::open(options.document);
+    refuseOutputOverInputs(output, {options.document, document->recordingFile(options.document)});
     if (isMIDI)
         exportMIDI(*document, options, output);
     else if (isOneOf({".svg", ".html"}))

@@ -13,6 +13,7 @@ enum class ExitStatus : int {
     undecodableInput = 4, ///< an input was read but is not what it should be
     refusedEdit = 5,      ///< the document refuses the edit; nothing was changed
     unwritableOutput = 6, ///< an output cannot be written; what was there before is untouched
+    busyDocument = 7,     ///< others kept changing the document meanwhile; nothing was changed
     cancelled = 130,      ///< interrupted by the user
 };
 

@@ -214,15 +214,40 @@ std::optional<KELPChordIntervals> recordOf(const std::set<int>& intervals) {
     return record;
 }
 
-} // namespace
-
-std::string harteLabel(const KELPChordRef& chord) {
+std::string writtenHarteLabel(const KELPChordRef& chord) {
     if (!chord || chord->isNoChord())
         return "N";
     std::string label = chord->root().string() + qualityLabel(intervalsOf(*chord));
     if (chord->addedBass())
         label += bassLabel(chord->root(), *chord->addedBass());
     return label;
+}
+
+/// The label of a chord, or, where it reads as another chord of the same tones, that chord's label: labels
+/// name no octaves beyond the thirteenth, and what the chord table lacks may read as one of its rows. So what
+/// is written stays the same however often it is read and written again.
+template <typename Write, typename Read>
+std::string lastingLabel(const KELPChordRef& chord, Write write, Read read) {
+    std::string label = write(chord);
+    for (auto again = read(label); again; again = read(label)) {
+        const std::string next = write(again);
+        if (next == label)
+            break;
+        label = next;
+    }
+    return label;
+}
+
+} // namespace
+
+std::string harteLabel(const KELPChordRef& chord) {
+    return lastingLabel(chord, writtenHarteLabel, chordWithHarteLabel);
+}
+
+std::string chartLabel(const KELPChordRef& chord) {
+    return lastingLabel(
+        chord, [](const KELPChordRef& c) { return (c ? c : KELPChord::noChord())->string(); },
+        KELPChord::chordWithString);
 }
 
 KELPChordRef chordWithHarteLabel(std::string_view label) {
@@ -248,7 +273,7 @@ KELPChordRef chordWithHarteLabel(std::string_view label) {
         const auto degree = degreeWithName(label.substr(slash + 1));
         if (!degree)
             return nullptr;
-        if (degree->interval() != 0)
+        if (degree->fifths() != 0)
             bass = KELPNote::noteWithFifths(root->fifths() + degree->fifths());
     }
     return KELPChord::chordWithRoot(*root, *record, bass);

@@ -11,8 +11,10 @@
 /// annotations" (ISMIR 2005), with the shorthand sus2 of the annotations that followed.
 namespace tarn::program {
 
-/// The label of a chord; "N" for none and for no chord.
+/// The label of a chord; "N" for none and for no chord. It reads as a chord with the same label.
 [[nodiscard]] std::string harteLabel(const KELPChordRef& chord);
+/// The same with the name that a chart prints; "N.C." for none and for no chord.
+[[nodiscard]] std::string chartLabel(const KELPChordRef& chord);
 
 /// The chord of a label; "X" (a harmony that the annotator could not name) reads as no chord. Of the chord
 /// table's qualities the one with these tones, whatever their octaves, else the degrees as they stand.
@@ -20,7 +22,7 @@ namespace tarn::program {
 /// Nothing for any other text, for chords without a root and for more than six degrees.
 [[nodiscard]] KELPChordRef chordWithHarteLabel(std::string_view label);
 
-/// The chord of a label or, when it is none, of a chart's name ("F#m7/E").
+/// The chord of a label or, where the text is not a label, of a chart's name ("F#m7/E").
 [[nodiscard]] KELPChordRef chordWithLabelOrName(std::string_view text);
 
 } // namespace tarn::program

@@ -1,6 +1,7 @@
 #include "Platform/FileManager.h"
 #include "Programs/tarn/AnnotationText.h"
 #include "Programs/tarn/Commands.h"
+#include "Programs/tarn/DocumentChange.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/NoteImport.h"
 #include "Programs/tarn/OutputFile.h"
@@ -8,7 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include <iostream>
+#include <cerrno>
 #include <map>
 #include <memory>
 
@@ -25,37 +26,36 @@ struct ImportOptions {
     std::string what = "chords";
     std::string by = "time";
     std::string at;
-    int channel = 0; ///< 0: none given
+    int channel = 0;       ///< 0: none given
+    int beatsPerBar = 0;   ///< 0: none given
+    int firstDownbeat = 0; ///< 0: none given
     bool isDryRun = false;
 };
 
 Data contentsOf(const std::filesystem::path& file) {
     constexpr std::uintmax_t kLargestFile = 64 << 20; ///< bytes; no annotation of a song comes near it
-    std::error_code sizeError;
-    const auto size = std::filesystem::file_size(file, sizeError);
-    if (!sizeError && size > kLargestFile)
-        throw Failure(ExitStatus::undecodableInput, file.string() + ": this is too large for an annotation");
     Error error;
-    auto bytes = FileManager::contentsOf(file, &error);
+    auto bytes = FileManager::contentsOf(file, &error, kLargestFile);
+    if (!bytes && error.code == EFBIG)
+        throw Failure(ExitStatus::undecodableInput, file.string() + ": this is too large for an annotation");
     if (!bytes)
         throw Failure(ExitStatus::unreadableInput, error.localizedDescription());
     return *std::move(bytes);
 }
 
-std::string importNotes(SongDocument& document, const ImportOptions& options) {
+std::string importNotes(Song& document, const Data& bytes, const ImportOptions& options) {
     NotePlacement placement;
     placement.followsBeats = options.by == "grid";
     if (!options.at.empty()) {
         placement.at = Position::make(options.at);
         if (!placement.at)
-            throw Failure(ExitStatus::usage, "--at " + options.at +
-                                                 ": this is no position (bar and beat 3:1, time 1:05.2 or "
-                                                 "65.2s, frame @132300, start)");
+            throw Failure(ExitStatus::usage,
+                          "--at " + options.at + ": this is not a valid position (" + Position::kForms + ")");
     }
     if (options.channel > 0)
         placement.channel = options.channel;
     try {
-        return replaceNotes(document, MIDIFile(contentsOf(options.input)), placement);
+        return replaceNotes(document, MIDIFile(bytes), placement);
     } catch (const MIDIFileError& error) {
         throw Failure(ExitStatus::undecodableInput, options.input + ": " + error.what());
     } catch (const EditRefused& refusal) {
@@ -64,12 +64,16 @@ std::string importNotes(SongDocument& document, const ImportOptions& options) {
     }
 }
 
-std::string importAnnotations(SongDocument& document, const ImportOptions& options, AnnotationFormat format) {
-    const Data bytes = contentsOf(options.input);
+std::string importAnnotations(Song& document, const Data& bytes, const ImportOptions& options) {
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    const auto given = [](int number) { return number > 0 ? std::optional(number) : std::nullopt; };
+    const AnnotationKind kind = kImportedKinds.at(options.what);
     try {
-        return replaceAnnotations(document, kImportedKinds.at(options.what),
-                                  format == AnnotationFormat::lab ? parseLab(text) : parseCSV(text));
+        const TextTable table = kind == AnnotationKind::beats       ? parseNumbers(text)
+                                : endingOf(options.input) == ".csv" ? parseCSV(text)
+                                                                    : parseLab(text);
+        return replaceAnnotations(document, kind, table,
+                                  {given(options.beatsPerBar), given(options.firstDownbeat)});
     } catch (const TextTableError& error) {
         throw Failure(ExitStatus::undecodableInput,
                       options.input + ":" + std::to_string(error.line()) + ": " + error.what());
@@ -77,24 +81,25 @@ std::string importAnnotations(SongDocument& document, const ImportOptions& optio
 }
 
 void importIntoDocument(const CLI::App& command, const ImportOptions& options) {
+    if (isSameFile(options.input, options.document))
+        throw Failure(ExitStatus::usage,
+                      options.input + ": this is the document itself; name the file to import from");
     const std::string ending = endingOf(options.input);
     const bool isMIDI = isMIDIEnding(ending);
-    if (!isMIDI && ending != ".lab" && ending != ".csv")
-        throw Failure(ExitStatus::usage, options.input + ": an import ends in .mid, .lab or .csv");
+    if (!isMIDI && ending != ".lab" && ending != ".csv" && ending != ".txt")
+        throw Failure(ExitStatus::usage, options.input + ": an import ends in .mid, .lab, .csv or .txt");
     if (isMIDI)
         refuseOptions(command, options.input, {"--what"});
     else
         refuseOptions(command, options.input, {"--by", "--at", "--channel"});
-    const auto document = SongDocument::open(options.document);
-    const std::string change =
-        isMIDI ? importNotes(*document, options)
-               : importAnnotations(*document, options,
-                                   ending == ".lab" ? AnnotationFormat::lab : AnnotationFormat::csv);
-    if (!options.isDryRun)
-        SongDocument::save(document, options.document);
-    std::cout << change << "\n";
-    if (options.isDryRun)
-        std::cout << "dry run: " << options.document << " is unchanged\n";
+    if (isMIDI || options.what != "beats")
+        refuseOptions(command, options.input, {"--beats-per-bar", "--first-downbeat"});
+    const Data bytes =
+        contentsOf(options.input); // which may take its time, before others wait for the document
+    changeDocument(options.document, options.isDryRun, [&](Song& song) {
+        return std::vector{isMIDI ? importNotes(song, bytes, options)
+                                  : importAnnotations(song, bytes, options)};
+    });
 }
 
 } // namespace
@@ -104,12 +109,12 @@ void addImportCommand(CLI::App& app) {
     auto* const command = app.add_subcommand(
         "import", "Replace a document's notes, beats, chords or sections by those of a file");
     command->add_option("document", options->document, "The document")->required()->type_name("FILE.tarn");
-    command->add_option("input", options->input, "The file to import: .mid (notes), .lab or .csv")
+    command->add_option("input", options->input, "The file to import: .mid (notes), .lab, .csv or .txt")
         ->required()
         ->type_name("IN");
     command
         ->add_option("--what", options->what,
-                     "What a .lab or .csv file holds: beats, chords or sections (chords)")
+                     "What a .lab, .csv or .txt file holds: beats, chords or sections (chords)")
         ->check(CLI::IsMember(kImportedKinds).description(""))
         ->type_name("KIND");
     command
@@ -120,7 +125,7 @@ void addImportCommand(CLI::App& app) {
         ->type_name("grid|time");
     command
         ->add_option("--at", options->at,
-                     "Where a .mid file begins in the song: 3:1, 1:05.2, @132300 (by grid bar 1, by time the "
+                     "Where a .mid file begins in the song: 3:1, 0:24, @132300 (by grid bar 1, by time the "
                      "start)")
         ->type_name("POSITION");
     command
@@ -128,10 +133,20 @@ void addImportCommand(CLI::App& app) {
                      "The only channel of a .mid file to take, 1 to 16 (all but 10, percussion)")
         ->check(CLI::Range(1, 16).description(""))
         ->type_name("N");
+    command
+        ->add_option("--beats-per-bar", options->beatsPerBar,
+                     "How beats are counted that a list does not number (the document's metre)")
+        ->check(CLI::Range(1, BeatCounting::kMostBeatsPerBar).description(""))
+        ->type_name("N");
+    command
+        ->add_option("--first-downbeat", options->firstDownbeat,
+                     "Which beat of such a list opens the first bar (as the document's bars do, or 1)")
+        ->check(CLI::Range(1, 1'000'000'000).description(""))
+        ->type_name("K");
     command->add_flag("--dry-run", options->isDryRun, "Tell what would change and write nothing");
     command->footer("Example:\n"
                     "  tarn import song.tarn bass.mid --by grid --at 1:1\n"
-                    "  tarn import song.tarn beats.csv --what beats\n"
+                    "  tarn import song.tarn beats.txt --what beats --beats-per-bar 3 --first-downbeat 2\n"
                     "  tarn import song.tarn chords.lab");
     command->callback([options, command] { importIntoDocument(*command, *options); });
 }

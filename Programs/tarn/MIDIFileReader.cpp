@@ -127,7 +127,7 @@ double ticksPerSecond(std::uint16_t division) {
 MIDIFile::MIDIFile(std::span<const std::byte> bytes) {
     ByteReader reader(bytes);
     if (bytes.size() < 4 || !reader.takeTag("MThd"))
-        throw MIDIFileError("it is no Standard MIDI File");
+        throw MIDIFileError("it is not a Standard MIDI File");
     ByteReader header(reader.take(reader.bigEndian(4)));
     const std::uint32_t format = header.bigEndian(2);
     std::uint32_t remainingTracks = header.bigEndian(2);

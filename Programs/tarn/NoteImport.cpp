@@ -27,7 +27,7 @@ double frameOfPulse(const PulseGrid& grid, double pulse) {
            (pulse - static_cast<double>(interval)) * (grid.frames[interval + 1] - grid.frames[interval]);
 }
 
-FrameOfTick placementAlongBeats(const SongDocument& document, const MIDIFile& file,
+FrameOfTick placementAlongBeats(const Song& document, const MIDIFile& file,
                                 const std::optional<Position>& at) {
     auto grid = PulseGrid::make(document.notes->beatEntries());
     if (!grid)
@@ -43,8 +43,7 @@ FrameOfTick placementAlongBeats(const SongDocument& document, const MIDIFile& fi
     };
 }
 
-FrameOfTick placementByTime(const SongDocument& document, const MIDIFile& file,
-                            const std::optional<Position>& at) {
+FrameOfTick placementByTime(const Song& document, const MIDIFile& file, const std::optional<Position>& at) {
     const double start = at ? static_cast<double>(SongPositions(document).frame(*at)) : 0;
     return [start, rate = document.recording.sampleRate, &file](std::uint64_t tick) {
         return start + file.seconds(tick) * rate;
@@ -65,7 +64,7 @@ std::array<KELPNote, 12> spellings(const KELPKeyRef& key) {
 
 } // namespace
 
-std::string replaceNotes(SongDocument& document, const MIDIFile& file, const NotePlacement& placement) {
+std::string replaceNotes(Song& document, const MIDIFile& file, const NotePlacement& placement) {
     auto& storage = *document.notes;
     const FrameOfTick frameOfTick = placement.followsBeats ? placementAlongBeats(document, file, placement.at)
                                                            : placementByTime(document, file, placement.at);

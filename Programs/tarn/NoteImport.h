@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Programs/tarn/MIDIFileReader.h"
-#include "Programs/tarn/SongDocument.h"
 #include "Programs/tarn/SongPositions.h"
+#include "Song/Song.h"
 
 #include <optional>
 #include <string>
@@ -19,10 +19,10 @@ struct NotePlacement {
     std::optional<int> channel;
 };
 
-/// Replaces the document's notes by those of a file, in one change, and answers what was replaced. Notes are
+/// Replaces the document's notes by those of a file, in one change, and returns what was replaced. Notes are
 /// spelled to suit the song's key; those that do not begin and end in the recording are left out. Throws
 /// EditRefused, the document being unchanged, for a file without notes, a song without beats to follow, and a
 /// position that the song does not have.
-std::string replaceNotes(SongDocument& document, const MIDIFile& file, const NotePlacement& placement);
+std::string replaceNotes(Song& document, const MIDIFile& file, const NotePlacement& placement);
 
 } // namespace tarn::program

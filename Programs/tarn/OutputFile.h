@@ -4,6 +4,7 @@
 #include "Programs/tarn/SongPicture.h"
 
 #include <filesystem>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -15,18 +16,26 @@ namespace tarn::program {
 /// Whether an ending is that of a Standard MIDI File.
 [[nodiscard]] bool isMIDIEnding(std::string_view ending);
 
+/// Whether two names, in whatever spelling and over whatever links, lead to one file, which need not exist.
+[[nodiscard]] bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
+
+/// Throws Failure (usage) where writing the output would overwrite one of the inputs: the document, the
+/// recording.
+void refuseOutputOverInputs(const std::filesystem::path& output,
+                            std::initializer_list<std::filesystem::path> inputs);
+
 /// Throws Failure (unwritableOutput) where it is plain, before any work, that the file cannot be written.
 void checkWritable(const std::filesystem::path& file);
 
 /// Writes the song's picture crash-safely: the page where `output` ends in .html, else the SVG document. A
 /// recording that cannot be read leaves the picture without its waveform, which a line on standard error
 /// tells. `file` is the document's. Throws Failure (unwritableOutput).
-void writeSongPicture(const SongDocument& document, const std::filesystem::path& file,
+void writeSongPicture(const Song& document, const std::filesystem::path& file,
                       const std::filesystem::path& output, const PictureOptions& options);
 
-/// Exports notes and chords crash-safely, as the library's options say. Throws Failure (unwritableOutput).
-void writeMIDIFile(const SongDocument& document, const UserInfo& options,
-                   const std::filesystem::path& output);
+/// Exports notes and chords crash-safely, as the library's options say. Throws Failure (unwritableOutput);
+/// where the beats lie too far apart for a MIDI tempo, its line says where.
+void writeMIDIFile(const Song& document, const UserInfo& options, const std::filesystem::path& output);
 
 /// Writes text crash-safely. Throws Failure (unwritableOutput).
 void writeTextFile(const std::string& text, const std::filesystem::path& output);

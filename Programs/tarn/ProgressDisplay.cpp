@@ -1,7 +1,9 @@
 #include "Programs/tarn/ProgressDisplay.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
+#include <string_view>
 #include <unistd.h>
 
 namespace tarn::program {
@@ -11,13 +13,20 @@ namespace {
 constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
 constexpr int kBarWidth = 30; ///< characters
 
+/// A line is redrawn with control sequences, which a terminal without a known type may print.
+bool understandsControlSequences() {
+    const char* const type = std::getenv("TERM");
+    return type && *type && std::string_view(type) != "dumb";
+}
+
 } // namespace
 
 ProgressDisplay::ProgressDisplay(bool keepsStandardOutput)
-    : mIsTerminal(isatty(STDERR_FILENO) != 0), mKeepsStandardOutput(keepsStandardOutput) {}
+    : mDrawsBar(isatty(STDERR_FILENO) != 0 && understandsControlSequences()),
+      mKeepsStandardOutput(keepsStandardOutput) {}
 
 void ProgressDisplay::show(double fraction, const std::string& activity) {
-    if (!mIsTerminal) {
+    if (!mDrawsBar) {
         if (!mKeepsStandardOutput && activity != mShown)
             std::cout << activity << "\n" << std::flush;
         mShown = activity;
@@ -37,12 +46,12 @@ void ProgressDisplay::show(double fraction, const std::string& activity) {
     if (bar == mShown)
         return;
     mShown = std::move(bar);
-    std::cerr << "\r" << mShown << "\x1b[K" << std::flush;
+    std::clog << "\r" << mShown << "\x1b[K" << std::flush;
 }
 
 void ProgressDisplay::clear() {
-    if (mIsTerminal && !mShown.empty())
-        std::cerr << "\r\x1b[K" << std::flush;
+    if (mDrawsBar && !mShown.empty())
+        std::clog << "\r\x1b[K" << std::flush;
     mShown.clear();
 }
 

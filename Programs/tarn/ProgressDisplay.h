@@ -5,9 +5,9 @@
 
 namespace tarn::program {
 
-/// Shows how far the work is: on a terminal as a bar on standard error with what is being done, which goes
-/// when the work ends; otherwise as lines on standard output, one for each thing that is done, or not at all
-/// when standard output is kept for results.
+/// Shows how far the work is: on a terminal that can redraw a line (its TERM is set and not "dumb") as a bar
+/// on standard error with what is being done, which goes when the work ends; otherwise as lines on standard
+/// output, one for each thing that is done, or not at all when standard output is kept for results.
 class ProgressDisplay {
 public:
     explicit ProgressDisplay(bool keepsStandardOutput);
@@ -20,7 +20,7 @@ public:
     void clear();
 
 private:
-    const bool mIsTerminal;
+    const bool mDrawsBar;
     const bool mKeepsStandardOutput;
     std::string mShown; ///< the bar, or the last line
     std::chrono::steady_clock::time_point mLastDrawn;

@@ -17,7 +17,7 @@ struct ShowOptions {
 };
 
 void show(const ShowOptions& options) {
-    const auto document = SongDocument::open(options.file);
+    const auto document = Song::open(options.file);
     if (options.json)
         printJSON(*document);
     else

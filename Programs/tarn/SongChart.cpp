@@ -1,7 +1,9 @@
 #include "Programs/tarn/SongChart.h"
 
+#include "Programs/tarn/CountedBeats.h"
+#include "Programs/tarn/TerminalText.h"
 #include "TarnFoundation/Formatting/TarnFormatting.h"
-#include "TarnFoundation/UserEntries/TarnBeatLocator.h"
+#include "TarnFoundation/Grid/SortedValues.h"
 
 #include <algorithm>
 #include <cmath>
@@ -48,15 +50,8 @@ std::string padded(std::string text, std::size_t width, bool right = false) {
     return text;
 }
 
-/// A name as it is shown on one line: line ends and what else would steer a terminal become spaces.
-std::string shown(std::string name) {
-    std::replace_if(
-        name.begin(), name.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
-    return name;
-}
-
 std::string shown(const std::optional<std::string>& name) {
-    return shown(name.value_or(""));
+    return onOneLine(name.value_or(""));
 }
 
 /// A bar of the chart, or, without a number, the chords outside the beat grid.
@@ -69,8 +64,7 @@ struct Bar {
 
 class Chart {
 public:
-    explicit Chart(const SongDocument& document) : mDocument(document) {
-        mLocator.updateWithNoteEntryStorage(*document.notes);
+    explicit Chart(const Song& document) : mDocument(document), mGrid(countedBeats(document)) {
         makeBars();
         placeChords();
         placeSections();
@@ -78,7 +72,7 @@ public:
 
     [[nodiscard]] std::string text() const {
         std::ostringstream out;
-        if (mLocator.hasBarEntries())
+        if (mGrid.barLines().barCount() > 0)
             writeRows(out);
         else
             writeLists(out);
@@ -89,36 +83,25 @@ public:
 
 private:
     void makeBars() {
-        const auto& beats = mLocator.beatEntries();
-        const auto& starts = mLocator.barEntries();
-        if (starts.empty())
+        const auto& lines = mGrid.barLines();
+        if (lines.barCount() == 0)
             return;
-        const auto open = [&](std::string number, std::size_t first, std::size_t end) {
-            if (first == end)
+        const auto open = [&](const std::string& number, const Range<std::size_t>& beats) {
+            if (beats.isEmpty())
                 return;
-            mBars.push_back({std::move(number), beats[first]->location(), {}, {}});
-            mBars.back().beats.assign(end - first, "/");
-            for (std::size_t i = first; i < end; ++i)
-                mPlaces.push_back({mBars.size() - 1, i - first});
+            mBars.push_back({number, mGrid.locations()[beats.lower], {}, {}});
+            mBars.back().beats.assign(sizeOf(beats), "/");
+            for (std::size_t i = beats.lower; i < beats.upper; ++i)
+                mPlaces.push_back({mBars.size() - 1, i - beats.lower});
         };
-        // Beats before the first downbeat are a pickup.
-        open("0", 0, starts.front().index());
-        for (std::size_t i = 0; i < starts.size(); ++i)
-            open(std::to_string(i + 1), starts[i].index(),
-                 i + 1 < starts.size() ? starts[i + 1].index() : beats.size());
+        open("0", lines.pickup());
+        for (std::size_t i = 0; i < lines.barCount(); ++i)
+            open(std::to_string(i + 1), lines.bar(i));
     }
 
     /// The beat that is nearest to the location, the later of two; there has to be one.
     [[nodiscard]] std::size_t nearestBeat(std::int64_t location) const {
-        const auto& beats = mLocator.beatEntries();
-        const auto past =
-            std::upper_bound(beats.begin(), beats.end(), location,
-                             [](std::int64_t x, const auto& beat) { return x < beat->location(); });
-        const auto index = static_cast<std::size_t>(past - beats.begin());
-        if (index == 0 || index == beats.size())
-            return index == 0 ? 0 : index - 1;
-        return location - beats[index - 1]->location() < beats[index]->location() - location ? index - 1
-                                                                                             : index;
+        return *indexOfClosestElement(mGrid.locations(), location);
     }
 
     /// How far a chord may lie outside the grid and still stand on its first or last beat, in frames.
@@ -129,23 +112,25 @@ private:
     void placeChords() {
         if (mBars.empty())
             return;
-        const auto& beats = mLocator.beatEntries();
+        const auto& beats = mGrid.locations();
         const std::int64_t margin = beats.size() > 1 ? reach() : 0;
-        std::vector<std::string> names(beats.size());
-        Bar before{"", 0, {}, {}}, behind{"", 0, {}, {}};
+        std::vector<std::string> names(beats.size()); // of all chords on a beat
+        std::vector<std::string> last(beats.size());  // of the one that goes on
+        Bar before{"", 0, {}, {}}, after{"", 0, {}, {}};
         for (const auto& entry : mDocument.notes->chordEntries()) {
-            const bool isBefore = entry->location() + margin < beats.front()->location();
-            const bool isBehind = entry->location() - 2 * margin > beats.back()->location();
-            if (isBefore || isBehind) {
-                Bar& bar = isBefore ? before : behind;
+            const bool isBefore = entry->location() + margin < beats.front();
+            const bool isAfter = entry->location() - 2 * margin > beats.back();
+            if (isBefore || isAfter) {
+                Bar& bar = isBefore ? before : after;
                 if (bar.beats.empty())
                     bar.location = entry->location();
                 if (hasHarmony(*entry))
                     bar.beats.push_back(chordName(*entry));
                 continue;
             }
-            std::string& name = names[nearestBeat(entry->location())];
-            name += (name.empty() ? "" : ",") + chordName(*entry);
+            const std::size_t beat = nearestBeat(entry->location());
+            last[beat] = chordName(*entry);
+            names[beat] += (names[beat].empty() ? "" : ",") + last[beat];
         }
         // A chord that goes on into the first bar is shown there.
         std::string sounding;
@@ -156,12 +141,12 @@ private:
         for (std::size_t i = 0; i < names.size(); ++i) {
             const auto [bar, beat] = mPlaces[i];
             if (!names[i].empty())
-                sounding = names[i].substr(names[i].rfind(',') + 1);
+                sounding = last[i];
             if (!names[i].empty() || (beat == 0 && !sounding.empty()))
                 mBars[bar].beats[beat] = names[i].empty() ? sounding : names[i];
         }
-        if (!behind.beats.empty())
-            mBars.push_back(behind);
+        if (!after.beats.empty())
+            mBars.push_back(after);
         if (!before.beats.empty()) {
             mBars.insert(mBars.begin(), before);
             for (Place& place : mPlaces)
@@ -187,6 +172,7 @@ private:
                 cells.back() += (cells.back().empty() ? "" : " ") + beat;
             width = std::max(width, cells.back().size());
         }
+        width = std::min(width, kPageWidth); // one endless bar does not widen all others
         const std::size_t fitting = (kPageWidth - margin) / (width + 3);
         const std::size_t perRow = fitting >= 4 ? 4 : fitting >= 2 ? 2 : 1;
         out << "\n";
@@ -251,40 +237,38 @@ private:
     }
     /// "bar 5 beat 3 (0:09.5)", or the time alone outside the bars.
     [[nodiscard]] std::string place(std::int64_t location) const {
-        if (!mLocator.hasBarEntries() || location < 0 ||
-            static_cast<std::uint64_t>(location) < mLocator.firstSample())
+        const auto place = mGrid.position(location);
+        if (!place)
             return preciseTime(location);
-        const IndexPath path = mLocator.barBeatIndexOfSample(static_cast<std::uint64_t>(location));
-        return "bar " + std::to_string(BarBeatIndex::bar(path) + 1) + " beat " +
-               std::to_string(BarBeatIndex::beat(path) + 1) + " (" + preciseTime(location) + ")";
+        return "bar " + std::to_string(place->bar) + " beat " + std::to_string(place->beat) + " (" +
+               preciseTime(location) + ")";
     }
 
-    /// Where a beat of the locator stands in the chart.
+    /// Where a counted beat stands in the chart.
     struct Place {
         std::size_t bar;
         std::size_t beat;
     };
 
-    const SongDocument& mDocument;
-    TarnBeatLocator mLocator;
-    std::vector<Bar> mBars;
-    std::vector<Place> mPlaces; ///< one for each beat of the locator
+    const Song& mDocument;
+    BeatGrid mGrid;             ///< the counted beats
+    std::vector<Bar> mBars;     ///< those of the chart, also what lies outside the grid
+    std::vector<Place> mPlaces; ///< one for each counted beat
 };
 
 } // namespace
 
-std::string songFacts(const SongDocument& document) {
+std::string songFacts(const Song& document) {
     const TarnNoteEntryStorage& notes = *document.notes;
     const auto tempi = notes.tempoEntries();
     const auto pitches = notes.standardPitchEntries();
     const KELPKeyRef key = notes.globalKey();
     const TimeSignature signature = notes.timeSignature();
-    TarnBeatLocator locator;
-    locator.updateWithNoteEntryStorage(notes);
+    const std::size_t barCount = countedBeats(document).barLines().barCount();
     const std::string unknown = "unknown";
 
     std::ostringstream out;
-    out << "Recording  " << shown(document.recording.fileName) << ", "
+    out << "Recording  " << onOneLine(document.recording.fileName) << ", "
         << formattedDuration(document.seconds(document.recording.frameCount)) << ", "
         << document.recording.sampleRate << " Hz\n";
     out << "Tempo      " << (tempi.empty() ? unknown : withOneDecimal(tempi.front()->tempo()) + " BPM")
@@ -296,12 +280,11 @@ std::string songFacts(const SongDocument& document) {
         << "\n";
     out << "Key        " << (key ? key->description() : unknown) << "\n";
     out << "Tuning     " << (pitches.empty() ? unknown : tuningText(pitches.front()->frequency())) << "\n";
-    out << "Bars       " << (locator.hasBarEntries() ? std::to_string(locator.barEntries().size()) : unknown)
-        << "\n";
+    out << "Bars       " << (barCount > 0 ? std::to_string(barCount) : unknown) << "\n";
     return out.str();
 }
 
-std::string firstChords(const SongDocument& document, std::size_t count) {
+std::string firstChords(const Song& document, std::size_t count) {
     std::string names;
     std::size_t listed = 0;
     for (const auto& entry : document.notes->chordEntries()) {
@@ -315,7 +298,7 @@ std::string firstChords(const SongDocument& document, std::size_t count) {
     return names.empty() ? "unknown" : names;
 }
 
-std::string songChart(const SongDocument& document) {
+std::string songChart(const Song& document) {
     return Chart(document).text();
 }
 

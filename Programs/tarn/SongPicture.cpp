@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -102,12 +103,12 @@ std::string escaped(std::string_view text) {
 std::string typeset(std::string_view chord) {
     std::string result;
     for (std::size_t i = 0; i < chord.size(); ++i) {
-        const bool behindLetter =
+        const bool afterLetter =
             i > 0 && chord[i - 1] >= 'A' && chord[i - 1] <= 'G' && (i == 1 || chord[i - 2] == '/');
         const bool beforeDigit = i + 1 < chord.size() && chord[i + 1] >= '0' && chord[i + 1] <= '9';
         if (chord[i] == '#')
             result += "♯";
-        else if (chord[i] == 'b' && (behindLetter || beforeDigit))
+        else if (chord[i] == 'b' && (afterLetter || beforeDigit))
             result += "♭";
         else
             result += chord[i];
@@ -131,7 +132,7 @@ std::string percentEncoded(std::string_view path) {
     return result;
 }
 
-std::string titleOf(const SongDocument& document) {
+std::string titleOf(const Song& document) {
     const auto& name = document.recording.fileName;
     const auto file = name.substr(name.find_last_of('/') + 1);
     const auto dot = file.find_last_of('.');
@@ -139,7 +140,7 @@ std::string titleOf(const SongDocument& document) {
 }
 
 /// Key, tempo, metre, tuning and length, as far as they are known.
-std::string factsOf(const SongDocument& document) {
+std::string factsOf(const Song& document) {
     const auto& notes = *document.notes;
     std::string facts;
     const auto add = [&](const std::string& fact) { facts += (facts.empty() ? "" : "   ·   ") + fact; };
@@ -188,11 +189,11 @@ struct RowAnatomy {
 
 class PictureWriter {
 public:
-    PictureWriter(const SongDocument& document, const Waveform* waveform, const PictureOptions& options)
+    PictureWriter(const Song& document, const Waveform* waveform, const PictureOptions& options)
         : mDocument(document), mWaveform(waveform), mLayout(document, options), mAnatomy(mLayout),
           mWidth(options.pageWidth) {}
 
-    [[nodiscard]] std::string svg() {
+    void writeSVG(std::ostream& out) {
         const auto rows = mLayout.timeline().rowCount();
         const double height = rowTop(rows) + kMargin;
         const double width = mWidth + 2 * kMargin;
@@ -203,10 +204,12 @@ public:
         mText += "<rect class=\"paper\" width=\"100%\" height=\"100%\"/>\n";
         text("title", kMargin, kMargin + 24, escaped(titleOf(mDocument)));
         text("facts", kMargin, kMargin + 48, escapedFacts());
-        for (std::int64_t row = 0; row < rows; ++row)
+        for (std::int64_t row = 0; row < rows; ++row) {
             writeRow(row);
+            passOn(out);
+        }
         mText += "</svg>\n";
-        return std::move(mText);
+        passOn(out);
     }
 
     /// For each row its first frame, the frame after its last one, its first frame's place, and its
@@ -227,6 +230,11 @@ public:
     [[nodiscard]] double rowLead() const { return mAnatomy.waveformTop; }
 
 private:
+    void passOn(std::ostream& out) {
+        out << mText;
+        mText.clear();
+    }
+
     [[nodiscard]] std::string escapedFacts() const { return factsOf(mDocument); } // made of our own texts
 
     [[nodiscard]] double rowTop(std::int64_t row) const {
@@ -252,19 +260,46 @@ private:
         if (frames.isEmpty())
             return;
         mText += "<g class=\"row\">\n";
+        mHiddenCount = mLayout.hiddenRegionCount(row);
         writeSections(row, top, frames);
         writeWaveform(row, top, frames);
         writeBeats(row, top);
         writeRegions(row, top, frames);
         writeChords(row, top);
         writeMarkers(row, top);
+        if (mHiddenCount > 0)
+            text("more", kMargin + mWidth, top + mAnatomy.regionTop - 4,
+                 "+ " + std::to_string(mHiddenCount) + " more");
         text("time", kMargin - 4, top + (mAnatomy.waveformTop + mAnatomy.waveformBottom) / 2 + 3,
              formattedDuration(mDocument.seconds(frames.lower)));
         mText += "</g>\n";
     }
 
+    /// The items of a section that a row shows, less those that begin less than half a point before the next
+    /// one that is shown (in its lane): nobody could tell them apart. What is left out is counted.
+    std::vector<std::shared_ptr<const PictureItem>> shownItems(std::int64_t row,
+                                                               SongPictureLayout::Section section) {
+        constexpr double kLeastDistance = 0.5; // points
+        const auto items = mLayout.itemsInRow(row, section);
+        const std::int64_t rowStart = mLayout.timeline().frameRange(row).lower;
+        std::vector<double> next(std::max<std::size_t>(mLayout.regionLaneCount(), 1),
+                                 std::numeric_limits<double>::infinity());
+        std::vector<std::shared_ptr<const PictureItem>> shown;
+        for (auto item = items.rbegin(); item != items.rend(); ++item) {
+            const double left = x(std::max((*item)->frames.lower, rowStart), row);
+            if (left > next[(*item)->lane] - kLeastDistance) {
+                ++mHiddenCount;
+                continue;
+            }
+            next[(*item)->lane] = left;
+            shown.push_back(*item);
+        }
+        std::reverse(shown.begin(), shown.end());
+        return shown;
+    }
+
     void writeSections(std::int64_t row, double top, const Range<std::int64_t>& frames) {
-        for (const auto& section : mLayout.itemsInRow(row, SongPictureLayout::sections)) {
+        for (const auto& section : shownItems(row, SongPictureLayout::sections)) {
             const double left = x(std::max(section->frames.lower, frames.lower), row);
             const double right = x(std::min(section->frames.upper, frames.upper), row);
             mText += "<rect class=\"section\" x=\"" + number(left) + "\" y=\"" + number(top) + "\" width=\"" +
@@ -275,7 +310,7 @@ private:
     }
 
     void writeRegions(std::int64_t row, double top, const Range<std::int64_t>& frames) {
-        for (const auto& region : mLayout.itemsInRow(row, SongPictureLayout::regions)) {
+        for (const auto& region : shownItems(row, SongPictureLayout::regions)) {
             const double left = x(std::max(region->frames.lower, frames.lower), row);
             const double right = x(std::min(region->frames.upper, frames.upper), row);
             const auto lane = static_cast<double>(mLayout.regionLaneCount() - 1 - region->lane);
@@ -312,7 +347,7 @@ private:
 
     void writeChords(std::int64_t row, double top) {
         double free = 0; // up to where the last name reaches
-        for (const auto& chord : mLayout.itemsInRow(row, SongPictureLayout::chords)) {
+        for (const auto& chord : shownItems(row, SongPictureLayout::chords)) {
             const double left = x(chord->frames.lower, row);
             const auto name = typeset(chord->text);
             const bool isCrowded = left < free;
@@ -328,7 +363,7 @@ private:
 
     void writeBeats(std::int64_t row, double top) {
         double lastNumber = 0;
-        for (const auto& beat : mLayout.itemsInRow(row, SongPictureLayout::beats)) {
+        for (const auto& beat : shownItems(row, SongPictureLayout::beats)) {
             const double at = x(beat->frames.lower, row);
             const double bottom = top + mAnatomy.waveformBottom;
             if (beat->isDownbeat)
@@ -345,7 +380,7 @@ private:
     }
 
     void writeMarkers(std::int64_t row, double top) {
-        for (const auto& marker : mLayout.itemsInRow(row, SongPictureLayout::markers)) {
+        for (const auto& marker : shownItems(row, SongPictureLayout::markers)) {
             const double at = x(marker->frames.lower, row);
             const double foot = top + mAnatomy.markerBaseline + 2;
             line("marker", at, top + mAnatomy.waveformTop, at, foot);
@@ -424,23 +459,24 @@ private:
         ".bar-number,.beat-number{text-anchor:middle}\n"
         ".bar-number{font-size:11px;font-weight:700}\n"
         ".beat-number{font-size:9px;fill:#5d6d7d}\n"
-        ".time{font-size:9px;fill:#5d6d7d;text-anchor:end}\n"
+        ".time,.more{font-size:9px;fill:#5d6d7d;text-anchor:end}\n"
         ".marker{stroke:#a11d33;stroke-width:1;stroke-dasharray:3 2}\n"
         ".flag{fill:#a11d33}\n"
         ".marker-name{font-size:11px;fill:#a11d33}\n"
         "#cursor{stroke:#e0245e;stroke-width:2}\n"
         "</style>\n";
 
-    const SongDocument& mDocument;
+    const Song& mDocument;
     const Waveform* mWaveform;
     SongPictureLayout mLayout;
     RowAnatomy mAnatomy;
     double mWidth;
+    std::size_t mHiddenCount = 0; ///< what the row that is being written does not show
     std::string mText;
 };
 
-/// Moves the cursor to where the audio is, and the audio to where the picture is clicked. `place` answers the
-/// row and the point of a time; the page notes what it answers for the middle of the song, so that a reader
+/// Moves the cursor to where the audio is, and the audio to where the picture is clicked. `place` finds the
+/// row and the point of a time; the page notes what it finds for the middle of the song, so that a reader
 /// without sound sees that it works.
 constexpr const char* kPlayerScript = R"(
 const svg = document.getElementById('song'), audio = document.getElementById('audio');
@@ -499,49 +535,52 @@ document.body.dataset.middle = middle ? middle.row + ' ' + middle.x.toFixed(1) :
 
 } // namespace
 
-std::string songPictureSVG(const SongDocument& document, const std::shared_ptr<Waveform>& waveform,
-                           const PictureOptions& options) {
-    return PictureWriter(document, waveform.get(), options).svg();
+void writeSongPictureSVG(std::ostream& out, const Song& document, const std::shared_ptr<Waveform>& waveform,
+                         const PictureOptions& options) {
+    PictureWriter(document, waveform.get(), options).writeSVG(out);
 }
 
-std::string songPictureHTML(const SongDocument& document, const std::shared_ptr<Waveform>& waveform,
-                            const PictureOptions& options, const std::string& audioFile) {
+void writeSongPictureHTML(std::ostream& out, const Song& document, const std::shared_ptr<Waveform>& waveform,
+                          const PictureOptions& options, const std::string& audioFile) {
     PictureWriter writer(document, waveform.get(), options);
-    const auto picture = writer.svg();
     const auto title = escaped(titleOf(document));
     const double duration = document.seconds(document.recording.frameCount);
-    return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+    out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
            "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n<title>" +
-           title +
-           "</title>\n<style>\nbody{margin:0;background:#eef1f4}\n"
-           "#player{position:sticky;top:0;z-index:1;display:flex;gap:1rem;align-items:center;padding:.5rem "
-           "1rem;"
-           "background:#1d2733;color:#fff;font:14px 'Helvetica Neue',Arial,sans-serif}\n"
-           "#player audio{flex:1;max-width:48rem;height:2.2rem}\n"
-           "#song{display:block;margin:1rem auto;max-width:100%;height:auto;cursor:pointer;"
-           "box-shadow:0 1px 6px #0003}\n"
-           "@media print{#player{display:none}body{background:none}#song{box-shadow:none;margin:0}}\n"
-           "</style>\n</head>\n<body>\n<div id=\"player\"><audio id=\"audio\" controls preload=\"metadata\" "
-           "src=\"" +
-           percentEncoded(audioFile) +
-           "\"></audio><span id=\"no-audio\" hidden>The recording cannot be played here: it must lie beside "
-           "this "
-           "page.</span></div>\n" +
-           picture + "<script>\nconst rows = " + writer.rowTable() +
-           ", sampleRate = " + decimals(document.recording.sampleRate, 3) +
-           ", framesPerPoint = " + decimals(writer.framesPerPoint(), 6) +
-           ", waveformHeight = " + number(kWaveformHeight) + ", rowLead = " + number(writer.rowLead()) +
-           ", duration = " + decimals(duration, 6) + ";" + kPlayerScript + "</script>\n</body>\n</html>\n";
+               title +
+               "</title>\n<style>\nbody{margin:0;background:#eef1f4}\n"
+               "#player{position:sticky;top:0;z-index:1;display:flex;gap:1rem;align-items:center;padding:."
+               "5rem "
+               "1rem;"
+               "background:#1d2733;color:#fff;font:14px 'Helvetica Neue',Arial,sans-serif}\n"
+               "#player audio{flex:1;max-width:48rem;height:2.2rem}\n"
+               "#song{display:block;margin:1rem auto;max-width:100%;height:auto;cursor:pointer;"
+               "box-shadow:0 1px 6px #0003}\n"
+               "@media print{#player{display:none}body{background:none}#song{box-shadow:none;margin:0}}\n"
+               "</style>\n</head>\n<body>\n<div id=\"player\"><audio id=\"audio\" controls "
+               "preload=\"metadata\" "
+               "src=\"" +
+               percentEncoded(audioFile) +
+               "\"></audio><span id=\"no-audio\" hidden>The recording cannot be played here: it must lie "
+               "beside "
+               "this "
+               "page.</span></div>\n";
+    writer.writeSVG(out);
+    out << "<script>\nconst rows = " + writer.rowTable() +
+               ", sampleRate = " + decimals(document.recording.sampleRate, 3) +
+               ", framesPerPoint = " + decimals(writer.framesPerPoint(), 6) +
+               ", waveformHeight = " + number(kWaveformHeight) + ", rowLead = " + number(writer.rowLead()) +
+               ", duration = " + decimals(duration, 6) + ";" + kPlayerScript +
+               "</script>\n</body>\n</html>\n";
 }
 
-std::shared_ptr<Waveform> waveformForPicture(const SongDocument& document,
-                                             const std::filesystem::path& file) {
+std::shared_ptr<Waveform> waveformForPicture(const Song& document, const std::filesystem::path& file,
+                                             const std::string& cacheName) {
     const auto recording = document.recordingFile(file);
     const auto reader = AudioReader::open(recording);
     if (!reader)
         return nullptr;
-    const auto cache =
-        TarnMusicInformationRetrievalController::waveformPathForUUID(document.recording.identifier);
+    const auto cache = TarnMusicInformationRetrievalController::waveformPathForUUID(cacheName);
     if (auto cached = readWaveformCache(cache, recording, *reader))
         return cached;
     auto waveform = std::make_shared<Waveform>(reader->frameCount(), reader->sampleRate());

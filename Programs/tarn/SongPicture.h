@@ -1,9 +1,10 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/Waveform.h"
-#include "Programs/tarn/SongDocument.h"
+#include "Song/Song.h"
 
 #include <filesystem>
+#include <iosfwd>
 #include <memory>
 #include <string>
 
@@ -12,26 +13,28 @@ namespace tarn::program {
 
 /// How a picture of a song is laid out.
 struct PictureOptions {
-    double pageWidth = 1000; ///< points
-    double secondsPerRow =
-        16; ///< about how much music a row shows: a row holds whole bars where there are bars
+    double pageWidth = 1000;   ///< points
+    double secondsPerRow = 16; ///< about how much music a row shows: a row holds whole bars where there are
+                               ///< bars, and more where the song would not fit
 };
 
 /// The song as an SVG document: waveform (when there is one), bar lines and beats with numbers, chords,
 /// sections, regions, markers, key and tempo. Equal documents give equal pictures.
-[[nodiscard]] std::string songPictureSVG(const SongDocument& document,
-                                         const std::shared_ptr<Waveform>& waveform,
-                                         const PictureOptions& options);
+///
+/// It is written row by row. Whatever the document holds, the picture stays small: about 10,000 rows at
+/// most (a longer song is drawn at a greater scale), a few lanes of regions, and one item of a kind in half a
+/// point. A row tells what it leaves out ("+ 37 more").
+void writeSongPictureSVG(std::ostream& out, const Song& document, const std::shared_ptr<Waveform>& waveform,
+                         const PictureOptions& options);
 
 /// The same as an HTML page that stands alone; it plays `audioFile` (a path as seen from the page, in UTF-8)
 /// with a moving cursor when the browser can.
-[[nodiscard]] std::string songPictureHTML(const SongDocument& document,
-                                          const std::shared_ptr<Waveform>& waveform,
-                                          const PictureOptions& options, const std::string& audioFile);
+void writeSongPictureHTML(std::ostream& out, const Song& document, const std::shared_ptr<Waveform>& waveform,
+                          const PictureOptions& options, const std::string& audioFile);
 
-/// The waveform of the document's recording: from its cache, or else computed from the recording; nothing
-/// when neither can be read. `file` is the document's.
-[[nodiscard]] std::shared_ptr<Waveform> waveformForPicture(const SongDocument& document,
-                                                           const std::filesystem::path& file);
+/// The waveform of the document's recording: from the cache of that name, or else computed from the
+/// recording; nothing when the recording cannot be read. `file` is the document's.
+[[nodiscard]] std::shared_ptr<Waveform>
+waveformForPicture(const Song& document, const std::filesystem::path& file, const std::string& cacheName);
 
 } // namespace tarn::program

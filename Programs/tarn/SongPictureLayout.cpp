@@ -1,5 +1,6 @@
 #include "Programs/tarn/SongPictureLayout.h"
 
+#include "Programs/tarn/CountedBeats.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 
 #include <algorithm>
@@ -13,19 +14,16 @@ namespace tarn::program {
 /// The five numbers that the timeline asks for.
 class SongPictureLayout::Geometry : public WrappedSongTimelineDelegate {
 public:
-    Geometry(const SongDocument& document, const PictureOptions& options) : mWidth(options.pageWidth) {
+    Geometry(const Song& document, const PictureOptions& options) : mWidth(options.pageWidth) {
         mSampleRate = document.recording.sampleRate;
         mFrameCount = document.recording.frameCount;
-        const auto beats = document.notes->beatEntries();
-        for (const auto& beat : beats)
-            mFrameCount = std::max(mFrameCount, beat->location());
-        const double wanted = options.secondsPerRow * mSampleRate;
+        const BeatGrid grid = beatGridOf(document.notes->beatEntries());
+        if (!grid.isEmpty())
+            mFrameCount = std::max(mFrameCount, grid.locations().back());
+        const double wanted =
+            std::max(options.secondsPerRow * mSampleRate, static_cast<double>(mFrameCount) / kMostRows);
         double framesPerRow = wanted;
-        std::vector<std::int64_t> downbeats;
-        for (const auto& beat : beats) {
-            if (beat->isDownbeat() && beat->location() >= 0)
-                downbeats.push_back(beat->location());
-        }
+        const auto downbeats = grid.from(0).downbeatLocations();
         if (downbeats.size() >= 2) {
             // Whole bars of the song's mean length to the row, and the first downbeat on a multiple of it, so
             // that bar lines stand below each other as far as the tempo is steady.
@@ -77,22 +75,18 @@ private:
     Items mItems;
 };
 
-/// What counts as a bar line, and the numbers of the counted beats.
-Items beatItems(const TarnNoteEntryStorage& document) {
+/// The bar lines, and the numbers of the counted beats.
+Items beatItems(const Song& document) {
     Items items;
-    std::size_t bar = 0;
-    std::size_t beatInBar = 0;
-    for (const auto& beat : document.beatEntriesFilteredByTimeSignature()) {
-        if (beat->isDownbeat()) {
-            ++bar;
-            beatInBar = 0;
-        }
-        if (bar > 0)
-            ++beatInBar;
+    const BeatGrid grid = countedBeats(document);
+    for (std::size_t i = 0; i < grid.size(); ++i) {
+        const std::int64_t location = grid.locations()[i];
+        const auto place = grid.barBeat(i);
         auto item = std::make_shared<PictureItem>();
-        item->frames = {beat->location(), beat->location()};
-        item->isDownbeat = beat->isDownbeat();
-        item->number = beat->isDownbeat() ? bar : beatInBar;
+        item->frames = {location, location};
+        item->isDownbeat = place && place->beat == 1;
+        if (place)
+            item->number = item->isDownbeat ? place->bar : place->beat;
         items.push_back(std::move(item));
     }
     return items;
@@ -149,29 +143,58 @@ Items sectionItems(const TarnSongStructureStorage& structure, std::int64_t songE
     return items;
 }
 
-Items regionItems(const TarnNoteEntryStorage& document, std::size_t& laneCount) {
+/// Regions in the lowest lane that is free where they begin. Those that find none go to `hidden`.
+Items regionItems(const TarnNoteEntryStorage& document, std::size_t& laneCount,
+                  std::vector<Range<std::int64_t>>& hidden) {
     Items items;
     std::vector<std::int64_t> laneEnds;
-    constexpr std::size_t kMaximumLanes = 6;
+    constexpr std::size_t kMostLanes = 6;
     for (const auto& region : document.regionEntries()) {
         if (!region->isValid() || region->location() > std::numeric_limits<std::int64_t>::max() -
                                                            static_cast<std::int64_t>(region->length()))
             continue;
-        auto item = std::make_shared<PictureItem>();
-        item->frames = {region->location(), region->end()};
-        item->text = region->name().value_or("");
+        const Range<std::int64_t> frames(region->location(), region->end());
         auto lane = std::find_if(laneEnds.begin(), laneEnds.end(),
                                  [&](auto end) { return end <= region->location(); });
-        if (lane == laneEnds.end() && laneEnds.size() < kMaximumLanes)
+        if (lane == laneEnds.end()) {
+            if (laneEnds.size() == kMostLanes) {
+                hidden.push_back(frames);
+                continue;
+            }
             lane = laneEnds.insert(laneEnds.end(), 0);
-        if (lane == laneEnds.end())
-            lane = laneEnds.end() - 1;
-        *lane = region->end();
+        }
+        *lane = frames.upper;
+        auto item = std::make_shared<PictureItem>();
+        item->frames = frames;
+        item->text = region->name().value_or("");
         item->lane = static_cast<std::size_t>(lane - laneEnds.begin());
         items.push_back(std::move(item));
     }
     laneCount = laneEnds.size();
     return items;
+}
+
+/// How many of the stretches touch each row of the timeline.
+std::vector<std::size_t> countsByRow(const WrappedSongTimeline& timeline,
+                                     const std::vector<Range<std::int64_t>>& stretches) {
+    if (stretches.empty())
+        return {};
+    std::vector<std::int64_t> starts;
+    std::vector<std::int64_t> ends;
+    for (const auto& stretch : stretches) {
+        starts.push_back(stretch.lower);
+        ends.push_back(stretch.upper);
+    }
+    std::sort(starts.begin(), starts.end());
+    std::sort(ends.begin(), ends.end());
+    std::vector<std::size_t> counts;
+    for (std::int64_t row = 0; row < timeline.rowCount(); ++row) {
+        const auto frames = timeline.frameRange(row);
+        const auto begun = std::lower_bound(starts.begin(), starts.end(), frames.upper) - starts.begin();
+        const auto ended = std::upper_bound(ends.begin(), ends.end(), frames.lower) - ends.begin();
+        counts.push_back(frames.isEmpty() ? 0 : static_cast<std::size_t>(begun - ended));
+    }
+    return counts;
 }
 
 Items markerItems(const TarnNoteEntryStorage& document) {
@@ -187,17 +210,19 @@ Items markerItems(const TarnNoteEntryStorage& document) {
 
 } // namespace
 
-SongPictureLayout::SongPictureLayout(const SongDocument& document, const PictureOptions& options)
+SongPictureLayout::SongPictureLayout(const Song& document, const PictureOptions& options)
     : mGeometry(std::make_shared<Geometry>(document, options)),
       mTimeline(std::make_shared<WrappedSongTimeline>(mGeometry)) {
     mTimeline->reloadValues();
+    std::vector<Range<std::int64_t>> hiddenRegions;
     const auto list = [](Items items) { return std::make_shared<const ItemList>(std::move(items)); };
     mItems = std::make_unique<CombinedTimelineDataSource>(
-        mTimeline,
-        std::vector<std::shared_ptr<const TimelineDataSource>>{
-            list(beatItems(*document.notes)), list(chordItems(*document.notes)),
-            list(sectionItems(*document.structure, mTimeline->frameCount())),
-            list(regionItems(*document.notes, mRegionLaneCount)), list(markerItems(*document.notes))});
+        mTimeline, std::vector<std::shared_ptr<const TimelineDataSource>>{
+                       list(beatItems(document)), list(chordItems(*document.notes)),
+                       list(sectionItems(*document.structure, mTimeline->frameCount())),
+                       list(regionItems(*document.notes, mRegionLaneCount, hiddenRegions)),
+                       list(markerItems(*document.notes))});
+    mHiddenRegions = countsByRow(*mTimeline, hiddenRegions);
 }
 
 std::vector<std::shared_ptr<const PictureItem>> SongPictureLayout::itemsInRow(std::int64_t row,

@@ -30,13 +30,20 @@ public:
     /// The sections of the data source.
     enum Section : std::size_t { beats, chords, sections, regions, markers };
 
-    SongPictureLayout(const SongDocument& document, const PictureOptions& options);
+    SongPictureLayout(const Song& document, const PictureOptions& options);
 
     [[nodiscard]] const WrappedSongTimeline& timeline() const { return *mTimeline; }
+    /// The most rows, about: the song is drawn at a greater scale where it would take more.
+    static constexpr double kMostRows = 10'000;
+
     /// The items of a section that a row shows, in order.
     [[nodiscard]] std::vector<std::shared_ptr<const PictureItem>> itemsInRow(std::int64_t row,
                                                                              Section section) const;
-    /// How many lanes of regions the song needs; 0 without regions.
+    /// How many of the regions of a row are not among its items, for more overlap than there are lanes.
+    [[nodiscard]] std::size_t hiddenRegionCount(std::int64_t row) const {
+        return mHiddenRegions.empty() ? 0 : mHiddenRegions[static_cast<std::size_t>(row)];
+    }
+    /// How many lanes of regions the song needs, a few at most; 0 without regions.
     [[nodiscard]] std::size_t regionLaneCount() const { return mRegionLaneCount; }
     [[nodiscard]] bool hasSections() const { return mItems->itemCount(sections) > 0; }
     [[nodiscard]] bool hasMarkers() const { return mItems->itemCount(markers) > 0; }
@@ -47,6 +54,7 @@ private:
     std::shared_ptr<WrappedSongTimeline> mTimeline;
     std::unique_ptr<CombinedTimelineDataSource> mItems;
     std::size_t mRegionLaneCount = 0;
+    std::vector<std::size_t> mHiddenRegions; ///< one for each row; empty where no region is hidden
 };
 
 } // namespace tarn::program

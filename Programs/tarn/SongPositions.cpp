@@ -59,12 +59,48 @@ std::optional<Position::BarBeat> barBeatWithText(std::string_view bar, std::stri
     return place;
 }
 
-std::optional<Position::Time> timeWithText(std::string_view minutes, std::string_view seconds) {
-    const auto wholeMinutes = minutes.empty() ? std::optional<std::int64_t>(0) : wholeNumber(minutes);
-    const auto number = numberWithText(seconds);
-    if (!wholeMinutes || !number || *number < 0 || (!minutes.empty() && *number >= 60))
+/// "24", "05.2": below 60 where minutes stand before it.
+std::optional<double> secondsWithText(std::string_view text, bool followsMinutes) {
+    const auto number = numberWithText(text);
+    const bool isTime = number && *number >= 0 && text[0] != '-' && (!followsMinutes || *number < 60);
+    return isTime ? number : std::nullopt;
+}
+
+/// Digits, leading zeros included.
+std::optional<double> digitsWithText(std::string_view text) {
+    const bool areDigits = text.find_first_not_of("0123456789") == std::string_view::npos;
+    return areDigits ? numberWithText(text) : std::nullopt;
+}
+
+bool areTwoDigits(std::string_view text) {
+    return text.size() == 2 && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/// "65.2", "1:05.2" or "1:02:03".
+std::optional<Position::Time> timeWithText(std::string_view text) {
+    const std::size_t lastColon = text.rfind(':');
+    if (lastColon == std::string_view::npos) {
+        const auto seconds = secondsWithText(text, false);
+        return seconds ? std::optional(Position::Time{*seconds}) : std::nullopt;
+    }
+    const auto seconds = secondsWithText(text.substr(lastColon + 1), true);
+    const std::string_view beforeSeconds = text.substr(0, lastColon);
+    const std::size_t colon = beforeSeconds.find(':');
+    const bool hasHours = colon != std::string_view::npos;
+    const std::string_view minuteText = hasHours ? beforeSeconds.substr(colon + 1) : beforeSeconds;
+    const auto minutes = digitsWithText(minuteText);
+    const auto hours = hasHours ? digitsWithText(beforeSeconds.substr(0, colon)) : 0.0;
+    if (!seconds || !minutes || !hours)
         return std::nullopt;
-    return Position::Time{static_cast<double>(*wholeMinutes) * 60 + *number};
+    const std::string_view wholeSeconds = text.substr(lastColon + 1).substr(0, 2);
+    if (hasHours && (!areTwoDigits(minuteText) || *minutes >= 60 || !areTwoDigits(wholeSeconds)))
+        return std::nullopt;
+    return Position::Time{(*hours * 60 + *minutes) * 60 + *seconds};
+}
+
+/// Whether two numbers with a colon between them are minutes and seconds (see Position).
+bool looksLikeMinutes(std::string_view minutes, std::string_view seconds) {
+    return areTwoDigits(seconds) && (minutes.starts_with('0') || seconds.starts_with('0'));
 }
 
 /// Where a value lies among ascending points, counted from the first and in parts between them, continued
@@ -96,36 +132,33 @@ private:
 
 std::optional<Position> Position::make(std::string_view text) {
     Position position{Boundary::start, std::string(text)};
-    const std::size_t colon = text.find(':');
-    const bool isTime = text.ends_with('s') || (text.find('.') != std::string_view::npos &&
-                                                text.find('+') == std::string_view::npos);
-    if (text == "start" || text == "end") {
-        position.place = text == "start" ? Boundary::start : Boundary::end;
-    } else if (text.starts_with('@')) {
+    const auto take = [&](const auto& found) {
+        if (found)
+            position.place = *found;
+        return found ? std::optional(position) : std::nullopt;
+    };
+    if (text == "start" || text == "end")
+        return take(std::optional(text == "start" ? Boundary::start : Boundary::end));
+    if (text.starts_with('@')) {
         const auto frame = wholeNumber(text.substr(1));
-        if (!frame)
-            return std::nullopt;
-        position.place = Frame{*frame};
-    } else if (isTime) {
-        if (text.ends_with('s'))
-            text.remove_suffix(1);
-        else if (colon == std::string_view::npos)
-            return std::nullopt;
-        const auto time = colon == std::string_view::npos
-                              ? timeWithText("", text)
-                              : timeWithText(text.substr(0, colon), text.substr(colon + 1));
-        if (!time || colon == 0)
-            return std::nullopt;
-        position.place = *time;
-    } else {
-        const auto place = colon == std::string_view::npos
-                               ? std::nullopt
-                               : barBeatWithText(text.substr(0, colon), text.substr(colon + 1));
-        if (!place)
-            return std::nullopt;
-        position.place = *place;
+        return take(frame ? std::optional(Frame{*frame}) : std::nullopt);
     }
-    return position;
+    if (text.ends_with('s'))
+        return take(timeWithText(text.substr(0, text.size() - 1)));
+    const std::size_t colon = text.find(':');
+    if (colon == std::string_view::npos)
+        return std::nullopt;
+    const auto before = text.substr(0, colon);
+    const auto after = text.substr(colon + 1);
+    const bool hasPoint =
+        text.find('.') != std::string_view::npos && text.find('+') == std::string_view::npos;
+    if (hasPoint || after.find(':') != std::string_view::npos || looksLikeMinutes(before, after))
+        return take(timeWithText(text));
+    auto barBeat = barBeatWithText(before, after);
+    const auto time = areTwoDigits(after) ? timeWithText(text) : std::nullopt;
+    if (barBeat && time)
+        barBeat->seconds = time->seconds;
+    return take(barBeat);
 }
 
 std::optional<Distance> Distance::make(std::string_view amount, std::string_view unit) {
@@ -161,9 +194,7 @@ bool Distance::isWhole() const {
     return std::floor(amount) == amount;
 }
 
-SongPositions::SongPositions(const SongDocument& document) : mDocument(document) {
-    mLocator.updateWithNoteEntryStorage(*document.notes);
-}
+SongPositions::SongPositions(const Song& document) : mDocument(document), mGrid(countedBeats(document)) {}
 
 std::int64_t SongPositions::frame(const Position& position) const {
     const auto frameOfTime = [&](double seconds) {
@@ -173,9 +204,10 @@ std::int64_t SongPositions::frame(const Position& position) const {
     };
     const std::int64_t count = mDocument.recording.frameCount;
     std::int64_t frame = 0;
-    if (const auto* place = std::get_if<Position::BarBeat>(&position.place))
-        frame = barBeatFrame(*place);
-    else if (const auto* time = std::get_if<Position::Time>(&position.place))
+    if (const auto* place = std::get_if<Position::BarBeat>(&position.place)) {
+        const bool isTime = place->seconds && !hasBeat(*place) && frameOfTime(*place->seconds) <= count;
+        frame = isTime ? frameOfTime(*place->seconds) : barBeatFrame(*place);
+    } else if (const auto* time = std::get_if<Position::Time>(&position.place))
         frame = frameOfTime(time->seconds);
     else if (const auto* exact = std::get_if<Position::Frame>(&position.place))
         frame = exact->frame;
@@ -187,34 +219,34 @@ std::int64_t SongPositions::frame(const Position& position) const {
     return frame;
 }
 
-const TarnBeatLocatorBarEntry& SongPositions::bar(std::int64_t number) const {
-    const auto& bars = mLocator.barEntries();
-    if (bars.empty())
+Range<std::size_t> SongPositions::beatsOfBar(std::int64_t number) const {
+    if (barCount() == 0)
         throw EditRefused("the song has no bars yet");
     if (number == 0)
-        throw EditRefused("bars are counted from 1; name what lies before bar 1 by time or frame");
-    if (number < 0 || std::cmp_greater(number, bars.size()))
+        throw EditRefused("bars are counted from 1; name what lies before bar 1 by time (0:05) or frame");
+    if (number < 0 || std::cmp_greater(number, barCount()))
         throw EditRefused("there is no bar " + std::to_string(number) + "; the song has " +
-                          std::to_string(bars.size()));
-    return bars[static_cast<std::size_t>(number - 1)];
+                          std::to_string(barCount()));
+    return mGrid.barLines().bar(static_cast<std::size_t>(number - 1));
 }
 
-std::size_t SongPositions::endOfBar(std::size_t bar) const {
-    const auto& bars = mLocator.barEntries();
-    return bar + 1 < bars.size() ? bars[bar + 1].index() : mLocator.beatEntries().size();
+std::int64_t SongPositions::startOfBar(std::int64_t number) const {
+    return mGrid.locations()[beatsOfBar(number).lower];
+}
+
+bool SongPositions::hasBeat(const Position::BarBeat& place) const {
+    return place.bar >= 1 && std::cmp_less_equal(place.bar, barCount()) && place.beat >= 1 &&
+           std::cmp_less_equal(place.beat, sizeOf(beatsOfBar(place.bar)));
 }
 
 std::int64_t SongPositions::barBeatFrame(const Position::BarBeat& place) const {
-    const std::size_t first = bar(place.bar).index();
-    const std::size_t count = endOfBar(static_cast<std::size_t>(place.bar - 1)) - first;
+    const auto bar = beatsOfBar(place.bar);
+    const std::size_t count = sizeOf(bar);
     if (place.beat < 1 || std::cmp_greater(place.beat, count))
         throw EditRefused("bar " + std::to_string(place.bar) + " has " + std::to_string(count) +
                           (count == 1 ? " beat" : " beats") + ", no beat " + std::to_string(place.beat));
-    const auto& beats = mLocator.beatEntries();
-    const std::size_t i = first + static_cast<std::size_t>(place.beat - 1);
-    if (place.fraction == 0)
-        return beats[i]->location();
-    return frameAfter(beats[i]->location(), {place.fraction, DistanceUnit::beats});
+    const std::int64_t beat = mGrid.locations()[bar.lower + static_cast<std::size_t>(place.beat - 1)];
+    return place.fraction == 0 ? beat : frameAfter(beat, {place.fraction, DistanceUnit::beats});
 }
 
 std::int64_t SongPositions::frameAfter(std::int64_t frame, const Distance& distance) const {
@@ -226,15 +258,14 @@ std::int64_t SongPositions::frameAfter(std::int64_t frame, const Distance& dista
     } else {
         // Beats at one location count once, so that no interval is empty.
         std::vector<double> points;
-        for (const auto& beat : mLocator.beatEntries()) {
-            const auto location = static_cast<double>(beat->location());
-            if ((distance.unit == DistanceUnit::beats || beat->isDownbeat()) &&
-                (points.empty() || points.back() < location))
-                points.push_back(location);
+        const bool inBeats = distance.unit == DistanceUnit::beats;
+        for (const std::int64_t location : inBeats ? mGrid.locations() : mGrid.downbeatLocations()) {
+            if (points.empty() || points.back() < static_cast<double>(location))
+                points.push_back(static_cast<double>(location));
         }
         if (points.size() < 2)
-            throw EditRefused(distance.unit == DistanceUnit::beats ? "the song has no beats to count yet"
-                                                                   : "the song has no bars to count yet");
+            throw EditRefused(inBeats ? "the song has no beats to count yet"
+                                      : "the song has no bars to count yet");
         const Scale scale(std::move(points));
         end = std::round(scale.valueAt(scale.indexOf(start) + distance.amount));
     }
@@ -244,18 +275,11 @@ std::int64_t SongPositions::frameAfter(std::int64_t frame, const Distance& dista
 }
 
 std::string SongPositions::name(std::int64_t frame) const {
-    const auto& beats = mLocator.beatEntries();
-    const auto& bars = mLocator.barEntries();
-    const auto beat =
-        std::lower_bound(beats.begin(), beats.end(), frame,
-                         [](const auto& entry, std::int64_t at) { return entry->location() < at; });
-    const auto index = static_cast<std::size_t>(beat - beats.begin());
-    const auto nextBar = std::upper_bound(bars.begin(), bars.end(), index,
-                                          [](std::size_t i, const auto& entry) { return i < entry.index(); });
-    if (beat == beats.end() || (*beat)->location() != frame || nextBar == bars.begin())
+    const std::size_t beat = mGrid.firstAtOrAfter(frame);
+    if (beat == mGrid.size() || mGrid.locations()[beat] != frame)
         return timeText(frame);
-    const auto& holding = *(nextBar - 1);
-    return std::to_string(nextBar - bars.begin()) + ":" + std::to_string(index - holding.index() + 1);
+    const auto place = mGrid.barBeat(beat);
+    return place ? std::to_string(place->bar) + ":" + std::to_string(place->beat) : timeText(frame);
 }
 
 std::string SongPositions::timeText(std::int64_t frame) const {

@@ -10,6 +10,8 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kZeroByte("\0", 1);
+constexpr std::string_view kEndsOfLabel("\n\r\0", 3);
 
 std::string_view trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(kBlanks);
@@ -39,8 +41,30 @@ bool isBlank(const TextRow& row) {
     return std::all_of(row.fields.begin(), row.fields.end(), [](const auto& field) { return field.empty(); });
 }
 
-char separatorOf(std::string_view text) {
-    const auto firstLine = text.substr(0, text.find_first_of("\r\n"));
+/// Whether a comment begins after blanks.
+bool isComment(std::string_view text) {
+    return text.substr(std::min(text.find_first_not_of(kBlanks), text.size())).starts_with('#');
+}
+
+std::string withBlanksFor(std::string_view characters, std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [&](char c) { return characters.find(c) != std::string_view::npos; }, ' ');
+    return text;
+}
+
+/// The first line that is not empty or a comment.
+std::string_view firstLineOf(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+        const std::string_view line = trimmed(text.substr(0, end));
+        if (!line.empty() && !isComment(line))
+            return line;
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return text;
+}
+
+char separatorOf(std::string_view firstLine) {
     for (const char separator : {',', ';', '\t'}) {
         if (firstLine.find(separator) != std::string_view::npos)
             return separator;
@@ -93,10 +117,13 @@ std::string lowerCased(std::string_view text) {
 TextTable parseCSV(std::string_view text) {
     requireText(text);
     text = withoutByteOrderMark(text);
-    const char separator = separatorOf(text);
+    const char separator = separatorOf(firstLineOf(text));
     TextTable table;
     std::size_t line = 1;
     while (!text.empty()) {
+        table.hasComment = table.hasComment || isComment(text);
+        if (isComment(text))
+            text.remove_prefix(std::min(text.find_first_of("\r\n"), text.size()));
         TextRow row{line, {takeField(text, separator, line)}};
         while (text.starts_with(separator)) {
             text.remove_prefix(1);
@@ -126,7 +153,8 @@ TextTable parseLab(std::string_view text) {
         text.remove_prefix(end);
         if (!text.empty())
             skipLineEnd(text);
-        if (rest.empty() || rest.starts_with('#'))
+        table.hasComment = table.hasComment || isComment(rest);
+        if (rest.empty() || isComment(rest))
             continue;
         TextRow row{line, {}};
         while (!rest.empty()) {
@@ -141,11 +169,19 @@ TextTable parseLab(std::string_view text) {
     return table;
 }
 
+TextTable parseNumbers(std::string_view text) {
+    const std::string_view line = firstLineOf(withoutByteOrderMark(text));
+    const auto firstWord = line.substr(0, line.find_first_of(" \t,;"));
+    const bool hasBlanks = line.find_first_of(",;") == std::string_view::npos && numberWithText(firstWord);
+    return hasBlanks ? parseLab(text) : parseCSV(text);
+}
+
 std::string csvLine(const std::vector<std::string>& fields) {
     std::string line;
-    for (const std::string& field : fields) {
-        if (&field != &fields.front())
+    for (const std::string& given : fields) {
+        if (&given != &fields.front())
             line += ',';
+        const std::string field = withBlanksFor(kZeroByte, given);
         const bool needsQuotes =
             field.find_first_of(",;\t\"\r\n") != std::string::npos || field != trimmed(field);
         if (!needsQuotes) {
@@ -160,6 +196,16 @@ std::string csvLine(const std::vector<std::string>& fields) {
     return line + "\n";
 }
 
+std::string labLine(const std::vector<std::string>& fields) {
+    std::string line;
+    for (const std::string& field : fields) {
+        if (&field != &fields.front())
+            line += '\t';
+        line += trimmed(withBlanksFor(kEndsOfLabel, field));
+    }
+    return line + "\n";
+}
+
 std::optional<double> numberWithText(std::string_view text) {
     double number = 0;
     const char* const end = text.data() + text.size();
@@ -169,11 +215,10 @@ std::optional<double> numberWithText(std::string_view text) {
     return number;
 }
 
-std::string secondsText(double seconds) {
-    constexpr int kDecimals = 6;
+std::string secondsText(double seconds, int decimals) {
     std::array<char, 512> digits; // the longest double has 309 digits before the point
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), seconds,
-                                   std::chars_format::fixed, kDecimals);
+                                   std::chars_format::fixed, decimals);
     return {digits.data(), end.ptr};
 }
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 /// Annotation files as rows of text fields, read and written without knowledge of what the columns mean.
-/// Reading takes any bytes: a byte-order mark and all three kinds of line ends are admitted, empty lines are
-/// skipped.
+/// Reading takes any bytes: a byte-order mark and all three kinds of line ends are admitted; empty lines and
+/// those that begin with # (comments) are skipped.
 namespace tarn::program {
 
 struct TextRow {
@@ -20,6 +20,7 @@ struct TextRow {
 struct TextTable {
     std::vector<std::string> header; ///< column names in lower case; none when the first row holds a number
     std::vector<TextRow> rows;
+    bool hasComment = false; ///< outside of rows
 };
 
 /// What is wrong with a file, and in which line.
@@ -39,16 +40,22 @@ private:
 /// row whose first field is not a number names the columns. Throws TextTableError for a quote that does not
 /// end.
 [[nodiscard]] TextTable parseCSV(std::string_view text);
-/// Rows of numbers, separated by spaces or tabs, and a label that reaches to the end of the line. A line that
-/// begins with # is a comment.
+/// Rows of numbers, separated by spaces or tabs, and a label that reaches to the end of the line.
 [[nodiscard]] TextTable parseLab(std::string_view text);
+/// Rows of numbers with commas, semicolons, tabs or spaces between them, below column names or without.
+/// Throws as parseCSV.
+[[nodiscard]] TextTable parseNumbers(std::string_view text);
 
-/// The line of a CSV file with these fields, quoted where needed, with its line feed.
+/// The line of a CSV file with these fields, quoted where needed, with its line feed. Zero bytes become
+/// blanks.
 [[nodiscard]] std::string csvLine(const std::vector<std::string>& fields);
+/// The line of a .lab file with tabs between the fields. What would end the label, or would not be read back
+/// as a part of it, goes: zero bytes and line ends become blanks, blanks at the ends are dropped.
+[[nodiscard]] std::string labLine(const std::vector<std::string>& fields);
 
 /// A decimal number without anything else; nothing for numbers that are not finite.
 [[nodiscard]] std::optional<double> numberWithText(std::string_view text);
-/// Seconds with six decimals, which tell frames apart at every sample rate below 500 kHz.
-[[nodiscard]] std::string secondsText(double seconds);
+/// Seconds with so many decimals. Six tell frames apart at every sample rate up to 500 kHz.
+[[nodiscard]] std::string secondsText(double seconds, int decimals = 6);
 
 } // namespace tarn::program

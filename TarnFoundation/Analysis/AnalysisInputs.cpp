@@ -10,12 +10,12 @@ double tuningFrequency(const TarnNoteEntryStorage& storage) {
 
 KELPKeyRef key(const TarnNoteEntryStorage& storage) {
     const auto entries = storage.keyEntries();
-    return KELPKey::keyWithTonicChord(entries.empty() ? KELPChord::chordWithString("C")
-                                                      : entries.front()->tonicChord());
+    return KELPKey::makeWithTonicChord(entries.empty() ? KELPChord::chordWithString("C")
+                                                       : entries.front()->tonicChord());
 }
 
 EntryList<TarnChordEntry> newChordEntries(TarnNoteEntryStorage& storage,
-                                          const ChordDetectionResults& results) {
+                                          const ChordDetectionResultArray& results) {
     std::vector<std::shared_ptr<TarnChordEntry>> entries;
     entries.reserve(results.size());
     for (const auto& result : results) {

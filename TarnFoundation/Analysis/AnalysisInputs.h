@@ -27,6 +27,6 @@ template <typename Entry>
 
 /// New chord entries of the storage, not inserted, one for each result and in their order.
 [[nodiscard]] EntryList<TarnChordEntry> newChordEntries(TarnNoteEntryStorage& storage,
-                                                        const ChordDetectionResults& results);
+                                                        const ChordDetectionResultArray& results);
 
 } // namespace tarn::analysis

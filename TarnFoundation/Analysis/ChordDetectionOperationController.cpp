@@ -58,7 +58,7 @@ ChordDetectionOperationController::beatLocationsForChordDetectionOperation(Chord
 }
 
 void ChordDetectionOperationController::chordDetectionDidFinishProcessingWithResults(
-    const ChordDetectionResults& results, ChordDetectionOperation&) {
+    const ChordDetectionResultArray& results, ChordDetectionOperation&) {
     const auto entries = analysis::newChordEntries(*mNoteEntryStorage, results);
     CompletionHandler handler;
     {

@@ -45,7 +45,7 @@ private:
     double tuningEstimationForChordDetectionOperation(ChordDetectionOperation& operation) override;
     KELPKeyRef keyForChordDetectionOperation(ChordDetectionOperation& operation) override;
     std::vector<double> beatLocationsForChordDetectionOperation(ChordDetectionOperation& operation) override;
-    void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResults& results,
+    void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResultArray& results,
                                                       ChordDetectionOperation& operation) override;
 
     const std::filesystem::path mAudioFileURL;

@@ -103,7 +103,7 @@ void TarnMusicInformationRetrievalController::beatAlignmentOperationDidFindDownb
 }
 
 void TarnMusicInformationRetrievalController::chordDetectionDidFinishProcessingWithResults(
-    const ChordDetectionResults& results, ChordDetectionOperation& operation) {
+    const ChordDetectionResultArray& results, ChordDetectionOperation& operation) {
     const auto hasChords = [&] { return !mNoteEntryStorage->chordEntries().empty(); };
     if (!hasChords()) {
         MainQueue::sync([&] {

@@ -4,12 +4,12 @@
 #include "Platform/DispatchQueue.h"
 #include "Platform/ProcessInfo.h"
 #include "Platform/UserDefaults.h"
+#include "TarnFoundation/Analysis/AnalysisCaches.h"
 #include "TarnFoundation/Analysis/AnalysisInputs.h"
 #include "TarnFoundation/Analysis/TarnChordResults.h"
 #include "TarnFoundation/Formatting/TarnUserDefaultsKeys.h"
 
 #include <span>
-#include <system_error>
 #include <utility>
 
 namespace tarn {
@@ -24,18 +24,6 @@ constexpr const char* kSpectrogramInterval = "SpectrogramOperation";
 constexpr std::int64_t kTotalUnitCount = 18;
 constexpr std::int64_t kChordDetectionUnitCount = 12;
 constexpr std::int64_t kOtherUnitCount = 1;
-
-/// Joined as text, because an absolute path would take the directory's place.
-std::filesystem::path pathInDirectory(std::filesystem::path directory, std::string_view name) {
-    directory /= "";
-    directory += name;
-    return directory;
-}
-
-std::filesystem::path cacheFile(const std::filesystem::path& directory, const std::string& uuid,
-                                const char* extension) {
-    return pathInDirectory(directory, uuid + '.' + extension);
-}
 
 /// Distinguishes the intervals of overlapping runs.
 std::uint64_t signpostOf(const KELPSpectrogramOperation& operation) {
@@ -113,9 +101,11 @@ bool TarnMusicInformationRetrievalController::beginProcessingError(Error* error)
     }
     Run run;
     if (const char* reason = makeOperations(run)) {
-        if (error)
+        if (error) {
             *error = Error(TarnMusicInformationRetrievalErrorDomain, -1,
                            Bundle::framework().localizedString(reason));
+            error->underlying = mFactory->refusal(mAudioFileURL);
+        }
         return false;
     }
     connect(run);
@@ -212,10 +202,7 @@ TarnMusicInformationRetrievalController::makeBeatAlignmentOperation() {
 
 TarnMusicInformationRetrievalController::URL
 TarnMusicInformationRetrievalController::cacheURLFor(std::string_view folderName) {
-    auto folder = pathInDirectory(FileManager::cachesDirectory() / "Tarn", folderName);
-    std::error_code ignored;
-    std::filesystem::create_directories(folder, ignored);
-    return folder;
+    return analysis::cacheFolder(folderName);
 }
 
 TarnMusicInformationRetrievalController::URL
@@ -230,17 +217,17 @@ TarnMusicInformationRetrievalController::cachedWaveformDirectory() {
 
 TarnMusicInformationRetrievalController::URL
 TarnMusicInformationRetrievalController::spectrogramPathForUUID(const std::string& uuid) {
-    return cacheFile(cachedSpectrogramDirectory(), uuid, "spectrogram");
+    return analysis::cacheFile(cachedSpectrogramDirectory(), uuid, "spectrogram");
 }
 
 TarnMusicInformationRetrievalController::URL
 TarnMusicInformationRetrievalController::waveformPathForUUID(const std::string& uuid) {
-    return cacheFile(cachedWaveformDirectory(), uuid, "waveform");
+    return analysis::cacheFile(cachedWaveformDirectory(), uuid, "waveform");
 }
 
 TarnMusicInformationRetrievalController::URL
 TarnMusicInformationRetrievalController::cachedChordResultsURL() const {
-    return cacheFile(cacheURLFor("Chords"), mUUIDString, "chordScores");
+    return analysis::cacheFile(cacheURLFor("Chords"), mUUIDString, "chordScores");
 }
 
 void TarnMusicInformationRetrievalController::reportUndecodableCache(const Error& error) {

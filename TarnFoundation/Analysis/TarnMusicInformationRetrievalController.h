@@ -23,7 +23,7 @@ inline constexpr const char* TarnMusicInformationRetrievalErrorDomain =
 
 // The notifications of an analysis. The object is the controller. User information, with the type of each
 // value:
-//   "spectrogram"    std::shared_ptr<Spectrogram>, filled while the stage works; empty while there is none
+//   "spectrogram"    std::shared_ptr<Spectrogram>, filled while the stage works
 //   "waveform"       std::shared_ptr<Waveform>, filled while the stage works
 //   "standardPitch"  std::shared_ptr<TarnStandardPitchEntry>
 //   "tempo"          std::shared_ptr<TarnTempoEntry>
@@ -115,11 +115,11 @@ public:
     [[nodiscard]] const std::shared_ptr<TarnNoteEntryStorage>& noteEntryStorage() const {
         return mNoteEntryStorage;
     }
-    /// The beats that the last beat detection found, in frames; nothing before, and when it found none.
-    /// Thread-safe.
+    /// The beats that beat detection reported last, in frames; nothing before the first report. A detection
+    /// that finds no beats makes no report and leaves them as they are. Thread-safe.
     [[nodiscard]] std::optional<std::vector<std::int64_t>> beatLocations() const;
-    /// Whether every stage works anew, whatever the document and the caches hold. Read from the user defaults
-    /// when the controller was made.
+    /// Whether every stage works again, whatever the document and the caches hold. Read from the user
+    /// defaults when the controller was made.
     [[nodiscard]] bool forceAllCalculations() const { return mForceAllCalculations; }
     /// The last run as a whole, 18 units; its description is that of the stage that began last.
     [[nodiscard]] const std::shared_ptr<Progress>& progress() const { return mProgress; }
@@ -127,7 +127,8 @@ public:
     [[nodiscard]] std::shared_ptr<OperationQueue> processingQueue() const;
 
     /// Starts a run. False, with the reason in `error` when it is given, when an operation cannot be made for
-    /// the audio file; nothing runs then. An earlier run goes on.
+    /// the audio file; nothing runs then. `error->underlying` then tells a file that is missing, cannot be
+    /// read or is no audio from a missing engine (AnalysisRefusal). An earlier run goes on.
     bool beginProcessingError(Error* error = nullptr);
     /// Cancels the operations of the last run. What is in the document already stays.
     void cancelProcessing();
@@ -136,7 +137,8 @@ public:
     /// value, at the first use.
     static const Log& log();
 
-    // Cache files. Each look-up makes the folder if it is missing; where that fails, using the file will.
+    // Cache files. Each look-up makes the folder if it is missing; where that fails, using the file will. The
+    // files' names are derived from the identifiers (AnalysisCaches.h), which may hold anything.
 
     /// The folder of that name in the library's part of the user's caches directory.
     [[nodiscard]] static URL cacheURLFor(std::string_view folderName);
@@ -229,7 +231,7 @@ private:
     void beatAlignmentOperationDidFindDownbeatLocation(BeatAlignmentOperation& operation,
                                                        std::int64_t downbeatLocation,
                                                        std::int64_t tatumCount) override;
-    void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResults& results,
+    void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResultArray& results,
                                                       ChordDetectionOperation& operation) override;
 
     /// The delegate of an operation of the kind whose delegate it is.

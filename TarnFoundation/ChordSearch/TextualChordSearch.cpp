@@ -4,6 +4,7 @@
 #include "KELPMusic/KELPChordTable.h"
 #include "Platform/DispatchQueue.h"
 #include "Platform/FatalError.h"
+#include "Platform/UTF8.h"
 
 #include <algorithm>
 #include <array>
@@ -29,11 +30,9 @@ const LowerCasedNames& lowerCasedAlternativeNames() {
     return names;
 }
 
-// Where the character at `start` ends in UTF-8; bytes that begin no character count singly.
 std::size_t endOfCharacter(std::string_view text, std::size_t start) {
-    const auto first = static_cast<unsigned char>(text[start]);
-    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;
-    return std::min(start + length, text.size());
+    (void)nextUTF8(text, start);
+    return start;
 }
 
 struct TypedRoot {
@@ -57,40 +56,44 @@ std::optional<TypedRoot> rootOfTypedText(std::string_view text) {
 }
 
 ChordArray chordsMatching(std::string_view text) {
-    const auto root = rootOfTypedText(text);
+    // The first bytes of a cut-off character could be the beginning of a name in the table.
+    const auto root = isUTF8(text) ? rootOfTypedText(text) : std::nullopt;
     if (!root)
         return {};
     const std::string_view rest = text.substr(root->length);
     const std::size_t slash = rest.rfind('/');
     const std::string quality = lowerCasedChordText(plainChordSigns(rest.substr(0, slash)));
     if (slash != std::string_view::npos && slash + 1 == rest.size()) {
-        return ChordSearchResults::arrayWithPossibleSlashChordsForChord(
+        return ChordDetectionResults::_arrayWithPossibleSlashChordsForChord(
             KELPChord::chordWithString(root->note.string().append(quality)));
     }
     const std::string bass =
         slash == std::string_view::npos ? std::string() : lowerCasedChordText(rest.substr(slash + 1));
     if (!bass.empty() && !quality.empty())
-        return ChordSearchResults::arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(
-            root->note, quality, bass);
+        return ChordDetectionResults::
+            _arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(root->note, quality,
+                                                                                     bass);
     if (!bass.empty())
-        return ChordSearchResults::arrayWithChordsForRootNoteQueryingBaseNotesWithString(root->note, bass);
+        return ChordDetectionResults::_arrayWithChordsForRootNoteQueryingBaseNotesWithString(root->note,
+                                                                                             bass);
     if (!quality.empty())
-        return ChordSearchResults::arrayWithChordsForRootNoteQueryingIntervalsWithString(root->note, quality);
-    return ChordSearchResults::arrayWithChordsForRootNote(root->note);
+        return ChordDetectionResults::_arrayWithChordsForRootNoteQueryingIntervalsWithString(root->note,
+                                                                                             quality);
+    return ChordDetectionResults::_arrayWithChordsForRootNote(root->note);
 }
 
 } // namespace
 
-ChordDetectionResultArray ChordSearchResults::arrayWithChordsMatchingSearchString(std::string_view text) {
+ChordDetectionResultArray ChordDetectionResults::_arrayWithChordsMatchingSearchString(std::string_view text) {
     ChordDetectionResultArray results;
     for (KELPChordRef& chord : chordsMatching(text))
         results.push_back(KELPChordDetectionResult::resultForChord(std::move(chord), kScoreOfTypedChord));
-    return arrayByPromotingExactMatchTo(std::move(results), text);
+    return _arrayByPromotingExactMatchTo(std::move(results), text);
 }
 
 // Every name of the chord table reads back as its row, so the chords below are made from their rows at once.
 
-ChordArray ChordSearchResults::arrayWithChordsForRootNote(const KELPNote& rootNote) {
+ChordArray ChordDetectionResults::_arrayWithChordsForRootNote(const KELPNote& rootNote) {
     ChordArray chords;
     chords.reserve(gChords.size());
     for (const KELPChordDefinition& definition : gChords)
@@ -98,8 +101,9 @@ ChordArray ChordSearchResults::arrayWithChordsForRootNote(const KELPNote& rootNo
     return chords;
 }
 
-ChordArray ChordSearchResults::arrayWithChordsForRootNoteQueryingIntervalsWithString(const KELPNote& rootNote,
-                                                                                     std::string_view text) {
+ChordArray
+ChordDetectionResults::_arrayWithChordsForRootNoteQueryingIntervalsWithString(const KELPNote& rootNote,
+                                                                              std::string_view text) {
     ChordArray chords;
     const LowerCasedNames& names = lowerCasedAlternativeNames();
     for (std::size_t row = 0; row < gChords.size(); ++row) {
@@ -110,19 +114,20 @@ ChordArray ChordSearchResults::arrayWithChordsForRootNoteQueryingIntervalsWithSt
     return chords;
 }
 
-ChordArray ChordSearchResults::arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(
+ChordArray ChordDetectionResults::_arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(
     const KELPNote& rootNote, std::string_view text, std::string_view baseNote) {
     const auto bass = KELPNote::noteWithString(baseNote);
     if (!bass)
         return {};
-    ChordArray chords = arrayWithChordsForRootNoteQueryingIntervalsWithString(rootNote, text);
+    ChordArray chords = _arrayWithChordsForRootNoteQueryingIntervalsWithString(rootNote, text);
     for (KELPChordRef& chord : chords)
         chord = chord->chordWithNewRoot(rootNote, bass);
     return chords;
 }
 
-ChordArray ChordSearchResults::arrayWithChordsForRootNoteQueryingBaseNotesWithString(const KELPNote& rootNote,
-                                                                                     std::string_view text) {
+ChordArray
+ChordDetectionResults::_arrayWithChordsForRootNoteQueryingBaseNotesWithString(const KELPNote& rootNote,
+                                                                              std::string_view text) {
     ChordArray chords;
     for (const std::string_view name : kNamedNoteEntries) {
         const auto note = KELPNote::noteWithString(name);
@@ -134,7 +139,7 @@ ChordArray ChordSearchResults::arrayWithChordsForRootNoteQueryingBaseNotesWithSt
     return chords;
 }
 
-ChordArray ChordSearchResults::arrayWithPossibleSlashChordsForChord(const KELPChordRef& chord) {
+ChordArray ChordDetectionResults::_arrayWithPossibleSlashChordsForChord(const KELPChordRef& chord) {
     ChordArray chords;
     if (!chord)
         return chords;
@@ -146,8 +151,9 @@ ChordArray ChordSearchResults::arrayWithPossibleSlashChordsForChord(const KELPCh
     return chords;
 }
 
-ChordDetectionResultArray ChordSearchResults::arrayByPromotingExactMatchTo(ChordDetectionResultArray results,
-                                                                           std::string_view text) {
+ChordDetectionResultArray
+ChordDetectionResults::_arrayByPromotingExactMatchTo(ChordDetectionResultArray results,
+                                                     std::string_view text) {
     const std::string name = lowerCasedChordText(text);
     const KELPChordRef named = KELPChord::chordWithString(name);
     const auto match = std::find_if(results.begin(), results.end(), [&](const auto& result) {
@@ -161,8 +167,8 @@ ChordDetectionResultArray ChordSearchResults::arrayByPromotingExactMatchTo(Chord
 }
 
 ChordDetectionResultArray
-ChordSearchResults::arrayOfUntransposedResultsUsingChordManager(const ChordDetectionResultArray& results,
-                                                                const ChordManager& chordManager) {
+ChordDetectionResults::_arrayOfUntransposedResultsUsingChordManager(const ChordDetectionResultArray& results,
+                                                                    const ChordManager& chordManager) {
     ChordDetectionResultArray untransposed;
     untransposed.reserve(results.size());
     for (const auto& result : results)
@@ -175,12 +181,13 @@ void KELPTextualChordSearchController::performSearchUsingString(std::string text
     const auto weakSelf = weak_from_this();
     precondition(!weakSelf.expired(), "A chord search controller must live in a shared pointer!");
     GlobalQueue::async([weakSelf, text = std::move(text)] {
-        MainQueue::async([weakSelf, results = ChordSearchResults::arrayWithChordsMatchingSearchString(text)] {
-            const auto self = weakSelf.lock();
-            const auto delegate = self ? self->delegate() : nullptr;
-            if (delegate)
-                delegate->chordSearchControllerDidReceiveResults(*self, results);
-        });
+        MainQueue::async(
+            [weakSelf, results = ChordDetectionResults::_arrayWithChordsMatchingSearchString(text)] {
+                const auto self = weakSelf.lock();
+                const auto delegate = self ? self->delegate() : nullptr;
+                if (delegate)
+                    delegate->chordSearchControllerDidReceiveResults(*self, results);
+            });
     });
 }
 

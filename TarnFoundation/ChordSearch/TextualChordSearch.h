@@ -15,7 +15,6 @@
 namespace tarn {
 
 using ChordArray = std::vector<KELPChordRef>;
-using ChordDetectionResultArray = std::vector<KELPChordDetectionResultRef>;
 
 /// The application's transposition state: chords are shown transposed and stored untransposed.
 class ChordManager {
@@ -24,43 +23,44 @@ public:
     [[nodiscard]] virtual KELPChordRef untransposedChord(const KELPChordRef& chord) const = 0;
 };
 
-/// Searches of the chord table; the answers are lists of chords, or of chords with their scores.
-class ChordSearchResults {
+/// Searches of the chord table. The answers are lists of chords, or of chords with their scores.
+class ChordDetectionResults {
 public:
     /// The score of a chord that was typed rather than detected.
     static constexpr float kScoreOfTypedChord = -1.0F;
 
     /// The chords that the text may mean, an exact match first, each with kScoreOfTypedChord. The root is the
     /// first two characters when they name a note, else the first ("Db" is D flat). What follows it is taken
-    /// in lower case: up to the last "/" the quality, after it the bass note. A "/" with nothing behind it
+    /// in lower case: up to the last "/" the quality, after it the bass note. A "/" with nothing after it
     /// asks for the chord's inversions. A text without a root finds nothing.
-    [[nodiscard]] static ChordDetectionResultArray arrayWithChordsMatchingSearchString(std::string_view text);
+    [[nodiscard]] static ChordDetectionResultArray
+    _arrayWithChordsMatchingSearchString(std::string_view text);
 
     /// Every quality of the chord table on the root, in table order.
-    [[nodiscard]] static ChordArray arrayWithChordsForRootNote(const KELPNote& rootNote);
+    [[nodiscard]] static ChordArray _arrayWithChordsForRootNote(const KELPNote& rootNote);
     /// In table order the qualities of which an alternative name begins, in lower case, with the text (which
     /// is lower-case already).
     [[nodiscard]] static ChordArray
-    arrayWithChordsForRootNoteQueryingIntervalsWithString(const KELPNote& rootNote, std::string_view text);
+    _arrayWithChordsForRootNoteQueryingIntervalsWithString(const KELPNote& rootNote, std::string_view text);
     /// The same over a bass note; nothing when `baseNote` does not name one.
-    [[nodiscard]] static ChordArray arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(
+    [[nodiscard]] static ChordArray _arrayWithChordsForRootNoteQueryingIntervalsWithStringBaseNoteWithString(
         const KELPNote& rootNote, std::string_view text, std::string_view baseNote);
     /// The major triad on the root over each note of kNamedNoteEntries whose name begins with the text. The
     /// comparison is case-sensitive and names begin with a capital: the lower-case text of a typed search
     /// matches none.
     [[nodiscard]] static ChordArray
-    arrayWithChordsForRootNoteQueryingBaseNotesWithString(const KELPNote& rootNote, std::string_view text);
+    _arrayWithChordsForRootNoteQueryingBaseNotesWithString(const KELPNote& rootNote, std::string_view text);
     /// The chord over each of its tones but the root; nothing for no chord object.
-    [[nodiscard]] static ChordArray arrayWithPossibleSlashChordsForChord(const KELPChordRef& chord);
+    [[nodiscard]] static ChordArray _arrayWithPossibleSlashChordsForChord(const KELPChordRef& chord);
 
     /// The results with the first one that the text names (by its printed name in any case, or by another
     /// name of an equal chord, read in lower case) moved to the front; unchanged when there is none.
     [[nodiscard]] static ChordDetectionResultArray
-    arrayByPromotingExactMatchTo(ChordDetectionResultArray results, std::string_view text);
+    _arrayByPromotingExactMatchTo(ChordDetectionResultArray results, std::string_view text);
     /// One result for each, in order, with the manager's untransposed chord; score and location are kept.
     [[nodiscard]] static ChordDetectionResultArray
-    arrayOfUntransposedResultsUsingChordManager(const ChordDetectionResultArray& results,
-                                                const ChordManager& chordManager);
+    _arrayOfUntransposedResultsUsingChordManager(const ChordDetectionResultArray& results,
+                                                 const ChordManager& chordManager);
 };
 
 class KELPTextualChordSearchController;

@@ -86,32 +86,62 @@ std::int64_t timingOption(const UserInfo& options) {
 }
 
 /// log2 of the denominator, truncated to a byte.
-std::uint8_t denominatorPower(std::uint8_t denominator) {
+Checked<std::uint8_t> denominatorPower(std::uint8_t denominator) {
     const double power = std::log2(static_cast<double>(denominator));
-    precondition(std::isfinite(power) && power > -1 && power < 256,
-                 "The denominator of a time signature has no power of two");
+    if (!std::isfinite(power) || power <= -1 || power >= 256)
+        return Checked<std::uint8_t>::failure("The denominator of a time signature has no power of two");
     return static_cast<std::uint8_t>(power);
 }
+
+Checked<std::int64_t> endOf(const TarnNoteEntry& note) {
+    return tryCast<std::int64_t>(note.length()).then([&](std::int64_t length) {
+        return tryAdd(note.location(), length);
+    });
+}
+
+struct ExportOptions {
+    bool exportsNotes;
+    bool exportsChords;
+    std::int8_t transpose;
+    std::int64_t timing;
+
+    explicit ExportOptions(const UserInfo& options)
+        : exportsNotes(boolOption(options, TarnNoteEntryStorageMIDIExportNotesOptionKey)),
+          exportsChords(boolOption(options, TarnNoteEntryStorageMIDIExportChordsOptionKey)),
+          transpose(static_cast<std::int8_t>(std::clamp<std::int64_t>(
+              integerOption(options, TarnNoteEntryStorageMIDITransposeAmountOptionKey), -128, 127))),
+          timing(timingOption(options)) {}
+};
 
 /// One export, from the document to the file.
 class Export {
 public:
-    Export(const TarnNoteEntryStorage& storage, double sampleRate, const UserInfo& options)
-        : mStorage(storage), mExportsNotes(boolOption(options, TarnNoteEntryStorageMIDIExportNotesOptionKey)),
-          mExportsChords(boolOption(options, TarnNoteEntryStorageMIDIExportChordsOptionKey)),
-          mTranspose(static_cast<std::int8_t>(std::clamp<std::int64_t>(
-              integerOption(options, TarnNoteEntryStorageMIDITransposeAmountOptionKey), -128, 127))),
-          mTimeline(timingOption(options), mExportsNotes, mExportsChords, sampleRate, storage) {}
+    Export(const TarnNoteEntryStorage& storage, const ExportOptions& options, MIDIExportTimeline timeline)
+        : mStorage(storage), mOptions(options), mTimeline(std::move(timeline)) {
+        if (mOptions.exportsNotes)
+            mNotes = storage.noteEntries();
+    }
+
+    /// Whether writeFile would not abort.
+    [[nodiscard]] bool isExpressible() const {
+        const auto& signatures = mTimeline.timeSignatureEvents;
+        return std::all_of(signatures.begin(), signatures.end(),
+                           [](const auto& event) {
+                               return denominatorPower(event.timeSignature.denominator).value().has_value();
+                           }) &&
+               std::all_of(mNotes.begin(), mNotes.end(),
+                           [](const auto& note) { return !note->pitch() || endOf(*note).value(); });
+    }
 
     void writeFile(const std::filesystem::path& file) {
         addTempoEvents();
         addTimeSignatures();
         const auto keys = mStorage.keyEntries();
         if (!keys.empty() && keys.front()->tonicChord())
-            mKeyChord = keys.front()->tonicChord()->chordWithOffset(mTranspose);
-        if (mExportsNotes)
+            mKeyChord = keys.front()->tonicChord()->chordWithOffset(mOptions.transpose);
+        if (mOptions.exportsNotes)
             addNoteTrack();
-        if (mExportsChords)
+        if (mOptions.exportsChords)
             addChordTrack();
         const SuddenTerminationGuard guard;
         check(MusicSequenceFileCreate(mSequence.sequence(), file, MusicSequenceFileType::midi,
@@ -136,8 +166,8 @@ private:
     void addTimeSignatures() {
         for (const auto& event : mTimeline.timeSignatureEvents) {
             const std::uint8_t data[] = {event.timeSignature.numerator,
-                                         denominatorPower(event.timeSignature.denominator), kClocksPerClick,
-                                         kThirtySecondsPerQuarterNote};
+                                         denominatorPower(event.timeSignature.denominator).orAbort(),
+                                         kClocksPerClick, kThirtySecondsPerQuarterNote};
             addMetaEvent(tempoTrack(), event.position, kTimeSignatureMetaEvent, data);
         }
     }
@@ -179,24 +209,23 @@ private:
     void addNoteTrack() {
         const MusicTrack track =
             makeTrack(Bundle::framework().localizedString("Notes", "Notes"), kNotesChannel);
-        const auto entries = mStorage.noteEntries();
         std::vector<MIDIExportNote> notes;
-        notes.reserve(entries.size());
-        for (std::size_t i = 0; i < entries.size(); ++i) {
+        notes.reserve(mNotes.size());
+        for (std::size_t i = 0; i < mNotes.size(); ++i) {
             // Notes that were not entered in order lie anywhere in memory, and so do their pitches.
             constexpr std::size_t kAhead = 8;
-            if (i + 2 * kAhead < entries.size()) {
-                prefetch(entries[i + 2 * kAhead].get());
-                prefetch(entries[i + kAhead]->pitch().get());
+            if (i + 2 * kAhead < mNotes.size()) {
+                prefetch(mNotes[i + 2 * kAhead].get());
+                prefetch(mNotes[i + kAhead]->pitch().get());
             }
-            const auto& entry = entries[i];
+            const auto& entry = mNotes[i];
             if (!entry->pitch())
                 continue; // nothing to play
             const double start = position(entry->location());
-            const double end =
-                position(checkedAdd(entry->location(), checkedCast<std::int64_t>(entry->length())));
+            const double end = position(endOf(*entry).orAbort());
             // The transposed pitch itself may lie beyond the last octave.
-            const auto pitch = std::clamp<std::int64_t>(entry->pitch()->semitones() + mTranspose, 0, 127);
+            const auto pitch =
+                std::clamp<std::int64_t>(entry->pitch()->semitones() + mOptions.transpose, 0, 127);
             notes.push_back({static_cast<std::uint8_t>(pitch), start, end - start});
         }
         addNotes(track, kNotesChannel, std::move(notes));
@@ -214,7 +243,7 @@ private:
             if (!chords[i]->chord())
                 continue;
             for (const auto& pitch :
-                 chords[i]->chord()->chordWithOffset(mTranspose)->pitchesAtOctave(kChordOctave))
+                 chords[i]->chord()->chordWithOffset(mOptions.transpose)->pitchesAtOctave(kChordOctave))
                 notes.push_back({pitch->midiNote(), start, end - start});
         }
         addNotes(track, kChordsChannel, std::move(notes));
@@ -235,9 +264,8 @@ private:
     }
 
     const TarnNoteEntryStorage& mStorage;
-    bool mExportsNotes;
-    bool mExportsChords;
-    std::int8_t mTranspose;
+    const ExportOptions mOptions;
+    EntryList<TarnNoteEntry> mNotes; ///< those to export
     MIDIExportTimeline mTimeline;
     MIDIExportSequence mSequence;
     KELPChordRef mKeyChord;
@@ -278,7 +306,26 @@ void TarnNoteEntryStorage::exportToMIDIFile(const std::filesystem::path& at, dou
                                             const UserInfo& options) const {
     if (!(sampleRate > 0))
         fail(kNoSampleRate);
-    Export(*this, sampleRate, options).writeFile(at);
+    const ExportOptions wanted(options);
+    const MIDIExportTimeline timeline(wanted.timing, wanted.exportsNotes, wanted.exportsChords, sampleRate,
+                                      *this);
+    Export(*this, wanted, timeline).writeFile(at);
+}
+
+bool TarnNoteEntryStorage::tryExportToMIDIFile(const std::filesystem::path& at, double sampleRate,
+                                               const UserInfo& options) const {
+    if (!(sampleRate > 0))
+        fail(kNoSampleRate);
+    const ExportOptions wanted(options);
+    const auto timeline = MIDIExportTimeline::tryMake(wanted.timing, wanted.exportsNotes,
+                                                      wanted.exportsChords, sampleRate, *this);
+    if (!timeline)
+        return false;
+    Export entire(*this, wanted, *timeline);
+    if (!entire.isExpressible())
+        return false;
+    entire.writeFile(at);
+    return true;
 }
 
 bool TarnNoteEntryStorage::exportToMIDIFileAtURL(const std::filesystem::path& url, double sampleRate,

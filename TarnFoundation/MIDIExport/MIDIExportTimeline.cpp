@@ -1,7 +1,5 @@
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
-#include "Platform/CheckedArithmetic.h"
-
 #include <algorithm>
 #include <cmath>
 
@@ -93,20 +91,26 @@ LeadIn leadInFollowingTempo(const PulseGrid& grid, double bar, double sampleRate
 
 /// Keeps an event only when its whole number of microseconds per quarter note differs from the last kept
 /// one's.
-std::vector<TempoEvent> withoutInaudibleChanges(const std::vector<TempoEvent>& events) {
-    std::vector<TempoEvent> kept;
+Checked<std::vector<TempoEvent>> withoutInaudibleChanges(const std::vector<TempoEvent>& events) {
+    using Events = std::vector<TempoEvent>;
+    Events kept;
     std::int64_t last = 0;
     for (const auto& event : events) {
-        const auto microseconds =
-            checkedTruncation<std::int64_t>(kMicrosecondsPerMinute / event.beatsPerMinute);
-        if (kept.empty() || microseconds != last)
+        // An infinite tempo would pass for one of 0 microseconds.
+        if (!std::isfinite(event.beatsPerMinute))
+            return Checked<Events>::failure("A tempo of the song is not finite");
+        const auto microseconds = tryTruncation<std::int64_t>(kMicrosecondsPerMinute / event.beatsPerMinute);
+        if (!microseconds.value())
+            return Checked<Events>::failure(microseconds.reason());
+        if (kept.empty() || *microseconds.value() != last)
             kept.push_back(event);
-        last = microseconds;
+        last = *microseconds.value();
     }
     return kept;
 }
 
-std::vector<TempoEvent> tempoEventsFollowing(const PulseGrid& grid, const LeadIn& leadIn, double sampleRate) {
+Checked<std::vector<TempoEvent>> tempoEventsFollowing(const PulseGrid& grid, const LeadIn& leadIn,
+                                                      double sampleRate) {
     std::vector<TempoEvent> events;
     if (leadIn.beatsPerMinute)
         events.push_back({0, *leadIn.beatsPerMinute});
@@ -187,14 +191,26 @@ double Mapping::operator()(double frame) const {
 }
 
 MIDIExportTimeline::MIDIExportTimeline(std::int64_t timing, bool exportsNotes, bool exportsChords,
-                                       double sampleRate, const TarnNoteEntryStorage& storage) {
+                                       double sampleRate, const TarnNoteEntryStorage& storage)
+    : MIDIExportTimeline(make(timing, exportsNotes, exportsChords, sampleRate, storage).orAbort()) {}
+
+std::optional<MIDIExportTimeline> MIDIExportTimeline::tryMake(std::int64_t timing, bool exportsNotes,
+                                                              bool exportsChords, double sampleRate,
+                                                              const TarnNoteEntryStorage& storage) {
+    return make(timing, exportsNotes, exportsChords, sampleRate, storage).value();
+}
+
+Checked<MIDIExportTimeline> MIDIExportTimeline::make(std::int64_t timing, bool exportsNotes,
+                                                     bool exportsChords, double sampleRate,
+                                                     const TarnNoteEntryStorage& storage) {
+    MIDIExportTimeline timeline;
     const bool followsGrid = timing == static_cast<std::int64_t>(MIDIExportTiming::followSongTempo) ||
                              timing == static_cast<std::int64_t>(MIDIExportTiming::fixedTempo);
     auto grid = followsGrid ? PulseGrid::make(storage.beatEntries()) : std::nullopt;
     if (!grid) {
-        tempoEvents = {{0, kSecondsTempo}};
-        mapping.kind = Mapping::Seconds{sampleRate};
-        return;
+        timeline.tempoEvents = {{0, kSecondsTempo}};
+        timeline.mapping.kind = Mapping::Seconds{sampleRate};
+        return timeline;
     }
     const auto signatures = barSignatures(*grid, storage.timeSignature());
     const auto& firstSignature = signatures.front().timeSignature;
@@ -206,15 +222,19 @@ MIDIExportTimeline::MIDIExportTimeline(std::int64_t timing, bool exportsNotes, b
         const LeadIn leadIn =
             hasBar ? leadInForFixedTempo(*grid, bar, earliestFrame(storage, exportsNotes, exportsChords))
                    : LeadIn{};
-        tempoEvents = {{0, fixedTempo(*grid, sampleRate)}};
-        timeSignatureEvents = tarn::timeSignatureEvents(*grid, signatures, leadIn.length);
-        mapping.kind = Mapping::FixedTempo{std::move(*grid), leadIn};
+        timeline.tempoEvents = {{0, fixedTempo(*grid, sampleRate)}};
+        timeline.timeSignatureEvents = tarn::timeSignatureEvents(*grid, signatures, leadIn.length);
+        timeline.mapping.kind = Mapping::FixedTempo{std::move(*grid), leadIn};
     } else {
         const LeadIn leadIn = hasBar ? leadInFollowingTempo(*grid, bar, sampleRate) : LeadIn{};
-        tempoEvents = tempoEventsFollowing(*grid, leadIn, sampleRate);
-        timeSignatureEvents = tarn::timeSignatureEvents(*grid, signatures, leadIn.length);
-        mapping.kind = Mapping::FollowSongTempo{std::move(*grid), leadIn};
+        const auto tempos = tempoEventsFollowing(*grid, leadIn, sampleRate);
+        if (!tempos.value())
+            return Checked<MIDIExportTimeline>::failure(tempos.reason());
+        timeline.tempoEvents = *tempos.value();
+        timeline.timeSignatureEvents = tarn::timeSignatureEvents(*grid, signatures, leadIn.length);
+        timeline.mapping.kind = Mapping::FollowSongTempo{std::move(*grid), leadIn};
     }
+    return timeline;
 }
 
 } // namespace tarn

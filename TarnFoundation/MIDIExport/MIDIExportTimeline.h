@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/CheckedArithmetic.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 #include "TarnFoundation/UserEntries/TimeSignature.h"
 
@@ -87,9 +88,20 @@ struct MIDIExportTimeline {
     Mapping mapping;
 
     /// `timing` is a MIDIExportTiming; the flags tell which entries are exported, since a fixed tempo makes
-    /// room before the first downbeat for the earliest of them. The sample rate must be above 0.
+    /// room before the first downbeat for the earliest of them. The sample rate must be above 0. Aborts, when
+    /// the file's tempo follows the song's, over a tempo that is not finite or whose microseconds per quarter
+    /// note 64 bits cannot hold.
     MIDIExportTimeline(std::int64_t timing, bool exportsNotes, bool exportsChords, double sampleRate,
                        const TarnNoteEntryStorage& storage);
+    /// The same, but nothing over such a tempo.
+    [[nodiscard]] static std::optional<MIDIExportTimeline> tryMake(std::int64_t timing, bool exportsNotes,
+                                                                   bool exportsChords, double sampleRate,
+                                                                   const TarnNoteEntryStorage& storage);
+
+private:
+    MIDIExportTimeline() = default;
+    static Checked<MIDIExportTimeline> make(std::int64_t timing, bool exportsNotes, bool exportsChords,
+                                            double sampleRate, const TarnNoteEntryStorage& storage);
 };
 
 } // namespace tarn

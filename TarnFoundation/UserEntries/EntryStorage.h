@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Platform/KeyValueObserving.h"
+#include "Platform/KeyedArchive.h"
+#include "Platform/Log.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/RecursiveLock.h"
 #include "TarnFoundation/UserEntries/EntryArray.h"
@@ -29,8 +31,8 @@ struct StorageUserInfoKeys {
 /// One recursive lock guards the counter and the arrays; every core operation takes it for exactly its array
 /// work. Notices and notifications go out on the caller's thread without the lock, so observers may call
 /// back, and drop the last other reference to the storage. The snapshots around a change are taken
-/// separately: callers change a storage from one thread. Storages are made by std::make_shared, because their
-/// notifications carry them.
+/// separately: while several threads change a storage, a changeset may hold another one's change as well.
+/// Storages are made by std::make_shared, because their notifications carry them.
 template <typename Storage>
 class EntryStorage : public KeyValueObservable, public std::enable_shared_from_this<Storage> {
 public:
@@ -148,7 +150,26 @@ protected:
                     {keys().addedEntries, entries}});
     }
 
-    /// Takes a change of the kind back without the consistency rules: `restored` answers the contents to
+    /// The kind's entries in an archive, in their order; nothing when the key is missing. An entry without a
+    /// value that it must have is left out, for example a chord entry without a chord, which may be stored
+    /// and archived; the log says how many were left out, and why the first.
+    template <typename Kind>
+    static auto decodeEntriesOfKind(KeyedUnarchiver& coder) {
+        std::size_t count = 0;
+        Error first;
+        auto entries = coder.decodeObjects<typename Kind::Entry>(Kind::kArchiveKey, [&](const Error& reason) {
+            if (count++ == 0)
+                first = reason;
+        });
+        if (count > 0) {
+            Log::standard().write(LogLevel::standard, "Entries left out of a document: {}. {}", [&] {
+                return std::vector{logPublic(count), logPublic(first.localizedDescription())};
+            });
+        }
+        return entries;
+    }
+
+    /// Takes a change of the kind back without the consistency rules: `restored` returns the contents to
     /// store for the present ones, or nothing when they no longer fit; then `removed` is replaced by `added`
     /// as by any edit.
     template <typename Kind, typename Entry, typename Restored>
@@ -165,7 +186,7 @@ protected:
             {{keys().changeset, changeset}, {keys().removedEntries, removed}, {keys().addedEntries, added}});
     }
 
-    /// Performs `work` on the array between the key-value notices and answers the difference of the sorted
+    /// Performs `work` on the array between the key-value notices and returns the difference of the sorted
     /// entries.
     template <typename Kind, typename Entry, typename Work>
     EntryChangesetRef<Entry> change(EntryArray<Entry>& array, Work&& work) {
@@ -216,13 +237,13 @@ private:
         return mNextEventID++;
     }
 
-    /// Stores what `restored` answers; false when it answers nothing. Identifiers that come back are not
+    /// Stores what `restored` returns; false when it returns nothing. Identifiers that come back are not
     /// given to new entries, also when the counter was taken over from another storage meanwhile.
     template <typename Entry, typename Restored>
     bool storeRestored(EntryArray<Entry>& array, const Restored& restored, const EntryList<Entry>& added) {
         const LockGuard guard(mStorageLock);
         for (const auto& entry : added) {
-            const std::uint64_t following = entry->eventId() + 1; // 0 behind the greatest identifier
+            const std::uint64_t following = entry->eventId() + 1; // 0 after the greatest identifier
             mNextEventID = std::max(mNextEventID, following);
         }
         const auto contents = restored(array.stored());

@@ -53,7 +53,7 @@ private:
 /// large. Bars are opened by downbeats; beats before the first downbeat have no number.
 ///
 /// The snapshot follows the document only when it is updated, which takes time linear in the number of beats;
-/// all answers take O(log n). Without a lock: for the thread that updates it.
+/// all calls take O(log n). Without a lock: for the thread that updates it.
 class TarnBeatLocator {
 public:
     void updateWithNoteEntryStorage(const TarnNoteEntryStorage& storage);
@@ -70,14 +70,14 @@ public:
 
     /// The bar that holds the sample; 0 before the first one. A sample whose bar is estimated (by
     /// averageSampleSpacing) at the number of bars or beyond is said to lie in the last bar without a look at
-    /// where that begins. `withBarEntry` receives the bar only when the answer does not come from the
+    /// where that begins. `withBarEntry` receives the bar only when the result does not come from the
     /// estimate alone.
     [[nodiscard]] std::uint64_t
     barIndexOfSample(std::uint64_t sample,
                      std::optional<TarnBeatLocatorBarEntry>* withBarEntry = nullptr) const;
 
     /// The bar and the beat at or before the sample. Before the first downbeat: beat 0 of bar 0 when the
-    /// estimated bar is negative, else a beat of all bits set (-1). Beat 0 where barIndexOfSample answers no
+    /// estimated bar is negative, else a beat of all bits set (-1). Beat 0 where barIndexOfSample gives no
     /// bar entry. A beat of kNotFound, and a line in the log, when the bar ends before the sample.
     [[nodiscard]] IndexPath barBeatIndexOfSample(std::uint64_t sample) const;
 
@@ -86,12 +86,14 @@ public:
     [[nodiscard]] std::uint64_t beatIdentifierForSample(std::uint64_t sample) const;
     [[nodiscard]] std::uint64_t barIdentifierForSample(std::uint64_t sample) const;
 
-    /// Of the beat that barBeatIndexOfSample names and the one behind it the location of the nearer; a tie
-    /// goes to the later one, and so does a sample before the first of the two. 0 without beats.
+    /// Of the beat that barBeatIndexOfSample names (without bars: the last beat at or before the sample) and
+    /// the one after it the location of the nearer; a tie goes to the later one, and so does a sample before
+    /// the first of the two. Without such a beat the location of the first beat, without a beat after it that
+    /// of the last one. 0 without beats.
     [[nodiscard]] std::uint64_t closestBarBeatSampleToSample(std::uint64_t sample) const;
 
-    /// The location of a beat. A bar behind the last one counts as the last; a beat number beyond its bar
-    /// runs on into the bars behind it, up to the last beat of the grid. 0 without bars.
+    /// The location of a beat. A bar after the last one counts as the last; a beat number beyond its bar runs
+    /// on into the bars after it, up to the last beat of the grid. 0 without bars.
     [[nodiscard]] std::uint64_t sampleOfBarBeatIndex(const IndexPath& path) const;
 
 private:

@@ -143,7 +143,7 @@ std::shared_ptr<SecureCoding> TarnNoteEntryStorage::makeFromCoder(KeyedUnarchive
     // spacing rule would prune them.
     const auto decode =
         [&]<typename Kind>(Kind, void (TarnNoteEntryStorage::*add)(const EntryList<typename Kind::Entry>&)) {
-            if (auto entries = coder.decodeObjects<typename Kind::Entry>(Kind::kArchiveKey))
+            if (auto entries = decodeEntriesOfKind<Kind>(coder))
                 ((*storage).*add)(std::move(*entries));
         };
     decode(NoteKind(), &TarnNoteEntryStorage::addNoteEntriesFromArray);

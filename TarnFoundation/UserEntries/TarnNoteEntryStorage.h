@@ -61,7 +61,7 @@ inline constexpr const char* TarnNoteEntryStorageDidChangeInstrumentDescriptionN
 TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_DEFINE_KIND)
 #undef TARN_DEFINE_KIND
 
-/// Draws a document; told which stretch of the timeline to draw anew. Called on the changing thread.
+/// Draws a document; told which stretch of the timeline to redraw. Called on the changing thread.
 class TarnNoteEntryStorageDisplay {
 public:
     virtual ~TarnNoteEntryStorageDisplay() = default;
@@ -83,11 +83,12 @@ public:
 
 /// The annotation document of one song: the entries of nine kinds, the instrument that the notes are played
 /// on, and the counter of identifiers. Every edit goes through the operations of a kind, which keep the beat
-/// grid consistent, tell the display what to draw anew, and post one notification with a changeset.
+/// grid consistent, tell the display what to redraw, and post one notification with a changeset.
 ///
-/// All operations are thread-safe; a document is changed from one thread. Notices, delegate, display and
-/// notifications are called on the changing thread without the lock (populate posts while holding it), and
-/// may call back.
+/// All operations are thread-safe and may be called from any thread; a changeset between changes of several
+/// threads may hold more than its own. `delegate`, `display` and `undoManager` are set before that. Notices,
+/// delegate, display and notifications are called on the changing thread without the lock (populate posts
+/// while holding it), and may call back.
 class TarnNoteEntryStorage : public EntryStorage<TarnNoteEntryStorage>, public SecureCoding {
 public:
     TarnNoteEntryStorage();
@@ -114,7 +115,7 @@ public:
     /// Nothing happens when the description equals the current one.
     void setInstrumentDescription(KELPInstrumentRef description);
 
-    /// Set in a new storage; while it is, needsTimeSignatureMigration answers false. Not archived.
+    /// Set in a new storage; while it is, needsTimeSignatureMigration returns false. Not archived.
     [[nodiscard]] bool useLegacyBeatFiltering() const {
         return mUseLegacyBeatFiltering;
     }
@@ -188,7 +189,7 @@ public:
     beatEntriesFilteredByTimeSignatureDenominator(std::int64_t denominator) const;
     /// The view for 4 in quarter-note spacing, else all beats.
     [[nodiscard]] EntryList<TarnBeatEntry> beatEntriesFilteredByTimeSignature() const;
-    /// Marks the downbeats anew by the entry's numerator, from the first downbeat on; one change.
+    /// Marks the downbeats again by the entry's numerator, from the first downbeat on; one change.
     void applyTimeSignatureToBeatEntries(const TarnTimeSignatureEntry& signature);
     /// The re-marked copies; the beats themselves when the signature has a zero; nothing when no beat is a
     /// downbeat.
@@ -213,33 +214,35 @@ public:
     [[nodiscard]] EntryList<TarnBeatEntry> beatEntriesBetweenInclusive(std::uint64_t entryWithId,
                                                                        std::uint64_t andEntryWithId) const;
     /// Moves the downbeat marks of a closed span by `by` positions, at most the span's length either way,
-    /// around the span. Answers the beats of the span after the change; none, and nothing happens, when the
+    /// around the span. Returns the beats of the span after the change; none, and nothing happens, when the
     /// span is not found.
     EntryList<TarnBeatEntry> offsetDownbeatEntries(std::int64_t by, std::uint64_t betweenEntryWithId,
                                                    std::uint64_t andEntryWithId);
     /// Mean distance in frames of the beats of the time signature's view; nothing without beats, not-a-number
-    /// for one beat.
+    /// for one beat. A distance that 64 bits cannot hold aborts; the `try…` form then returns nothing.
     [[nodiscard]] std::optional<double> averageBeatEntrySpacing() const;
-    /// Beats per minute; 0 without beats.
+    [[nodiscard]] std::optional<double> tryAverageBeatEntrySpacing() const;
+    /// Beats per minute from that spacing; 0 without beats.
     [[nodiscard]] double tempoFromBeatEntries(double sampleRate) const;
+    [[nodiscard]] std::optional<double> tryTempoFromBeatEntries(double sampleRate) const;
     [[nodiscard]] double tempoFromBeatEntriesWithSampleRate(double sampleRate) const {
         return tempoFromBeatEntries(sampleRate);
     }
-    /// Rebuilds the grid of a range from its downbeats. Answers the identifiers of the new beats; none, and
-    /// nothing happens, without downbeats. The process stops when downbeats do not ascend or lie outside the
-    /// range, when a bar would have no beat, and when the grid is not in quarter-note spacing.
+    /// Rebuilds the grid of a range from its downbeats. Returns the identifiers of the new beats; none, and
+    /// nothing happens, without downbeats. Aborts when downbeats do not ascend or lie outside the range, when
+    /// a bar would have no beat, and when the grid is not in quarter-note spacing.
     std::vector<std::uint64_t> replaceBeatEntries(Range<std::int64_t> in,
                                                   const std::vector<std::int64_t>& withDownbeatsAt,
                                                   std::int64_t beatsPerBar);
     /// Moves a bar line; the two bars that meet there keep their numbers of beats and are spaced evenly. The
-    /// last bar ends at `limitedBy`. Answers the identifier of the bar's new downbeat. An unknown identifier
-    /// stops the process, and so does a location outside the two bars.
+    /// last bar ends at `limitedBy`. Returns the identifier of the bar's new downbeat. An unknown identifier
+    /// aborts, and so does a location outside the two bars.
     std::uint64_t setLocationOfBarEntry(std::uint64_t identifiedBy, std::int64_t to, std::int64_t limitedBy);
-    /// Counted beats of the bar that the beat opens. An unknown identifier stops the process.
+    /// Counted beats of the bar that the beat opens. An unknown identifier aborts.
     [[nodiscard]] std::int64_t getNumberOfBeats(std::uint64_t inBarIdentifiedBy) const;
     /// Fills the bar with so many counted beats (at least 1), evenly spaced; the last bar ends at
-    /// `limitedBy`. Answers the identifier of its new downbeat. An unknown identifier stops the process, and
-    /// so does a last bar that would end before it starts.
+    /// `limitedBy`. Returns the identifier of its new downbeat. An unknown identifier aborts, and so does a
+    /// last bar that would end before it starts.
     std::uint64_t setNumberOfBeats(std::int64_t count, std::uint64_t inBarIdentifiedBy,
                                    std::int64_t limitedBy);
 
@@ -258,8 +261,8 @@ public:
     regionEntryOccurringBefore(const std::shared_ptr<TarnRegionEntry>& entry) const;
     /// Stretches a new region over the free space of the bar around `frame` (not negative) and adds it.
     /// `boundedBy` is the song's number of frames. Nothing happens without beats, or when a region holds the
-    /// frame already. A bar without free space stops the process, and so does, in the last bar, a frame
-    /// behind `boundedBy`.
+    /// frame already. A bar without free space aborts, and so does, in the last bar, a frame after
+    /// `boundedBy`.
     void addRegionEntryExpandedToFitBarSurrounding(const std::shared_ptr<TarnRegionEntry>& entry,
                                                    std::int64_t frame, std::int64_t boundedBy);
     void addRegionEntryExpandedToFitBarSurroundingFrame(const std::shared_ptr<TarnRegionEntry>& entry,
@@ -268,7 +271,7 @@ public:
         addRegionEntryExpandedToFitBarSurrounding(entry, frame, boundedByFrameCount);
     }
     /// Moves one boundary of a stored region by snap steps of the grid, or by frames without snap points;
-    /// `threshold` is the least length. Answers the new entry. Throws SnappedAdjustmentError,
+    /// `threshold` is the least length. Returns the new entry. Throws SnappedAdjustmentError,
     /// RegionClippingError or AdjustRegionEntryError, the document being unchanged.
     std::shared_ptr<TarnRegionEntry> adjustRegionEntry(const std::shared_ptr<TarnRegionEntry>& entry,
                                                        RegionBoundary at, std::int64_t by, RegionSnapGrid on,
@@ -297,8 +300,12 @@ public:
     // MIDI export (MIDIExport/MIDIExport.cpp)
 
     /// Writes notes and chords as asked for in `options` (TarnFoundation/MIDIExport) to a Standard MIDI File.
-    /// Throws Error.
+    /// Throws Error. Aborts over contents that a file cannot express: a note whose end 64 bits cannot hold, a
+    /// tempo that is not finite or too slow to be compared, a time signature with the denominator 0.
     void exportToMIDIFile(const std::filesystem::path& at, double sampleRate, const UserInfo& options) const;
+    /// The same, but false, and no file, over such contents.
+    [[nodiscard]] bool tryExportToMIDIFile(const std::filesystem::path& at, double sampleRate,
+                                           const UserInfo& options) const;
     bool exportToMIDIFileAtURL(const std::filesystem::path& url, double sampleRate, const UserInfo& options,
                                Error* error) const;
 
@@ -328,6 +335,7 @@ private:
     enforceQuarterNoteSpacingOfBeatEntriesInArray(std::vector<std::shared_ptr<TarnBeatEntry>>& beats) const;
     /// Whether the first stored (the earliest added) time signature exists and has denominator 4.
     [[nodiscard]] bool _useQuarterNoteSpacing() const;
+    [[nodiscard]] Checked<std::optional<double>> checkedAverageBeatEntrySpacing() const;
 
     template <typename Entry>
     void invalidateDisplayOfEntries(const EntryList<Entry>& removed, const EntryList<Entry>& added) {

@@ -60,7 +60,12 @@ void TarnNoteEntryStorageUndoRecorder::watch(const std::shared_ptr<TarnNoteEntry
     using Entry = typename Kind::Entry;
     const std::weak_ptr weakStorage = storage;
     const std::weak_ptr weakManager = undoManager;
-    auto known = std::make_shared<EntryList<Entry>>(storage->storedUserEntriesFromArray((*storage).*array));
+    // The lock holds off every change between the snapshot and the observation. It guards `known` as well,
+    // and stays taken until a difference is registered, so that steps are in the order of the changes
+    // whichever threads made them. (A lock of the recorder's own would be taken before the storage's by some
+    // and after it by others: populating posts while it holds the storage's.)
+    const LockGuard guard(storage->storageLock());
+    auto known = std::make_shared<EntryList<Entry>>(((*storage).*array).stored());
     mTokens.push_back(NotificationCenter::defaultCenter().addObserver(
         Kind::kDidChangeNotification, storage, nullptr,
         [weakStorage, weakManager, array, known](const Notification&) {
@@ -68,8 +73,8 @@ void TarnNoteEntryStorageUndoRecorder::watch(const std::shared_ptr<TarnNoteEntry
             const auto manager = weakManager.lock();
             if (!document || !manager)
                 return;
-            auto& entries = (*document).*array;
-            const auto current = document->storedUserEntriesFromArray(entries);
+            const LockGuard changes(document->storageLock());
+            const EntryList<Entry> current = ((*document).*array).stored();
             const StoredDifference<Entry> difference(*known, current);
             *known = current;
             if (difference.empty() || !manager->isUndoRegistrationEnabled())

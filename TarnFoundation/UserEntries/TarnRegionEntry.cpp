@@ -1,7 +1,6 @@
 #include "TarnFoundation/UserEntries/TarnRegionEntry.h"
 
 #include "Platform/Bundle.h"
-#include "Platform/CheckedArithmetic.h"
 
 namespace tarn {
 
@@ -15,7 +14,10 @@ TarnMarkerRegionEntry::TarnMarkerRegionEntry(std::uint64_t eventId)
     : EntryClass(eventId, Bundle::framework().localizedString("Region")) {}
 
 std::int64_t TarnRegionEntry::end() const {
-    return checkedAdd(location(), checkedCast<std::int64_t>(mLength));
+    return range().end();
+}
+std::optional<std::int64_t> TarnRegionEntry::tryEnd() const {
+    return range().checkedEnd().value();
 }
 
 bool TarnRegionEntry::isValid() const {

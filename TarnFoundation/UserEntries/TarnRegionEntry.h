@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TarnFoundation/Grid/RegionSpan.h"
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
 #include <optional>
@@ -18,20 +19,17 @@ public:
     void setLength(std::uint64_t length) { mLength = length; }
 
     /// Where a region begins and how long it is, in frames.
-    struct Span {
-        std::int64_t location = 0;
-        std::uint64_t length = 0;
-        friend bool operator==(const Span&, const Span&) = default;
-    };
+    using Span = RegionSpan;
     [[nodiscard]] Span range() const { return {location(), mLength}; }
     void setRange(Span range) {
         setLocation(range.location);
         setLength(range.length);
     }
 
-    /// location + length, checked: an end beyond the frames, or a length that is negative as a signed number,
-    /// stops the process.
+    /// location + length. An end that 64 bits cannot hold, or a length that is negative as a signed number,
+    /// aborts; tryEnd then returns nothing.
     [[nodiscard]] std::int64_t end() const;
+    [[nodiscard]] std::optional<std::int64_t> tryEnd() const;
 
     /// False when the length is 0 or negative when read as a signed number.
     [[nodiscard]] bool isValid() const override;

@@ -80,9 +80,9 @@ std::shared_ptr<SecureCoding> TarnSongStructureStorage::makeFromCoder(KeyedUnarc
     auto storage = std::make_shared<TarnSongStructureStorage>();
     if (!storage->decodeCounter(coder))
         return nullptr;
-    if (auto bounds = coder.decodeObjects<TarnBoundsEntry>(BoundsKind::kArchiveKey))
+    if (auto bounds = decodeEntriesOfKind<BoundsKind>(coder))
         storage->addBoundsEntriesFromArray(std::move(*bounds));
-    if (auto sections = coder.decodeObjects<TarnSectionEntry>(SectionKind::kArchiveKey))
+    if (auto sections = decodeEntriesOfKind<SectionKind>(coder))
         storage->addSectionEntriesFromArray(std::move(*sections));
     return storage;
 }

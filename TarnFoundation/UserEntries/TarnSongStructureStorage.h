@@ -41,9 +41,9 @@ public:
     [[nodiscard]] std::shared_ptr<TarnMutableSectionEntry>
     mutableCopyOfSectionEntry(const std::shared_ptr<TarnSectionEntry>& section);
 
-    /// Adds a section with the localized name "Section" and the colour "other"; answers its identifier.
+    /// Adds a section with the localized name "Section" and the colour "other"; returns its identifier.
     std::uint64_t createNewSection(std::int64_t at);
-    // Each edit replaces the section by a changed copy and answers the copy's identifier: a section's
+    // Each edit replaces the section by a changed copy and returns the copy's identifier: a section's
     // identifier changes with every edit. Nothing, and no change, when no section has the identifier. `color`
     // is a bare colour name.
     std::optional<std::uint64_t> renameSection(std::uint64_t id, const std::string& to);

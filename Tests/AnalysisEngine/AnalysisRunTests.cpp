@@ -1,10 +1,13 @@
 #include "AnalyzedSong.h"
+#include "Platform/Bundle.h"
 #include "Platform/FileManager.h"
 #include "Signals.h"
 #include "Tests/Platform/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <map>
+#include <regex>
+#include <set>
 #include <thread>
 
 /// Whole runs of the controller with the built-in engine.
@@ -116,6 +119,51 @@ TEST_F(AnalysisRun, FindsWhatIsTrueOfASong) {
         EXPECT_EQ(chords[i]->chord()->string(), (std::array{"Eb", "Cm", "Ab", "Bb"}[i % 4]));
         EXPECT_NEAR(secondsOf(chords[i]), 2.0 * static_cast<double>(i), 0.1);
     }
+}
+
+TEST_F(AnalysisRun, ShowsUsersNoTextButThoseOfTheTables) {
+    // The shipped English keys with translations that mark them.
+    const std::filesystem::path resources =
+        (std::filesystem::path(TARN_TEST_DATA) / "../../../TarnFoundation/Resources").lexically_normal();
+    const std::string english = textOf(resources / "en.lproj" / "Localizable.strings");
+    ASSERT_FALSE(english.empty());
+    writeText(mFolder.path() / "xx.lproj" / "Localizable.strings",
+              std::regex_replace(english, std::regex("= \""), "= \"translated: "));
+    Bundle::framework().setResourceFolder(mFolder.path());
+    Bundle::framework().setPreferredLanguages({"xx"});
+
+    record(turnaround(1));
+    AnalyzedSong song(mAudio);
+    std::set<std::string> shown;
+    ASSERT_TRUE(song.begin());
+    for (const auto& operation : song.queue()->operations())
+        shown.insert(operation->progress()->localizedDescription());
+    shown.insert(song.controller->progress()->localizedDescription());
+    song.finish();
+    const auto engine = AnalysisOperationFactory::shared();
+    shown.insert(engine->makeLegacyChordDetectionOperation(mAudio)->progress()->localizedDescription());
+    shown.erase(""); // of the operations that only begin and end the run
+    EXPECT_GE(shown.size(), 7u);
+
+    // Files that are not recordings, and what is told apart about them.
+    writeText(mFolder.path() / "text.wav", "no audio");
+    const std::pair<const char*, AnalysisRefusal> refused[] = {
+        {"missing.wav", AnalysisRefusal::missingFile},
+        {".", AnalysisRefusal::unreadableFile},
+        {"text.wav", AnalysisRefusal::undecodableAudio}};
+    for (const auto& [name, reason] : refused) {
+        Error error;
+        AnalyzedSong other(mFolder.path() / name);
+        EXPECT_FALSE(other.controller->beginProcessingError(&error));
+        shown.insert(error.localizedDescription());
+        ASSERT_TRUE(error.underlying);
+        EXPECT_EQ(error.underlying->code, static_cast<long>(reason));
+        shown.insert(error.underlying->localizedDescription());
+    }
+    EXPECT_EQ(engine->refusal(mAudio), nullptr);
+    Bundle::framework().setResourceFolder({});
+    for (const std::string& text : shown)
+        EXPECT_TRUE(text.starts_with("translated: ")) << text;
 }
 
 TEST_F(AnalysisRun, EndsWithWhatCanBeSaidOfSignalsThatAreNoMusic) {

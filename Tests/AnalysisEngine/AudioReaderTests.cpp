@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <limits>
+#include <sys/stat.h>
 
 namespace tarn {
 
@@ -134,6 +135,12 @@ TEST_F(AudioReaderTest, SaysWhyItRefusesAFile) {
     }
     EXPECT_FALSE(AudioReader::open(mFolder.path() / "missing"));
     EXPECT_FALSE(AudioReader::open(mFolder.path()));
+    const auto pipe = mFolder.path() / "pipe"; // that nobody writes to
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    std::string refusal;
+    EXPECT_FALSE(AudioReader::open(pipe, &refusal));
+    EXPECT_EQ(refusal, "it is not an ordinary file");
+    EXPECT_FALSE(AudioReader::open(mPath.string() + '\0' + "x"));
 }
 
 TEST_F(AudioReaderTest, ReadsOnWhereTheHeaderIsWrong) {

@@ -95,10 +95,9 @@ TEST(SpectrogramComputationTests, ShowsNotesInTheBinsOfTheTuning) {
     constexpr double kPitch = 428;
     Samples signal;
     Synthesizer{kPitch}.play(signal, 0, 2, {69}, 0.5);
-    const AudioFeatures features = featuresOf(signal);
-    const auto spectrogram = makeSpectrogram(features, kPitch);
-    fillSpectrogram(features, *spectrogram);
-    EXPECT_TRUE(spectrogram->isComplete());
+    const auto spectrogram = makeSpectrogram(analysisRate, std::nullopt);
+    spectrogram->setTuningFrequency(kPitch);
+    appendColumns(*featuresOf(signal).spectral.magnitudes, *spectrogram);
     EXPECT_NEAR(spectrogram->layout().columnCount * spectrogram->layout().framesPerColumn,
                 static_cast<double>(signal.size()), spectrogram->layout().framesPerColumn);
     const auto column = spectrogram->column(10);
@@ -109,6 +108,38 @@ TEST(SpectrogramComputationTests, ShowsNotesInTheBinsOfTheTuning) {
     // Amplitude 0.5 at its beginning, 0.5 s on: about 10 dB below full scale.
     EXPECT_NEAR(column[loudest], 255 * (1 - 10.4 / 96), 5);
     EXPECT_LT(column[loudest + 30], column[loudest] - 80);
+}
+
+TEST(SpectrogramComputationTests, GrowsWhileTheStageWorks) {
+    struct Tuned : KELPSpectrogramOperationDelegate {
+        bool spectrogramOperationRequiresProcessing(KELPSpectrogramOperation&) override { return true; }
+        double tuningFrequencyForSpectrogramOperation(KELPSpectrogramOperation&) override { return 432; }
+    };
+    const TemporaryFolder folder;
+    const auto audio = folder.path() / "song.wav";
+    writeAudio(audio, noise(8, 0.5), analysisRate);
+    const auto delegate = std::make_shared<Tuned>();
+    const auto operation = AnalysisEngine().makeSpectrogramOperation(audio);
+    ASSERT_TRUE(operation);
+    operation->delegate = delegate;
+    const auto drawn = operation->spectrogram();
+    ASSERT_TRUE(drawn);
+    const auto expected = drawn->layout().columnCount;
+    EXPECT_EQ(drawn->completedColumnCount(), 0u);
+
+    std::vector<std::uint32_t> counts; // at each report of the stage
+    const auto token = operation->progress()->observe(
+        [&](const Progress&) { counts.push_back(drawn->completedColumnCount()); });
+    OperationQueue().addOperations({operation}, true);
+    EXPECT_TRUE(std::is_sorted(counts.begin(), counts.end()));
+    const auto whileComputed = std::count_if(counts.begin(), counts.end(), [&](auto count) {
+        return count > expected / 10 && count < expected * 9 / 10;
+    });
+    EXPECT_GT(whileComputed, 10);
+    EXPECT_EQ(operation->spectrogram(), drawn);
+    EXPECT_TRUE(drawn->isComplete());
+    EXPECT_EQ(drawn->layout().columnCount, expected);
+    EXPECT_EQ(drawn->layout().tuningFrequency, 432);
 }
 
 } // namespace tarn

@@ -33,7 +33,7 @@ TEST(KELPMusicArchives, ValuesComeBackEqual) {
     expectRoundTrip(KELPChord::chordWithRoot(KELPNote(), {0, 1, 2, 3, 4, 5, 127}));
     expectRoundTrip(KELPChord::chordWithRoot(KELPNote(), {}));
     expectRoundTrip(KELPChord::noChord());
-    expectRoundTrip(KELPKey::keyWithTonicChord(KELPChord::chordWithString("F#m")));
+    expectRoundTrip(KELPKey::makeWithTonicChord(KELPChord::chordWithString("F#m")));
     const KELPChordDetectionResultRef results[] = {
         KELPChordDetectionResult::resultForChord(KELPChord::chordWithString("F#m"), 0.5F, -1),
         KELPChordDetectionResult::resultForChord(KELPChord::chordWithString("Gbm"), 0.5F, -1),

@@ -191,6 +191,14 @@ TEST(KELPChord, IntervalRecords) {
     for (int id : {0, 46, -1, INT_MIN, INT_MAX})
         EXPECT_EQ(KELPChordIntervalsWithID(id), nullptr) << id;
     EXPECT_EQ(KELPChord::chordWithRoot(KELPNote(), {0, 4, 10, 127})->string(), "C(3,b7,12)");
+    // (#5) is a name of the table, of the augmented triad.
+    for (const char* name : {"C(1)", "Bb(3,5,9,11)/D", "C(5,b3)", "F#(1,#5)", "C(8,14)"}) {
+        ASSERT_NE(chord(name), nullptr) << name;
+        EXPECT_EQ(chord(name)->string(), name);
+    }
+    EXPECT_EQ(KELPChord::chordWithRoot(KELPNote(), {0, 8})->string(), "C(1,#5)");
+    for (const char* text : {"C()", "C(", "C(3,)", "C(3", "C(3,1)", "C(15)", "C(2,3,4,5,6,7,9)"})
+        EXPECT_EQ(KELPChord::chordWithString(text), nullptr) << text;
     EXPECT_EQ(KELPChord::chordWithRoot(KELPNote(), {}, KELPNote::noteWithValue(7))->string(), "C(1)/G");
     EXPECT_DEATH((void)KELPChord::chordWithRoot(KELPNote(), {1, 4, 7}), "first interval");
     EXPECT_DEATH((void)KELPChord::chordWithRoot(KELPNote(), {0, -4, 7}), "not an interval");

@@ -8,7 +8,7 @@ namespace tarn {
 namespace {
 
 KELPKeyRef key(std::string_view tonic) {
-    return KELPKey::keyWithTonicChord(KELPChord::chordWithString(tonic));
+    return KELPKey::makeWithTonicChord(KELPChord::chordWithString(tonic));
 }
 
 TEST(KELPKey, SpellsChordsAsTheKeyDoes) {
@@ -36,7 +36,7 @@ TEST(KELPKey, SpellsChordsAsTheKeyDoes) {
 TEST(KELPKey, NormalizingChangesNoSoundAndSettles) {
     for (int tonicFifths = -15; tonicFifths <= 19; ++tonicFifths) {
         for (const int mode : {1, 2}) {
-            const auto inKey = KELPKey::keyWithTonicChord(KELPChord::chordWithRoot(
+            const auto inKey = KELPKey::makeWithTonicChord(KELPChord::chordWithRoot(
                 KELPNote::noteWithFifths(tonicFifths), *KELPChordIntervalsWithID(mode)));
             EXPECT_EQ(*inKey->scaleNormalizedChord(inKey->tonicChord()), *inKey->tonicChord());
             for (const auto& row : gChords) {
@@ -59,7 +59,7 @@ TEST(KELPKey, NormalizingChangesNoSoundAndSettles) {
 }
 
 TEST(KELPKey, NeedsATonic) {
-    EXPECT_EQ(KELPKey::keyWithTonicChord(nullptr), nullptr);
+    EXPECT_EQ(KELPKey::makeWithTonicChord(nullptr), nullptr);
     EXPECT_EQ(key("N.C."), nullptr);
     EXPECT_EQ(key("F#m7")->description(), "F# minor");
     EXPECT_EQ(key("Bb7")->description(), "Bb major");

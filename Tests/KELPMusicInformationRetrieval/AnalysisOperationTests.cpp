@@ -57,7 +57,7 @@ struct ChordDelegate : Recorded<ChordDetectionOperationDelegate> {
     ANSWER(std::vector<double>, beatLocationsForChordDetectionOperation, {})
     ANSWER(void, chordDetectionDidBeginIn, void(record.report("began")))
     ANSWER(void, chordDetectionDidBeginProcessingIn, void(record.report("began work")))
-    void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResults&, Operation&) override {
+    void chordDetectionDidFinishProcessingWithResults(const ChordDetectionResultArray&, Operation&) override {
         record.report("results");
     }
     ANSWER(void, chordDetectionDidFinishProcessingIn, void(record.report("ended work")))
@@ -104,8 +104,8 @@ struct Stage : Recorded<Kind> {
     }
 };
 using SpectrogramStage = Stage<KELPSpectrogramOperation, double, bool>;
-using ChordStage =
-    Stage<DetectChordsOperation, const ChordDetectionOperation::Input&, std::optional<ChordDetectionResults>>;
+using ChordStage = Stage<DetectChordsOperation, const ChordDetectionOperation::Input&,
+                         std::optional<ChordDetectionResultArray>>;
 using AlignmentStage = Stage<BeatAlignmentOperation, const BeatAlignmentOperation::Input&,
                              std::optional<BeatAlignmentOperation::Result>>;
 using KeyStage = Stage<KeyDetectionOperation, double, std::optional<int>>;

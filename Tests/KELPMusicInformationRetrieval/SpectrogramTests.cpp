@@ -24,7 +24,7 @@ std::shared_ptr<Spectrogram> read(const Data& bytes) {
 }
 
 TEST(Spectrogram, archivesItsCompleteColumns) {
-    for (const std::uint8_t count : {0, 1, 3}) {
+    for (const std::uint8_t count : {0, 1, 3, 4, 5, 100}) { // also beyond those that were expected
         const auto copy = read(KeyedArchiver::archivedData(spectrogramWith(count)));
         ASSERT_TRUE(copy);
         auto layout = kLayout;
@@ -58,7 +58,7 @@ TEST(Spectrogram, damagedArchivesGiveNothing) {
     EXPECT_FALSE(readsForged({512, 0xFFFFFFFF, 65535, 4, 33, 440, -80, 6}));
     using Double = std::numeric_limits<double>;
     const std::pair<std::size_t, double> damages[] = {
-        {0, 0}, {0, Double::infinity()},  {1, 4},    {1, 0x100000003}, {2, 65536 + 2},
+        {0, 0}, {0, Double::infinity()},  {1, 4},    {1, 0x100000003}, {2, 0}, {2, 65536 + 2},
         {3, 0}, {4, Double::quiet_NaN()}, {5, -440}, {6, 0},           {7, 5}};
     for (const auto& [field, value] : damages) {
         Fields damaged = sound;
@@ -67,29 +67,45 @@ TEST(Spectrogram, damagedArchivesGiveNothing) {
     }
 }
 
-TEST(SpectrogramDeathTest, misuseStopsTheProcess) {
+TEST(Spectrogram, tellsWhatItExpectsUntilItIsFinished) {
+    for (const std::uint8_t count : {2, 5}) {
+        const auto spectrogram = std::make_shared<Spectrogram>(kLayout);
+        spectrogram->setTuningFrequency(432);
+        for (std::uint8_t i = 0; i < count; ++i)
+            spectrogram->appendColumn(std::array<std::uint8_t, 2>{i, i});
+        EXPECT_EQ(spectrogram->layout().columnCount, std::max<std::uint32_t>(count, 3));
+        EXPECT_FALSE(spectrogram->isComplete());
+        spectrogram->finish();
+        EXPECT_EQ(spectrogram->layout().columnCount, count);
+        EXPECT_TRUE(spectrogram->isComplete());
+        EXPECT_EQ(spectrogram->layout().tuningFrequency, 432);
+    }
+}
+
+TEST(SpectrogramDeathTest, misuseAborts) {
     const auto spectrogram = spectrogramWith(2);
     EXPECT_DEATH((void)spectrogram->column(2), "This spectrogram column is not complete");
     EXPECT_DEATH(spectrogram->appendColumn(std::array<std::uint8_t, 1>{}), "one cell for each bin");
-    spectrogram->appendColumn(std::array<std::uint8_t, 2>{});
-    EXPECT_DEATH(spectrogram->appendColumn(std::array<std::uint8_t, 2>{}),
-                 "more columns than it has room for");
+    EXPECT_DEATH(spectrogram->setTuningFrequency(440), "before its first column");
+    spectrogram->finish();
+    EXPECT_DEATH(spectrogram->appendColumn(std::array<std::uint8_t, 2>{}), "takes no more columns");
     auto tooLarge = kLayout;
     tooLarge.columnCount = 0xFFFFFFFF;
     EXPECT_DEATH(Spectrogram{tooLarge}, "Unusable spectrogram layout");
 }
 
 TEST(SpectrogramConcurrency, completeColumnsAreReadAndArchivedWhileOthersAreAppended) {
-    auto layout = kLayout;
-    layout.columnCount = 2000;
-    const auto spectrogram = std::make_shared<Spectrogram>(layout);
+    const auto spectrogram = std::make_shared<Spectrogram>(kLayout); // expects three columns
     std::thread writer([&] {
-        for (std::uint32_t i = 0; i < layout.columnCount; ++i)
+        spectrogram->setTuningFrequency(432);
+        for (std::uint32_t i = 0; i < 2000; ++i)
             spectrogram->appendColumn(std::array{std::uint8_t(i), std::uint8_t(i)});
+        spectrogram->finish();
     });
     while (!spectrogram->isComplete()) {
         if (const auto count = spectrogram->completedColumnCount()) {
             EXPECT_EQ(spectrogram->column(count - 1)[1], std::uint8_t(count - 1));
+            EXPECT_EQ(spectrogram->layout().tuningFrequency, 432);
         }
         const auto copy = read(KeyedArchiver::archivedData(spectrogram));
         ASSERT_TRUE(copy);

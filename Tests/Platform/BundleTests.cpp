@@ -122,6 +122,23 @@ TEST_F(BundleTest, theShippedTablesHoldTheSameKeysAndEnglishIsItsOwnKey) {
     for (const auto& [key, text] : tables["en"])
         EXPECT_TRUE(text == key && tables["de"].contains(key)) << key;
     EXPECT_EQ(tables["de"]["Chorus"], "Refrain");
+
+    // Sources and tables name the same texts.
+    std::string sources;
+    for (const char* module : {"TarnFoundation", "KELPMusicInformationRetrieval", "AnalysisEngine"}) {
+        const auto root = resources.parent_path().parent_path() / module;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+            if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h")
+                sources += textOf(entry.path());
+        }
+    }
+    for (const auto& [key, text] : tables["en"])
+        EXPECT_NE(sources.find('"' + key + '"'), std::string::npos) << key << " is not used";
+    const std::regex use("locali[sz]ed(String)?\\(\\s*\"([^\"]*)\"");
+    int uses = 0;
+    for (std::sregex_iterator match(sources.begin(), sources.end(), use), end; match != end; ++match, ++uses)
+        EXPECT_TRUE(tables["en"].contains((*match)[2])) << (*match)[2] << " is in no table";
+    EXPECT_GE(uses, 8);
 }
 
 } // namespace tarn

@@ -3,11 +3,33 @@
 #include "Tests/Platform/TemporaryFolder.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+namespace {
+bool gWritesNothing = false;
+bool gFoldersCannotBeFlushed = false;
+} // namespace
+
+// The system's functions, which fail on demand as devices do that no test can have.
+extern "C" ssize_t write(int descriptor, const void* bytes, std::size_t count) {
+    return gWritesNothing ? 0 : ::syscall(SYS_write, descriptor, bytes, count);
+}
+extern "C" int fsync(int descriptor) {
+    struct stat status {};
+    if (gFoldersCannotBeFlushed && ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        errno = EIO;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_fsync, descriptor));
+}
 
 namespace tarn {
 
@@ -65,6 +87,53 @@ TEST_F(FileManagerTest, tellsWhyAFileCannotBeRead) {
     EXPECT_EQ(error.code, EISDIR);
 }
 
+TEST_F(FileManagerTest, aPathWithANULIsRefusedEverywhere) {
+    const fs::path path = file.string() + '\0' + ".waveform";
+    const auto expectRefusal = [](const auto& use) {
+        Error error;
+        EXPECT_FALSE(use(&error));
+        EXPECT_EQ(error.code, EINVAL);
+    };
+    expectRefusal([&](Error* error) { return FileManager::contentsOf(path, error).has_value(); });
+    expectRefusal([&](Error* error) { return FileManager::isReadableFile(path, error); });
+    expectRefusal([&](Error* error) { return FileManager::write({}, path, error); });
+    expectRefusal([&](Error* error) { return FileManager::writeAtomically({}, path, error); });
+    expectRefusal([&](Error* error) { return FileManager::canWriteAtomically(path, error); });
+    expectRefusal([&](Error* error) { return FileManager::createDirectories(path, error); });
+    EXPECT_TRUE(folder.fileNames().empty());
+}
+
+TEST_F(FileManagerTest, readsPipesAndDevicesToABoundAndNeverWaitsForAWriter) {
+    const fs::path pipe = folder.path() / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(FileManager::contentsOf(pipe), Data());
+    Error error;
+    EXPECT_FALSE(FileManager::contentsOf("/dev/zero", &error));
+    EXPECT_EQ(error.code, EFBIG);
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    EXPECT_EQ(::write(ends[1], "abc", 3), 3);
+    ::close(ends[1]);
+    const auto piped = FileManager::contentsOf("/dev/fd/" + std::to_string(ends[0]));
+    EXPECT_EQ(piped.value_or(Data()).size(), 3U);
+    ::close(ends[0]);
+
+    writeText(file, "0123456789");
+    EXPECT_TRUE(FileManager::contentsOf(file, &error, 10));
+    EXPECT_FALSE(FileManager::contentsOf(file, &error, 9));
+    EXPECT_EQ(error.code, EFBIG);
+
+    EXPECT_TRUE(FileManager::isReadableFile(file));
+    const std::pair<fs::path, int> others[] = {{folder.path() / "missing", ENOENT},
+                                               {folder.path(), EISDIR},
+                                               {pipe, ENOTSUP},
+                                               {"/dev/zero", ENOTSUP}};
+    for (const auto& [path, code] : others) {
+        EXPECT_FALSE(FileManager::isReadableFile(path, &error));
+        EXPECT_EQ(error.code, code) << path;
+    }
+}
+
 TEST_F(FileManagerTest, atomicWritesReplaceTheContentAndKeepThePermissions) {
     const fs::path longNamed = folder.path() / (std::string(250, 'n') + ".mid"); // as long as a name may be
     const mode_t mask = ::umask(027);
@@ -108,8 +177,10 @@ TEST_F(FileManagerTest, aFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
     const auto before = folder.fileNames();
     const std::string large(100'000, 'x');
     const auto failure = [&](const fs::path& target) {
-        Error error;
+        Error error, foreseen;
         EXPECT_FALSE(FileManager::writeAtomically(bytesOf(large), target, &error)) << target;
+        EXPECT_EQ(FileManager::canWriteAtomically(target, &foreseen), error.code == EFBIG);
+        EXPECT_EQ(foreseen.code, error.code == EFBIG ? 0 : error.code);
         EXPECT_EQ(textOf(file), "old");
         EXPECT_EQ(folder.fileNames(), before);
         return error.code;
@@ -137,7 +208,64 @@ TEST_F(FileManagerTest, aFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
         GTEST_SKIP() << "the superuser of this system has no other identity";
     EXPECT_EQ(failure(file), EACCES);
     EXPECT_EQ(::seteuid(self), 0);
-    ::chmod(folder.path().c_str(), 0755);
+    ::chmod(folder.path().c_str(), 0777);
+
+    ::chmod(file.c_str(), 0444);
+    EXPECT_EQ(::seteuid(self == 0 ? kUnprivilegedUser : self), 0);
+    EXPECT_EQ(failure(file), EACCES);
+    EXPECT_EQ(::seteuid(self), 0);
+}
+
+TEST_F(FileManagerTest, aFolderThatCannotBeFlushedIsReportedOnceTheNewFileIsThere) {
+    Error error;
+    gFoldersCannotBeFlushed = true;
+    EXPECT_FALSE(FileManager::writeAtomically(bytesOf("new"), file, &error));
+    gFoldersCannotBeFlushed = false;
+    EXPECT_EQ(error.code, EIO);
+    EXPECT_EQ(textOf(file), "new");
+    EXPECT_EQ(folder.fileNames(), std::set<std::string>{"file"});
+}
+
+TEST_F(FileManagerTest, aDeviceThatTakesNothingEndsTheWrite) {
+    Error error;
+    gWritesNothing = true;
+    EXPECT_FALSE(FileManager::write(bytesOf("text"), file, &error));
+    gWritesNothing = false;
+    EXPECT_EQ(error.code, EIO);
+}
+
+TEST_F(FileManagerTest, whatIsStreamedReplacesTheFileAsAWhole) {
+    const std::string text(200'000, 'x'); // several blocks
+    writeText(file, "old");
+    Error error;
+    EXPECT_TRUE(FileManager::streamAtomically([&](std::ostream& stream) { stream << text << "end"; }, file));
+    EXPECT_EQ(textOf(file), text + "end");
+    gWritesNothing = true;
+    EXPECT_FALSE(FileManager::streamAtomically([&](std::ostream& stream) { stream << text; }, file, &error));
+    gWritesNothing = false;
+    EXPECT_EQ(error.code, EIO);
+    EXPECT_EQ(textOf(file), text + "end");
+}
+
+TEST_F(FileManagerTest, aSaveRemovesWhatKilledSavesHaveLeft) {
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(0);
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    const auto nameFor = [](pid_t process) { return ".tarn-" + std::to_string(process) + "-1.tmp"; };
+    const std::string ended = nameFor(child), own = nameFor(::getpid()), running = nameFor(::getppid());
+    const std::string inUseElsewhere = ".tarn-" + std::to_string(child) + "-2.tmp";
+    const std::string ownInUse = ".tarn-" + std::to_string(::getpid()) + "-999999.tmp";
+    const std::string similar = ".tarn-0" + std::to_string(child) + "-1.tmp";
+    for (const std::string& name : {ended, own, running, inUseElsewhere, ownInUse, similar, ended + "x"})
+        writeText(folder.path() / name, "left");
+    fs::last_write_time(folder.path() / own, fs::file_time_type::clock::now() - std::chrono::hours(2));
+    const int descriptor = ::open((folder.path() / inUseElsewhere).c_str(), O_RDONLY);
+    ASSERT_EQ(::flock(descriptor, LOCK_EX), 0);
+    EXPECT_TRUE(FileManager::writeAtomically(bytesOf("new"), file));
+    EXPECT_EQ(folder.fileNames(),
+              (std::set<std::string>{"file", running, inUseElsewhere, ownInUse, similar, ended + "x"}));
+    ::close(descriptor);
 }
 
 TEST_F(FileManagerTest, aWriteInPlaceReportsAFullDisk) {

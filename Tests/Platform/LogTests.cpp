@@ -13,6 +13,7 @@ namespace {
 struct LogTest : testing::Test {
     ~LogTest() override {
         setLogSink({});
+        setLogLevel(LogLevel::fault);
         setLogShowsPrivateArguments(false);
     }
     const Log log{"org.example", "Tests"};
@@ -47,13 +48,15 @@ TEST_F(LogTest, aDisabledLogBuildsNoArguments) {
     EXPECT_EQ(built + delivered, 2);
 }
 
-TEST_F(LogTest, theDefaultSinkShowsStandardAndAboveWithoutPrivateArguments) {
+TEST_F(LogTest, theDefaultSinkShowsFaultsOnlyUntilItIsAskedForMore) {
     const auto written = [&] {
         testing::internal::CaptureStderr();
         log.write(LogLevel::info, "quiet");
         log.write(LogLevel::error, "path {}", [] { return std::vector{logPrivate("/home/me")}; });
         return testing::internal::GetCapturedStderr();
     };
+    EXPECT_EQ(written(), "");
+    setLogLevel(LogLevel::standard);
     EXPECT_EQ(written(), "[org.example:Tests] error: path <private>\n");
     setLogShowsPrivateArguments(true);
     EXPECT_EQ(written(), "[org.example:Tests] error: path /home/me\n");

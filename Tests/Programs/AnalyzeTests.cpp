@@ -1,3 +1,4 @@
+#include "Platform/SHA256.h"
 #include "Programs/demo/DemoSong.h"
 #include "Tests/Platform/Texts.h"
 #include "Tests/Programs/ProgramTest.h"
@@ -7,8 +8,11 @@
 #include <algorithm>
 #include <cmath>
 #include <csignal>
+#include <fcntl.h>
 #include <fstream>
+#include <span>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -76,7 +80,7 @@ TEST_F(ProgramTest, analyzeFindsWhatIsTrueOfARecording) {
     EXPECT_NE(read("Über uns/Bild.svg").find("<svg"), std::string::npos);
     EXPECT_EQ(tarn({"show", "Über uns/mein Lied №1.tarn", "--json"}).output, output);
 
-    const auto document = SongDocument::open(folder / "Über uns/mein Lied №1.tarn");
+    const auto document = Song::open(folder / "Über uns/mein Lied №1.tarn");
     EXPECT_EQ(document->recording.fileName, "mein Lied №1.wav");
     EXPECT_EQ(document->recording.identifier.size(), 36u);
 
@@ -103,16 +107,16 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
         EXPECT_NE(first.find(line), std::string::npos) << line << first;
 
     ASSERT_EQ(tarn({"edit", "song.tarn", "change-chord at end to F#dim7", "add-marker at 1s"}).status, 0);
-    auto document = SongDocument::open(folder / "song.tarn");
+    auto document = Song::open(folder / "song.tarn");
     const auto chordCount = document->notes->chordEntries().size();
     document->notes->removeKeyEntriesInArray(document->notes->keyEntries());
     document->notes->removeBeatEntriesInArray(document->notes->beatEntries());
     document->notes->setTimeSignature(2, 4);
-    SongDocument::save(document, folder / "song.tarn");
+    Song::save(document, folder / "song.tarn");
     const auto identifier = document->recording.identifier;
 
     ASSERT_EQ(tarn({"analyze", "song.wav"}).status, 0);
-    document = SongDocument::open(folder / "song.tarn");
+    document = Song::open(folder / "song.tarn");
     EXPECT_EQ(document->recording.identifier, identifier);
     EXPECT_EQ(document->notes->chordEntries().back()->chord()->string(), "F#dim7");
     ASSERT_TRUE(document->notes->globalKey());
@@ -127,8 +131,9 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
     ASSERT_EQ(tarn({"analyze", "song.wav"}).status, 0);
     EXPECT_EQ(read("song.tarn"), complete);
 
-    ASSERT_EQ(tarn({"analyze", "song.wav", "--force"}).status, 0);
-    document = SongDocument::open(folder / "song.tarn");
+    EXPECT_NE(outputOf({"analyze", "song.wav", "--force"}).find("kept as song.tarn~\n"), std::string::npos);
+    EXPECT_TRUE(read("song.tarn~") == complete);
+    document = Song::open(folder / "song.tarn");
     EXPECT_EQ(document->notes->chordEntries().size(), chordCount);
     EXPECT_NE(document->notes->chordEntries().back()->chord()->string(), "F#dim7");
     EXPECT_EQ(document->notes->timeSignature(), (TimeSignature{4, 4}));
@@ -144,9 +149,63 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
         beat->setLocation(beat->location() - 3 * 44100);
     notes.replaceBeatEntriesInArrayWithBeatEntriesInArray(notes.beatEntries(), earlier);
     notes.removeChordEntriesInArray(notes.chordEntries());
-    SongDocument::save(document, folder / "song.tarn");
+    Song::save(document, folder / "song.tarn");
     ASSERT_EQ(tarn({"analyze", "song.wav"}).status, 0);
-    EXPECT_FALSE(SongDocument::open(folder / "song.tarn")->notes->chordEntries().empty());
+    EXPECT_FALSE(Song::open(folder / "song.tarn")->notes->chordEntries().empty());
+}
+
+TEST_F(ProgramTest, aDocumentBelongsToARecordingByItsSound) {
+    auto other = fourBars();
+    other.chords = {"D", "Em", "A", "Bm"};
+    record(fourBars(), folder / "song.wav");
+    record(fourBars(), folder / "song.flac");
+    record(other, folder / "other.wav");
+    ASSERT_EQ(read("song.wav").size(), read("other.wav").size());
+    std::filesystem::copy(folder / "song.wav", folder / "renamed.wav");
+
+    // One of an earlier edition, which knows the recording by rate and length alone.
+    const auto old = std::make_shared<Song>(Recording{"song.wav", 44100, fourBars().frameCount(), "old"});
+    Song::save(old, folder / "song.tarn");
+    outputOf({"analyze", "song.wav"});
+    EXPECT_EQ(Song::open(folder / "song.tarn")->recording.digest.size(), 64u);
+
+    const auto analyzed = read("song.tarn");
+    expectFailure(tarn({"analyze", "other.wav", "-o", "song.tarn"}), 5, "another recording (song.wav)");
+    EXPECT_TRUE(read("song.tarn") == analyzed);
+    EXPECT_EQ(outputOf({"analyze", "renamed.wav", "-o", "song.tarn"}).find("encoded"), std::string::npos);
+    EXPECT_NE(outputOf({"analyze", "song.flac", "-o", "song.tarn"}).find("encoded or tagged again"),
+              std::string::npos);
+    EXPECT_EQ(Song::open(folder / "song.tarn")->recording.fileName, "song.flac");
+    outputOf({"analyze", "other.wav", "-o", "song.tarn", "--relink"});
+    EXPECT_EQ(Song::open(folder / "song.tarn")->recording.fileName, "other.wav");
+    EXPECT_EQ(json::parse(outputOf({"show", "song.tarn", "--json"}))["chords"][0]["name"], "C");
+}
+
+TEST_F(ProgramTest, editsDuringAnAnalysisAreKept) {
+    record(sixteenBars(), folder / "song.wav");
+    outputOf({"analyze", "song.wav"});
+    outputOf({"edit", "song.tarn", "remove-chord at 1:1"});
+    std::thread editor;
+    const auto run = tarn({"analyze", "song.wav", "--force"}, [&](int) {
+        editor = std::thread([&] {
+            waitForOutput(); // until then it may not have read the document
+            outputOf(
+                {"edit", "song.tarn", "change-chord at 2:1 to F#dim7", "add-marker Here at 1s", "metre=3/4"});
+        });
+    });
+    editor.join();
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_NE(run.output.find("Note       chord entries"), std::string::npos) << run.output;
+    const auto found = json::parse(outputOf({"show", "song.tarn", "--json"}));
+    EXPECT_EQ(found["markers"].size(), 1u);
+    EXPECT_EQ(found["timeSignature"]["numerator"], 3);
+    const auto bars = std::count_if(found["beats"].begin(), found["beats"].end(),
+                                    [](const json& beat) { return beat["downbeat"]; });
+    EXPECT_EQ(bars, static_cast<std::int64_t>(found["beats"].size() + 5) / 6)
+        << "bars of the metre that was kept";
+    const auto& chords = found["chords"];
+    EXPECT_TRUE(std::any_of(chords.begin(), chords.end(),
+                            [](const json& chord) { return chord["name"] == "F#dim7"; }));
 }
 
 TEST_F(ProgramTest, analyzeReadsEveryFormatAndRate) {
@@ -198,9 +257,10 @@ TEST_F(ProgramTest, analyzeLeavesAloneWhatIsNotItsDocument) {
     saveSmallDocument("small.tarn");
     write("damaged.tarn", read("small.tarn").substr(0, 500));
     std::filesystem::create_directory(folder / "folder.tarn");
-    const std::pair<const char*, int> documents[] = {{"small.tarn", 5}, {"damaged.tarn", 4},
-                                                     {"song.wav", 4},   {"folder.tarn", 6},
-                                                     {"/dev/null", 6},  {"no/song.tarn", 6}};
+    std::filesystem::create_symlink("loop.tarn", folder / "loop.tarn");
+    const std::pair<const char*, int> documents[] = {
+        {"small.tarn", 5}, {"damaged.tarn", 4}, {"song.wav", 4}, {"folder.tarn", 6},
+        {"/dev/null", 6},  {"no/song.tarn", 6}, {"loop.tarn", 6}};
     for (const auto& [document, status] : documents) {
         const auto before = read(document);
         expectFailure(tarn({"analyze", "song.wav", "-o", document}), status, document);
@@ -216,6 +276,49 @@ TEST_F(ProgramTest, analyzeLeavesAloneWhatIsNotItsDocument) {
     EXPECT_FALSE(std::filesystem::exists(folder / "song.tarn"));
 }
 
+TEST_F(ProgramTest, whatIsNotAnOrdinaryFileIsRefusedAtOnce) {
+    ASSERT_EQ(mkfifo((folder / "small.wav").c_str(), 0600), 0); // that nobody writes to
+    expectFailure(tarn({"analyze", "small.wav"}), 3, "small.wav: a recording has to be an ordinary file");
+    expectFailure(tarn({"show", "small.wav"}), 4, "small.wav");
+    expectFailure(tarn({"show", "/dev/zero"}), 3, "/dev/zero");
+    saveSmallDocument();
+    const auto drawn = tarn({"draw", "small.tarn", "small.svg"});
+    EXPECT_EQ(drawn.status, 0);
+    EXPECT_NE(drawn.errors.find("the recording cannot be read"), std::string::npos) << drawn.errors;
+}
+
+TEST_F(ProgramTest, standardInputMayBeARecordingOrADocument) {
+    record(fourBars(), folder / "song.wav");
+    const auto withInput = [&](const char* file, const std::vector<std::string>& arguments) {
+        const int before = dup(STDIN_FILENO);
+        const int opened = open((folder / file).c_str(), O_RDONLY);
+        dup2(opened, STDIN_FILENO);
+        close(opened);
+        const auto output = outputOf(arguments);
+        dup2(before, STDIN_FILENO);
+        close(before);
+        return output;
+    };
+    const auto found = withInput("song.wav", {"analyze", "/dev/stdin", "--json"});
+    EXPECT_EQ(Song::open(folder / "song.tarn")->recording.fileName, "song.wav");
+    EXPECT_EQ(withInput("song.tarn", {"show", "/dev/stdin", "--json"}), found);
+}
+
+TEST_F(ProgramTest, cachesAreNamedByTheRecordingWhateverTheDocumentSays) {
+    record(fourBars(), folder / "song.wav");
+    const auto document =
+        std::make_shared<Song>(Recording{"song.wav", 44100, fourBars().frameCount(), "../../../../precious"});
+    Song::save(document, folder / "song.tarn");
+    write("precious.waveform", "kept");
+    outputOf({"analyze", "song.wav"});
+    EXPECT_EQ(read("precious.waveform"), "kept");
+    const std::string wave = read("song.wav");
+    const auto name = SHA256::hexDigestOf(std::as_bytes(std::span(wave)));
+    EXPECT_EQ(filesIn(".caches"), std::vector<std::string>{"tarn"});
+    EXPECT_EQ(filesIn(".caches/tarn/Tarn/Waveforms"), std::vector<std::string>{name + ".waveform"});
+    EXPECT_EQ(filesIn(".caches/tarn/Tarn/Chords"), std::vector<std::string>{name + ".chordScores"});
+}
+
 TEST_F(ProgramTest, aFullDiskLeavesTheDocumentAsItWas) {
     const auto disk = folder / "disk";
     std::filesystem::create_directory(disk);
@@ -224,9 +327,9 @@ TEST_F(ProgramTest, aFullDiskLeavesTheDocumentAsItWas) {
     record(fourBars(), folder / "song.wav");
     // A document of the recording with nothing but a marker, and no room for more.
     const auto document =
-        std::make_shared<SongDocument>(Recording{"../song.wav", 44100, fourBars().frameCount(), "kept"});
+        std::make_shared<Song>(Recording{"../song.wav", 44100, fourBars().frameCount(), "kept"});
     document->notes->insertMarkerEntry(1000);
-    SongDocument::save(document, disk / "kept.tarn");
+    Song::save(document, disk / "kept.tarn");
     std::ofstream(disk / "rest") << std::string(32768, 'x');
     const auto before = read("disk/kept.tarn");
     for (const char* name : {"disk/new.tarn", "disk/kept.tarn"})
@@ -244,8 +347,7 @@ TEST_F(ProgramTest, anInterruptCancelsTheAnalysisAndWritesNothing) {
         samples.insert(samples.end(), once.begin(), once.end());
     ASSERT_TRUE(demo::writeRecording(folder / "long.wav", samples, 44100));
     const auto run = tarn({"analyze", "long.wav"}, [&](int process) {
-        for (int tries = 0; tries < 10000 && read(".output").empty(); ++tries)
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        waitForOutput();
         EXPECT_EQ(kill(process, SIGINT), 0);
     });
     EXPECT_EQ(run.status, 130);

@@ -1,9 +1,13 @@
+#include "KELPMusic/KELPChordTable.h"
 #include "Programs/tarn/AnnotationText.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Programs/tarn/Failure.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
+#include <random>
 
 namespace tarn::program {
 namespace {
@@ -102,6 +106,139 @@ TEST(AnnotationTextTests, ReadingBackWhatWasWritten) {
     }
 }
 
+namespace {
+
+/// Songs of whatever a document may hold, each from its own seed.
+class AnySong {
+    template <typename Array>
+    auto oneOf(const Array& values) {
+        return values[static_cast<std::size_t>(below(static_cast<std::int64_t>(std::size(values))))];
+    }
+
+public:
+    explicit AnySong(unsigned seed) : mRandom(seed) {
+        constexpr double kRates[] = {1, 11025.5, 44100, 48000, 96'000'000};
+        mSong = std::make_shared<Song>(Recording{"any.wav", oneOf(kRates), below(2000), "any"});
+        addChords();
+        addSections();
+        addBeats();
+    }
+    const std::shared_ptr<Song>& song() const { return mSong; }
+
+private:
+    std::int64_t below(std::int64_t end) {
+        return std::uniform_int_distribution<std::int64_t>(0, end - 1)(mRandom);
+    }
+    /// Also before, at and after the ends of the recording, and often equal ones.
+    std::int64_t location() { return below(60) * 40 - 100; }
+    std::string text() {
+        static const std::string kParts[] = {
+            "Verse", "5",  "1.5", ",",    ";",    "\"",    "\n",      "\r\n",
+            " ",     "\t", "#",   "\x1b", "\xff", "rgba:", "named:x", std::string(1, 0)};
+        std::string result;
+        for (auto count = below(4); count > 0; --count)
+            result += oneOf(kParts);
+        return result;
+    }
+    KELPChordRef chord() {
+        if (below(6) == 0)
+            return KELPChord::noChord();
+        KELPChordIntervals intervals = oneOf(gChords).intervals;
+        if (below(3) == 0)
+            for (std::size_t i = 1, end = static_cast<std::size_t>(below(7)); i < intervals.size(); ++i)
+                intervals[i] = i <= end ? static_cast<std::int32_t>(below(40)) + 1 : 0;
+        const auto note = [&] { return KELPNote::noteWithFifths(static_cast<int>(below(35)) - 15); };
+        return KELPChord::chordWithRoot(note(), intervals, below(2) ? std::optional(note()) : std::nullopt);
+    }
+    void addChords() {
+        for (auto count = below(8); count > 0; --count) {
+            const auto entry = mSong->notes->newChordEntry();
+            entry->setLocation(location());
+            entry->setChord(chord());
+            mSong->notes->addChordEntry(entry);
+        }
+    }
+    void addSections() {
+        for (auto count = below(8); count > 0; --count) {
+            const auto entry = mSong->structure->newSectionEntry()->mutableCopy();
+            entry->setLocation(location());
+            entry->setName(below(4) ? std::optional(text()) : std::nullopt);
+            entry->setColorString(below(4) ? std::optional("named:" + text()) : std::nullopt);
+            mSong->structure->addSectionEntry(entry);
+        }
+    }
+    void addBeats() {
+        constexpr std::uint8_t kDenominators[] = {2, 4, 8, 16};
+        for (auto count = below(20); count > 0; --count) {
+            const auto entry = mSong->notes->newBeatEntry();
+            entry->setLocation(location());
+            entry->setDownbeat(below(4) == 0);
+            mSong->notes->addBeatEntry(entry);
+        }
+        for (auto count = below(3); count > 0; --count)
+            mSong->notes->setTimeSignature(static_cast<std::uint8_t>(below(7) + 1), oneOf(kDenominators));
+    }
+
+    std::mt19937 mRandom;
+    std::shared_ptr<Song> mSong;
+};
+
+} // namespace
+
+TEST(AnnotationTextTests, WhatIsReadBackIsWrittenTheSameAgain) {
+    int readBack = 0;
+    for (unsigned seed = 0; seed < 600; ++seed) {
+        const auto kind = std::array{Kind::beats, Kind::chords, Kind::sections}[seed % 3];
+        const auto format = seed / 3 % 2 ? Format::lab : Format::csv;
+        const auto song = AnySong(seed).song();
+        const std::string text = annotationText(*song, kind, format);
+        const auto table = kind == Kind::beats     ? parseNumbers(text)
+                           : format == Format::csv ? parseCSV(text)
+                                                   : parseLab(text);
+        if (table.rows.empty() || (kind == Kind::beats && table.rows.size() == 1))
+            continue; // nothing, or one beat, is not imported
+        EXPECT_EQ(errorOf([&] { (void)replaceAnnotations(*song, kind, table); }), "") << seed << "\n" << text;
+        EXPECT_EQ(annotationText(*song, kind, format), text) << seed;
+        ++readBack;
+    }
+    EXPECT_GT(readBack, 300);
+}
+
+TEST(AnnotationTextTests, ListsOfBeatsInAllTheirForms) {
+    const auto read = [](const std::string& text, const BeatCounting& counting = {},
+                         std::shared_ptr<Song> song = std::make_shared<Song>(Recording{"", 1, 100, ""})) {
+        const auto report = replaceAnnotations(*song, Kind::beats, parseNumbers(text), counting);
+        const auto numbers = annotationText(*song, Kind::beats, Format::lab);
+        std::string counted;
+        for (const std::string& line : partsOf(numbers, '\n'))
+            counted += line.substr(0, line.find('.')) + line.substr(line.find('\t')) + " ";
+        return std::pair(report, counted);
+    };
+    const std::string counted = "2\t1 4\t2 6\t3 8\t4 10\t1 ";
+    for (const char* text : {"2\n4\n6\n8\n10\n", "\xEF\xBB\xBF# beats\r\n2.0\r\n\r\n4 \r\n 6\r\n8\r\n10",
+                             "time\n2\n4\n6\n8\n10\n", "2 1\n4 2\n6 3\n8 4\n10 1\n",
+                             "2\t1\n4\t2\n6\t3\n8\t4\n10\t1\n", "2, 1\n4, 2\n6, 3\n8, 4\n10, 1\n",
+                             "Time;Beat\n2;1\n4;2\n6;3\n8;4\n10;1\n", "2,1,1\n4,1,2\n6,1,3\n8,1,4\n10,2,1\n"})
+        EXPECT_EQ(read(text).second, counted) << text;
+    const std::string times = "2\n4\n6\n8\n10\n";
+    EXPECT_EQ(read(times).first,
+              "5 beats replace 0 (metre 4/4); assumed: 4 beats to a bar and bar 1 at beat 1 of "
+              "the list");
+    EXPECT_EQ(read(times, {3, 2}), std::pair(std::string("5 beats replace 0 (metre 3/4)"),
+                                             std::string("2\t3 4\t1 6\t2 8\t3 10\t1 ")));
+    // The document's metre and downbeats say more than nothing: bars of 3 begin at 6 and 12 s.
+    const auto waltz = std::make_shared<Song>(Recording{"", 1, 100, ""});
+    test::addBeats(*waltz, 6, 2, 6, 3);
+    waltz->notes->setTimeSignature(3, 8);
+    const auto [report, numbers] = read(times, {}, waltz);
+    EXPECT_EQ(report,
+              "5 beats replace 6 (metre 3/8); assumed: 3 beats to a bar (the document's metre) and bar 1 at "
+              "beat 3 of the list (the document's downbeats)");
+    EXPECT_EQ(numbers, "2\t2 4\t3 6\t1 8\t2 10\t3 ");
+    EXPECT_THROW((void)read("1 1\n2 2\n", {3, {}}), Failure) << "the list says it itself";
+    EXPECT_THROW((void)read("1\n2\n", {{}, 3}), Failure) << "there are only two";
+}
+
 TEST(AnnotationTextTests, ColumnsByNameAndGaps) {
     const auto song = sampleSong();
     EXPECT_EQ(replaceAnnotations(*song, Kind::chords,
@@ -118,23 +255,39 @@ TEST(AnnotationTextTests, ColumnsByNameAndGaps) {
         eighths += std::to_string(i) + "," + std::to_string(i % 6 + 1) + "\n";
     EXPECT_EQ(replaceAnnotations(*song, Kind::beats, parseCSV(eighths)), "12 beats replace 64 (metre 6/8)");
     EXPECT_EQ(partsOf(gridOf(*song)).size(), 12u) << "a grid that counts eighths holds the beats alone";
+    EXPECT_EQ(replaceAnnotations(*song, Kind::chords, parseLab("0 1 C\n1 2 X\n")),
+              "2 chords replace 5; 1 labelled X became N.C.");
+}
+
+TEST(AnnotationTextTests, AListOfNothingReplacesWhatWasThere) {
+    for (const Kind kind : {Kind::beats, Kind::chords, Kind::sections}) {
+        const auto song = sampleSong();
+        test::addChord(*song, "C", 88200);
+        const Song nothing(song->recording);
+        (void)replaceAnnotations(*song, kind, parseLab(annotationText(nothing, kind, AnnotationFormat::lab)));
+        (void)replaceAnnotations(*song, kind, parseCSV(annotationText(nothing, kind, AnnotationFormat::csv)));
+        EXPECT_EQ(annotationText(*song, kind, AnnotationFormat::csv),
+                  annotationText(nothing, kind, AnnotationFormat::csv));
+    }
 }
 
 TEST(AnnotationTextTests, WhatIsRefusedNamesItsLine) {
     const auto chords = Kind::chords, beats = Kind::beats;
     const std::tuple<Kind, const char*, const char*> cases[] = {
         {chords, "", "1: there is nothing to import"},
-        {chords, "0 1 C\n1 2 Hm\n", "2: 'Hm' is no chord (write C#:min7, C#m7, or N for none)"},
+        {chords, "0 1 C\n1 2 Hm\n", "2: 'Hm' is not a valid chord (write C#:min7, C#m7, or N for none)"},
         {chords, "0 1 C\n\n1 oops C\n", "3: 'oops C' is not a time in seconds"},
-        {chords, "0 1 C\n0 2 D\n", "2: the time 0 does not lie behind the one before it; sort the file"},
+        {chords, "0 1 C\n0 2 D\n", "2: the time 0 does not come after the one before it; sort the file"},
         {chords, "-1 1 C\n", "1: the time -1 lies before the recording"},
-        {chords, "21 22 C\n", "1: the time 21 lies behind the recording, which ends at 20.000000"},
-        {chords, "1e300 1e301 C\n", "1: the time 1e300 lies behind the recording, which ends at 20.000000"},
+        {chords, "21 22 C\n", "1: the time 21 lies after the recording, which ends at 20.000000"},
+        {chords, "1e300 1e301 C\n", "1: the time 1e300 lies after the recording, which ends at 20.000000"},
         {chords, "2 1 C\n", "1: it ends before it starts"},
         {beats, "1 1\n2 two\n", "2: 'two' is not the number of a beat in its bar (1, 2, …)"},
         {beats, "1 1\n2 1.5\n", "2: '1.5' is not the number of a beat in its bar (1, 2, …)"},
         {beats, "1 2\n2 3\n", "1: no beat is numbered 1, so no bar begins anywhere"},
-        {beats, "1 1\n", "1: one beat alone makes no grid"}};
+        {beats, "1 1\n", "1: one beat alone makes no grid"},
+        {beats, "1\n2\n2\n", "3: the time 2 does not come after the one before it; sort the file"},
+        {chords, "1\n2\n", "1: there are times without labels; --what beats reads lists of beats"}};
     for (const auto& [kind, lab, error] : cases) {
         const auto song = sampleSong();
         addChord(*song, "C", 88200);

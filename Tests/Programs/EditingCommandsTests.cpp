@@ -1,5 +1,6 @@
+#include "Tests/Platform/Threads.h"
 #include "Tests/Programs/ProgramTest.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gmock/gmock.h>
 
@@ -7,6 +8,27 @@ namespace tarn::program {
 
 using testing::HasSubstr;
 using testing::StartsWith;
+
+TEST_F(ProgramTest, twentyEditsAtOnceAreAllMade) {
+    saveSmallDocument();
+    const auto markers = [&] { return Song::open(folder / "small.tarn")->notes->markerEntries().size(); };
+    const auto before = markers();
+    inThreads(20, [&](int i) {
+        outputOf({"edit", "small.tarn", "add-marker Mark at @" + std::to_string(100'000 + i)});
+    });
+    EXPECT_EQ(markers(), before + 20);
+}
+
+TEST_F(ProgramTest, anEditThatCannotBeOpenedAgainIsRefused) {
+    constexpr std::int64_t kDay = 86400L * 4000;
+    const auto song = std::make_shared<Song>(Recording{"a.wav", 4000, kDay, "a"});
+    test::addBeats(*song, kDay - 39 * 1000, 1000, 40, 8);
+    song->notes->setTimeSignature(4, 4);
+    Song::save(song, folder / "long.tarn");
+    const auto before = read("long.tarn");
+    expectFailure(tarn({"edit", "long.tarn", "bar-beats 5 = 9"}), 5, "24 hours");
+    EXPECT_TRUE(read("long.tarn") == before);
+}
 
 TEST_F(ProgramTest, editKeepsAllEditsOfACallOrNone) {
     saveSmallDocument();
@@ -62,11 +84,28 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
 }
 
 TEST_F(ProgramTest, aMIDITempoThatCannotFollowTheBeatsIsToldFromAFullDisk) {
-    const auto song = std::make_shared<SongDocument>(Recording{"slow.wav", 1000, 60000, "slow"});
+    const auto song = std::make_shared<Song>(Recording{"slow.wav", 1000, 60000, "slow"});
     test::addBeats(*song, 0, 8400, 4, 8);
-    SongDocument::save(song, folder / "slow.tarn");
-    expectFailure(tarn({"export", "slow.tarn", "slow.mid"}), 6, "--timing seconds");
+    Song::save(song, folder / "slow.tarn");
+    expectFailure(tarn({"export", "slow.tarn", "slow.mid"}), 6,
+                  "the pause from 1:1 (0:00.000) to 1:2 (0:08.400) is too long: a MIDI tempo follows at most "
+                  "8.38 s between beats of the grid; export with --timing seconds");
     EXPECT_EQ(tarn({"export", "slow.tarn", "slow.mid", "--timing", "seconds"}).status, 0);
+}
+
+TEST_F(ProgramTest, noOutputOverwritesTheDocumentOrTheRecording) {
+    const auto document = saveSmallDocument("doc.csv");
+    write("small.wav", "the recording");
+    std::filesystem::create_symlink("doc.csv", folder / "link.csv");
+    std::filesystem::create_hard_link(document, folder / "hard.svg");
+    std::filesystem::create_hard_link(folder / "small.wav", folder / "sound.html");
+    const auto before = read("doc.csv");
+    for (const char* output : {"doc.csv", "./doc.csv", "link.csv", "hard.svg", "sound.html"})
+        expectFailure(tarn({"export", "doc.csv", output}), 2, "this is the song or its document");
+    expectFailure(tarn({"draw", "hard.svg", "hard.svg"}), 2, "this is the song or its document");
+    expectFailure(tarn({"import", "doc.csv", "link.csv"}), 2, "this is the document itself");
+    EXPECT_EQ(read("doc.csv"), before);
+    EXPECT_EQ(read("small.wav"), "the recording");
 }
 
 TEST_F(ProgramTest, drawDrawsWithoutTheRecordingButSaysSo) {

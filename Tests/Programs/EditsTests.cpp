@@ -1,6 +1,6 @@
 #include "Programs/tarn/DocumentJSON.h"
 #include "Programs/tarn/SongPositions.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -10,11 +10,11 @@ namespace {
 
 using test::chordsOf, test::gridOf, test::messageOf, test::notesOf, test::regionsOf, test::sampleSong,
     test::sectionsOf;
-using Song = std::shared_ptr<SongDocument>;
+using SongRef = std::shared_ptr<Song>;
 
-/// Performs edits as typed on a command line and answers the last report, or the reason of a refusal after
+/// Performs edits as typed on a command line and returns the last report, or the reason of a refusal after
 /// "refused: ".
-std::string edit(const Song& song, const std::vector<std::string>& arguments) {
+std::string edit(const SongRef& song, const std::vector<std::string>& arguments) {
     std::vector<std::string> changes{""};
     const auto reason = messageOf<EditRefused>([&, edits = parseEdits(arguments)] {
         for (auto& change : applyEdits(*song, edits))
@@ -23,9 +23,9 @@ std::string edit(const Song& song, const std::vector<std::string>& arguments) {
     return reason.empty() ? changes.back() : "refused: " + reason;
 }
 
-/// Performs edits, one to a line. Behind an arrow stands the report, or "refused" and a part of the reason;
+/// Performs edits, one to a line. After an arrow stands the report, or "refused" and a part of the reason;
 /// without an arrow any report will do, but no refusal.
-void expectEdits(const Song& song, const std::string& script) {
+void expectEdits(const SongRef& song, const std::string& script) {
     for (const std::string& line : partsOf(script, '\n')) {
         const auto arrow = line.find(" -> ");
         const std::string expected = arrow == std::string::npos ? "" : line.substr(arrow + 4);
@@ -41,7 +41,7 @@ void expectEdits(const Song& song, const std::string& script) {
     }
 }
 
-std::vector<std::int64_t> barsOf(const Song& song) {
+std::vector<std::int64_t> barsOf(const SongRef& song) {
     std::vector<std::int64_t> bars;
     for (const auto& beat : song->notes->beatEntries()) {
         if (beat->isDownbeat())
@@ -50,7 +50,7 @@ std::vector<std::int64_t> barsOf(const Song& song) {
     return bars;
 }
 
-std::int64_t frameOf(const Song& song, const std::string& text) {
+std::int64_t frameOf(const SongRef& song, const std::string& text) {
     return SongPositions(*song).frame(Position::make(text).value());
 }
 
@@ -59,19 +59,37 @@ std::int64_t frameOf(const Song& song, const std::string& text) {
 TEST(SongPositionsTests, WhatPositionsMean) {
     const auto song = sampleSong();
     const std::pair<const char*, std::int64_t> cases[] = {
-        {"1:1", 88200},     {"3:1", 264600},     {"3:4", 330750},     {"8:4+", 782775},
-        {"3:2+", 297675},   {"3:2+1/4", 292163}, {"3:2+.25", 292163}, {"@132300", 132300},
-        {"65.2s", 2875320}, {"0:05.2", 229320},  {"0:05s", 220500},   {"3:2.5", 8048250},
-        {"start", 0},       {"end", 80 * 11025}, {"0.5s", 22050},     {"0:0.00001", 0}};
+        {"1:1", 88200},
+        {"3:1", 264600},
+        {"3:4", 330750},
+        {"8:4+", 782775},
+        {"3:2+", 297675},
+        {"3:2+1/4", 292163},
+        {"3:2+.25", 292163},
+        {"@132300", 132300},
+        {"65.2s", 2875320},
+        {"0:05.2", 229320},
+        {"0:05s", 220500},
+        {"3:2.5", 8048250},
+        {"start", 0},
+        {"end", 80 * 11025},
+        {"0.5s", 22050},
+        {"0:0.00001", 0},
+        // A leading zero makes a time of what would be a beat; so do hours.
+        {"0:24", 1058400},
+        {"1:12", 72 * 44100}, // bar 1 has no such beat
+        {"00:02", 88200},
+        {"1:05", 2866500},
+        {"10:00", 26460000},
+        {"1:00:05.2", 158989320}};
     auto longSong = sampleSong();
     longSong->recording.frameCount = 1'000'000'000;
     for (const auto& [text, frame] : cases)
         EXPECT_EQ(frameOf(std::string_view(text) == "end" ? song : longSong, text), frame) << text;
-    // 1:05 might be a beat or a time.
-    for (const auto& text :
-         partsOf("|3|3:|:1|3:01|03:1|1:05|1:60.5|-1:1|3:1+1|3:1+x|3:1+1/0|@|@-1|@1.5|1e3s:|s|"
-                 "nans|infs|1:2:3|65.2|3:1 |@99999999999999999999|99999999999999999999:1",
-                 '|'))
+    for (const auto& text : partsOf("|3|3:|:1|03:1|0:60|1:60.5|1:05+|1:5:05|1:60:05|1:00:5|1:-5.0|-1:1|3:1+1|"
+                                    "3:1+x|3:1+1/0|@|@-1|@1.5|1e3s:|s|"
+                                    "nans|infs|1:2:3|65.2|3:1 |@99999999999999999999|99999999999999999999:1",
+                                    '|'))
         EXPECT_FALSE(Position::make(text)) << text;
     for (const char* text : {"0:1", "9:1", "3:0", "3:5", "@882001", "20.1s", "1e300s", "999999999999:0.5"})
         EXPECT_THROW((void)frameOf(song, text), EditRefused) << text;
@@ -101,29 +119,29 @@ TEST(EditSyntaxTests, SentencesInOneArgumentOrInWords) {
 
 TEST(EditSyntaxTests, WhatIsNoEditTellsTheForm) {
     const std::pair<const char*, const char*> cases[] = {
-        {"move 5", "'move 5' is no edit; 'tarn edit --help' lists them"},
+        {"move 5", "'move 5' is not an edit; 'tarn edit --help' lists them"},
         {"move-bar five to 3:1", "'five' is not the number of a bar, a whole number; write move-bar BAR to "
                                  "POSITION, as in 'move-bar 5 to 1:05.2'"},
         {"move-bar 5 at 3:1", "'to' is missing before 'at'"},
-        {"move-bar 5 to 1:05", "'1:05' is no position"},
+        {"move-bar 5 to 1:5:05", "'1:5:05' is not a valid position"},
         {"move-bar 5 to", "a position is missing"},
-        {"metre=3", "'3' is no metre"},
-        {"metre=03/4", "is no metre"},
-        {"metre=3/0", "is no metre"},
-        {"metre=99/4", "is no metre"},
-        {"key=H", "'H' is no key"},
-        {"key=C7", "is no key"},
-        {"key=Ebm minor", "is no key"},
-        {"key=N.C.", "is no key"},
+        {"metre=3", "'3' is not a valid metre"},
+        {"metre=03/4", "is not a valid metre"},
+        {"metre=3/0", "is not a valid metre"},
+        {"metre=99/4", "is not a valid metre"},
+        {"key=H", "'H' is not a valid key"},
+        {"key=C7", "is not a valid key"},
+        {"key=Ebm minor", "is not a valid key"},
+        {"key=N.C.", "is not a valid key"},
         {"add-region intro 1:1 to 2:1", "'intro' is not verse, chorus, bridge or region"},
         {"shift-region Verse by 1.5 beats", "regions move by whole beats and bars"},
-        {"shift-region Verse by 1 mile", "'1 mile' is no length"},
-        {"add-note E at 3:1 for 1 beat", "'E' is no note with its octave"},
-        {"add-note E40 at 3:1 for 1 beat", "'E40' is no note"},
-        {"add-note Cb-1 at 3:1 for 1 beat", "'Cb-1' is no note"},
-        {"add-note E4 at 3:1 for 99999999999 beats", "is no length"},
-        {"add-chord Hm at 3:1", "'Hm' is no chord"},
-        {"remove-chord at 3:1 now", "'now' is too much"},
+        {"shift-region Verse by 1 mile", "'1 mile' is not a valid length"},
+        {"add-note E at 3:1 for 1 beat", "'E' is not a note with its octave"},
+        {"add-note E40 at 3:1 for 1 beat", "'E40' is not a note"},
+        {"add-note Cb-1 at 3:1 for 1 beat", "'Cb-1' is not a note"},
+        {"add-note E4 at 3:1 for 99999999999 beats", "is not a valid length"},
+        {"add-chord Hm at 3:1", "'Hm' is not a valid chord"},
+        {"remove-chord at 3:1 now", "'now' is one word too many"},
         {"add-section \"Verse at 3:1", "a quote does not end"},
         {"shift-downbeats 99999999999999999999", "is not a number of beats, a whole number"}};
     for (const auto& [sentence, part] : cases) {
@@ -183,7 +201,7 @@ offset-downbeats 1 from 3:1 to 5:1 -> 2 downbeats moved between 3:1 and 5:1
 offset-downbeats 0 from 3:1 to 5:1 -> refused: would fall on another one)");
     EXPECT_EQ(barsOf(span),
               (std::vector<std::int64_t>{88200, 176400, 286650, 374850, 441000, 529200, 617400, 705600}));
-    const auto empty = std::make_shared<SongDocument>(Recording{"a", 44100, 44100, "a"});
+    const auto empty = std::make_shared<Song>(Recording{"a", 44100, 44100, "a"});
     expectEdits(empty, R"(shift-downbeats 1 -> refused
 move-bar 1 to start -> refused
 bar-beats 1 3 -> refused
@@ -210,7 +228,7 @@ remove-chord at 2:2 -> refused: no chord sounds at 2:2)");
 
 TEST(EditsTests, AddingRegions) {
     const auto song = sampleSong();
-    // The bar behind a region's end is free.
+    // The bar after a region's end is free.
     expectEdits(song, R"(add-region verse at end -> refused: the recording ends there
 add-region verse 1:1 to 3:1 -> region "Verse" from 1:1 to 3:1 added
 add-region chorus at 3:1 -> region "Chorus" from 3:1 to 4:1 added
@@ -220,7 +238,7 @@ add-region bridge at 4:2 -> region "Bridge" from 4:1 to 4:3 added)");
     expectEdits(song,
                 R"(add-region verse 2:1 to 5:1 -> refused: the region "Verse" from 1:1 to 3:1 is in the way
 add-region verse at 4:1 -> refused: "Bridge" from 4:1 to 4:3 is there already
-add-region verse 3:1 to 3:1 -> refused: must end behind its start
+add-region verse 3:1 to 3:1 -> refused: must end after its start
 add-region verse at end -> refused: the recording ends there
 rename-region Chorus to "Chorus, first" -> region "Chorus" is called "Chorus, first"
 remove-region at 4:4 -> region "Solo" from 4:3 to 0:20.000 removed)");
@@ -283,7 +301,7 @@ remove-note A#3 at 3:2+ -> note Bb3 at 0:06.750 removed
 remove-note F4 at 3:2 -> refused: no F4 sounds at 3:2; the nearest begins at @264600
 add-note F4 at 3:1 for 300ms -> refused: F4 at 3:1 is there already
 add-note G4 at 3:1 for 0 frames -> refused: must last
-add-note G4 at 3:1 for 16s -> refused: end behind the recording)");
+add-note G4 at 3:1 for 16s -> refused: end after the recording)");
     EXPECT_EQ(notesOf(*song), "F4@264600+22050");
 }
 

@@ -3,7 +3,7 @@
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 #include "Tests/Platform/TemporaryFolder.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gtest/gtest.h>
 
@@ -62,8 +62,8 @@ TEST(MIDIFileReaderTests, EventsOfATrack) {
 
 TEST(MIDIFileReaderTests, MalformedFiles) {
     const std::pair<Data, const char*> cases[] = {
-        {{}, "it is no Standard MIDI File"},
-        {bytesOf({'R', 'I', 'F', 'F', 0, 0}), "it is no Standard MIDI File"},
+        {{}, "it is not a Standard MIDI File"},
+        {bytesOf({'R', 'I', 'F', 'F', 0, 0}), "it is not a Standard MIDI File"},
         {fileOf({}, {0, 0}), "its time division is none"},
         {fileOf({}, {0x80, 40}), "its time division is none"},
         {fileOf({0, 60, 60}), "it holds a message that does not belong in a file"},
@@ -96,7 +96,7 @@ TEST(NoteImportTests, ByTimeAndAlongTheBeats) {
     EXPECT_EQ(notesOf(*song), "C#4@66150+22050 D#4@88200+22050 C#4@132300+11025");
 
     song->notes->setLocationOfBarEntry(song->notes->beatEntries()[8]->eventId(), 132300, 264600);
-    song->notes->overrideGlobalKey(KELPKey::keyWithTonicChord(KELPChord::chordWithString("Ab")));
+    song->notes->overrideGlobalKey(KELPKey::makeWithTonicChord(KELPChord::chordWithString("Ab")));
     (void)replaceNotes(*song, file, {true, {}, {}});
     EXPECT_EQ(notesOf(*song), "Db4@88200+11024 Eb4@99224+11024 Db4@121272+5512")
         << "the first bar was squeezed to half its length; flats suit the key";

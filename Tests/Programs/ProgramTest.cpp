@@ -1,6 +1,6 @@
 #include "Tests/Programs/ProgramTest.h"
 
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -23,8 +23,12 @@ void redirect(int descriptor, const std::filesystem::path& file) {
 
 ProcessResult ProgramTest::tarn(const std::vector<std::string>& arguments,
                                 const std::function<void(int)>& whileRunning) {
-    const auto output = folder / ".output";
-    const auto errors = folder / ".errors";
+    // Runs at one time have files of their own.
+    const int others = mRunning++;
+    const std::string number = others == 0 ? "" : std::to_string(++mExtraRuns);
+    const auto output = folder / (".output" + number);
+    const auto errors = folder / (".errors" + number);
+    std::filesystem::remove(output); // of an earlier run, which nobody is to take for this one's
     std::vector<std::string> words{TARN_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
@@ -45,6 +49,7 @@ ProcessResult ProgramTest::tarn(const std::vector<std::string>& arguments,
         whileRunning(child);
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
+    --mRunning;
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), read(output), read(errors)};
 }
 
@@ -66,7 +71,7 @@ std::vector<std::string> ProgramTest::filesIn(const std::filesystem::path& where
 }
 
 std::filesystem::path ProgramTest::saveSmallDocument(const std::string& name) const {
-    const auto song = std::make_shared<SongDocument>(Recording{"small.wav", 44100, 749700, "small"});
+    const auto song = std::make_shared<Song>(Recording{"small.wav", 44100, 749700, "small"});
     song->notes->setTimeSignature(4, 4);
     test::addBeats(*song, 22050, 11025, 64, 8);
     test::addTempo(*song, 120);
@@ -76,7 +81,7 @@ std::filesystem::path ProgramTest::saveSmallDocument(const std::string& name) co
     test::perform(*song, "key=C|add-chord C at 1:1|add-chord F at 3:1|add-chord Am at 4:3|add-chord G at 5:1|"
                          "add-chord C at 7:1|add-region verse 3:1 to 7:1|add-marker Solo at 5:3|"
                          "add-note E4 at 2:1 for 1 beat|add-section Intro at 1:1|add-section Song at 3:1");
-    SongDocument::save(song, folder / name);
+    Song::save(song, folder / name);
     return folder / name;
 }
 

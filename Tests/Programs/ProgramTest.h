@@ -1,10 +1,12 @@
 #pragma once
 
-#include "Programs/tarn/SongDocument.h"
+#include "Song/Song.h"
 #include "Tests/Platform/TemporaryFolder.h"
 
+#include <atomic>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace tarn::program {
@@ -21,9 +23,14 @@ struct ProcessResult {
 class ProgramTest : public ::testing::Test {
 protected:
     /// Runs `tarn` with these arguments in `folder` and waits for its end. `whileRunning` is called once with
-    /// the process's identifier right after the start.
+    /// the process's identifier right after the start. Threads may run several at once.
     ProcessResult tarn(const std::vector<std::string>& arguments,
                        const std::function<void(int)>& whileRunning = {});
+    /// Waits until the run under way has printed something.
+    void waitForOutput() const {
+        for (int tries = 0; tries < 10000 && read(".output").empty(); ++tries)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
     /// The output of a run that has nothing to complain of.
     std::string outputOf(const std::vector<std::string>& arguments) {
         const auto run = tarn(arguments);
@@ -47,6 +54,10 @@ protected:
 
     const TemporaryFolder temporaryFolder;
     const std::filesystem::path& folder = temporaryFolder.path();
+
+private:
+    std::atomic<int> mRunning = 0;
+    std::atomic<int> mExtraRuns = 0;
 };
 
 } // namespace tarn::program

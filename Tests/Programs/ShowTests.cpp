@@ -1,5 +1,5 @@
 #include "Tests/Programs/ProgramTest.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <nlohmann/json.hpp>
 
@@ -43,7 +43,7 @@ Markers
 }
 
 TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLiesOutsideTheBars) {
-    const auto song = std::make_shared<SongDocument>(Recording{"waltz.wav", 1000, 10000, "waltz"});
+    const auto song = std::make_shared<Song>(Recording{"waltz.wav", 1000, 10000, "waltz"});
     song->notes->setTimeSignature(3, 4);
     // A pickup of one beat at 2000, then two bars of three; tatums every 250 frames.
     test::addBeats(*song, 2000, 250, 14, 6, 2);
@@ -52,7 +52,7 @@ TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLies
                                                            {4900, "Dm"}, {5100, "E7"}, {9000, "A"}};
     for (const auto& [location, name] : chords)
         addChord(*song, name, location);
-    SongDocument::save(song, folder / "waltz.tarn");
+    Song::save(song, folder / "waltz.tarn");
     const auto chart = tarn({"show", "waltz.tarn"}).output;
     EXPECT_EQ(chart.substr(chart.find("\n\n") + 2), "        0:00 | Em        |\n"
                                                     "   0    0:02 | B7        | C F G     | G / Dm,E7 |\n"
@@ -60,12 +60,12 @@ TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLies
 }
 
 TEST_F(ProgramTest, theChartOfADocumentWithoutBarsListsTimes) {
-    const auto song = std::make_shared<SongDocument>(Recording{"free.wav", 1000, 90000, "free"});
+    const auto song = std::make_shared<Song>(Recording{"free.wav", 1000, 90000, "free"});
     addChord(*song, "Bb7", 61500);
     song->structure->renameSection(song->structure->createNewSection(2000), "Ru\n\x1b[1mbato");
     song->notes->insertMarkerEntry(100)->setName("B");
     song->notes->insertMarkerEntry(200)->setName("Größe");
-    SongDocument::save(song, folder / "free.tarn");
+    Song::save(song, folder / "free.tarn");
     EXPECT_EQ(tarn({"show", "free.tarn"}).output, R"(Recording  free.wav, 1:30, 1000 Hz
 Tempo      unknown
 Metre      unknown
@@ -85,6 +85,49 @@ Markers
 )");
 }
 
+TEST_F(ProgramTest, entriesThatShareAnIdentifierAreShownAndEditedLikeOthers) {
+    const auto song = std::make_shared<Song>(Recording{"twins.wav", 1000, 16000, "twins"});
+    song->notes->setTimeSignature(2, 4);
+    std::vector<std::shared_ptr<TarnBeatEntry>> beats;
+    std::vector<std::shared_ptr<TarnChordEntry>> chords;
+    for (int i = 0; i < 16; ++i) {
+        beats.push_back(std::make_shared<TarnBeatEntry>(1));
+        beats.back()->setLocation(1000 * i);
+        beats.back()->setDownbeat(i % 4 == 0);
+        chords.push_back(std::make_shared<TarnChordEntry>(1));
+        chords.back()->setLocation(1000 * i);
+        chords.back()->setChord(KELPChord::chordWithString(i % 8 == 0 ? "C" : "F"));
+    }
+    song->notes->addBeatEntriesFromArray(beats);
+    song->notes->addChordEntriesFromArray({chords[0], chords[4]});
+    Song::save(song, folder / "twins.tarn");
+    EXPECT_NE(outputOf({"show", "twins.tarn"}).find("| C / | F / | F / | F / |"), std::string::npos);
+    EXPECT_EQ(
+        outputOf({"edit", "twins.tarn", "move-bar 3 to 8.2s", "bar-beats 2 = 3", "remove-chord at 1:1"}),
+        "bar 3 begins at @8200 (was @8000)\nbar 2 has 3 beats (was 2)\nchord C at 1:1 removed\n");
+    EXPECT_NE(outputOf({"show", "twins.tarn"}).find("| / /   | F / / | F /   | F /   |"), std::string::npos);
+}
+
+TEST_F(ProgramTest, namesDoNotSteerTheTerminal) {
+    const std::string name = "a\x1b[2J\xC2\x9B\xE2\x80\xAE\xFF"
+                             "\xC3\xA9";
+    const auto song = std::make_shared<Song>(Recording{name + ".wav", 1000, 1000, "a"});
+    song->notes->insertMarkerEntry(100)->setName(name);
+    Song::save(song, folder / "a.tarn");
+    const std::string clean = "a [2J  \xEF\xBF\xBD\xC3\xA9";
+    const auto chart = outputOf({"show", "a.tarn"});
+    EXPECT_NE(chart.find(clean + ".wav"), std::string::npos) << chart;
+    EXPECT_NE(chart.find("  " + clean), std::string::npos) << chart;
+    EXPECT_EQ(outputOf({"edit", "a.tarn", "add-section \"" + name + "\" at start", "--dry-run"}),
+              "section \"" + clean + "\" (other) added at start\ndry run: a.tarn is unchanged\n");
+    EXPECT_NE(tarn({"draw", "a.tarn", "a.svg"}).errors.find(clean + ".wav: "), std::string::npos);
+    expectFailure(tarn({"show", name + "\n.tarn"}), 3, clean + " .tarn: ");
+    expectFailure(tarn({"show", "a.tarn", name}), 2, clean);
+    const auto printed = outputOf({"show", "a.tarn", "--json"});
+    EXPECT_EQ(printed.find_first_of("\x1b\x9b"), std::string::npos);
+    EXPECT_EQ(json::parse(printed)["markers"][0]["name"], "a\x1b[2J\xC2\x9B\xE2\x80\xAE\xEF\xBF\xBD\xC3\xA9");
+}
+
 TEST_F(ProgramTest, showPrintsTheWholeDocumentAsJSON) {
     saveSmallDocument();
     const auto song = json::parse(outputOf({"show", "small.tarn", "--json"}));
@@ -102,12 +145,12 @@ TEST_F(ProgramTest, showPrintsTheWholeDocumentAsJSON) {
 }
 
 TEST_F(ProgramTest, jsonSaysNullForWhatIsUnknownAndPrintsShortNumbers) {
-    const auto song = std::make_shared<SongDocument>(Recording{"a.wav", 11025.5, 10, "a"});
+    const auto song = std::make_shared<Song>(Recording{"a.wav", 11025.5, 10, "a"});
     for (const char* name : {"N.C.", "C/E", "F#m7b5"})
         addChord(*song, name, 0);
     test::addTempo(*song, 119.97f);
     song->notes->addRegionEntry(song->notes->newRegionEntry());
-    SongDocument::save(song, folder / "a.tarn");
+    Song::save(song, folder / "a.tarn");
     const auto run = tarn({"show", "a.tarn", "--json"});
     EXPECT_NE(run.output.find("\"tempo\":119.97,"), std::string::npos) << run.output;
     expectValues(json::parse(run.output),
@@ -136,6 +179,9 @@ TEST_F(ProgramTest, aWrongCommandLineIsToldFromFailures) {
         EXPECT_EQ(run.output, "");
         EXPECT_NE(run.errors, "");
     }
+    write("-dash.mp3", "");
+    expectFailure(tarn({"analyze", "-dash.mp3"}), 2, "write ./-dash.mp3");
+    expectFailure(tarn({"analyze", "a.mp3", "b.mp3"}), 2, "b.mp3: one song at a time");
 }
 
 TEST_F(ProgramTest, chordsListsWhatATextMayMean) {
@@ -143,17 +189,43 @@ TEST_F(ProgramTest, chordsListsWhatATextMayMean) {
     EXPECT_TRUE(chords.starts_with("F#m7 ")) << chords;
     EXPECT_NE(chords.find("F# A C# E\n"), std::string::npos) << chords;
     EXPECT_EQ(tarn({"chords", "G/"}).output, "G/B   B G D\nG/D   D G B\n");
+    EXPECT_EQ(outputOf({"chords", "C/g"}), "C/G   G C E\n");
+    EXPECT_EQ(outputOf({"chords", "N.C."}), "N.C.   no chord\n");
     expectFailure(tarn({"chords", "x"}), 2, "'x'");
 }
 
-TEST_F(ProgramTest, cacheCountsAndClearsWhatIsCached) {
-    EXPECT_NE(tarn({"cache"}).output.find(".caches/Tarn/Waveforms  0 files, 0 B\n"), std::string::npos);
-    write(".caches/Tarn/Waveforms/a.waveform", std::string(1500, 'x'));
-    write(".caches/Tarn/keep", "not a cache file");
-    EXPECT_NE(tarn({"cache"}).output.find("Waveforms  1 file, 1.5 kB\n"), std::string::npos);
+TEST_F(ProgramTest, cacheKeepsWhatWasUsedLastAndTouchesNothingElse) {
+    const std::string first(64, 'a'), second(64, 'b'), third(64, 'c');
+    const std::string caches = ".caches/tarn/Tarn/";
+    const std::string others[] = {".caches/Tarn/Waveforms/" + first + ".waveform", // an application's
+                                  caches + "Waveforms/" + first + ".spectrogram",
+                                  caches + "Waveforms/song.waveform", caches + "keep"};
+    for (const auto& file : others)
+        write(file, "kept");
+    const std::string files[] = {"Waveforms/" + first + ".waveform", "Waveforms/" + second + ".waveform",
+                                 "Chords/" + third + ".chordScores"};
+    int age = 3;
+    for (const auto& file : files) {
+        write(caches + file, std::string(1500, 'x'));
+        std::filesystem::last_write_time(folder / (caches + file),
+                                         std::filesystem::file_time_type::clock::now() -
+                                             std::chrono::hours(age--));
+    }
+    const auto left = [&] {
+        return std::count_if(std::begin(files), std::end(files),
+                             [&](const auto& file) { return !read(caches + file).empty(); });
+    };
+    const auto told = outputOf({"cache"});
+    EXPECT_NE(told.find(caches + "Waveforms  2 files, 3.0 kB\n"), std::string::npos) << told;
+    EXPECT_EQ(tarn({"cache", "--max-size", "4500"}).status, 0);
+    EXPECT_EQ(left(), 3);
+    EXPECT_EQ(tarn({"cache", "--max-size", "3kB"}).status, 0);
+    EXPECT_EQ(left(), 2);
+    EXPECT_EQ(read(caches + files[0]), "");
     EXPECT_EQ(tarn({"cache", "--clear"}).status, 0);
-    EXPECT_EQ(read(".caches/Tarn/Waveforms/a.waveform"), "");
-    EXPECT_EQ(read(".caches/Tarn/keep"), "not a cache file");
+    EXPECT_EQ(left(), 0);
+    for (const auto& file : others)
+        EXPECT_EQ(read(file), "kept") << file;
 }
 
 } // namespace tarn::program

@@ -2,11 +2,13 @@
 #include "Programs/tarn/SongPictureLayout.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 #include "Tests/Platform/TemporaryFolder.h"
-#include "Tests/Programs/SampleSong.h"
+#include "Tests/Programs/SongTexts.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 
 using namespace tarn;
 using namespace tarn::program;
@@ -15,18 +17,25 @@ namespace {
 
 constexpr double kRate = 1000;
 
+std::string songPictureSVG(const Song& song, const std::shared_ptr<Waveform>& waveform,
+                           const PictureOptions& options) {
+    std::ostringstream text;
+    writeSongPictureSVG(text, song, waveform, options);
+    return text.str();
+}
+
 /// Eight bars of four beats, two seconds each, from half a second on; a chord on every bar.
-std::shared_ptr<SongDocument> makeSong() {
-    auto song = std::make_shared<SongDocument>(Recording{"My song & <more>.wav", kRate, 17'000, "id"});
+std::shared_ptr<Song> makeSong() {
+    auto song = std::make_shared<Song>(Recording{"My song & <more>.wav", kRate, 17'000, "id"});
     song->notes->setTimeSignature(4, 4);
-    test::addBeats(*song, 500, 250, 64, 8);
+    program::test::addBeats(*song, 500, 250, 64, 8);
     for (int bar = 0; bar < 8; ++bar)
-        test::addChord(*song, bar % 2 ? "Bbm7b5" : "F#/A#", 500 + 2000 * bar);
+        program::test::addChord(*song, bar % 2 ? "Bbm7b5" : "F#/A#", 500 + 2000 * bar);
     const auto region = song->notes->newVerseRegionEntry();
     region->setRange({2500, 9000});
     region->setName(std::string("A \x01\xFF<b>\"") + std::string(100'000, 'x'));
     song->notes->addRegionEntry(region);
-    test::perform(*song, "add-marker Solo at @4500");
+    program::test::perform(*song, "add-marker Solo at @4500");
     song->structure->createNewSection(500);
     return song;
 }
@@ -42,7 +51,7 @@ TEST(SongPicture, LaysBarsOutBelowEachOther) {
     const auto song = makeSong();
     const SongPictureLayout layout(*song, {800, 4});
     const auto& timeline = layout.timeline();
-    // Two bars to the row, the first bar line a little behind the row's edge.
+    // Two bars to the row, the first bar line a little after the row's edge.
     ASSERT_EQ(timeline.rowCount(), 5);
     std::vector<double> places;
     for (std::int64_t row = 0; row < timeline.rowCount(); ++row) {
@@ -76,21 +85,42 @@ TEST(SongPicture, IsWellFormedWhateverTheNames) {
 }
 
 TEST(SongPicture, StaysSmallForASongOfHours) {
-    const SongDocument song(Recording{"long.wav", 44100, std::int64_t{44100} * 36000, "id"});
+    const Song song(Recording{"long.wav", 44100, std::int64_t{44100} * 36000, "id"});
     const auto waveform = std::make_shared<Waveform>(song.recording.frameCount, song.recording.sampleRate);
     for (std::size_t i = 0; i < 6'000'000; ++i)
         waveform->appendPoint({-100, 100, 50});
     waveform->finish();
     EXPECT_LT(songPictureSVG(song, waveform, {}).size(), 40'000'000u);
-    EXPECT_NE(songPictureSVG(SongDocument(Recording{"", 44100, 0, ""}), nullptr, {}).find("</svg>"),
+    EXPECT_NE(songPictureSVG(Song(Recording{"", 44100, 0, ""}), nullptr, {}).find("</svg>"),
               std::string::npos);
+}
+
+TEST(SongPicture, StaysSmallWhateverOverlaps) {
+    constexpr std::int64_t kDay = 24 * 3600;
+    Song song(Recording{"day.wav", 1, kDay, "id"});
+    std::vector<std::shared_ptr<TarnRegionEntry>> regions;
+    for (int i = 0; i < 2000; ++i) {
+        regions.push_back(song.notes->newMarkerRegionEntry());
+        regions.back()->setRange({i, static_cast<std::uint64_t>(kDay - 2 * i)});
+    }
+    song.notes->addRegionEntriesFromArray(regions);
+    for (int i = 0; i < 300; ++i)
+        tarn::test::addChord(song, i == 299 ? "G" : "C", 20'000);
+    const auto svg = songPictureSVG(song, nullptr, {1000, 1});
+    EXPECT_LT(svg.size(), 40'000'000u);
+    EXPECT_LT(count(svg, "class=\"row\""), 12'000u) << "a row for each second would be 86,400";
+    EXPECT_NE(svg.find(">+ 1994 more<"), std::string::npos) << "six lanes of regions";
+    EXPECT_NE(svg.find(">+ 2293 more<"), std::string::npos) << "and one chord of 300";
+    EXPECT_NE(svg.find(">G<"), std::string::npos) << "the last one, which sounds";
 }
 
 TEST(SongPicture, PageWorksInABrowser) {
     if (std::system("command -v chromium > /dev/null 2>&1") != 0)
         GTEST_SKIP() << "needs Chromium";
     const TemporaryFolder folder;
-    writeText(folder.path() / "song.html", songPictureHTML(*makeSong(), nullptr, {800, 4}, "My song #1.wav"));
+    std::ofstream pageFile(folder.path() / "song.html");
+    writeSongPictureHTML(pageFile, *makeSong(), nullptr, {800, 4}, "My song #1.wav");
+    pageFile.close();
     const auto dom = folder.path() / "dom.html";
     const auto command =
         "timeout 100 chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run "

@@ -1,5 +1,8 @@
 #include "Platform/KeyedArchiveFile.h"
+#include "TarnFoundation/BeatSpacing.h"
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
+#include "TarnFoundation/RegionEditing.h"
+#include "TarnFoundation/SortedSearch.h"
 #include "TarnFoundation/TarnPrerollController.h"
 #include "TarnFoundation/UserEntries/TarnBeatLocator.h"
 #include "TarnFoundation/UserEntries/TarnSongStructureStorage.h"
@@ -90,6 +93,57 @@ Document documentAt(std::int64_t first, std::int64_t second) {
     TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_ADD_AT)
 #undef TARN_ADD_AT
     return document;
+}
+
+TEST(Limits, TriesReturnNothingOverWhatCannotBeComputed) {
+    const auto document = reopened(makeDocumentWithBeats({kLeast, kGreatest}));
+    const auto beats = document->beatEntries();
+    const auto endless = document->newRegionEntry();
+    endless->setLength(kEndless);
+    EXPECT_FALSE(document->tryAverageBeatEntrySpacing() || document->tryTempoFromBeatEntries(44100));
+    EXPECT_FALSE(tryDistanceBetweenEntries(*beats[0], *beats[1]));
+    EXPECT_FALSE(tryEvenlySpacedLocations(2, kLeast, kGreatest));
+    EXPECT_FALSE(tryMidpointLocations(locations(beats)));
+    EXPECT_FALSE(tryIndexOfClosestEntry(beats, 1) || tryClosest(locations(beats), 0, 1));
+    EXPECT_FALSE(tryEntriesIn(beats, Range<std::int64_t>(0, 1)));
+    EXPECT_FALSE(endless->tryEnd());
+    EXPECT_FALSE(tryEntriesEnding(std::vector{endless}, ClosedRange<std::int64_t>(0, 1)));
+    EXPECT_FALSE(
+        TarnPrerollController(document, kGreatest).tryRequiresArtificialBeatEntriesForPrerollFrame(0));
+    EXPECT_FALSE(KELPPitch(KELPNote(), std::numeric_limits<std::int32_t>::max()).tryPitchAtOffset(12));
+
+    const auto song = makeDocumentWithBeats({0, 100});
+    const auto songBeats = song->beatEntries();
+    const auto region = at(5, song->newRegionEntry());
+    region->setLength(5);
+    EXPECT_EQ(song->tryAverageBeatEntrySpacing(), 100);
+    EXPECT_EQ(song->tryTempoFromBeatEntries(200), 120);
+    EXPECT_EQ(tryDistanceBetweenEntries(*songBeats[0], *songBeats[1]), 100);
+    EXPECT_EQ(tryEvenlySpacedLocations(2, 0, 100), (Locations{0, 50}));
+    EXPECT_EQ(tryMidpointLocations(locations(songBeats)), (Locations{50, 150}));
+    EXPECT_EQ(tryIndexOfClosestEntry(songBeats, 60), 1u);
+    EXPECT_EQ(tryClosest(locations(songBeats), 10, 1), 100);
+    EXPECT_EQ(tryEntriesIn(songBeats, Range<std::int64_t>(1, 101)), std::vector{songBeats[1]});
+    EXPECT_EQ(region->tryEnd(), 10);
+    EXPECT_EQ(tryEntriesEnding(std::vector{region}, ClosedRange<std::int64_t>(0, 9))->size(), 0u);
+    EXPECT_EQ(TarnPrerollController(song, 2).tryRequiresArtificialBeatEntriesForPrerollFrame(0), true);
+    EXPECT_EQ(KELPPitch(KELPNote(), 4).tryPitchAtOffset(12)->octave(), 5);
+}
+
+TEST(Limits, AnExportThatCannotBeExpressedLeavesNoFile) {
+    const TemporaryFolder folder;
+    const auto file = folder.path() / "song.mid";
+    const auto exported = [&](const Document& document, double sampleRate) {
+        return document->tryExportToMIDIFile(file, sampleRate, {{"exportNotes", true}, {"timing", 1}});
+    };
+    const auto withoutDenominator = makeDocumentWithBeats({0, 22050});
+    withoutDenominator->setTimeSignature(4, 0);
+    EXPECT_FALSE(exported(withoutDenominator, 44100));
+    EXPECT_FALSE(exported(documentAt(0, 1), 44100)) << "notes of the greatest length";
+    const auto song = makeDocumentWithBeats({0, 22050});
+    EXPECT_FALSE(exported(song, std::numeric_limits<double>::infinity()));
+    EXPECT_TRUE(folder.fileNames().empty());
+    EXPECT_TRUE(exported(song, 44100));
 }
 
 using Attempt = void (*)(const Document& document, std::int64_t first, std::int64_t second);

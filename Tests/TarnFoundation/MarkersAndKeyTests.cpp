@@ -28,7 +28,7 @@ TEST(Markers, AreInsertedOnceAtAFrame) {
 }
 
 KELPKeyRef keyOf(const char* tonic) {
-    return KELPKey::keyWithTonicChord(KELPChord::chordWithString(tonic));
+    return KELPKey::makeWithTonicChord(KELPChord::chordWithString(tonic));
 }
 
 TEST(GlobalKey, IsThatOfTheEarliestKeyEntry) {

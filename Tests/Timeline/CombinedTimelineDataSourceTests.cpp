@@ -57,18 +57,32 @@ TEST(CombinedTimelineDataSource, namesTheItemsOfARowBySectionAndIndex) {
     EXPECT_THAT(source.indexesForItems(0), ElementsAre(Path{0, 0}, Path{1, 1}, Path{1, 2}, Path{1, 3}));
     EXPECT_THAT(source.indexesForItems(1), ElementsAre(Path{0, 1}, Path{1, 0}, Path{1, 1}, Path{1, 3}));
     EXPECT_THAT(source.indexesForItems(2), IsEmpty()); // an empty row shows nothing, not even what spans it
-    EXPECT_THAT(source.indexesForItems(3), ElementsAre(Path{0, 2}, Path{1, 1}));
+    EXPECT_THAT(source.indexesForItems(3), ElementsAre(Path{0, 2}, Path{0, 3}, Path{1, 1}));
 
     // Rows are asked for anew, items only on reload.
-    rows->bounds.back() = 36;
-    EXPECT_THAT(source.indexesForItems(3), ElementsAre(Path{0, 2}, Path{0, 3}, Path{1, 1}));
+    rows->bounds.back() = 45;
+    EXPECT_THAT(source.indexesForItems(3), ElementsAre(Path{0, 2}, Path{0, 3}, Path{1, 1}, Path{1, 4}));
     beats->ranges = {{30, 30}};
     EXPECT_EQ(source.itemCount(0), 4U);
     source.reloadSection(0);
-    EXPECT_THAT(source.indexesForItems(3), ElementsAre(Path{0, 0}, Path{1, 1}));
+    EXPECT_THAT(source.indexesForItems(3), ElementsAre(Path{0, 0}, Path{1, 1}, Path{1, 4}));
     regions->ranges.clear();
     source.reloadData();
     EXPECT_THAT(source.indexesForItems(0), IsEmpty());
+}
+
+TEST(CombinedTimelineDataSource, putsPointsOutsideTheSongIntoItsFirstAndItsLastRow) {
+    using Limits = std::numeric_limits<Frame>;
+    const auto rows = std::make_shared<Rows>();
+    const auto beats = std::make_shared<Source>(
+        Ranges{{Limits::min(), Limits::min()}, {-1, -1}, {35, 35}, {Limits::max(), Limits::max()}});
+    const auto regions = std::make_shared<Source>(Ranges{{-9, -1}, {40, 50}});
+    const CombinedTimelineDataSource source(rows, {beats, regions});
+    EXPECT_THAT(source.indexesForItems(0), ElementsAre(IndexPath{0, 0}, IndexPath{0, 1}));
+    EXPECT_THAT(source.indexesForItems(1), IsEmpty());
+    EXPECT_THAT(source.indexesForItems(3), ElementsAre(IndexPath{0, 2}, IndexPath{0, 3}));
+    rows->bounds = {0, 35, 35}; // an empty last row shows the points only
+    EXPECT_THAT(source.indexesForItems(1), ElementsAre(IndexPath{0, 2}, IndexPath{0, 3}));
 }
 
 TEST(WrappedTimelineProtocol, findsRowsWhateverTheGuess) {
@@ -99,7 +113,8 @@ TEST(TimelineItemIndex, findsWhatASearchThroughAllItemsFinds) {
                     expected.push_back(i);
             }
             std::vector<std::size_t> found;
-            index.forEachTouching(frames, [&](std::size_t i) { found.push_back(i); });
+            index.forEachTouching(frames.lower, frames.upper - 1,
+                                  [&](std::size_t i, const FrameRange&) { found.push_back(i); });
             std::sort(found.begin(), found.end());
             ASSERT_EQ(found, expected);
         }

@@ -104,6 +104,15 @@ TEST(WrappedSongTimeline, spreadsASongOverRows) {
     EXPECT_THAT(timelineOf({10, -3, 1, 4}).rowRanges(), ElementsAre(FrameRange(0, 7), FrameRange(7, 10)));
 }
 
+TEST(WrappedSongTimeline, aSongOfNegativeLengthHasFramesOnlyOutsideItself) {
+    const auto withoutRows = timelineOf({.frameCount = -5, .firstRowOffset = 0});
+    EXPECT_EQ(withoutRows.rowIndex(-5), -1);
+    EXPECT_EQ(withoutRows.rowIndex(-6), 0);
+    const auto oneRow = timelineOf({.frameCount = -5, .rowWidth = 0});
+    EXPECT_EQ(oneRow.rowIndex(kLargest), 0);
+    EXPECT_EQ(oneRow.rowIndex(kSmallest), 0);
+}
+
 TEST(WrappedSongTimeline, dragsTheFirstRowOffsetAroundOneRow) {
     const auto timeline = timelineOf({});
     const std::pair<Frame, Frame> drags[] = {{-6000, 29000}, {26000, 1000},  {0, 5000},   {-5000, 0},
@@ -203,7 +212,29 @@ TEST(WrappedSongTimeline, findsRowsAsALinearSearchThroughRandomLayoutsDoes) {
     EXPECT_GT(emptyRows, 1000); // fewer than one frame per row
 }
 
-TEST(WrappedSongTimelineDeathTest, stopsOnNumbersThatAreNoLayout) {
+TEST(WrappedSongTimeline, triesReturnNothingWhereTheOthersAbort) {
+    const auto timeline = timelineOf({});
+    EXPECT_EQ(timeline.tryContinuousRowCount(), 3.5);
+    EXPECT_EQ(timeline.tryRowCount(), 4);
+    EXPECT_EQ(timeline.tryNominalFrameRange(3), FrameRange(90000, 120000));
+    EXPECT_EQ(timeline.tryFrameRange(3), FrameRange(85000, 100000));
+    EXPECT_EQ(timeline.tryOffset(0, 0), 50);
+    EXPECT_EQ(timeline.tryLocationForOffset(50, 0), 0);
+    EXPECT_EQ(timeline.tryLocationOffsetBy(70000, 0), 65000);
+    EXPECT_EQ(timeline.tryNewFirstRowOffset(26000), 1000);
+    EXPECT_EQ(tryFramesOnGridWithSpacing(10, {0, 30}), (std::vector<Frame>{10, 20, 30}));
+
+    const auto endless = timelineOf({.frameCount = kLargest});
+    EXPECT_FALSE(endless.tryContinuousRowCount() || endless.tryRowCount());
+    EXPECT_FALSE(timeline.tryNominalFrameRange(kLargest) || timeline.tryFrameRange(kLargest));
+    EXPECT_FALSE(timelineOf({.firstRowOffset = 30001}).tryFrameRange(0)) << "ends before it begins";
+    EXPECT_FALSE(timeline.tryOffset(kLargest, 0));
+    EXPECT_FALSE(timeline.tryLocationForOffset(1e300, 1) || timeline.tryLocationOffsetBy(kSmallest, 0));
+    EXPECT_FALSE(timeline.tryNewFirstRowOffset(kLargest));
+    EXPECT_FALSE(tryFramesOnGridWithSpacing(0, {0, 10}) || tryFramesOnGridWithSpacing(10, {0, kLargest}));
+}
+
+TEST(WrappedSongTimelineDeathTest, abortsOnNumbersThatAreNotALayout) {
     const auto stops = [](Layout layout, const char* message, auto ask) {
         const auto timeline = timelineOf(layout);
         EXPECT_DEATH(ask(timeline), message);
@@ -217,6 +248,7 @@ TEST(WrappedSongTimelineDeathTest, stopsOnNumbersThatAreNoLayout) {
     stops({100000, 30001, 300, 100}, "lower bound", [](const auto& t) { (void)t.rowIndex(70000); });
     stops({100, 0, 300, -100}, "lower bound", [](const auto& t) { (void)t.nominalFrameRange(0); });
     stops({100, -200, 3, 1}, "lower bound", [](const auto& t) { (void)t.rowRanges(); });
+    stops({-100000, 0, 300, 100}, "lower bound", [](const auto& t) { (void)t.rowIndex(0); });
     // One row for the whole song, shortened by the offset: its end shows nowhere.
     stops({.rowWidth = 0}, "Frame within song bounds, yet not found in the row ranges",
           [](const auto& t) { (void)t.rowIndex(95000); });

@@ -12,7 +12,7 @@ void makeResults(benchmark::State& state) {
         ChordDetectionResultArray results;
         for (int i = 0; i < 45; ++i)
             results.push_back(KELPChordDetectionResult::resultForChord(
-                KELPChord::chordWithRoot(KELPNote(), majorTriad), ChordSearchResults::kScoreOfTypedChord));
+                KELPChord::chordWithRoot(KELPNote(), majorTriad), ChordDetectionResults::kScoreOfTypedChord));
         benchmark::DoNotOptimize(results);
     }
 }
@@ -20,7 +20,7 @@ BENCHMARK(makeResults)->Unit(benchmark::kMicrosecond);
 
 void searchTypedText(benchmark::State& state, const char* text) {
     for (auto _ : state)
-        benchmark::DoNotOptimize(ChordSearchResults::arrayWithChordsMatchingSearchString(text));
+        benchmark::DoNotOptimize(ChordDetectionResults::_arrayWithChordsMatchingSearchString(text));
 }
 BENCHMARK_CAPTURE(searchTypedText, root, "C")->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(searchTypedText, quality, "F#m7")->Unit(benchmark::kMicrosecond);

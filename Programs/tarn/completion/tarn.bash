@@ -22,13 +22,13 @@ _tarn() {
         add-marker remove-marker add-chord change-chord remove-chord add-note change-note remove-note"
     local options=--help
     case $command in
-    analyze) options+=" -o --force --midi --picture --json" ;;
+    analyze) options+=" -o --force --relink --midi --picture --json" ;;
     show) options+=" --json" ;;
     edit) options+=" --dry-run" ;;
     export) options+=" --what --timing --no-notes --no-chords --transpose" ;;
-    import) options+=" --what --by --at --channel --dry-run" ;;
+    import) options+=" --what --by --at --channel --beats-per-bar --first-downbeat --dry-run" ;;
     draw) options+=" --width --seconds-per-row" ;;
-    cache) options+=" --clear" ;;
+    cache) options+=" --clear --max-size" ;;
     esac
     if [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W "$options" -- "$word"))
@@ -39,13 +39,13 @@ _tarn() {
     --picture) _tarn_files "svg" ;;
     --what) COMPREPLY=($(compgen -W "beats chords sections$([[ $command == export ]] && echo " regions")" -- "$word")) ;;
     --by) COMPREPLY=($(compgen -W "grid time" -- "$word")) ;;
-    --at | --channel | --transpose | --width | --seconds-per-row) ;;
+    --at | --channel | --beats-per-bar | --first-downbeat | --transpose | --width | --seconds-per-row | --max-size) ;;
     --timing) COMPREPLY=($(compgen -W "song fixed seconds" -- "$word")) ;;
     *)
         case $command in
         analyze) _tarn_files "wav|aif|aiff|flac|ogg|opus|mp3|tarn" ;;
         export) _tarn_files "tarn|mid|lab|csv|svg|html" ;;
-        import) _tarn_files "tarn|mid|lab|csv" ;;
+        import) _tarn_files "tarn|mid|lab|csv|txt" ;;
         draw) _tarn_files "tarn|svg|html" ;;
         show) _tarn_files "tarn" ;;
         edit)

@@ -47,6 +47,7 @@ inline std::shared_ptr<Spectrogram> completeSpectrogram(std::uint32_t columnCoun
     auto spectrogram = std::make_shared<Spectrogram>(Spectrogram::Layout{512, columnCount, 2, 1, 33});
     for (std::uint32_t i = 0; i < columnCount; ++i)
         spectrogram->appendColumn(std::array<std::uint8_t, 2>{std::uint8_t(i), 7});
+    spectrogram->finish();
     return spectrogram;
 }
 
@@ -63,7 +64,7 @@ struct Script {
     std::optional<int> key = 13;
     BeatDetectionOperation::Result beats{{0, 100, 200, 300, 400, 500, 600, 700, 800, 900}, 120};
     BeatAlignmentOperation::Result alignment{200, 4};
-    ChordDetectionResults chords{chordAt("A", 0), chordAt("E", 400)};
+    ChordDetectionResultArray chords{chordAt("A", 0), chordAt("E", 400)};
     std::vector<DetectChordsOperation::Frame> topKResults{{44100, {{3, 0.5F}, {17, 0.25F}}}};
     bool waveformIsCached = false;
     std::set<std::string> refused;                              ///< stages that refuse the file
@@ -178,7 +179,7 @@ private:
 template <typename Kind>
 struct Chords : Scripted<Kind> {
     using Scripted<Kind>::Scripted;
-    std::optional<ChordDetectionResults> process(const ChordDetectionOperation::Input& input) override {
+    std::optional<ChordDetectionResultArray> process(const ChordDetectionOperation::Input& input) override {
         this->mScript->work(this->mStage, ' ' + textOf(input.tuningFrequency) + ' ' +
                                               input.key->description() + joined(input.beatLocations));
         if constexpr (std::is_same_v<Kind, DetectChordsOperation>)

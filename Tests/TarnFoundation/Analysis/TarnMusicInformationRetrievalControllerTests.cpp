@@ -329,6 +329,8 @@ TEST(AnalysisController, withoutAnEngineEveryFileIsRefused) {
     Error error;
     EXPECT_FALSE(controller->beginProcessingError(&error));
     EXPECT_EQ(error.localizedDescription(), "translated");
+    ASSERT_TRUE(error.underlying);
+    EXPECT_EQ(error.underlying->code, static_cast<long>(AnalysisRefusal::noEngine));
     Bundle::framework().setResourceFolder({});
 }
 
@@ -339,14 +341,45 @@ TEST(AnalysisController, aSongHasThreeCacheFilesOfItsOwn) {
     const auto folder = caches.path() / "made on demand" / "Tarn";
     EXPECT_EQ(Caches::spectrogramPathForUUID("U"), folder / "Spectrograms" / "U.spectrogram");
     EXPECT_EQ(Caches::waveformPathForUUID("U"), folder / "Waveforms" / "U.waveform");
-    EXPECT_EQ(Caches::waveformPathForUUID("/U").string(),
-              (folder / "Waveforms" / "").string() + "/U.waveform");
     EXPECT_EQ(Caches("song.wav", "V", nullptr).cachedChordResultsURL(), folder / "Chords" / "V.chordScores");
     for (const char* name : {"Spectrograms", "Waveforms", "Chords"})
         EXPECT_TRUE(std::filesystem::is_directory(folder / name));
     writeText(caches.path() / "a file", "");
     FileManager::setCachesDirectory(caches.path() / "a file");
     EXPECT_EQ(Caches::cachedSpectrogramDirectory(), caches.path() / "a file" / "Tarn" / "Spectrograms");
+    FileManager::setCachesDirectory({});
+}
+
+TEST(AnalysisController, noIdentifierLeadsOutOfItsFolderOrToAnothersFile) {
+    using Caches = TarnMusicInformationRetrievalController;
+    TemporaryFolder caches;
+    FileManager::setCachesDirectory(caches.path());
+    const auto folder = caches.path() / "Tarn" / "Waveforms";
+    const std::string longest(128, 'n');
+    for (const std::string& kept : {std::string("5F0E-a_b.c"), longest})
+        EXPECT_EQ(Caches::waveformPathForUUID(kept), folder / (kept + ".waveform"));
+
+    using namespace std::string_literals;
+    std::set<std::filesystem::path> files{Caches::waveformPathForUUID("U")};
+    const std::string others[] = {
+        "./U",    "../U",     "/U",
+        "a/../U", "U\0"s,     "U\0.waveform\0"s,
+        ".U",     "..",       ".",
+        "",       "Ü",        longest + "n",
+        "U\nU",   "U\\U",     "U U",
+        "C:U",    "sha256-U", "sha256-a25513c7e0f6eaa80a3337ee18081b9e2ed09e00af8531c8f7bb2542764027e7"};
+    for (const std::string& identifier : others) {
+        const auto file = Caches::waveformPathForUUID(identifier);
+        EXPECT_EQ(file.parent_path(), folder);
+        EXPECT_THAT(file.filename().string(), testing::MatchesRegex("sha256-[0-9a-f]{64}\\.waveform"));
+        files.insert(file);
+    }
+    EXPECT_EQ(files.size(), 1 + std::size(others));
+
+    // A folder that answers to its name in either case.
+    std::filesystem::create_symlink("Waveforms", caches.path() / "Tarn" / "wAVEFORMS");
+    EXPECT_EQ(Caches::waveformPathForUUID("u-1"), folder / "u-1.waveform");
+    EXPECT_EQ(Caches::waveformPathForUUID("U-1").string().find("U-1"), std::string::npos);
     FileManager::setCachesDirectory({});
 }
 

@@ -223,6 +223,8 @@ TEST(MIDIExportTimeline, aTempoThatCannotBeComparedStopsTheProcess) {
     // Beyond 2^63 microseconds per quarter note.
     const auto document = makeDocumentWithBeats({0, std::int64_t{1} << 62});
     EXPECT_DEATH((void)timelineOf(document, kFollow, 1e-3), "cannot be converted to an integer");
+    // Of 0 microseconds, as if it could be compared.
+    EXPECT_DEATH((void)timelineOf(document, kFollow, std::numeric_limits<double>::infinity()), "not finite");
 }
 
 } // namespace tarn

@@ -97,6 +97,32 @@ TEST(DocumentArchive, NeedsItsCounterAndEntriesOfTheRightKind) {
     EXPECT_EQ(read->newNoteEntry()->eventId(), 7u);
 }
 
+TEST(DocumentArchive, LeavesOutEntriesThatLackWhatTheyMustHave) {
+    const auto document = makeDocument();
+    addChord(*document, 0, "A");
+    document->addChordEntry(at(5, document->newChordEntry()));
+    addChord(*document, 9, "E");
+    document->addKeyEntry(document->newKeyEntry());
+    const auto pitch = document->newStandardPitchEntry();
+    pitch->setPitch(nullptr);
+    document->addStandardPitchEntriesFromArray({pitch, document->newStandardPitchEntry()});
+    document->addMarkerEntry(document->newMarkerEntry());
+    Names log;
+    setLogSink([&](const LogMessage& message) { log.push_back(message.text(false)); });
+    const auto read = decoded<TarnNoteEntryStorage>(document);
+    setLogSink({});
+    ASSERT_TRUE(read);
+    EXPECT_EQ(chordsOf(read->chordEntries()), (Names{"A@0", "E@9"}));
+    EXPECT_TRUE(read->keyEntries().empty());
+    EXPECT_EQ(identifiers(read->standardPitchEntries()), (Identifiers{5}));
+    EXPECT_EQ(read->markerEntries().size(), 1u);
+    EXPECT_EQ(read->nextEventId(), document->nextEventId());
+    ASSERT_EQ(log.size(), 3u) << "one line for each kind";
+    EXPECT_EQ(log[0],
+              "Entries left out of a document: 1. Element 1 of \"chordEntryArray\" of "
+              "TarnNoteEntryStorage cannot be made: a value of TarnChordEntry is missing or not valid");
+}
+
 TEST(DocumentArchive, GivesAReasonOrADocumentForDamagedBytes) {
     const auto bytes = KeyedArchiver::archivedData(makeFullDocument());
     constexpr unsigned kSeed = 20;

@@ -1,5 +1,6 @@
 #include "DocumentFixture.h"
 
+#include "TarnFoundation/UserEntries/TarnNoteEntryStorageUndoRecorder.h"
 #include "Tests/Platform/Threads.h"
 
 #include <algorithm>
@@ -115,6 +116,62 @@ TEST(StorageConcurrency, ReadsObservesAndArchivesWhileOthersEdit) {
     EXPECT_EQ(document->beatEntries().size(), std::size_t{kThreads * kRounds});
     EXPECT_EQ(document->regionEntries().size(), std::size_t{kThreads / 2 * kRounds});
     EXPECT_EQ(mirror->nextEventId(), quiet->nextEventId());
+}
+
+/// A document whose changes are recorded, and threads that edit it.
+struct UndoRecorderConcurrency : testing::Test {
+    Document document = makeDocument();
+    std::shared_ptr<UndoManager> manager = document->undoManager = std::make_shared<UndoManager>();
+    TarnNoteEntryStorageUndoRecorder recorder{document, manager};
+
+    void edit(int thread, int round) {
+        const auto marker = placed(document->newMarkerEntry(), thread, round);
+        document->addMarkerEntriesFromArray({marker, placed(document->newMarkerEntry(), thread, round)});
+        addBeats(*document, {round, thread});
+        document->replaceMarkerEntry(marker, document->copyOfMarkerEntry(marker));
+        const UndoGroup group(round % 2 == 0 ? manager : nullptr, round % 4 == 0);
+        document->addNoteEntry(placed(document->newNoteEntry(), thread, round));
+        document->removeMarkerEntry(marker);
+    }
+    [[nodiscard]] std::vector<Identifiers> contents() const {
+        return {identifiers(document->markerEntries()), identifiers(document->beatEntries())};
+    }
+};
+
+TEST_F(UndoRecorderConcurrency, StepsAreInTheOrderOfTheChangesOfAllThreads) {
+    inThreads(kThreads, [&](int thread) {
+        for (int round = 1; round < 2 * kRounds; round += 2) // every change is a step of its own
+            edit(thread, round);
+    });
+    const auto edited = contents();
+    while (manager->canUndo())
+        manager->undo();
+    EXPECT_EQ(contents(), (std::vector<Identifiers>{{}, {}}));
+    while (manager->canRedo())
+        manager->redo();
+    EXPECT_EQ(contents(), edited);
+}
+
+TEST_F(UndoRecorderConcurrency, OneThreadUndoesWhileTheOthersEdit) {
+    const auto first = document->newChordEntry();
+    document->addChordEntry(first);
+    inThreads(kThreads, [&](int thread) {
+        for (int round = 0; round < kRounds; ++round) {
+            if (thread > 0) {
+                edit(thread, round);
+            } else {
+                manager->undo();
+                EXPECT_FALSE(manager->isUndoing());
+                manager->redo();
+            }
+        }
+    });
+    EXPECT_EQ(manager->groupingLevel(), 0);
+    EXPECT_TRUE(manager->isUndoRegistrationEnabled());
+    const auto last = document->newChordEntry();
+    document->addChordEntry(last);
+    manager->undo();
+    EXPECT_FALSE(document->containsChordEntry(last)) << "the next step is that of the last change";
 }
 
 } // namespace

@@ -173,7 +173,7 @@ TEST(Storage, LetsObserversDropTheLastReferenceToIt) {
         EXPECT_TRUE(weak.expired()) << second;
     };
     expectBoth(KeyKind::kDidChangeNotification, ChordKind::kDidChangeNotification, [](auto& storage) {
-        storage.overrideGlobalKey(KELPKey::keyWithTonicChord(KELPChord::chordWithString("C")));
+        storage.overrideGlobalKey(KELPKey::makeWithTonicChord(KELPChord::chordWithString("C")));
     });
     expectBoth(BeatKind::kDidChangeNotification, TimeSignatureKind::kDidChangeNotification,
                [](auto& storage) { storage.performTimeSignatureMigration(); });

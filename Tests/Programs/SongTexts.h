@@ -2,50 +2,20 @@
 
 #include "Programs/tarn/Edits.h"
 #include "Tests/Platform/Texts.h"
+#include "Tests/Song/SampleSong.h"
 
 #include <string>
-#include <vector>
 
-/// Documents for tests of the commands, made in memory.
+/// What a song holds, in words, and edits as they are typed.
 namespace tarn::program::test {
 
-/// Beats that far apart; every `perBar`-th opens a bar, the first time after `pickup` of them.
-inline void addBeats(SongDocument& document, std::int64_t first, std::int64_t spacing, int count, int perBar,
-                     int pickup = 0) {
-    std::vector<std::shared_ptr<TarnBeatEntry>> beats;
-    for (int i = 0; i < count; ++i) {
-        beats.push_back(document.notes->newBeatEntry());
-        beats.back()->setLocation(first + i * spacing);
-        beats.back()->setDownbeat(i % perBar == pickup);
-    }
-    document.notes->addBeatEntriesFromArray(beats);
-}
-
-/// A recording of 10 bars of 4/4 at 120 beats per minute and 44100 frames per second: the eighth-note
-/// positions of bars 1 to 8 lie 11025 frames apart, bar n begins at frame 88200 n. Nothing but the grid.
-inline std::shared_ptr<SongDocument> sampleSong(std::uint8_t numerator = 4) {
-    constexpr std::int64_t kEighth = 11025;
-    auto document = std::make_shared<SongDocument>(Recording{"song.wav", 44100, 80 * kEighth, "sample"});
-    addBeats(*document, 8 * kEighth, kEighth, 64, 2 * numerator);
-    document->notes->setTimeSignature(numerator, 4);
-    return document;
-}
-
-inline void addChord(SongDocument& document, const char* name, std::int64_t location) {
-    const auto entry = document.notes->newChordEntry();
-    entry->setChord(KELPChord::chordWithString(name));
-    entry->setLocation(location);
-    document.notes->addChordEntry(entry);
-}
-
-inline void addTempo(SongDocument& document, float tempo) {
-    const auto entry = document.notes->newTempoEntry();
-    entry->setTempo(tempo);
-    document.notes->addTempoEntry(entry);
-}
+using tarn::test::addBeats;
+using tarn::test::addChord;
+using tarn::test::addTempo;
+using tarn::test::sampleSong;
 
 /// Edits as typed on a command line, with bars between them.
-inline void perform(SongDocument& document, const std::string& edits) {
+inline void perform(Song& document, const std::string& edits) {
     (void)applyEdits(document, parseEdits(partsOf(edits, '|')));
 }
 
@@ -58,21 +28,21 @@ inline std::string joined(const auto& entries, const auto& textOf) {
 }
 
 /// "C@88200 Am7@176400".
-inline std::string chordsOf(const SongDocument& document) {
+inline std::string chordsOf(const Song& document) {
     return joined(document.notes->chordEntries(), [](const auto& entry) {
         return entry.chord()->string() + "@" + std::to_string(entry.location());
     });
 }
 
 /// Every stored beat, in order: its location, with a star when it opens a bar.
-inline std::string gridOf(const SongDocument& document) {
+inline std::string gridOf(const Song& document) {
     return joined(document.notes->beatEntries(), [](const auto& beat) {
         return std::to_string(beat.location()) + (beat.isDownbeat() ? "*" : "");
     });
 }
 
 /// "Intro/verse@0 Song/other@88200".
-inline std::string sectionsOf(const SongDocument& document) {
+inline std::string sectionsOf(const Song& document) {
     return joined(document.structure->sectionEntries(), [](const auto& section) {
         return section.name().value_or("(none)") + "/" + section.colorString().value_or("(none)") + "@" +
                std::to_string(section.location());
@@ -80,7 +50,7 @@ inline std::string sectionsOf(const SongDocument& document) {
 }
 
 /// "Verse[88200,176400)".
-inline std::string regionsOf(const SongDocument& document) {
+inline std::string regionsOf(const Song& document) {
     return joined(document.notes->regionEntries(), [](const auto& region) {
         return region.name().value_or("(none)") + "[" + std::to_string(region.location()) + "," +
                std::to_string(region.end()) + ")";
@@ -88,7 +58,7 @@ inline std::string regionsOf(const SongDocument& document) {
 }
 
 /// "C#4@88200+11025".
-inline std::string notesOf(const SongDocument& document) {
+inline std::string notesOf(const Song& document) {
     return joined(document.notes->noteEntries(), [](const auto& note) {
         return note.pitch()->description() + "@" + std::to_string(note.location()) + "+" +
                std::to_string(note.length());

@@ -1,0 +1,81 @@
+#include "Programs/tarn/DistinctIdentifiers.h"
+
+#include <cstdint>
+#include <unordered_set>
+
+namespace tarn::program {
+namespace {
+
+/// The identifiers of a storage's entries as they are met.
+class Identifiers {
+public:
+    explicit Identifiers(std::uint64_t next) : mNext(next) {}
+
+    template <typename Entries>
+    void add(const Entries& entries) {
+        for (const auto& entry : entries)
+            mAreDistinct &= entry->eventId() < mNext && mSeen.insert(entry->eventId()).second;
+    }
+    [[nodiscard]] bool areDistinct() const { return mAreDistinct; }
+
+private:
+    std::uint64_t mNext;
+    std::unordered_set<std::uint64_t> mSeen;
+    bool mAreDistinct = true;
+};
+
+template <typename Storage, typename Entry>
+std::vector<std::shared_ptr<Entry>> copiesFor(Storage& storage, const EntryList<Entry>& entries) {
+    std::vector<std::shared_ptr<Entry>> copies;
+    copies.reserve(entries.size());
+    for (const auto& entry : entries) {
+        if constexpr (std::is_same_v<Entry, TarnTimeSignatureEntry>) {
+            // An ordinary copy would not take the numbers over.
+            copies.push_back(storage.newTimeSignatureEntry());
+            copies.back()->setLocation(entry->location());
+            copies.back()->setNumerator(entry->numerator());
+            copies.back()->setDenominator(entry->denominator());
+        } else {
+            copies.push_back(storage.copyOfUserEntry(entry));
+        }
+    }
+    return copies;
+}
+
+void renew(TarnNoteEntryStorage& notes) {
+    Identifiers identifiers(notes.nextEventId());
+#define TARN_ADD_IDENTIFIERS(Stem, stem) identifiers.add(notes.stem##Entries());
+    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_ADD_IDENTIFIERS)
+#undef TARN_ADD_IDENTIFIERS
+    if (identifiers.areDistinct())
+        return;
+    // Beats come before time signatures: no rule prunes them.
+    const auto renewed = std::make_shared<TarnNoteEntryStorage>();
+    renewed->setInstrumentDescription(notes.instrumentDescription());
+#define TARN_ADD_COPIES(Stem, stem)                                                                          \
+    renewed->add##Stem##EntriesFromArray(copiesFor(*renewed, notes.stem##Entries()));
+    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_ADD_COPIES)
+#undef TARN_ADD_COPIES
+    notes.populateWithNoteEntryStorageEntries(*renewed);
+}
+
+void renew(TarnSongStructureStorage& structure) {
+    Identifiers identifiers(structure.nextEventId());
+    identifiers.add(structure.boundsEntries());
+    identifiers.add(structure.sectionEntries());
+    if (identifiers.areDistinct())
+        return;
+    const auto renewed = std::make_shared<TarnSongStructureStorage>();
+    renewed->addBoundsEntriesFromArray(copiesFor(*renewed, structure.boundsEntries()));
+    renewed->addSectionEntriesFromArray(copiesFor(*renewed, structure.sectionEntries()));
+    structure.populateWithSongStructureStorageEntries(*renewed);
+}
+
+} // namespace
+
+void giveDistinctIdentifiers(Song& document) {
+    renew(*document.notes);
+    renew(*document.structure);
+}
+
+} // namespace tarn::program

@@ -1,0 +1,298 @@
+#include "Song/SongAnalysis.h"
+
+#include "KELPMusicInformationRetrieval/AnalysisOperationFactory.h"
+#include "Platform/DispatchQueue.h"
+#include "Platform/FileManager.h"
+#include "Platform/NotificationCenter.h"
+#include "Platform/UserDefaults.h"
+#include "Song/SongChange.h"
+#include "Song/SongError.h"
+#include "Song/SongFile.h"
+#include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
+#include "TarnFoundation/Formatting/TarnUserDefaultsKeys.h"
+
+#include <cerrno>
+#include <chrono>
+#include <random>
+
+namespace tarn {
+
+namespace {
+
+using Controller = TarnMusicInformationRetrievalController;
+
+/// The kinds of entries that an analysis finds, in the order in which they enter a document: the time
+/// signature decides how beats are kept consistent, and chords are spelled in the key.
+#define TARN_ANALYZED_KINDS(X)                                                                               \
+    X(StandardPitch, standardPitch)                                                                          \
+    X(Key, key)                                                                                              \
+    X(Tempo, tempo)                                                                                          \
+    X(TimeSignature, timeSignature)                                                                          \
+    X(Beat, beat)                                                                                            \
+    X(Chord, chord)
+
+/// Adds what the controller hands over to the document, as long as it lacks entries of that kind.
+class ResultReceiver {
+public:
+    ResultReceiver(TarnNoteEntryStorage& notes, const std::shared_ptr<Controller>& controller)
+        : mNotes(notes) {
+        const auto observe = [&](const char* name, void (ResultReceiver::*receive)(const Notification&)) {
+            mTokens.push_back(NotificationCenter::defaultCenter().addObserver(
+                name, controller, nullptr, [this, receive](const Notification& n) { (this->*receive)(n); }));
+        };
+        observe(TarnTuningEstimationDidFinishProcessingNotification, &ResultReceiver::receiveStandardPitch);
+        observe(TarnBeatDetectionDidFinishProcessingNotification, &ResultReceiver::receiveTempo);
+        observe(TarnBeatAlignmentDidFinishProcessingNotification, &ResultReceiver::receiveBeats);
+    }
+    ~ResultReceiver() {
+        for (const auto& token : mTokens)
+            token->remove();
+    }
+    ResultReceiver(const ResultReceiver&) = delete;
+    ResultReceiver& operator=(const ResultReceiver&) = delete;
+
+private:
+    void receiveStandardPitch(const Notification& notification) {
+        const auto* pitch = notification.value<std::shared_ptr<TarnStandardPitchEntry>>("standardPitch");
+        if (pitch && mNotes.standardPitchEntries().empty())
+            mNotes.addStandardPitchEntry(*pitch);
+    }
+
+    void receiveTempo(const Notification& notification) {
+        const auto* tempo = notification.value<std::shared_ptr<TarnTempoEntry>>("tempo");
+        if (tempo && (*tempo)->tempo() > 0 && mNotes.tempoEntries().empty())
+            mNotes.addTempoEntry(*tempo);
+    }
+
+    /// A time signature that the document has already goes on to say where bars begin.
+    void receiveBeats(const Notification& notification) {
+        const auto* beats = notification.value<EntryList<TarnBeatEntry>>("beatEntries");
+        const auto* signature = notification.value<std::shared_ptr<TarnTimeSignatureEntry>>("timeSignature");
+        if (!beats || !signature)
+            return;
+        const auto earlier = mNotes.timeSignatureEntries();
+        if (earlier.empty())
+            mNotes.addTimeSignatureEntry(*signature);
+        if (!mNotes.beatEntries().empty())
+            return;
+        mNotes.addBeatEntriesFromArray(*beats);
+        if (!earlier.empty())
+            mNotes.applyTimeSignatureToBeatEntries(*earlier.front());
+    }
+
+    TarnNoteEntryStorage& mNotes;
+    std::vector<NotificationCenter::Token> mTokens;
+};
+
+RecordingFacts readRecording(const std::filesystem::path& recording, const SongAnalysisOptions& options) {
+    if (Error error; !FileManager::isReadableFile(recording, &error))
+        throw SongError(SongError::Kind::unreadable,
+                        recording.string() +
+                            (error.code == ENOENT   ? ": there is no such file; name an audio file"
+                             : error.code == EISDIR ? ": this is a folder; name an audio file"
+                             : error.code == ENOTSUP
+                                 ? ": a recording has to be an ordinary file, because it is "
+                                   "read more than once; save it as one"
+                                 : ": the file cannot be read; look at its permissions"));
+    std::string refusal;
+    auto facts = AnalysisOperationFactory::shared()->readRecording(recording, options.isCancelled, &refusal);
+    if (facts)
+        return *std::move(facts);
+    if (refusal.empty())
+        throw SongAnalysisCancelled();
+    throw SongError(SongError::Kind::unsupportedRecording, recording.string() + ": " + refusal);
+}
+
+std::string newIdentifier() {
+    std::random_device random;
+    std::string identifier;
+    for (const int length : {8, 4, 4, 4, 12}) {
+        if (!identifier.empty())
+            identifier += '-';
+        for (int i = 0; i < length; ++i)
+            identifier += "0123456789ABCDEF"[random() % 16];
+    }
+    return identifier;
+}
+
+/// The recording's name in a document that is kept in `document`.
+std::string nameSeenFrom(const std::filesystem::path& document, const std::filesystem::path& recording) {
+    const auto absolute = std::filesystem::absolute(recording).lexically_normal();
+    auto name =
+        absolute.lexically_relative(std::filesystem::absolute(document).lexically_normal().parent_path());
+    if (name.empty() || *name.begin() == "..")
+        name = absolute;
+    const auto text = name.u8string();
+    return {text.begin(), text.end()};
+}
+
+/// Throws SongError where the recording is not the document's.
+RecordingMatch checkedMatch(const Song& song, const RecordingFacts& facts, bool relink,
+                            const std::filesystem::path& document) {
+    const auto found = match(song.recording, facts);
+    if (found != RecordingMatch::other)
+        return found;
+    const std::string reason =
+        document.string() + ": this document belongs to another recording (" + song.recording.fileName + ")";
+    if (song.recording.sampleRate != facts.sampleRate)
+        throw SongError(SongError::Kind::otherSampleRate, reason + " with another sample rate");
+    if (!relink)
+        throw SongError(SongError::Kind::otherRecording, reason);
+    return found;
+}
+
+/// Analyses as far as entries of a kind are missing, and adds those that are found.
+void analyze(const Song& song, const std::filesystem::path& recording, const std::string& cacheName,
+             const SongAnalysisOptions& options) {
+    MainQueue::becomeMainThread();
+    // The controller reads whether caches count when it is made.
+    if (options.force)
+        UserDefaults::standard().setVolatileValue(TarnUserDefaultsKeyForceMIRProcessing, "true");
+    const auto controller = std::make_shared<Controller>(recording, cacheName, song.notes);
+    UserDefaults::standard().setVolatileValue(TarnUserDefaultsKeyForceMIRProcessing, std::nullopt);
+    const ResultReceiver receiver(*song.notes, controller);
+    Error error;
+    if (!controller->beginProcessingError(&error))
+        throw SongError(SongError::Kind::unsupportedRecording,
+                        recording.string() + ": " +
+                            (error.underlying ? *error.underlying : error).localizedDescription());
+
+    const auto queue = controller->processingQueue();
+    bool wasCancelled = false;
+    MainQueue::runUntil([&] {
+        if (!wasCancelled && options.isCancelled && options.isCancelled()) {
+            wasCancelled = true;
+            controller->cancelProcessing();
+        }
+        if (!wasCancelled && options.report)
+            options.report(controller->progress()->fractionCompleted(),
+                           controller->progress()->localizedDescription());
+        return queue->operations().empty();
+    });
+    MainQueue::runPending();
+    if (wasCancelled)
+        throw SongAnalysisCancelled();
+}
+
+void removeAnalysis(TarnNoteEntryStorage& notes) {
+#define TARN_REMOVE(Stem, stem) notes.remove##Stem##EntriesInArray(notes.stem##Entries());
+    TARN_ANALYZED_KINDS(TARN_REMOVE)
+#undef TARN_REMOVE
+}
+
+template <typename Entry>
+bool differ(const EntryList<Entry>& some, const EntryList<Entry>& others) {
+    const EntryChangeset<Entry> difference(some, others);
+    return !difference.added().empty() || !difference.removed().empty() || !difference.changed().empty();
+}
+
+template <typename Entry>
+EntryList<Entry> copiesIn(TarnNoteEntryStorage& notes, const EntryList<Entry>& entries) {
+    std::vector<std::shared_ptr<Entry>> copies;
+    copies.reserve(entries.size());
+    for (const auto& entry : entries)
+        copies.push_back(notes.copyOfUserEntry(entry));
+    return copies;
+}
+
+/// Brings what an analysis changed from `before` to `after` into `target`, kind by kind. A kind that differs
+/// in `target` from `before` has been changed by somebody else and stays as it is; returns the names of
+/// those. Metre and beats make sense only together and count as one.
+std::vector<std::string> merge(const TarnNoteEntryStorage& before, const TarnNoteEntryStorage& after,
+                               TarnNoteEntryStorage& target) {
+    const bool isGridChanged = differ(before.timeSignatureEntries(), target.timeSignatureEntries()) ||
+                               differ(before.beatEntries(), target.beatEntries());
+    std::vector<std::string> kept;
+    const auto take = [&](const std::string& kind, const auto& former, const auto& found, const auto& present,
+                          const auto& replace) {
+        if (!differ(former, found))
+            return;
+        const bool isOfGrid = kind == "timeSignature" || kind == "beat";
+        if (isOfGrid ? isGridChanged : differ(former, present))
+            kept.push_back(kind);
+        else
+            replace(present, copiesIn(target, found));
+    };
+#define TARN_TAKE(Stem, stem)                                                                                \
+    take(#stem, before.stem##Entries(), after.stem##Entries(), target.stem##Entries(),                       \
+         [&](const auto& old, const auto& added) {                                                           \
+             target.replace##Stem##EntriesInArrayWith##Stem##EntriesInArray(old, added);                     \
+         });
+    TARN_ANALYZED_KINDS(TARN_TAKE)
+#undef TARN_TAKE
+    return kept;
+}
+
+/// A turn at the document; waiting for it ends when the user wants the analysis to end.
+SongChange changeOf(const std::filesystem::path& document, const SongAnalysisOptions& options) {
+    constexpr std::chrono::milliseconds kPatience{100};
+    const auto end = std::chrono::steady_clock::now() + SongChange::kPatience;
+    for (;;) {
+        if (options.isCancelled && options.isCancelled())
+            throw SongAnalysisCancelled();
+        try {
+            return SongChange(document, kPatience);
+        } catch (const SongError& error) {
+            if (error.kind() != SongError::Kind::busy || std::chrono::steady_clock::now() >= end)
+                throw;
+        }
+    }
+}
+
+} // namespace
+
+bool isAnalyzed(const Song& song) {
+    bool hasAll = true;
+#define TARN_ASK(Stem, stem) hasAll = hasAll && !song.notes->stem##Entries().empty();
+    TARN_ANALYZED_KINDS(TARN_ASK)
+#undef TARN_ASK
+    return hasAll;
+}
+
+SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
+                                        const std::filesystem::path& document,
+                                        const SongAnalysisOptions& options) {
+    std::optional<Data> readBytes;
+    std::shared_ptr<Song> existing;
+    { // A turn before the work, too: what is wrong with the document is told first.
+        const SongChange change = changeOf(document, options);
+        readBytes = change.bytes();
+        existing = change.song();
+    }
+    SongAnalysisOutcome outcome;
+    outcome.recording = readRecording(recording, options);
+    const RecordingFacts& facts = outcome.recording;
+    const auto newSong = [&] {
+        return std::make_shared<Song>(Recording{"", facts.sampleRate, facts.frameCount, newIdentifier()});
+    };
+    const auto analyzed = existing ? existing : newSong();
+    RecordingMatch found = RecordingMatch::sameFile;
+    if (readBytes)
+        found = checkedMatch(*analyzed, facts, options.relink, document);
+    if (options.force)
+        removeAnalysis(*analyzed->notes);
+    if (!isAnalyzed(*analyzed))
+        analyze(*analyzed, recording, facts.digest, options);
+
+    SongChange change = changeOf(document, options);
+    if (!change.bytes() || change.bytes() == readBytes) {
+        outcome.song = analyzed;
+    } else {
+        outcome.song = change.song();
+        found = checkedMatch(*outcome.song, facts, options.relink, document);
+        const auto before = readBytes ? songFromBytes(*readBytes, document) : newSong();
+        outcome.keptKinds = merge(*before->notes, *analyzed->notes, *outcome.song->notes);
+    }
+    outcome.wasEncodedAgain = found == RecordingMatch::sameSound;
+    Recording& described = outcome.song->recording;
+    described.fileName = nameSeenFrom(document, recording);
+    described.frameCount = facts.frameCount;
+    described.digest = facts.digest;
+    described.envelope = facts.envelope;
+    if (options.force && change.bytes())
+        outcome.former = change.keepFormer();
+    change.save(outcome.song);
+    return outcome;
+}
+
+} // namespace tarn

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "Song/Song.h"
+
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarn {
+
+/// Thrown when the user wanted an analysis to end; nothing was written.
+class SongAnalysisCancelled : public std::exception {
+public:
+    [[nodiscard]] const char* what() const noexcept override { return "The analysis was cancelled."; }
+};
+
+struct SongAnalysisOptions {
+    /// Find everything again in place of what an analysis finds; the former document is kept beside the file.
+    bool force = false;
+    /// The recording belongs to the document although it sounds different. Its sample rate has to be the
+    /// same.
+    bool relink = false;
+    /// Hears how far the work is, 0 to 1, and what is being done. May be empty.
+    std::function<void(double fraction, const std::string& activity)> report;
+    /// Whether the user wants the work to end; asked often. May be empty.
+    std::function<bool()> isCancelled;
+};
+
+struct SongAnalysisOutcome {
+    std::shared_ptr<Song> song; ///< as it was saved
+    RecordingFacts recording;
+    /// The file is not the one that the document was made from, but sounds the same.
+    bool wasEncodedAgain = false;
+    /// Where the former document is kept, when there was one and it was replaced.
+    std::optional<std::filesystem::path> former;
+    /// What was found but not taken, because somebody changed entries of that kind in the meantime, who keeps
+    /// them: "chord", "beat", …
+    std::vector<std::string> keptKinds;
+};
+
+/// Analyses a recording into the document in a file, a new one where there is none; in one that exists, only
+/// kinds of entries that are missing are found and added. The analysis works on a copy; what it found enters
+/// the document as it is at the end, so that edits by others in the meantime are kept. The process-wide
+/// factory reads the recording; caches are named by its digest. The caller's thread becomes the main thread.
+/// Throws SongAnalysisCancelled and SongError (unreadable, unsupportedRecording, undecodable, otherRecording,
+/// otherSampleRate, unsound, unwritable, busy, changed); the file is then as it was.
+SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
+                                        const std::filesystem::path& document,
+                                        const SongAnalysisOptions& options = {});
+
+/// Whether the song has an entry of each kind that an analysis finds.
+[[nodiscard]] bool isAnalyzed(const Song& song);
+
+} // namespace tarn

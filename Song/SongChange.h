@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Platform/FileLock.h"
+#include "Song/Song.h"
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+namespace tarn {
+
+/// One turn at changing the document in a file. It begins with the document as it is then and holds a lock
+/// until its end, so that changes by several processes and threads are made one after another and none is
+/// lost:
+///
+///     SongChange change("song.tarn");
+///     edit(*change.song());
+///     change.save(change.song());
+///
+/// The lock is advisory and lies on a file of its own beside the document, `.NAME.lock`, which goes with the
+/// change. Programs that do not lock are noticed: what is saved replaces only what was read.
+class SongChange {
+public:
+    /// How long a change waits for the one before. Changes take milliseconds, also on a slow disk.
+    static constexpr std::chrono::milliseconds kPatience{15'000};
+
+    /// Throws SongError: busy when the patience ended, unwritable where no lock can be made, unreadable and
+    /// undecodable as Song::open. A missing file is no error.
+    explicit SongChange(const std::filesystem::path& file, std::chrono::milliseconds patience = kPatience);
+
+    /// The document as it was when the change began; nothing when there was no file.
+    [[nodiscard]] const std::shared_ptr<Song>& song() const { return mSong; }
+    /// The same where there has to be one. Throws SongError (missing).
+    [[nodiscard]] Song& existingSong() const;
+    /// The bytes that it was read from.
+    [[nodiscard]] const std::optional<Data>& bytes() const { return mBytes; }
+
+    /// Keeps the former document beside the file, as NAME~ or, where former ones lie there already, NAME~2,
+    /// NAME~3 …; one that is kept already is not kept twice. Returns its path. Call only where there was a
+    /// file. Throws SongError (unwritable).
+    std::filesystem::path keepFormer() const;
+
+    /// Writes the document crash-safely. Throws SongError (unsound, changed, unwritable); the file is then as
+    /// it was, unless the text says that only its safety from a loss of power is in doubt.
+    void save(const std::shared_ptr<const Song>& song);
+
+private:
+    std::filesystem::path mFile;
+    FileLock mLock;
+    std::optional<Data> mBytes;
+    std::shared_ptr<Song> mSong;
+};
+
+} // namespace tarn

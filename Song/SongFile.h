@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Platform/FileLock.h"
+#include "Platform/KeyedArchive.h"
+#include "Song/Song.h"
+#include "Song/SongError.h"
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+/// The steps of reading and writing a song's document, for Song and SongChange.
+namespace tarn {
+
+/// The file's bytes; nothing when there is no such file. Throws SongError (unreadable).
+[[nodiscard]] std::optional<Data> readSongBytes(const std::filesystem::path& file);
+[[nodiscard]] SongError missingSong(const std::filesystem::path& file);
+/// The song in the bytes of a file. Throws SongError (undecodable).
+[[nodiscard]] std::shared_ptr<Song> songFromBytes(const Data& bytes, const std::filesystem::path& file);
+/// What the file of the song holds. Throws SongError (unsound): what could not be opened is never saved.
+[[nodiscard]] Data bytesOfSong(const std::shared_ptr<const Song>& song, const std::filesystem::path& file);
+/// Replaces the file crash-safely. Throws SongError (unwritable).
+void writeSongBytes(const Data& bytes, const std::filesystem::path& file);
+/// The file to which symbolic links lead from there; it need not exist.
+[[nodiscard]] std::filesystem::path fileBehindLinks(const std::filesystem::path& file);
+/// The lock under which a document is changed. Throws SongError (busy when the patience ended, unwritable).
+[[nodiscard]] FileLock lockSongFile(const std::filesystem::path& file, std::chrono::milliseconds patience);
+
+} // namespace tarn
