@@ -108,7 +108,7 @@ protected:
             const auto beats = audio().beats(monitor);
             if (beats->tatums.empty())
                 return std::nullopt;
-            return Result{beats->tatums, beats->overallTempo};
+            return Result{beats->tatums, beats->metre.tempo};
         });
     }
 };
@@ -124,6 +124,8 @@ protected:
         return perform([&](const StageMonitor& monitor) -> std::optional<Result> {
             const int expected = static_cast<int>(std::clamp<std::int64_t>(input.tatumsPerBar, 1, 255));
             const auto detected = detectedBeats(input.beatLocations);
+            if (detected)
+                setMetre(std::shared_ptr<const DetectedMetre>(detected, &detected->metre));
             const auto bars =
                 detected ? barsOf(*detected)
                          : alignBeats(input.beatLocations, expected, input.chordChangeLocations, monitor);

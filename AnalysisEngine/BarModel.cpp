@@ -3,6 +3,8 @@
 #include "AnalysisEngine/BarChoiceParameters.h"
 #include "AnalysisEngine/BarRoleParameters.h"
 
+#include "Platform/FatalError.h"
+
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
@@ -12,32 +14,89 @@ namespace tarn {
 namespace {
 
 constexpr float kLeastLikelihood = -4; // of one beat: outliers don't decide
-constexpr float kJumpCost = 10;
+constexpr float kJumpCost = 10;        // logarithm of the odds against a jump
 
-BeatRole roleAt(const BarKind& kind, std::size_t position) {
-    switch (kind.beats[position]) {
-    case 'D':
-        return BeatRole::downbeat;
-    case 'H':
-        return BeatRole::middle;
-    default:
-        return BeatRole::other;
+/// Number of different time signatures among the kinds before this one.
+constexpr std::size_t metreIndex(const BarKind& kind) {
+    std::size_t index = 0;
+    for (std::size_t i = 0; i < kBarKinds.size(); ++i) {
+        const BarKind& other = kBarKinds[i];
+        if (other.numerator() == kind.numerator() && other.denominator() == kind.denominator())
+            break;
+        const bool isNew = i == 0 || other.numerator() != kBarKinds[i - 1].numerator() ||
+                           other.denominator() != kBarKinds[i - 1].denominator();
+        index += isNew;
     }
+    return index;
+}
+
+constexpr std::size_t kMetreCount = metreIndex(kBarKinds.back()) + 1;
+
+class FeatureList {
+public:
+    void add(double value) { mValues[mSize++] = static_cast<float>(value); }
+    /// Which of the time signatures it is takes the rest of the places.
+    BarFeatures finish(std::size_t metre) {
+        precondition(mSize + kMetreCount == kBarFeatureCount, "The features of bars are counted wrongly");
+        mValues[mSize + metre] = 1;
+        return mValues;
+    }
+
+private:
+    BarFeatures mValues{};
+    std::size_t mSize = 0;
+};
+
+void addDuration(double seconds, double usual, FeatureList& list) {
+    const double octaves = std::log2(seconds / usual);
+    list.add(octaves);
+    list.add(octaves * octaves);
+}
+
+/// How an aspect of what is heard is spread over the beat: logarithms of its share at places of the profile.
+void addSpread(const BeatCounting& counting, Aspect aspect, std::initializer_list<std::size_t> places,
+               FeatureList& list) {
+    const double floor = aspect == harmony ? 0.02 : 0.1; // next to nothing
+    const std::size_t known = aspect == harmony ? BeatCounting::kHarmonyPlaces : BeatCounting::kPlaces;
+    double mean = 0;
+    for (const Aspects& place : counting.profile)
+        mean += static_cast<double>(place[aspect]) / static_cast<double>(known);
+    for (const std::size_t place : places)
+        list.add(std::log((static_cast<double>(counting.profile[place][aspect]) + floor) / (mean + floor)));
+}
+
+/// Whether bars of that length are more alike than stretches of other lengths.
+void addLikeness(const std::array<float, BeatCounting::kLongestLag + 1>& likeness, std::size_t length,
+                 FeatureList& list) {
+    const auto at = [&](std::size_t lag) { return static_cast<double>(likeness[lag]); };
+    double others = 0;
+    for (std::size_t lag = 1; lag < 2 * length; ++lag)
+        others += lag == length ? 0 : at(lag) / static_cast<double>(2 * length - 2);
+    list.add(at(length));
+    list.add(at(length) - others);
+    list.add(at(2 * length) - at(length));
+    list.add(at(length) - at(length % 2 == 0 ? length / 2 : length - 1));
+    list.add(std::max(at(length - 1), at(length + 1)) - at(length));
 }
 
 } // namespace
 
-std::vector<RoleLikelihoods> roleLikelihoods(const BeatCounting& counting) {
+bool isPossible(const BeatCounting& counting, const BarKind& kind) {
+    return kind.countsEighths() ? counting.mayBeEighths() : counting.mayBeBeats();
+}
+
+std::vector<RoleLikelihoods> roleLikelihoods(const BeatCounting& counting, bool countsEighths) {
     constexpr std::ptrdiff_t kBefore = 2, kAfter = 3; // beats whose sound says something of this one
     constexpr float kMostSquared = 2;
+    const auto& weights = countsEighths ? kEighthRoleWeights : kBeatRoleWeights;
     const auto count = static_cast<std::ptrdiff_t>(counting.heard.size());
     std::vector<RoleLikelihoods> result;
     for (std::ptrdiff_t beat = 0; beat < count; ++beat) {
         RoleLikelihoods sums{};
         std::size_t input = 0;
         const auto add = [&](float value) {
-            for (std::size_t role = 0; role < kBeatRoleCount; ++role)
-                sums[role] += value * kRoleWeights[input][role];
+            for (std::size_t role = 0; role < kBarRoleCount; ++role)
+                sums[role] += value * weights[input][role];
             ++input;
         };
         for (std::ptrdiff_t other = beat - kBefore; other <= beat + kAfter; ++other)
@@ -51,7 +110,7 @@ std::vector<RoleLikelihoods> roleLikelihoods(const BeatCounting& counting) {
         float total = 0;
         for (const float sum : sums)
             total += std::exp(sum - most);
-        const float anyRole = most + std::log(total / kBeatRoleCount);
+        const float anyRole = most + std::log(total / kBarRoleCount);
         for (float& sum : sums)
             sum = std::max(kLeastLikelihood, sum - anyRole);
         result.push_back(sums);
@@ -60,7 +119,7 @@ std::vector<RoleLikelihoods> roleLikelihoods(const BeatCounting& counting) {
 }
 
 BarPositions barPositions(const std::vector<RoleLikelihoods>& likelihoods, const BarKind& kind) {
-    const std::size_t length = kind.beats.size(), count = likelihoods.size();
+    const std::size_t length = kind.length(), count = likelihoods.size();
     std::vector<float> score(length), next(length);
     std::vector<std::uint8_t> from(count * length);
     for (std::size_t beat = 0; beat < count; ++beat) {
@@ -70,18 +129,18 @@ BarPositions barPositions(const std::vector<RoleLikelihoods>& likelihoods, const
             const std::size_t before = (position + length - 1) % length;
             const bool jumps = beat > 0 && score[top] - kJumpCost > score[before];
             next[position] = (jumps ? score[top] - kJumpCost : score[before]) +
-                             likelihoods[beat][static_cast<std::size_t>(roleAt(kind, position))];
+                             likelihoods[beat][static_cast<std::size_t>(kind.roleAt(position))];
             from[beat * length + position] = static_cast<std::uint8_t>(jumps ? top : before);
         }
         score.swap(next);
     }
     const auto last = std::max_element(score.begin(), score.end());
     BarPositions result;
-    result.positions.resize(count);
+    result.places.resize(count);
     result.likelihood = static_cast<double>(*last) / static_cast<double>(std::max<std::size_t>(1, count));
     auto position = static_cast<std::uint8_t>(last - score.begin());
     for (std::size_t beat = count; beat-- > 0;) {
-        result.positions[beat] = position;
+        result.places[beat] = position;
         const std::uint8_t before = from[beat * length + position];
         if (beat > 0 && (before + 1u) % length != position)
             ++result.jumps;
@@ -90,60 +149,26 @@ BarPositions barPositions(const std::vector<RoleLikelihoods>& likelihoods, const
     return result;
 }
 
-BarFeatures barFeatures(const BeatCounting& counting, std::size_t kind, const BarPositions& positions) {
-    BarFeatures result{};
-    std::size_t size = 0;
-    const auto add = [&](double value) { result[size++] = static_cast<float>(value); };
-    const std::size_t length = kBarKinds[kind].beats.size();
-
-    add(positions.likelihood);
-    add(positions.likelihood / counting.period);
-    add(10 * static_cast<double>(positions.jumps) / static_cast<double>(counting.beats.size()));
+BarFeatures barFeatures(const BeatCounting& counting, const BarKind& kind, const BarPositions& positions) {
     constexpr double kUsualBeat = 0.55, kUsualBar = 2.1; // seconds
-    for (const double octaves : {std::log2(counting.period / kUsualBeat),
-                                 std::log2(counting.period * static_cast<double>(length) / kUsualBar)}) {
-        add(octaves);
-        add(octaves * octaves);
-    }
-
-    // How what is heard is spread over the beat.
-    const auto spread = [&](Aspect aspect, std::initializer_list<std::size_t> places, double floor) {
-        double mean = 0;
-        for (const Aspects& place : counting.profile)
-            mean += static_cast<double>(place[aspect]) / BeatCounting::kPlaces;
-        if (aspect == harmony)
-            mean *= 3; // four of the twelve places have it
-        for (const std::size_t place : places)
-            add(std::log((static_cast<double>(counting.profile[place][aspect]) + floor) / (mean + floor)));
-    };
-    spread(accent, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, 0.1);
-    spread(bass, {0, 3, 4, 6, 8, 9}, 0.1);
-    spread(treble, {0, 3, 4, 6, 8, 9}, 0.1);
-    spread(harmony, {0, 4, 6, 8}, 0.02);
+    constexpr double kLeastUnevenness = 1e-3;
+    FeatureList list;
+    list.add(positions.likelihood);
+    list.add(positions.likelihood / counting.period);
+    list.add(10 * static_cast<double>(positions.jumps) / static_cast<double>(counting.beats.size()));
+    addDuration(counting.period, kUsualBeat, list);
+    addDuration(counting.period * static_cast<double>(kind.length()), kUsualBar, list);
+    addSpread(counting, accent, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, list);
+    addSpread(counting, bass, {0, 3, 4, 6, 8, 9}, list);
+    addSpread(counting, treble, {0, 3, 4, 6, 8, 9}, list);
+    addSpread(counting, harmony, {0, 4, 6, 8}, list);
     for (const float value : counting.mean)
-        add(static_cast<double>(value));
-
-    // Whether bars of that length are more alike than stretches of other lengths.
-    for (const auto* likeness : {&counting.rhythmLikeness, &counting.harmonyLikeness}) {
-        const auto at = [&](std::size_t lag) { return static_cast<double>((*likeness)[lag]); };
-        double others = 0, otherCount = 0;
-        for (std::size_t lag = 1; lag < 2 * length; ++lag) {
-            if (lag != length) {
-                others += at(lag);
-                ++otherCount;
-            }
-        }
-        add(at(length));
-        add(at(length) - others / otherCount);
-        add(at(2 * length) - at(length));
-        add(at(length) - at(length % 2 == 0 ? length / 2 : length - 1));
-        add(std::max(at(length - 1), at(length + 1)) - at(length));
-    }
-    add(kBarKinds[kind].isCompound);
-    add(counting.isOffPulse);
-    add(std::log(counting.unevenness + 1e-3));
-    result[size + kind] = 1;
-    return result;
+        list.add(static_cast<double>(value));
+    addLikeness(counting.rhythmLikeness, kind.length(), list);
+    addLikeness(counting.harmonyLikeness, kind.length(), list);
+    list.add(counting.isOffPulse);
+    list.add(std::log(counting.unevenness + kLeastUnevenness));
+    return list.finish(metreIndex(kind));
 }
 
 double barScore(const BarFeatures& features) {

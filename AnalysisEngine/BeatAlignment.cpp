@@ -126,10 +126,9 @@ std::optional<BeatAlignment> alignBeats(std::span<const std::int64_t> tatums, in
 }
 
 std::optional<BeatAlignment> barsOf(const DetectedBeats& beats) {
-    const std::size_t downbeat = 2 * beats.metre.firstDownbeat;
-    if (downbeat >= beats.tatums.size())
+    if (beats.firstDownbeat >= beats.tatums.size())
         return std::nullopt;
-    return BeatAlignment{beats.tatums[downbeat], 2 * beats.metre.beatsPerBar};
+    return BeatAlignment{beats.tatums[beats.firstDownbeat], beats.tatumsPerBar};
 }
 
 } // namespace tarn

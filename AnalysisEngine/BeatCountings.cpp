@@ -8,8 +8,6 @@ namespace tarn {
 
 namespace {
 
-constexpr double kShortestBeat = 0.24; // seconds
-constexpr double kLongestBeat = 1.65;
 constexpr std::size_t kFewestBeats = 6;
 constexpr std::size_t kMostPulses = 4; // in a beat
 constexpr std::size_t kPlaces = BeatCounting::kPlaces;
@@ -229,6 +227,17 @@ BeatCounting countFrom(const Places& places, std::size_t first, std::size_t end,
     return counting;
 }
 
+/// The places at which beats of `group` pulses may begin. Single pulses may be off the beat.
+std::vector<std::size_t> startsOf(std::size_t group, bool isBeat) {
+    if (group == 1)
+        return isBeat ? std::vector<std::size_t>{0, kPlaces / 3, kPlaces / 2, 2 * kPlaces / 3}
+                      : std::vector<std::size_t>{0};
+    std::vector<std::size_t> starts;
+    for (std::size_t pulse = 0; pulse < group; ++pulse)
+        starts.push_back(pulse * kPlaces);
+    return starts;
+}
+
 double medianInterval(const std::vector<double>& times) {
     std::vector<double> intervals;
     for (std::size_t i = 1; i < times.size(); ++i)
@@ -236,6 +245,27 @@ double medianInterval(const std::vector<double>& times) {
     const auto middle = intervals.begin() + static_cast<std::ptrdiff_t>(intervals.size() / 2);
     std::nth_element(intervals.begin(), middle, intervals.end());
     return *middle;
+}
+
+/// The countings of `group` pulses to the beat. Places from `end` on are too late for a beat to begin.
+void count(const Listener& listener, const Places& places, std::size_t end, std::size_t group, double period,
+           std::vector<BeatCounting>& countings) {
+    const std::size_t step = group * kPlaces;
+    std::vector<Harmony::Chroma> chroma;
+    for (std::size_t begin = 0; begin < end; begin += step)
+        chroma.push_back(listener.chromaBetween(places.times[begin], places.times[begin + step]));
+    const auto rhythmLikeness = likeness(rhythms(places, end, step));
+    const auto harmonyLikeness = likeness(chroma);
+    for (const std::size_t start : startsOf(group, BeatCounting::isBeat(period))) {
+        BeatCounting counting = countFrom(places, start, end, step);
+        if (counting.beats.size() < kFewestBeats)
+            continue;
+        counting.period = period;
+        counting.isOffPulse = start % kPlaces != 0;
+        counting.rhythmLikeness = rhythmLikeness;
+        counting.harmonyLikeness = harmonyLikeness;
+        countings.push_back(std::move(counting));
+    }
 }
 
 } // namespace
@@ -256,30 +286,8 @@ std::vector<BeatCounting> beatCountings(const BeatFeatures& features, const std:
             monitor.report((static_cast<double>(level) + static_cast<double>(group) / (kMostPulses + 1)) /
                            static_cast<double>(levels.size()));
             const double period = pulsePeriod * static_cast<double>(group);
-            if (period < kShortestBeat || period > kLongestBeat)
-                continue;
-            const std::size_t step = group * kPlaces;
-            std::vector<Harmony::Chroma> chroma;
-            for (std::size_t begin = 0; begin < end; begin += step)
-                chroma.push_back(listener.chromaBetween(places.times[begin], places.times[begin + step]));
-            const auto rhythmLikeness = likeness(rhythms(places, end, step));
-            const auto harmonyLikeness = likeness(chroma);
-            std::vector<std::size_t> starts{0, kPlaces / 3, kPlaces / 2, 2 * kPlaces / 3};
-            if (group > 1) {
-                starts.clear();
-                for (std::size_t pulse = 0; pulse < group; ++pulse)
-                    starts.push_back(pulse * kPlaces);
-            }
-            for (const std::size_t start : starts) {
-                BeatCounting counting = countFrom(places, start, end, step);
-                if (counting.beats.size() < kFewestBeats)
-                    continue;
-                counting.period = period;
-                counting.isOffPulse = start % kPlaces != 0;
-                counting.rhythmLikeness = rhythmLikeness;
-                counting.harmonyLikeness = harmonyLikeness;
-                countings.push_back(std::move(counting));
-            }
+            if (BeatCounting::isBeat(period) || BeatCounting::isEighth(period))
+                count(listener, places, end, group, period, countings);
         }
     }
     return countings;

@@ -20,11 +20,20 @@ enum Aspect : std::size_t {
 };
 using Aspects = std::array<float, aspectCount>;
 
-/// A series of beats that somebody might tap along with a song.
+/// A series of beats that somebody might tap along with a song, or of eighths that he might count.
 struct BeatCounting {
     /// Twelfths of a beat: they have halves, thirds, quarters, and the late off-beats of a swung rhythm.
     static constexpr std::size_t kPlaces = 12;
+    /// Of these, how many are halves or thirds.
+    static constexpr std::size_t kHarmonyPlaces = 4;
     static constexpr std::size_t kLongestLag = 16;
+
+    /// Whether they are slow enough for beats, and whether they could be the eighths of bars with an odd
+    /// number of these.
+    [[nodiscard]] bool mayBeBeats() const { return isBeat(period); }
+    [[nodiscard]] bool mayBeEighths() const { return isEighth(period) && !isOffPulse; }
+    static constexpr bool isBeat(double seconds) { return seconds >= 0.24 && seconds <= 1.65; }
+    static constexpr bool isEighth(double seconds) { return seconds >= 0.13 && seconds <= 0.32; }
 
     double period = 0;         ///< Seconds between beats, in the median.
     double unevenness = 0;     ///< Mean relative change from an interval to the next.
@@ -43,7 +52,8 @@ struct BeatCounting {
 };
 
 /// The pulses of each level (trackPulses) taken one, two, three or four to the beat, from each pulse that may
-/// come first; single pulses also from the places between them.
+/// come first; single pulses also from the places between them. Those too slow or too fast to be counted are
+/// left out.
 std::vector<BeatCounting> beatCountings(const BeatFeatures& features, const std::vector<float>& strength,
                                         const std::vector<std::vector<double>>& levels,
                                         const StageMonitor& monitor);

@@ -7,7 +7,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <initializer_list>
+#include <iterator>
+#include <numeric>
 #include <span>
 #include <utility>
 
@@ -35,7 +36,7 @@ constexpr double kNotCounting = -1;
 /// One way to count the song, in bars of a kind.
 struct Interpretation {
     const BeatCounting* counting = nullptr;
-    std::size_t kind = 0;
+    const BarKind* kind = nullptr;
     BarPositions positions;
     double score = kNotCounting;
 };
@@ -63,81 +64,148 @@ bool haveSameBeats(const BeatCounting& a, const BeatCounting& b, double rate) {
     return same * 10 >= a.beats.size() * 9;
 }
 
-Choice choose(const std::vector<BeatCounting>& countings, double rate, const StageMonitor& monitor) {
-    Choice choice;
-    std::vector<std::vector<double>> scores;
-    for (std::size_t i = 0; i < countings.size(); ++i) {
-        monitor.report(static_cast<double>(i) / static_cast<double>(countings.size()));
-        const std::vector<RoleLikelihoods> likelihoods = roleLikelihoods(countings[i]);
-        scores.emplace_back();
-        for (std::size_t kind = 0; kind < kBarKinds.size(); ++kind) {
-            BarPositions positions = barPositions(likelihoods, kBarKinds[kind]);
-            const double score = barScore(barFeatures(countings[i], kind, positions));
-            scores.back().push_back(score);
-            if (score > choice.best.score)
-                choice.best = {&countings[i], kind, std::move(positions), score};
+/// How surely the beats, and the kind of bars, are those of `best`, by the scores of all interpretations.
+void judge(const std::vector<Interpretation>& all, double rate, Choice& choice) {
+    const Interpretation& best = choice.best;
+    double sum = std::exp(kNotCounting - best.score);
+    const BeatCounting* known = nullptr; // the interpretations of a counting follow each other
+    bool isSame = false;
+    for (const Interpretation& other : all) {
+        if (other.counting != known) {
+            known = other.counting;
+            isSame = haveSameBeats(*known, *best.counting, rate);
         }
-    }
-    if (!choice.best.counting)
-        return choice;
-    double sum = std::exp(kNotCounting - choice.best.score);
-    for (std::size_t i = 0; i < countings.size(); ++i) {
-        const bool same = haveSameBeats(countings[i], *choice.best.counting, rate);
-        for (std::size_t kind = 0; kind < kBarKinds.size(); ++kind) {
-            const double odds = std::exp(scores[i][kind] - choice.best.score);
-            sum += odds;
-            choice.beatConfidence += same ? odds : 0;
-            choice.metreConfidence += same && kind == choice.best.kind ? odds : 0;
-        }
+        const double odds = std::exp(other.score - best.score);
+        sum += odds;
+        choice.beatConfidence += isSame ? odds : 0;
+        choice.metreConfidence += isSame && other.kind == best.kind ? odds : 0;
     }
     choice.beatConfidence /= sum;
     choice.metreConfidence /= sum;
+}
+
+/// The likeliest interpretation; without a counting when it is likelier that there are no beats.
+Choice choose(const std::vector<BeatCounting>& countings, double rate, const StageMonitor& monitor) {
+    Choice choice;
+    std::vector<Interpretation> all;
+    for (std::size_t i = 0; i < countings.size(); ++i) {
+        monitor.report(static_cast<double>(i) / static_cast<double>(countings.size()));
+        for (const bool countsEighths : {false, true}) {
+            std::vector<RoleLikelihoods> likelihoods;
+            for (const BarKind& kind : kBarKinds) {
+                if (kind.countsEighths() != countsEighths || !isPossible(countings[i], kind))
+                    continue;
+                if (likelihoods.empty())
+                    likelihoods = roleLikelihoods(countings[i], countsEighths);
+                BarPositions positions = barPositions(likelihoods, kind);
+                const double score = barScore(barFeatures(countings[i], kind, positions));
+                all.push_back({&countings[i], &kind, {}, score});
+                if (score > choice.best.score)
+                    choice.best = {&countings[i], &kind, std::move(positions), score};
+            }
+        }
+    }
+    if (choice.best.counting)
+        judge(all, rate, choice);
     return choice;
 }
 
-/// Beats in bars of equal numbers of them.
-struct RegularBeats {
-    std::vector<double> times; // flux frames
-    std::size_t firstDownbeat = 0;
+/// A counted beat of the song.
+struct CountedBeat {
+    double time = 0; // flux frames
+    int eighths = 2; // until the next beat
+    bool opensBar = false;
+    bool isSilent = false;
 };
 
-/// The beats with those of bars that aren't of `length` put right: beats in silence before the next bar are
-/// left out, other such bars are filled evenly.
-RegularBeats regularBeats(const BeatCounting& counting, const std::vector<std::uint8_t>& positions,
-                          std::size_t length) {
+std::vector<CountedBeat> countedBeats(const Interpretation& interpretation) {
     constexpr float kSilent = 0.2f; // relative to the mean of the beats
-    std::vector<std::size_t> downbeats;
-    for (std::size_t i = 0; i < positions.size(); ++i)
-        if (positions[i] == 0)
-            downbeats.push_back(i);
-    if (downbeats.empty())
-        downbeats.push_back(0);
+    const BarKind& kind = *interpretation.kind;
+    const BeatCounting& counting = *interpretation.counting;
+    std::vector<CountedBeat> beats;
+    for (std::size_t i = 0; i < counting.beats.size(); ++i) {
+        const std::size_t place = interpretation.positions.places[i];
+        const bool isSilent = counting.heard[i][accent] < kSilent;
+        if (!kind.countsEighths() || kind.roleAt(place) != BarRole::weak) {
+            beats.push_back({counting.beats[i], kind.eighthsPerPlace, place == 0, isSilent});
+        } else if (!beats.empty()) {
+            ++beats.back().eighths;
+            beats.back().isSilent &= isSilent;
+        }
+    }
+    return beats;
+}
 
-    RegularBeats result;
-    result.firstDownbeat = std::min(downbeats.front(), length - 1);
-    const auto keep = [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i)
-            result.times.push_back(counting.beats[i]);
-    };
-    keep(downbeats.front() - result.firstDownbeat, downbeats.front());
-    for (std::size_t bar = 0; bar + 1 < downbeats.size(); ++bar) {
-        const std::size_t begin = downbeats[bar], end = downbeats[bar + 1];
-        std::size_t soundEnd = end;
-        while (soundEnd > begin + 1 && counting.heard[soundEnd - 1][accent] < kSilent)
-            --soundEnd;
-        const std::size_t pause = begin + (soundEnd - begin + length - 1) / length * length;
-        if ((end - begin) % length == 0 || pause < end) {
-            keep(begin, (end - begin) % length == 0 ? end : pause);
+/// Indices of the beats that open bars; if there are none, the first opens one.
+std::vector<std::size_t> barStarts(const std::vector<CountedBeat>& beats) {
+    std::vector<std::size_t> starts;
+    for (std::size_t i = 0; i < beats.size(); ++i)
+        if (beats[i].opensBar)
+            starts.push_back(i);
+    if (starts.empty() && !beats.empty())
+        starts.push_back(0);
+    return starts;
+}
+
+/// The beats but for those in silence at the end of bars that have too many: there the song pauses before the
+/// next bar.
+std::vector<CountedBeat> withoutPauses(const std::vector<CountedBeat>& beats, std::size_t perBar) {
+    const std::vector<std::size_t> starts = barStarts(beats);
+    std::vector<CountedBeat> kept(beats.begin(), beats.begin() + static_cast<std::ptrdiff_t>(starts.front()));
+    for (std::size_t bar = 0; bar < starts.size(); ++bar) {
+        const std::size_t begin = starts[bar];
+        std::size_t end = bar + 1 < starts.size() ? starts[bar + 1] : beats.size();
+        if (bar + 1 < starts.size() && (end - begin) % perBar != 0) {
+            std::size_t soundEnd = end;
+            while (soundEnd > begin + 1 && beats[soundEnd - 1].isSilent)
+                --soundEnd;
+            end = std::min(end, begin + (soundEnd - begin + perBar - 1) / perBar * perBar);
+        }
+        kept.insert(kept.end(), beats.begin() + static_cast<std::ptrdiff_t>(begin),
+                    beats.begin() + static_cast<std::ptrdiff_t>(end));
+    }
+    return kept;
+}
+
+/// Eighths of each beat of a bar.
+std::vector<int> eighthsInBar(const BarKind& kind) {
+    std::vector<int> result;
+    for (std::size_t place = 0; place < kind.length(); ++place) {
+        if (!kind.countsEighths() || kind.roleAt(place) != BarRole::weak)
+            result.push_back(kind.eighthsPerPlace);
+        else
+            ++result.back();
+    }
+    return result;
+}
+
+/// The beats in bars of equal numbers of them: those of other bars are replaced by evenly spaced ones.
+std::vector<CountedBeat> regularBeats(const std::vector<CountedBeat>& beats, const BarKind& kind) {
+    const std::vector<int> pattern = eighthsInBar(kind);
+    const std::vector<std::size_t> starts = barStarts(beats);
+    const auto first = static_cast<std::ptrdiff_t>(starts.front());
+    const std::ptrdiff_t upbeat = std::min<std::ptrdiff_t>(first, std::ssize(pattern) - 1);
+    std::vector<CountedBeat> regular(beats.begin() + (first - upbeat), beats.begin() + first);
+    for (std::size_t bar = 0; bar + 1 < starts.size(); ++bar) {
+        const std::size_t begin = starts[bar], end = starts[bar + 1], count = end - begin;
+        if (count == pattern.size()) {
+            regular.insert(regular.end(), beats.begin() + static_cast<std::ptrdiff_t>(begin),
+                           beats.begin() + static_cast<std::ptrdiff_t>(end));
             continue;
         }
-        const double start = counting.beats[begin], duration = counting.beats[end] - start;
-        const std::size_t bars = std::max<std::size_t>(1, (2 * (end - begin) + length) / (2 * length));
-        for (std::size_t i = 0; i < bars * length; ++i)
-            result.times.push_back(start +
-                                   duration * static_cast<double>(i) / static_cast<double>(bars * length));
+        const std::size_t bars =
+            std::max<std::size_t>(1, (2 * count + pattern.size()) / (2 * pattern.size()));
+        const double all = static_cast<double>(bars) * std::reduce(pattern.begin(), pattern.end());
+        double passed = 0;
+        for (std::size_t i = 0; i < bars * pattern.size(); ++i) {
+            const int eighths = pattern[i % pattern.size()];
+            regular.push_back({beats[begin].time + (beats[end].time - beats[begin].time) * passed / all,
+                               eighths, i % pattern.size() == 0});
+            passed += eighths;
+        }
     }
-    keep(downbeats.back(), counting.beats.size());
-    return result;
+    regular.insert(regular.end(), beats.begin() + static_cast<std::ptrdiff_t>(starts.back()), beats.end());
+    return regular;
 }
 
 /// Stretches of beats without a break, as (first, end) indices: a break is an interval that differs much from
@@ -220,36 +288,83 @@ public:
         return static_cast<std::int64_t>(std::llround((time - BeatFeatures::kOnsetDelay) * mScale));
     }
     bool contains(std::int64_t frame) const { return frame >= 0 && frame < mEnd; }
+    bool contain(const CountedBeat& beat) const { return contains(at(beat.time)); }
 
 private:
     double mScale;
     std::int64_t mEnd;
 };
 
-/// The beats with what lies at those shares of the way from each to the next, within the file.
-std::vector<std::int64_t> subdivided(const std::vector<double>& beats, std::initializer_list<double> shares,
-                                     const FileFrames& frames) {
+/// Flux frames from a beat on that belong to it: until the next, but where the song pauses before that, as
+/// long as the beat before.
+double lengthOf(const std::vector<CountedBeat>& beats, std::size_t index) {
+    constexpr double kPause = 1.5; // times the length that is expected
+    const auto perEighth = [&](std::size_t i) {
+        return (beats[i + 1].time - beats[i].time) / beats[i].eighths;
+    };
+    const std::size_t last = beats.size() - 1;
+    if (index == 0)
+        return perEighth(0) * beats[0].eighths;
+    const double expected = perEighth(index - 1) * beats[index].eighths;
+    return index == last || perEighth(index) * beats[index].eighths > kPause * expected
+               ? expected
+               : beats[index + 1].time - beats[index].time;
+}
+
+enum class Division { eighths, tatums };
+
+/// Shares of a beat's length at which its eighths begin, or its two tatums, the second of which is the last
+/// eighth.
+std::vector<double> sharesOf(int eighths, Division division) {
+    if (division == Division::tatums)
+        return {0, eighths > 1 ? (eighths - 1.0) / eighths : 0.5};
+    std::vector<double> shares;
+    for (int k = 0; k < eighths; ++k)
+        shares.push_back(static_cast<double>(k) / eighths);
+    return shares;
+}
+
+/// What the beats are divided into, within the file.
+std::vector<std::int64_t> divided(const std::vector<CountedBeat>& beats, Division division,
+                                  const FileFrames& frames) {
     std::vector<std::int64_t> result;
     for (std::size_t i = 0; i < beats.size(); ++i) {
-        const double period = i + 1 < beats.size() ? beats[i + 1] - beats[i] : beats[i] - beats[i - 1];
-        for (const double share : shares)
-            if (const std::int64_t frame = frames.at(beats[i] + share * period); frames.contains(frame))
+        const double length = lengthOf(beats, i);
+        for (const double share : sharesOf(beats[i].eighths, division))
+            if (const std::int64_t frame = frames.at(beats[i].time + share * length); frames.contains(frame))
                 result.push_back(frame);
     }
     return result;
 }
 
-std::vector<DetectedBar> barsOf(const RegularBeats& beats, std::size_t length, const FileFrames& frames) {
-    const auto startOf = [&](std::size_t beat) {
-        const std::size_t last = beats.times.size() - 1;
-        const double beyond = beat > last ? static_cast<double>(beat - last) : 0;
-        return frames.at(beats.times[std::min(beat, last)] +
-                         beyond * (beats.times[last] - beats.times[last - 1]));
-    };
+std::vector<DetectedBar> barsOf(const std::vector<CountedBeat>& beats, const FileFrames& frames) {
+    const std::size_t last = beats.size() - 1;
+    const std::vector<std::size_t> starts = barStarts(beats);
     std::vector<DetectedBar> bars;
-    for (std::size_t beat = beats.firstDownbeat; beat < beats.times.size(); beat += length)
-        bars.push_back({startOf(beat), startOf(beat + length) - startOf(beat)});
+    for (std::size_t bar = 0; bar < starts.size(); ++bar) {
+        const std::int64_t start = frames.at(beats[starts[bar]].time);
+        const double end =
+            bar + 1 < starts.size() ? beats[starts[bar + 1]].time : beats[last].time + lengthOf(beats, last);
+        bars.push_back({start, frames.at(end) - start});
+    }
     return bars;
+}
+
+DetectedMetre metreOf(const std::vector<CountedBeat>& beats, const Choice& choice, double rate,
+                      const FileFrames& frames) {
+    const BarKind& kind = *choice.best.kind;
+    DetectedMetre metre;
+    metre.numerator = kind.numerator();
+    metre.denominator = kind.denominator();
+    for (const CountedBeat& beat : beats)
+        metre.countedBeats.push_back(frames.at(beat.time));
+    metre.eighths = divided(beats, Division::eighths, frames);
+    metre.bars = barsOf(beats, frames);
+    const int placesPerBeat = kind.countsEighths() ? 2 : 1;
+    metre.tempo = 60 * rate / (placesPerBeat * overallPeriod(choice.best.counting->beats, rate));
+    metre.beatConfidence = choice.beatConfidence;
+    metre.metreConfidence = choice.metreConfidence;
+    return metre;
 }
 
 } // namespace
@@ -260,41 +375,20 @@ DetectedBeats detectBeats(const BeatFeatures& features, double sampleRate, const
     const std::vector<BeatCounting> countings =
         beatCountings(features, strength, levels, monitor.part(0.8, 0.9));
     const Choice choice = choose(countings, features.fluxRate, monitor.part(0.9, 1));
-    const BeatCounting* counting = choice.best.counting;
-    if (!counting) {
-        monitor.report(1);
-        return {};
-    }
-    const BarKind& kind = kBarKinds[choice.best.kind];
-    const std::size_t length = kind.beats.size();
-    RegularBeats beats = regularBeats(*counting, choice.best.positions.positions, length);
-    const FileFrames frames(features, sampleRate);
-    while (!beats.times.empty() && !frames.contains(frames.at(beats.times.front()))) {
-        beats.times.erase(beats.times.begin());
-        beats.firstDownbeat = (beats.firstDownbeat + length - 1) % length;
-    }
-    while (!beats.times.empty() && !frames.contains(frames.at(beats.times.back())))
-        beats.times.pop_back();
-    if (beats.times.size() < 2)
+    monitor.report(1);
+    if (!choice.best.counting)
         return {};
 
-    DetectedBeats result;
-    result.tatums = kind.isCompound ? subdivided(beats.times, {0, 2.0 / 3}, frames)
-                                    : subdivided(beats.times, {0, 0.5}, frames);
-    result.overallTempo = 60 * features.fluxRate / overallPeriod(counting->beats, features.fluxRate);
-    DetectedMetre& metre = result.metre;
-    metre.beatsPerBar = static_cast<int>(length);
-    metre.numerator = static_cast<int>(kind.isCompound ? 3 * length : length);
-    metre.denominator = kind.isCompound ? 8 : 4;
-    metre.countedBeats = subdivided(beats.times, {0}, frames);
-    metre.firstDownbeat = beats.firstDownbeat;
-    metre.tatumsPerBeat = kind.isCompound ? 3 : 2;
-    metre.tatums = kind.isCompound ? subdivided(beats.times, {0, 1.0 / 3, 2.0 / 3}, frames) : result.tatums;
-    metre.bars = barsOf(beats, length, frames);
-    metre.beatConfidence = choice.beatConfidence;
-    metre.metreConfidence = choice.metreConfidence;
-    monitor.report(1);
-    return result;
+    const FileFrames frames(features, sampleRate);
+    std::vector<CountedBeat> beats = countedBeats(choice.best);
+    std::erase_if(beats, [&](const CountedBeat& beat) { return !frames.contain(beat); });
+    if (beats.size() < 2)
+        return {};
+    const std::size_t perBar = eighthsInBar(*choice.best.kind).size();
+    beats = withoutPauses(beats, perBar);
+    const std::vector<CountedBeat> regular = regularBeats(beats, *choice.best.kind);
+    return {divided(regular, Division::tatums, frames), 2 * barStarts(regular).front(),
+            static_cast<int>(2 * perBar), metreOf(beats, choice, features.fluxRate, frames)};
 }
 
 } // namespace tarn

@@ -3,9 +3,10 @@
 #pragma once
 
 #include "AnalysisEngine/BeatFeatures.h"
-#include "AnalysisEngine/DetectedMetre.h"
 #include "AnalysisEngine/StageMonitor.h"
+#include "KELPMusicInformationRetrieval/DetectedMetre.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -13,15 +14,16 @@ namespace tarn {
 
 struct DetectedBeats {
     /// Ascending frames of the file, none before its start or after its end: two to a counted beat, itself
-    /// and the middle between it and the next, or in compound metres the last third. The first is a counted
-    /// beat, so counted beats have even indices, and from a bar to the next there are always 2 *
-    /// metre.beatsPerBar. Empty where no two beats are heard.
+    /// and the eighth before the next. The first is a counted beat, so counted beats have even indices. From
+    /// a bar to the next there are always `tatumsPerBar`: in bars of the song that have more or fewer beats
+    /// than the others, these are replaced by evenly spaced ones. Empty where no two beats are heard.
     std::vector<std::int64_t> tatums;
 
-    /// Counted beats per minute; 0 without beats. Where the tempo is constant, it fits all beats with the
-    /// least squares of their distances; else it is the median over the song.
-    double overallTempo = 0;
+    /// Index of the first tatum that opens a bar, less than `tatumsPerBar`.
+    std::size_t firstDownbeat = 0;
+    int tatumsPerBar = 0;
 
+    /// The beats and bars as they are heard.
     DetectedMetre metre;
 };
 

@@ -83,6 +83,16 @@ void BeatDetectionOperation::main() {
     tell(&Delegate::beatDetectionOperationDidEnd, *this);
 }
 
+std::shared_ptr<const DetectedMetre> BeatAlignmentOperation::metre() const {
+    const std::lock_guard guard(mMutex);
+    return mMetre;
+}
+
+void BeatAlignmentOperation::setMetre(std::shared_ptr<const DetectedMetre> metre) {
+    const std::lock_guard guard(mMutex);
+    mMetre = std::move(metre);
+}
+
 void BeatAlignmentOperation::main() {
     using Delegate = BeatAlignmentOperationDelegate;
     tell(&Delegate::beatAlignmentOperationDidBegin, *this);

@@ -1,8 +1,11 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
+#include "KELPMusicInformationRetrieval/DetectedMetre.h"
 
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -39,10 +42,19 @@ public:
         std::int64_t tatumCount = 0;
     };
 
+    /// All that is known of the bars of these beats, from when the downbeat is reported on; nothing from an
+    /// engine that knows no more than it reports. Thread-safe.
+    [[nodiscard]] std::shared_ptr<const DetectedMetre> metre() const;
+
 protected:
     void main() override;
+    void setMetre(std::shared_ptr<const DetectedMetre> metre);
     /// Nothing when cancelled. Without beats the downbeat location is -1, which no beat has.
     virtual std::optional<Result> process(const Input& input) = 0;
+
+private:
+    mutable std::mutex mMutex;
+    std::shared_ptr<const DetectedMetre> mMetre;
 };
 
 } // namespace tarn

@@ -4,7 +4,6 @@
 // all ways in which the beats could be counted, for the training of the bar model.
 #include "AnalysisEngine/AudioFeatures.h"
 #include "AnalysisEngine/BarModel.h"
-#include "AnalysisEngine/BeatAlignment.h"
 #include "AnalysisEngine/BeatCountings.h"
 #include "AnalysisEngine/BeatDetection.h"
 #include "AnalysisEngine/ChordRecognition.h"
@@ -37,6 +36,7 @@ void printSpans(const AudioFeatures& features) {
     }
 }
 
+/// All ways to count the song, each in bars of each kind that is possible.
 void printCountings(const BeatFeatures& features) {
     const std::vector<float> strength = onsetStrength(features, {});
     json result = json::array();
@@ -45,11 +45,17 @@ void printCountings(const BeatFeatures& features) {
         json beats = json::array(), bars = json::array();
         for (const double beat : counting.beats)
             beats.push_back((beat - BeatFeatures::kOnsetDelay) / features.fluxRate);
-        const std::vector<RoleLikelihoods> likelihoods = roleLikelihoods(counting);
-        for (std::size_t kind = 0; kind < kBarKinds.size(); ++kind) {
-            const BarPositions positions = barPositions(likelihoods, kBarKinds[kind]);
-            bars.push_back(
-                {{"features", barFeatures(counting, kind, positions)}, {"positions", positions.positions}});
+        for (const BarKind& kind : kBarKinds) {
+            if (!isPossible(counting, kind))
+                continue;
+            const BarPositions positions =
+                barPositions(roleLikelihoods(counting, kind.countsEighths()), kind);
+            bars.push_back({{"numerator", kind.numerator()},
+                            {"denominator", kind.denominator()},
+                            {"roles", kind.places},
+                            {"countsEighths", kind.countsEighths()},
+                            {"places", positions.places},
+                            {"features", barFeatures(counting, kind, positions)}});
         }
         result.push_back({{"beats", beats}, {"heard", counting.heard}, {"bars", bars}});
     }
@@ -72,23 +78,18 @@ json describeChord(const RecognizedChord& chord) {
     return result;
 }
 
-/// The beats with their downbeats, and the metre.
-void describeBeats(const DetectedBeats& beats, json& estimate) {
-    const std::optional<BeatAlignment> bars = barsOf(beats);
-    estimate["tempo"] = beats.overallTempo;
+/// The eighths with the downbeats among them, and the metre.
+void describeBeats(const DetectedMetre& metre, json& estimate) {
+    estimate["tempo"] = metre.tempo;
     estimate["beats"] = json::array();
-    estimate["countedBeats"] = beats.metre.countedBeats;
-    std::ptrdiff_t first = -1;
-    if (bars) {
-        estimate["timeSignature"] = {{"numerator", beats.metre.numerator},
-                                     {"denominator", beats.metre.denominator}};
-        first = std::find(beats.tatums.begin(), beats.tatums.end(), bars->downbeatLocation) -
-                beats.tatums.begin();
-    }
-    for (std::size_t i = 0; i < beats.tatums.size(); ++i) {
-        const auto since = static_cast<std::ptrdiff_t>(i) - first;
-        const bool downbeat = bars && since >= 0 && since % bars->tatumCount == 0;
-        estimate["beats"].push_back({{"location", beats.tatums[i]}, {"downbeat", downbeat}});
+    estimate["countedBeats"] = metre.countedBeats;
+    if (metre.denominator > 0)
+        estimate["timeSignature"] = {{"numerator", metre.numerator}, {"denominator", metre.denominator}};
+    auto bar = metre.bars.begin();
+    for (const std::int64_t eighth : metre.eighths) {
+        const bool opensBar = bar != metre.bars.end() && bar->start == eighth;
+        bar += opensBar;
+        estimate["beats"].push_back({{"location", eighth}, {"downbeat", opensBar}});
     }
 }
 
@@ -107,7 +108,7 @@ void printEstimate(const AudioFeatures& features) {
         estimate["key"] = {{"root", *key % 12}, {"minor", *key >= 12}};
     for (const RecognizedChord& chord : recognition.chords)
         estimate["chords"].push_back(describeChord(chord));
-    describeBeats(beats, estimate);
+    describeBeats(beats.metre, estimate);
     std::cout << estimate.dump() << '\n';
 }
 

@@ -67,7 +67,11 @@ void TarnMusicInformationRetrievalController::beatDetectionOperationDidEndProces
 }
 
 void TarnMusicInformationRetrievalController::beatAlignmentOperationDidFindDownbeatLocation(
-    BeatAlignmentOperation&, std::int64_t downbeatLocation, std::int64_t tatumCount) {
+    BeatAlignmentOperation& operation, std::int64_t downbeatLocation, std::int64_t tatumCount) {
+    {
+        const std::lock_guard guard(mMutex);
+        mDetectedMetre = operation.metre();
+    }
     constexpr std::uint8_t kDenominator = 4;
     // Two tatums make a counted beat; -1, halved toward zero, is within range.
     const std::int64_t numerator = tatumCount / 2;
