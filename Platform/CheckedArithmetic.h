@@ -2,7 +2,6 @@
 
 #include "Platform/FatalError.h"
 
-#include <cmath>
 #include <concepts>
 #include <limits>
 #include <optional>
@@ -126,11 +125,12 @@ template <std::integral To, std::integral From>
 /// Whether truncating `value` toward zero gives a number that `To` can hold (false for not-a-number).
 template <std::integral To, std::floating_point From>
 [[nodiscard]] bool truncationFits(From value) {
-    // Both bounds are powers of two (or zero), so they are exact in floating point.
-    const From upper = std::ldexp(From{1}, std::numeric_limits<To>::digits);
-    const From lower = std::signed_integral<To> ? -upper : From{0};
-    const From truncated = std::trunc(value);
-    return truncated >= lower && truncated < upper;
+    // Both bounds are powers of two (or zero), so they are exact in floating point. What lies less than 1
+    // below the lower one is truncated to it; where the type has no such numbers, the second comparison adds
+    // nothing.
+    constexpr From upper = From{2} * static_cast<From>(To{1} << (std::numeric_limits<To>::digits - 1));
+    constexpr From lower = std::signed_integral<To> ? -upper : From{0};
+    return (value >= lower || value > lower - From{1}) && value < upper;
 }
 
 /// Floating point to integer, truncating toward zero; fails for a value that is not finite or does not fit.

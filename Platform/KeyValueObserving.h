@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/ObserverList.h"
+#include "Platform/Subscription.h"
 
 #include <functional>
 #include <memory>
@@ -18,27 +18,22 @@ enum class KeyValueChange { willChange, didChange };
 class KeyValueObservable {
 public:
     using Handler = std::function<void(const std::string& key, KeyValueChange change)>;
-    /// Ends the observation when the last reference goes.
-    using Token = std::shared_ptr<void>;
 
-    KeyValueObservable() = default;
+    KeyValueObservable();
     KeyValueObservable(const KeyValueObservable&) = delete;
     KeyValueObservable& operator=(const KeyValueObservable&) = delete;
 
-    [[nodiscard]] Token observeKey(std::string key, Handler handler);
+    [[nodiscard]] Subscription observeKey(std::string key, Handler handler);
 
-    void willChangeValueForKey(std::string_view key) const {
-        mObservers.notify(key, KeyValueChange::willChange);
-    }
-    void didChangeValueForKey(std::string_view key) const {
-        mObservers.notify(key, KeyValueChange::didChange);
-    }
+    void willChangeValueForKey(std::string_view key) const;
+    void didChangeValueForKey(std::string_view key) const;
 
 protected:
-    ~KeyValueObservable() = default;
+    ~KeyValueObservable();
 
 private:
-    ObserverList<std::string_view, KeyValueChange> mObservers;
+    struct Observers;
+    const std::unique_ptr<Observers> mObservers;
 };
 
 } // namespace tarn

@@ -1,10 +1,12 @@
 #include "Platform/BinaryPropertyList.h"
 #include "Platform/FatalError.h"
+#include "Platform/IntegerTable.h"
 #include "Platform/KeyedArchive.h"
 #include "Platform/KeyedArchiveLayout.h"
 #include "Platform/KnownKeys.h"
 
 #include <algorithm>
+#include <bit>
 #include <limits>
 #include <utility>
 
@@ -13,49 +15,6 @@ namespace tarn {
 namespace {
 
 using Reference = BinaryPropertyListWriter::Reference;
-
-/// A hash table from addresses, or other non-zero multiples of 16, to indices: open addressing, no removal.
-class IndexTable {
-public:
-    /// The index under the word, and whether it was there; a new word gets `index`.
-    std::pair<std::uint32_t, bool> insert(std::uint64_t word, std::uint32_t index) {
-        if ((mUsed + 1) * 2 > mSlots.size())
-            grow();
-        Slot& slot = find(mSlots, word);
-        if (slot.word != 0)
-            return {slot.index, true};
-        slot = {word, index};
-        ++mUsed;
-        return {index, false};
-    }
-
-private:
-    struct Slot {
-        std::uint64_t word = 0;
-        std::uint32_t index = 0;
-    };
-
-    static Slot& find(std::vector<Slot>& slots, std::uint64_t word) {
-        // Objects made one after another lie side by side: they keep that order in blocks that golden-ratio
-        // hashing scatters.
-        const std::size_t mask = slots.size() - 1;
-        std::size_t index = (((word >> 14) * 0x9E3779B97F4A7C15u >> 32) + (word >> 4 & 0x3FF)) & mask;
-        while (slots[index].word != 0 && slots[index].word != word)
-            index = (index + 1) & mask;
-        return slots[index];
-    }
-    void grow() {
-        std::vector<Slot> slots(std::max<std::size_t>(64, mSlots.size() * 2));
-        for (const auto& slot : mSlots) {
-            if (slot.word != 0)
-                find(slots, slot.word) = slot;
-        }
-        mSlots = std::move(slots);
-    }
-
-    std::vector<Slot> mSlots;
-    std::size_t mUsed = 0;
-};
 
 } // namespace
 
@@ -68,8 +27,8 @@ struct KeyedArchiver::Core {
     BinaryPropertyListWriter list;
     std::vector<Reference> objects;   // the entries of $objects
     std::vector<Reference> entryUIDs; // per entry the UID object that refers to it
-    IndexTable entryOfObject;         // by address
-    IndexTable entryOfString;         // by the string's reference + 1
+    IntegerTable entryOfObject;       // by address
+    IntegerTable entryOfString;       // by the string's reference
     std::size_t textCopied = 0;       // what a reader copies when it decodes all strings
     std::vector<std::shared_ptr<const SecureCoding>>
         written;                     // kept alive, so that no address comes back as another object
@@ -147,9 +106,9 @@ struct KeyedArchiver::Core {
 
     Reference objectUID(KeyedArchiver& archiver, std::shared_ptr<const SecureCoding>&& object) {
         precondition(!isFinished, "Encoding into a finished archive");
-        const auto next = static_cast<std::uint32_t>(objects.size());
-        const auto [entry, isKnown] =
-            entryOfObject.insert(reinterpret_cast<std::uintptr_t>(object.get()), next);
+        // Objects mostly lie at multiples of 16.
+        const auto address = std::rotr(std::uint64_t{reinterpret_cast<std::uintptr_t>(object.get())}, 4);
+        const auto [entry, isKnown] = entryOfObject.insert(address, objects.size());
         if (isKnown) {
             precondition(std::ranges::find(open, entry) == open.end(), "An archived object contains itself");
             return entryUIDs[entry];
@@ -158,7 +117,7 @@ struct KeyedArchiver::Core {
         newEntry(0); // replaced when the object is complete
         const SecureCoding& content = *object;
         written.push_back(std::move(object));
-        open.push_back(entry);
+        open.push_back(static_cast<std::uint32_t>(entry));
         const std::size_t outer = std::exchange(frame, stack.size());
         pushClass(classUID(content.dynamicClass()));
         content.encodeWithCoder(archiver);
@@ -214,7 +173,7 @@ void KeyedArchiver::encodeString(std::string_view key, const std::optional<std::
     }
     const auto next = static_cast<std::uint32_t>(core.objects.size());
     const Reference reference = core.list.addString(*text);
-    const auto [entry, isKnown] = core.entryOfString.insert((std::uint64_t{reference} + 1) * 16, next);
+    const auto [entry, isKnown] = core.entryOfString.insert(reference, next);
     core.textCopied += text->size();
     if (!isKnown) {
         core.newEntry(reference);

@@ -146,6 +146,12 @@ NotificationCenter& NotificationCenter::defaultCenter() {
     return *center;
 }
 
+Subscription NotificationCenter::subscribe(const std::string& name, const std::shared_ptr<const void>& object,
+                                           Handler handler, const std::shared_ptr<OperationQueue>& queue) {
+    auto token = addObserver(name, object, queue, std::move(handler));
+    return Subscription([token = std::move(token)] { token->remove(); });
+}
+
 NotificationCenter::Token NotificationCenter::addObserver(const std::string& name,
                                                           const std::shared_ptr<const void>& object,
                                                           const std::shared_ptr<OperationQueue>& queue,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Error.h"
+#include "Platform/Subscription.h"
 
 #include <functional>
 #include <memory>
@@ -43,8 +44,8 @@ class NotificationCenter {
 public:
     using Handler = std::function<void(const Notification&)>;
 
-    /// Names one registration. Its owner may forget it: the registration then stays until its sender or the
-    /// center goes.
+    /// Names one registration made by addObserver. Its owner may forget it: the registration then stays until
+    /// its sender or the center goes.
     class Observation {
         struct Private {};
 
@@ -69,9 +70,16 @@ public:
     /// The process-wide center. It outlives every static object that uses it.
     static NotificationCenter& defaultCenter();
 
-    /// Registers `handler` for notifications of `name` (empty = any name) from `object` (none = any sender,
-    /// otherwise an object that a shared pointer owns). With a queue, which the registration keeps alive, the
-    /// handler runs there, else on the posting thread.
+    /// Calls `handler` for notifications of `name` (empty = any name) from `object` (none = any sender,
+    /// otherwise an object that a shared pointer owns) until the subscription ends. With a queue, which the
+    /// registration keeps alive, the handler runs there, else on the posting thread.
+    [[nodiscard]] Subscription subscribe(const std::string& name, const std::shared_ptr<const void>& object,
+                                         Handler handler,
+                                         const std::shared_ptr<OperationQueue>& queue = nullptr);
+
+    // The forms of the desktop platform, for observers that stay registered without keeping anything.
+
+    /// The same until the token is removed.
     Token addObserver(const std::string& name, const std::shared_ptr<const void>& object,
                       const std::shared_ptr<OperationQueue>& queue, Handler handler);
 

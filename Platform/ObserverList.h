@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Subscription.h"
+
 #include <algorithm>
 #include <atomic>
 #include <functional>
@@ -20,15 +22,17 @@ class ObserverList {
 public:
     using Handler = std::function<void(Arguments...)>;
 
-    /// The observation ends when the last reference to the answer goes.
-    [[nodiscard]] std::shared_ptr<void> add(Handler handler) const {
+    [[nodiscard]] Subscription add(Handler handler) const {
         auto entry = std::make_shared<Entry>(std::move(handler));
-        auto token = std::make_shared<Token>(mState, entry);
+        Subscription subscription(
+            [state = std::weak_ptr<State>(mState), observation = std::weak_ptr<Entry>(entry)] {
+                remove(observation.lock(), state.lock());
+            });
         const std::lock_guard lock(mState->mutex);
         auto changed = mState->entries ? *mState->entries : Entries();
         changed.push_back(std::move(entry));
         mState->replace(std::move(changed));
-        return token;
+        return subscription;
     }
 
     [[nodiscard]] bool isEmpty() const { return mState->isEmpty.load(std::memory_order_acquire); }
@@ -61,35 +65,25 @@ private:
         std::shared_ptr<const Entries> entries; ///< none until the first observer
         std::atomic<bool> isEmpty = true;
 
-        /// Answers the list before, to be destroyed after the lock.
+        /// Returns the list before, to be destroyed after the lock.
         std::shared_ptr<const Entries> replace(Entries changed) {
             isEmpty.store(changed.empty(), std::memory_order_release);
             return std::exchange(entries, std::make_shared<Entries>(std::move(changed)));
         }
     };
 
-    struct Token {
-        Token(const std::shared_ptr<State>& list, const std::shared_ptr<Entry>& observation)
-            : state(list), entry(observation) {}
-        Token(const Token&) = delete;
-        Token& operator=(const Token&) = delete;
-        ~Token() {
-            const auto observation = entry.lock();
-            if (!observation)
-                return;
-            observation->isActive.store(false, std::memory_order_release);
-            const auto list = state.lock();
-            if (!list)
-                return;
-            std::shared_ptr<const Entries> before;
-            const std::lock_guard lock(list->mutex);
-            auto changed = *list->entries;
-            changed.erase(std::remove(changed.begin(), changed.end(), observation), changed.end());
-            before = list->replace(std::move(changed));
-        }
-        std::weak_ptr<State> state;
-        std::weak_ptr<Entry> entry;
-    };
+    static void remove(const std::shared_ptr<Entry>& observation, const std::shared_ptr<State>& state) {
+        if (!observation)
+            return;
+        observation->isActive.store(false, std::memory_order_release);
+        if (!state)
+            return;
+        std::shared_ptr<const Entries> before;
+        const std::lock_guard lock(state->mutex);
+        auto changed = *state->entries;
+        changed.erase(std::remove(changed.begin(), changed.end(), observation), changed.end());
+        before = state->replace(std::move(changed));
+    }
 
     std::shared_ptr<State> mState = std::make_shared<State>();
 };

@@ -212,7 +212,7 @@ void Operation::waitUntilFinished() const {
     mInternals->settled.wait(lock, hasFinished);
 }
 
-std::shared_ptr<void> Operation::observeState(StateObserver observer) {
+Subscription Operation::observeState(StateObserver observer) {
     return mInternals->observers.add(std::move(observer));
 }
 

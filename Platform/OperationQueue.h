@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Subscription.h"
+
 #include <functional>
 #include <limits>
 #include <memory>
@@ -35,13 +37,12 @@ public:
     [[nodiscard]] State state() const;
     [[nodiscard]] bool isFinished() const { return state() == State::finished; }
     /// Returns when the operation has finished and all observers of its state have heard so. On the main
-    /// thread, not for an operation of the main queue, which could then never run: that stops the process.
+    /// thread, not for an operation of the main queue, which could then never run: that aborts.
     void waitUntilFinished() const;
 
-    /// Called after each change of state, on the thread that changed it. Ends when the last reference to the
-    /// token goes.
+    /// Called after each change of state, on the thread that changed it.
     using StateObserver = std::function<void(const Operation&, State)>;
-    [[nodiscard]] std::shared_ptr<void> observeState(StateObserver observer);
+    [[nodiscard]] Subscription observeState(StateObserver observer);
 
     /// The work's own progress, whose localized description names the current activity. Marked as finished
     /// when the operation finishes, a cancelled one included.

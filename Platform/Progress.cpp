@@ -192,7 +192,7 @@ void Progress::setLocalizedDescription(std::string text) {
     change.note(*this);
 }
 
-Progress::Token Progress::observe(Observer observer) {
+Subscription Progress::observe(Observer observer) {
     return mState->observers.add(std::move(observer));
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Subscription.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -19,8 +21,6 @@ namespace tarn {
 class Progress : public std::enable_shared_from_this<Progress> {
 public:
     using Observer = std::function<void(const Progress&)>;
-    /// Ends the observation when the last reference goes.
-    using Token = std::shared_ptr<void>;
 
     /// A progress without parent.
     static std::shared_ptr<Progress> discrete(std::int64_t totalUnitCount);
@@ -40,19 +40,19 @@ public:
     /// Ends the work here, whatever has been completed: counts as all of its units to the parent.
     void markFinished();
 
-    /// Begins anew with so many units: nothing is completed, the mark of markFinished is gone, and the
+    /// Begins again with so many units: nothing is completed, the mark of markFinished is gone, and the
     /// children, finished or not, are forgotten; those that are not finished go on alone. Observers stay.
     void restart(std::int64_t totalUnitCount);
 
     /// Lets `child` stand for `pendingUnitCount` of this progress's units. A child has one parent at most;
-    /// adding it twice stops the process.
+    /// adding it twice aborts.
     void addChild(const std::shared_ptr<Progress>& child, std::int64_t pendingUnitCount);
 
     [[nodiscard]] std::string localizedDescription() const;
     void setLocalizedDescription(std::string text);
 
     /// Calls `observer` after each change of the counts, the fraction or the description.
-    [[nodiscard]] Token observe(Observer observer);
+    [[nodiscard]] Subscription observe(Observer observer);
 
 private:
     struct Private {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/NotificationCenter.h"
+#include "Platform/Subscription.h"
 
 #include <functional>
 #include <memory>
@@ -8,41 +9,17 @@
 
 namespace tarn {
 
-/// Ends a subscription when disposed of or destroyed. Movable, not copyable; disposing twice is harmless.
-class Disposable {
-public:
-    Disposable() = default;
-    explicit Disposable(std::function<void()> action) : mAction(std::move(action)) {}
-    Disposable(Disposable&& other) noexcept : mAction(std::exchange(other.mAction, nullptr)) {}
-    Disposable& operator=(Disposable&& other) noexcept {
-        if (this != &other) {
-            dispose();
-            mAction = std::exchange(other.mAction, nullptr);
-        }
-        return *this;
-    }
-    ~Disposable() { dispose(); }
-
-    void dispose() {
-        if (const auto action = std::exchange(mAction, nullptr))
-            action();
-    }
-
-private:
-    std::function<void()> mAction;
-};
-
 /// A stream of values that starts with the subscription: each subscriber gets every value that comes after it
-/// subscribed, on the thread that sends the value, until its Disposable is disposed of.
+/// subscribed, on the thread that sends the value, until its Subscription ends.
 template <typename Value>
 class Signal {
 public:
     using Subscriber = std::function<void(const Value&)>;
-    /// Connects a subscriber to the source and answers what ends the connection.
-    using Connect = std::function<Disposable(Subscriber)>;
+    /// Connects a subscriber to the source.
+    using Connect = std::function<Subscription(Subscriber)>;
 
     explicit Signal(Connect connect) : mConnect(std::move(connect)) {}
-    [[nodiscard]] Disposable subscribe(Subscriber subscriber) const {
+    [[nodiscard]] Subscription subscribe(Subscriber subscriber) const {
         return mConnect(std::move(subscriber));
     }
 
@@ -57,9 +34,8 @@ inline Signal<Notification> notificationSignal(NotificationCenter& center, std::
                                  anySender = object == nullptr](Signal<Notification>::Subscriber subscriber) {
         const auto sender = weak.lock();
         if (!sender && !anySender)
-            return Disposable();
-        auto token = center.addObserver(name, sender, nullptr, std::move(subscriber));
-        return Disposable([token] { token->remove(); });
+            return Subscription();
+        return center.subscribe(name, sender, std::move(subscriber));
     });
 }
 

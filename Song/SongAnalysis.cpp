@@ -23,13 +23,8 @@ using Controller = TarnMusicInformationRetrievalController;
 
 /// The kinds of entries that an analysis finds, in the order in which they enter a document: the time
 /// signature decides how beats are kept consistent, and chords are spelled in the key.
-#define TARN_ANALYZED_KINDS(X)                                                                               \
-    X(StandardPitch, standardPitch)                                                                          \
-    X(Key, key)                                                                                              \
-    X(Tempo, tempo)                                                                                          \
-    X(TimeSignature, timeSignature)                                                                          \
-    X(Beat, beat)                                                                                            \
-    X(Chord, chord)
+using AnalyzedKinds =
+    EntryKindList<StandardPitchKind, KeyKind, TempoKind, TimeSignatureKind, BeatKind, ChordKind>;
 
 /// Adds what the controller hands over to the document, as long as it lacks entries of that kind.
 class ResultReceiver {
@@ -37,16 +32,12 @@ public:
     ResultReceiver(TarnNoteEntryStorage& notes, const std::shared_ptr<Controller>& controller)
         : mController(controller), mNotes(notes) {
         const auto observe = [&](const char* name, void (ResultReceiver::*receive)(const Notification&)) {
-            mTokens.push_back(NotificationCenter::defaultCenter().addObserver(
-                name, controller, nullptr, [this, receive](const Notification& n) { (this->*receive)(n); }));
+            mSubscription.add(NotificationCenter::defaultCenter().subscribe(
+                name, controller, [this, receive](const Notification& n) { (this->*receive)(n); }));
         };
         observe(TarnTuningEstimationDidFinishProcessingNotification, &ResultReceiver::receiveStandardPitch);
         observe(TarnBeatDetectionDidFinishProcessingNotification, &ResultReceiver::receiveTempo);
         observe(TarnBeatAlignmentDidFinishProcessingNotification, &ResultReceiver::receiveBeats);
-    }
-    ~ResultReceiver() {
-        for (const auto& token : mTokens)
-            token->remove();
     }
     ResultReceiver(const ResultReceiver&) = delete;
     ResultReceiver& operator=(const ResultReceiver&) = delete;
@@ -105,7 +96,7 @@ private:
 
     const std::shared_ptr<Controller> mController;
     TarnNoteEntryStorage& mNotes;
-    std::vector<NotificationCenter::Token> mTokens;
+    Subscription mSubscription;
 };
 
 RecordingFacts readRecording(const std::filesystem::path& recording, const SongAnalysisOptions& options) {
@@ -199,9 +190,7 @@ void analyze(const Song& song, const std::filesystem::path& recording, const std
 }
 
 void removeAnalysis(TarnNoteEntryStorage& notes) {
-#define TARN_REMOVE(Stem, stem) notes.remove##Stem##EntriesInArray(notes.stem##Entries());
-    TARN_ANALYZED_KINDS(TARN_REMOVE)
-#undef TARN_REMOVE
+    AnalyzedKinds::forEach([&]<typename Kind>(Kind) { notes.remove<Kind>(notes.entries<Kind>()); });
 }
 
 template <typename Entry>
@@ -227,23 +216,18 @@ std::vector<std::string> merge(const TarnNoteEntryStorage& before, const TarnNot
     const bool isGridChanged = differ(before.timeSignatureEntries(), target.timeSignatureEntries()) ||
                                differ(before.beatEntries(), target.beatEntries());
     std::vector<std::string> kept;
-    const auto take = [&](const std::string& kind, const auto& former, const auto& found, const auto& present,
-                          const auto& replace) {
+    AnalyzedKinds::forEach([&]<typename Kind>(Kind) {
+        const auto former = before.entries<Kind>();
+        const auto found = after.entries<Kind>();
+        const auto present = target.entries<Kind>();
         if (!differ(former, found))
             return;
-        const bool isOfGrid = kind == "timeSignature" || kind == "beat";
+        constexpr bool isOfGrid = std::is_same_v<Kind, TimeSignatureKind> || std::is_same_v<Kind, BeatKind>;
         if (isOfGrid ? isGridChanged : differ(former, present))
-            kept.push_back(kind);
+            kept.emplace_back(Kind::kName);
         else
-            replace(present, copiesIn(target, found));
-    };
-#define TARN_TAKE(Stem, stem)                                                                                \
-    take(#stem, before.stem##Entries(), after.stem##Entries(), target.stem##Entries(),                       \
-         [&](const auto& old, const auto& added) {                                                           \
-             target.replace##Stem##EntriesInArrayWith##Stem##EntriesInArray(old, added);                     \
-         });
-    TARN_ANALYZED_KINDS(TARN_TAKE)
-#undef TARN_TAKE
+            target.replace<Kind>(present, copiesIn(target, found));
+    });
     return kept;
 }
 
@@ -267,9 +251,8 @@ SongChange changeOf(const std::filesystem::path& document, const SongAnalysisOpt
 
 bool isAnalyzed(const Song& song) {
     bool hasAll = true;
-#define TARN_ASK(Stem, stem) hasAll = hasAll && !song.notes->stem##Entries().empty();
-    TARN_ANALYZED_KINDS(TARN_ASK)
-#undef TARN_ASK
+    AnalyzedKinds::forEach(
+        [&]<typename Kind>(Kind) { hasAll = hasAll && !song.notes->entries<Kind>().empty(); });
     return hasAll;
 }
 

@@ -23,10 +23,11 @@ template <typename Entry>
 struct ChangesetPayload {
     EntryChangesetRef<Entry> changeset;
 
-    /// Stops the process when the user information holds no changeset of this kind: a descriptor is only used
-    /// with the storage's own notifications, which always carry it.
-    explicit ChangesetPayload(const UserInfo& userInfo) {
-        const auto found = userInfo.find(TarnNoteEntryStorageChangesetKey);
+    /// Aborts when the user information holds no changeset of this kind: a descriptor is only used with the
+    /// storage's own notifications, which always carry it.
+    explicit ChangesetPayload(const UserInfo& userInfo,
+                              const char* changesetKey = TarnNoteEntryStorageChangesetKey) {
+        const auto found = userInfo.find(changesetKey);
         precondition(found != userInfo.end(), "The notification carries no changeset");
         const auto* value = std::any_cast<EntryChangesetRef<Entry>>(&found->second);
         precondition(value && *value,
@@ -35,10 +36,48 @@ struct ChangesetPayload {
     }
 };
 
-/// Descriptors of a document's notifications; the other kinds are observed by name.
+/// The descriptor of the changes of a kind, of a document or of a song structure.
+template <typename Kind>
+[[nodiscard]] const NotificationDescriptor<ChangesetPayload<typename Kind::Entry>>&
+entriesDidChangeNotification() {
+    using Payload = ChangesetPayload<typename Kind::Entry>;
+    static const NotificationDescriptor<Payload> descriptor{
+        Kind::kDidChangeNotification,
+        [](const UserInfo& userInfo) { return Payload(userInfo, Kind::Storage::userInfoKeys().changeset); }};
+    return descriptor;
+}
+
+// Three of them under their own names.
 [[nodiscard]] const NotificationDescriptor<ChangesetPayload<TarnBeatEntry>>& beatsDidChangeNotification();
 [[nodiscard]] const NotificationDescriptor<ChangesetPayload<TarnMarkerEntry>>& markersDidChangeNotification();
 [[nodiscard]] const NotificationDescriptor<ChangesetPayload<TarnRegionEntry>>& regionsDidChangeNotification();
+
+/// Calls `handler` with the payload of every change of the kind in the storage, on the changing thread, until
+/// the subscription ends.
+template <typename Kind, typename Handler>
+[[nodiscard]] Subscription observeEntries(const std::shared_ptr<typename Kind::Storage>& storage,
+                                          Handler handler) {
+    const auto& descriptor = entriesDidChangeNotification<Kind>();
+    return NotificationCenter::defaultCenter().subscribe(
+        descriptor.name, storage,
+        [&descriptor, handler = std::move(handler)](const Notification& notification) {
+            handler(descriptor.make(notification.userInfo));
+        });
+}
+
+/// The same for every kind of the storage: calls `handler(kind, payload)`, where `kind` is a value of the
+/// kind's type (BeatKind, …), whose `kName` names it. Observers of several kinds that change together hear of
+/// each.
+template <typename Storage, typename Handler>
+[[nodiscard]] Subscription observeAllEntries(const std::shared_ptr<Storage>& storage, Handler handler) {
+    Subscription all;
+    const auto shared = std::make_shared<Handler>(std::move(handler));
+    Storage::forEachKind([&]<typename Kind>(Kind kind) {
+        all.add(
+            observeEntries<Kind>(storage, [shared, kind](const auto& payload) { (*shared)(kind, payload); }));
+    });
+    return all;
+}
 
 /// Calls `using_` with the payload of every notification that the descriptor names, from `object` (none = any
 /// sender), on `queue` or, without one, on the posting thread. The token removes the observer.

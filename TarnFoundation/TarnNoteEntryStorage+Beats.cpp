@@ -1,3 +1,5 @@
+#include "TarnFoundation/UserEntries/EntryOrder.h"
+#include "TarnFoundation/UserEntries/IdentifierSet.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
 #include "TarnFoundation/BeatGridReading.h"

@@ -1,6 +1,8 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
+#include "Platform/Log.h"
 #include "TarnFoundation/BeatGridReading.h"
+#include "TarnFoundation/UserEntries/EntryOrder.h"
 
 #include <algorithm>
 
@@ -38,7 +40,7 @@ bool TarnNoteEntryStorage::containsBaselineContent() const {
 
 bool TarnNoteEntryStorage::_useQuarterNoteSpacing() const {
     const LockGuard guard(storageLock());
-    const auto& signatures = mTimeSignatureEntryArray.stored();
+    const auto& signatures = array<TimeSignatureKind>().stored();
     return !signatures.empty() && signatures.front()->denominator() == 4;
 }
 

@@ -1,5 +1,7 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
+#include "Platform/UndoManager.h"
+
 namespace tarn {
 
 KELPKeyRef TarnNoteEntryStorage::globalKey() const {

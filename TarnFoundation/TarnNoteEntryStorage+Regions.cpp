@@ -12,7 +12,7 @@ using RegionPointer = std::shared_ptr<TarnRegionEntry>;
 
 std::shared_ptr<TarnRegionEntry> TarnNoteEntryStorage::regionEntryForLocation(std::int64_t x) const {
     const auto frame = static_cast<std::uint64_t>(x);
-    for (const auto& region : storedUserEntriesFromArray(mRegionEntryArray)) {
+    for (const auto& region : storedEntries<RegionKind>()) {
         const auto location = static_cast<std::uint64_t>(region->location());
         if (location <= frame && frame <= location + region->length())
             return region;

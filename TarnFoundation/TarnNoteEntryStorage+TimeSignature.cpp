@@ -1,5 +1,7 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
+#include "Platform/Log.h"
+#include "Platform/UndoManager.h"
 #include "TarnFoundation/BeatGridReading.h"
 #include "TarnFoundation/BeatSpacing.h"
 
@@ -66,7 +68,7 @@ TarnNoteEntryStorage::beatEntriesFilteredByTimeSignatureDenominator(std::int64_t
     view.reserve(beats.size() / 2 + 1);
     takeQuarterNotes(
         beats.size(), [&](std::size_t position) { return nextDownbeat(beats, position); },
-        [&](std::size_t position) { view.push_back(beats.begin()[position]); });
+        [&](std::size_t position) { view.push_back(beats.uncheckedAt(position)); });
     return view;
 }
 

@@ -24,19 +24,13 @@ TarnSelectedItemsController::TarnSelectedItemsController(std::shared_ptr<TarnNot
     precondition(mNoteEntryStorage != nullptr, "A selection needs a storage");
     const auto observe = [this](const char* name,
                                 void (TarnSelectedItemsController::*handler)(const Notification&)) {
-        mTokens.push_back(NotificationCenter::defaultCenter().addObserver(
-            name, mNoteEntryStorage, nullptr,
-            [this, handler](const Notification& n) { (this->*handler)(n); }));
+        mSubscription.add(NotificationCenter::defaultCenter().subscribe(
+            name, mNoteEntryStorage, [this, handler](const Notification& n) { (this->*handler)(n); }));
     };
     observe(ChordKind::kDidChangeNotification, &TarnSelectedItemsController::_chordEntriesDidChange);
     observe(MarkerKind::kDidChangeNotification, &TarnSelectedItemsController::_markerEntriesDidChange);
     observe(RegionKind::kDidChangeNotification, &TarnSelectedItemsController::_regionEntriesDidChange);
     observe(NoteKind::kDidChangeNotification, &TarnSelectedItemsController::_noteEntriesDidChange);
-}
-
-TarnSelectedItemsController::~TarnSelectedItemsController() {
-    for (const auto& token : mTokens)
-        NotificationCenter::defaultCenter().removeObserver(token);
 }
 
 template <typename Value>

@@ -37,7 +37,6 @@ class TarnSelectedItemsController : public KeyValueObservable,
                                     public std::enable_shared_from_this<TarnSelectedItemsController> {
 public:
     explicit TarnSelectedItemsController(std::shared_ptr<TarnNoteEntryStorage> storage);
-    ~TarnSelectedItemsController();
 
     [[nodiscard]] const std::shared_ptr<TarnNoteEntryStorage>& noteEntryStorage() const {
         return mNoteEntryStorage;
@@ -85,7 +84,7 @@ private:
     std::shared_ptr<TarnRegionEntry> mSelectedRegionEntry;
     std::shared_ptr<TarnMarkerEntry> mSelectedMarkerEntry;
     std::optional<EntrySet<TarnNoteEntry>> mSelectedNoteEntries;
-    std::vector<NotificationCenter::Token> mTokens;
+    Subscription mSubscription;
 };
 
 } // namespace tarn

@@ -44,30 +44,25 @@ std::vector<std::shared_ptr<Entry>> copiesFor(Storage& storage, const EntryList<
 
 void renew(TarnNoteEntryStorage& notes) {
     Identifiers identifiers(notes.nextEventId());
-#define TARN_ADD_IDENTIFIERS(Stem, stem) identifiers.add(notes.stem##Entries());
-    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_ADD_IDENTIFIERS)
-#undef TARN_ADD_IDENTIFIERS
+    notes.forEachKind([&]<typename Kind>(Kind) { identifiers.add(notes.entries<Kind>()); });
     if (identifiers.areDistinct())
         return;
     // Beats come before time signatures: no rule prunes them.
     const auto renewed = std::make_shared<TarnNoteEntryStorage>();
     renewed->setInstrumentDescription(notes.instrumentDescription());
-#define TARN_ADD_COPIES(Stem, stem)                                                                          \
-    renewed->add##Stem##EntriesFromArray(copiesFor(*renewed, notes.stem##Entries()));
-    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_ADD_COPIES)
-#undef TARN_ADD_COPIES
+    notes.forEachKind(
+        [&]<typename Kind>(Kind) { renewed->add<Kind>(copiesFor(*renewed, notes.entries<Kind>())); });
     notes.populateWithNoteEntryStorageEntries(*renewed);
 }
 
 void renew(TarnSongStructureStorage& structure) {
     Identifiers identifiers(structure.nextEventId());
-    identifiers.add(structure.boundsEntries());
-    identifiers.add(structure.sectionEntries());
+    structure.forEachKind([&]<typename Kind>(Kind) { identifiers.add(structure.entries<Kind>()); });
     if (identifiers.areDistinct())
         return;
     const auto renewed = std::make_shared<TarnSongStructureStorage>();
-    renewed->addBoundsEntriesFromArray(copiesFor(*renewed, structure.boundsEntries()));
-    renewed->addSectionEntriesFromArray(copiesFor(*renewed, structure.sectionEntries()));
+    structure.forEachKind(
+        [&]<typename Kind>(Kind) { renewed->add<Kind>(copiesFor(*renewed, structure.entries<Kind>())); });
     structure.populateWithSongStructureStorageEntries(*renewed);
 }
 

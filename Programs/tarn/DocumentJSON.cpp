@@ -116,49 +116,79 @@ std::vector<std::int64_t> tappedBeats(const TarnNoteEntryStorage& notes) {
     return tapped;
 }
 
-} // namespace
+// What a kind of entries gives to the JSON, under names that stand there already in their order. A kind
+// without such a function does not compile.
 
-ordered_json documentJSON(const Song& document) {
-    const TarnNoteEntryStorage& notes = *document.notes;
-    ordered_json json{{"sampleRate", document.recording.sampleRate},
-                      {"frameCount", document.recording.frameCount},
-                      {"standardPitch", nullptr},
-                      {"key", keyJSON(notes.globalKey())},
-                      {"tempo", nullptr},
-                      {"timeSignature", nullptr}};
-    // A rate of whole frames, as nearly all are, prints as a whole number.
-    if (const auto rate = static_cast<std::int64_t>(std::min(document.recording.sampleRate, 1e15));
-        static_cast<double>(rate) == document.recording.sampleRate)
-        json["sampleRate"] = rate;
+void write(StandardPitchKind, const TarnNoteEntryStorage& notes, ordered_json& json) {
     if (const auto pitches = notes.standardPitchEntries(); !pitches.empty())
         json["standardPitch"] = {{"frequency", pitches.front()->frequency()}};
+}
+
+void write(KeyKind, const TarnNoteEntryStorage& notes, ordered_json& json) {
+    json["key"] = keyJSON(notes.globalKey());
+}
+
+void write(TempoKind, const TarnNoteEntryStorage& notes, ordered_json& json) {
     if (const auto tempi = notes.tempoEntries(); !tempi.empty())
         json["tempo"] = shortestDecimal(tempi.front()->tempo());
-    if (!notes.timeSignatureEntries().empty()) {
-        const TimeSignature signature = notes.timeSignature();
-        json["timeSignature"] = {{"numerator", signature.numerator}, {"denominator", signature.denominator}};
-    }
+}
+
+void write(TimeSignatureKind, const TarnNoteEntryStorage& notes, ordered_json& json) {
+    if (notes.timeSignatureEntries().empty())
+        return;
+    const TimeSignature signature = notes.timeSignature();
+    json["timeSignature"] = {{"numerator", signature.numerator}, {"denominator", signature.denominator}};
+}
+
+void write(BeatKind, const TarnNoteEntryStorage& notes, ordered_json& json) {
     json["beats"] = arrayJSON(notes.beatEntries(), [](const TarnBeatEntry& beat, ordered_json& element) {
         element["downbeat"] = beat.isDownbeat();
     });
     json["countedBeats"] = tappedBeats(notes);
+}
+
+void write(ChordKind, const TarnNoteEntryStorage& notes, ordered_json& json) {
     json["chords"] = arrayJSON(notes.chordEntries(), describeChord);
+}
+
+void write(NoteKind, const TarnNoteEntryStorage& notes, ordered_json& json) {
     json["notes"] = arrayJSON(notes.noteEntries(), describeNote);
+}
+
+void write(RegionKind, const TarnNoteEntryStorage& notes, ordered_json& json) {
     json["regions"] =
         arrayJSON(notes.regionEntries(), [](const TarnRegionEntry& region, ordered_json& element) {
             element["length"] = region.length();
             element["kind"] = regionKind(region);
             element["name"] = textOrNull(region.name());
         });
+}
+
+void write(MarkerKind, const TarnNoteEntryStorage& notes, ordered_json& json) {
+    json["markers"] =
+        arrayJSON(notes.markerEntries(), [](const TarnMarkerEntry& marker, ordered_json& element) {
+            element["name"] = textOrNull(marker.name());
+        });
+}
+
+} // namespace
+
+ordered_json documentJSON(const Song& document) {
+    ordered_json json{{"sampleRate", document.recording.sampleRate},
+                      {"frameCount", document.recording.frameCount}};
+    for (const char* name : {"standardPitch", "key", "tempo", "timeSignature", "beats", "countedBeats",
+                             "chords", "notes", "regions", "sections", "markers"})
+        json[name] = nullptr;
+    // A rate of whole frames, as nearly all are, prints as a whole number.
+    if (const auto rate = static_cast<std::int64_t>(std::min(document.recording.sampleRate, 1e15));
+        static_cast<double>(rate) == document.recording.sampleRate)
+        json["sampleRate"] = rate;
+    TarnNoteEntryStorage::forEachKind([&](auto kind) { write(kind, *document.notes, json); });
     json["sections"] = arrayJSON(document.structure->sectionEntries(),
                                  [](const TarnSectionEntry& section, ordered_json& element) {
                                      element["name"] = textOrNull(section.name());
                                      element["color"] = textOrNull(section.colorString());
                                  });
-    json["markers"] =
-        arrayJSON(notes.markerEntries(), [](const TarnMarkerEntry& marker, ordered_json& element) {
-            element["name"] = textOrNull(marker.name());
-        });
     return json;
 }
 

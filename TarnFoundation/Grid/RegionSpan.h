@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Platform/CheckedArithmetic.h"
-
-#include <algorithm>
 #include <cstdint>
 
 namespace tarn {
+
+template <typename T>
+class Checked;
 
 /// Where a region begins and how long it is, in frames: from its location (included) to its end (excluded).
 struct RegionSpan {
@@ -13,19 +13,13 @@ struct RegionSpan {
     std::uint64_t length = 0;
 
     /// Between two frames, whichever is earlier. A distance that 64 bits cannot hold aborts.
-    [[nodiscard]] static RegionSpan between(std::int64_t a, std::int64_t b) {
-        const std::int64_t start = std::min(a, b);
-        return {start, checkedCast<std::uint64_t>(checkedSubtract(std::max(a, b), start))};
-    }
+    [[nodiscard]] static RegionSpan between(std::int64_t a, std::int64_t b);
 
     /// location + length. Fails for an end that 64 bits cannot hold, and for a length that is negative as a
     /// signed number.
-    [[nodiscard]] Checked<std::int64_t> checkedEnd() const {
-        return tryCast<std::int64_t>(length).then(
-            [this](std::int64_t distance) { return tryAdd(location, distance); });
-    }
+    [[nodiscard]] Checked<std::int64_t> checkedEnd() const;
     /// The same, but a failure aborts.
-    [[nodiscard]] std::int64_t end() const { return checkedEnd().orAbort(); }
+    [[nodiscard]] std::int64_t end() const;
 
     /// With another start, or another end. When one passes the other they swap roles: the result is always
     /// well formed.

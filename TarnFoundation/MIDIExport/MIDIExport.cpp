@@ -302,17 +302,17 @@ std::vector<MIDIExportNote> cleanedMIDIExportNotes(std::vector<MIDIExportNote> n
     return kept;
 }
 
-void TarnNoteEntryStorage::exportToMIDIFile(const std::filesystem::path& at, double sampleRate,
+void TarnNoteEntryStorage::exportToMIDIFile(const PathText& at, double sampleRate,
                                             const UserInfo& options) const {
     if (!(sampleRate > 0))
         fail(kNoSampleRate);
     const ExportOptions wanted(options);
     const MIDIExportTimeline timeline(wanted.timing, wanted.exportsNotes, wanted.exportsChords, sampleRate,
                                       *this);
-    Export(*this, wanted, timeline).writeFile(at);
+    Export(*this, wanted, timeline).writeFile(at.as<std::filesystem::path>());
 }
 
-bool TarnNoteEntryStorage::tryExportToMIDIFile(const std::filesystem::path& at, double sampleRate,
+bool TarnNoteEntryStorage::tryExportToMIDIFile(const PathText& at, double sampleRate,
                                                const UserInfo& options) const {
     if (!(sampleRate > 0))
         fail(kNoSampleRate);
@@ -324,11 +324,11 @@ bool TarnNoteEntryStorage::tryExportToMIDIFile(const std::filesystem::path& at, 
     Export entire(*this, wanted, *timeline);
     if (!entire.isExpressible())
         return false;
-    entire.writeFile(at);
+    entire.writeFile(at.as<std::filesystem::path>());
     return true;
 }
 
-bool TarnNoteEntryStorage::exportToMIDIFileAtURL(const std::filesystem::path& url, double sampleRate,
+bool TarnNoteEntryStorage::exportToMIDIFileAtURL(const PathText& url, double sampleRate,
                                                  const UserInfo& options, Error* error) const {
     try {
         exportToMIDIFile(url, sampleRate, options);

@@ -23,22 +23,16 @@ public:
     using iterator = const_iterator;
 
     List() = default;
-    List(std::vector<Item> items) {
-        if (!items.empty())
-            mItems = std::make_shared<const std::vector<Item>>(std::move(items));
-    }
-    List(std::initializer_list<Item> items) {
-        if (items.size() > 0)
-            mItems = std::make_shared<const std::vector<Item>>(items);
-    }
-    /// From a list of a kind whose items convert, for example of a subclass.
+    List(std::vector<Item> items);
+    List(std::initializer_list<Item> items);
+    /// Converts every item of another list, for example one of a subclass.
     template <typename Other>
-    requires(!std::same_as<Other, Item> && std::convertible_to<const Other&, Item>)
-        List(const List<Other>& other)
+    requires(!std::same_as<Other, Item> &&
+             std::convertible_to<const Other&, Item>) explicit List(const List<Other>& other)
         : List(std::vector<Item>(other.begin(), other.end())) {}
     template <typename Other>
-    requires(!std::same_as<Other, Item> && std::convertible_to<const Other&, Item>)
-        List(const std::vector<Other>& other)
+    requires(!std::same_as<Other, Item> &&
+             std::convertible_to<const Other&, Item>) explicit List(const std::vector<Other>& other)
         : List(std::vector<Item>(other.begin(), other.end())) {}
 
     [[nodiscard]] const_iterator begin() const { return mItems ? mItems->data() : nullptr; }
@@ -49,16 +43,32 @@ public:
         precondition(index < size(), "List index out of range");
         return (*mItems)[index];
     }
+    /// The item at an index that the caller knows to be less than the size; not checked.
+    [[nodiscard]] const Item& uncheckedAt(std::size_t index) const { return begin()[index]; }
     [[nodiscard]] const Item& front() const { return (*this)[0]; }
     [[nodiscard]] const Item& back() const { return (*this)[size() - 1]; }
 
     /// Whether both are the very same list in memory (two empty ones are).
     [[nodiscard]] bool isSameListAs(const List& other) const { return mItems == other.mItems; }
-    [[nodiscard]] std::vector<Item> copy() const { return mItems ? *mItems : std::vector<Item>(); }
+    [[nodiscard]] std::vector<Item> copy() const;
 
 private:
     std::shared_ptr<const std::vector<Item>> mItems;
 };
+
+template <typename Item>
+List<Item>::List(std::vector<Item> items) {
+    if (!items.empty())
+        mItems = std::make_shared<const std::vector<Item>>(std::move(items));
+}
+
+template <typename Item>
+List<Item>::List(std::initializer_list<Item> items) : List(std::vector<Item>(items)) {}
+
+template <typename Item>
+std::vector<Item> List<Item>::copy() const {
+    return mItems ? *mItems : std::vector<Item>();
+}
 
 template <typename Entry>
 using EntryList = List<std::shared_ptr<Entry>>;

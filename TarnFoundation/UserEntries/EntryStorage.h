@@ -1,15 +1,14 @@
 #pragma once
 
+#include "Platform/FatalError.h"
 #include "Platform/KeyValueObserving.h"
-#include "Platform/KeyedArchive.h"
-#include "Platform/Log.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/RecursiveLock.h"
 #include "TarnFoundation/UserEntries/EntryArray.h"
 #include "TarnFoundation/UserEntries/KELPChangeset.h"
 
-#include <algorithm>
-#include <string>
+#include <memory>
+#include <optional>
 #include <utility>
 
 namespace tarn {
@@ -27,6 +26,8 @@ struct StorageUserInfoKeys {
 ///   void enforceConsistencyOfUserEntriesInArray(EntryArray<Entry>::Draft&) for each of its kinds: called
 ///       under the lock on the new contents of an array before they are stored
 ///   void invalidateDisplayOfEntries(removed, added): called without the lock after the contents were stored.
+/// The operations that are templates are defined in EntryStorageImplementation.h, which only the sources of
+/// storages include.
 ///
 /// One recursive lock guards the counter and the arrays; every core operation takes it for exactly its array
 /// work. Notices and notifications go out on the caller's thread without the lock, so observers may call
@@ -58,6 +59,9 @@ public:
     }
 
 protected:
+    template <typename AnyStorage, typename Kind>
+    friend class EntriesOfKind;
+
     EntryStorage() = default;
     ~EntryStorage() = default;
 
@@ -66,155 +70,63 @@ protected:
     /// Entries with location in [start, start + length), all unsigned, in stored order.
     template <typename Entry>
     [[nodiscard]] EntryList<Entry> userEntriesInArray(const EntryArray<Entry>& array, std::uint64_t start,
-                                                      std::uint64_t length) const {
-        const LockGuard guard(mStorageLock);
-        return array.inRange(start, length);
-    }
+                                                      std::uint64_t length) const;
 
     /// Appends all entries, also those that are stored already.
     template <typename Entry>
-    void addUserEntriesFromArray(const EntryList<Entry>& entries, EntryArray<Entry>& array) {
-        store(array, {}, entries);
-    }
+    void addUserEntriesFromArray(const EntryList<Entry>& entries, EntryArray<Entry>& array);
 
     /// Removes every stored entry that is equal to any given one.
     template <typename Entry>
-    void removeUserEntries(const EntryList<Entry>& entries, EntryArray<Entry>& array) {
-        store(array, entries, {});
-    }
+    void removeUserEntries(const EntryList<Entry>& entries, EntryArray<Entry>& array);
 
     /// Removes what equals an old entry, then appends the new ones. Two empty lists: nothing happens at all.
     template <typename Entry>
     void replaceUserEntries(const EntryList<Entry>& oldEntries, EntryArray<Entry>& array,
-                            const EntryList<Entry>& newEntries) {
-        if (!oldEntries.empty() || !newEntries.empty())
-            store(array, oldEntries, newEntries);
-    }
+                            const EntryList<Entry>& newEntries);
 
     template <typename Entry>
     [[nodiscard]] bool userEntriesContainsEntry(const EntryArray<Entry>& array,
-                                                const std::shared_ptr<Entry>& entry) const {
-        const LockGuard guard(mStorageLock);
-        return entry && array.contains(*entry);
-    }
+                                                const std::shared_ptr<Entry>& entry) const;
 
     /// By location, equal locations in stored order.
     template <typename Entry>
-    [[nodiscard]] EntryList<Entry> sortedUserEntriesFromArray(const EntryArray<Entry>& array) const {
-        const LockGuard guard(mStorageLock);
-        return array.sorted();
-    }
+    [[nodiscard]] EntryList<Entry> sortedUserEntriesFromArray(const EntryArray<Entry>& array) const;
 
     /// In the order in which they were added.
     template <typename Entry>
-    [[nodiscard]] EntryList<Entry> storedUserEntriesFromArray(const EntryArray<Entry>& array) const {
-        const LockGuard guard(mStorageLock);
-        return array.stored();
-    }
+    [[nodiscard]] EntryList<Entry> storedUserEntriesFromArray(const EntryArray<Entry>& array) const;
 
     // The operations of a kind, each one change: one changeset, one notification, posted also when nothing
-    // changed. `Kind` describes the kind: Entry, kObservableKey, kDidChangeNotification. The lists are taken
-    // by value: observers may reassign or destroy the caller's.
+    // changed. `Kind` describes the kind (EntryKinds.h). The lists are taken by value: observers may reassign
+    // or destroy the caller's.
 
     template <typename Kind, typename Entry>
-    void addEntriesOfKind(EntryList<Entry> added, EntryArray<Entry>& array) {
-        const auto alive = sharedSelf();
-        const auto changeset = change<Kind>(array, [&] { addUserEntriesFromArray(added, array); });
-        post<Kind>({{keys().changeset, changeset}, {keys().addedEntries, added}});
-    }
-
+    void addEntriesOfKind(EntryList<Entry> added, EntryArray<Entry>& array);
     template <typename Kind, typename Entry>
-    void removeEntriesOfKind(EntryList<Entry> removed, EntryArray<Entry>& array) {
-        const auto alive = sharedSelf();
-        const auto changeset = change<Kind>(array, [&] { removeUserEntries(removed, array); });
-        post<Kind>({{keys().changeset, changeset}, {keys().removedEntries, removed}});
-    }
-
+    void removeEntriesOfKind(EntryList<Entry> removed, EntryArray<Entry>& array);
     template <typename Kind, typename Entry>
-    void replaceEntriesOfKind(EntryList<Entry> removed, EntryArray<Entry>& array, EntryList<Entry> added) {
-        const auto alive = sharedSelf();
-        const auto changeset = change<Kind>(array, [&] { replaceUserEntries(removed, array, added); });
-        post<Kind>(
-            {{keys().changeset, changeset}, {keys().removedEntries, removed}, {keys().addedEntries, added}});
-    }
+    void replaceEntriesOfKind(EntryList<Entry> removed, EntryArray<Entry>& array, EntryList<Entry> added);
 
     /// Takes over `entries` as they stand, in their order, without consistency rules, display or key-value
     /// notices. The changeset and the notification's lists are in stored order. For calls that hold the lock.
     template <typename Kind, typename Entry>
-    void populateEntriesOfKind(EntryArray<Entry>& array, const EntryList<Entry>& entries) {
-        const EntryList<Entry> previous = array.stored();
-        array.store(entries);
-        post<Kind>({{keys().changeset,
-                     EntryChangesetRef<Entry>(std::make_shared<EntryChangeset<Entry>>(previous, entries))},
-                    {keys().removedEntries, previous},
-                    {keys().addedEntries, entries}});
-    }
-
-    /// The kind's entries in an archive, in their order; nothing when the key is missing. An entry without a
-    /// value that it must have is left out, for example a chord entry without a chord, which may be stored
-    /// and archived; the log says how many were left out, and why the first.
-    template <typename Kind>
-    static auto decodeEntriesOfKind(KeyedUnarchiver& coder) {
-        std::size_t count = 0;
-        Error first;
-        auto entries = coder.decodeObjects<typename Kind::Entry>(Kind::kArchiveKey, [&](const Error& reason) {
-            if (count++ == 0)
-                first = reason;
-        });
-        if (count > 0) {
-            Log::standard().write(LogLevel::standard, "Entries left out of a document: {}. {}", [&] {
-                return std::vector{logPublic(count), logPublic(first.localizedDescription())};
-            });
-        }
-        return entries;
-    }
+    void populateEntriesOfKind(EntryArray<Entry>& array, const EntryList<Entry>& entries);
 
     /// Takes a change of the kind back without the consistency rules: `restored` returns the contents to
     /// store for the present ones, or nothing when they no longer fit; then `removed` is replaced by `added`
     /// as by any edit.
     template <typename Kind, typename Entry, typename Restored>
     void restoreEntriesOfKind(EntryArray<Entry>& array, const Restored& restored,
-                              const EntryList<Entry>& removed, const EntryList<Entry>& added) {
-        const auto alive = sharedSelf();
-        const auto changeset = change<Kind>(array, [&] {
-            if (storeRestored(array, restored, added))
-                self().invalidateDisplayOfEntries(removed, added);
-            else
-                replaceUserEntries(removed, array, added);
-        });
-        post<Kind>(
-            {{keys().changeset, changeset}, {keys().removedEntries, removed}, {keys().addedEntries, added}});
-    }
-
-    /// Performs `work` on the array between the key-value notices and returns the difference of the sorted
-    /// entries.
-    template <typename Kind, typename Entry, typename Work>
-    EntryChangesetRef<Entry> change(EntryArray<Entry>& array, Work&& work) {
-        using Changeset = EntryChangeset<Entry>;
-        willChangeValueForKey(Kind::kObservableKey);
-        auto [before, wasDistinct] = snapshot(array);
-        work();
-        auto [after, isDistinct] = snapshot(array);
-        const auto repetition =
-            wasDistinct && isDistinct ? Changeset::Repetition::none : Changeset::Repetition::possible;
-        auto changeset =
-            std::make_shared<const Changeset>(std::move(before), std::move(after), nullptr, repetition);
-        didChangeValueForKey(Kind::kObservableKey);
-        return changeset;
-    }
-
-    template <typename Kind>
-    void post(UserInfo userInfo) {
-        post(Kind::kDidChangeNotification, std::move(userInfo));
-    }
-    void post(const char* notification, UserInfo userInfo) {
-        NotificationCenter::defaultCenter().post(notification, sharedSelf(), std::move(userInfo));
-    }
+                              const EntryList<Entry>& removed, const EntryList<Entry>& added);
 
     [[nodiscard]] std::shared_ptr<Storage> sharedSelf() {
         auto self = this->weak_from_this().lock();
         precondition(self != nullptr, "A storage must be made by std::make_shared");
         return self;
+    }
+    void post(const char* notification, UserInfo userInfo) {
+        NotificationCenter::defaultCenter().post(notification, sharedSelf(), std::move(userInfo));
     }
 
     RecursiveLock& storageLock() const { return mStorageLock; }
@@ -237,86 +149,25 @@ private:
         return mNextEventID++;
     }
 
+    /// Performs `work` on the array between the key-value notices and returns the difference of the sorted
+    /// entries.
+    template <typename Kind, typename Entry, typename Work>
+    EntryChangesetRef<Entry> change(EntryArray<Entry>& array, Work&& work);
+
     /// Stores what `restored` returns; false when it returns nothing. Identifiers that come back are not
     /// given to new entries, also when the counter was taken over from another storage meanwhile.
     template <typename Entry, typename Restored>
-    bool storeRestored(EntryArray<Entry>& array, const Restored& restored, const EntryList<Entry>& added) {
-        const LockGuard guard(mStorageLock);
-        for (const auto& entry : added) {
-            const std::uint64_t following = entry->eventId() + 1; // 0 after the greatest identifier
-            mNextEventID = std::max(mNextEventID, following);
-        }
-        const auto contents = restored(array.stored());
-        if (contents)
-            array.store(*contents);
-        return contents.has_value();
-    }
+    bool storeRestored(EntryArray<Entry>& array, const Restored& restored, const EntryList<Entry>& added);
 
     /// The sorted entries, and whether none of them is stored twice.
     template <typename Entry>
-    std::pair<EntryList<Entry>, bool> snapshot(const EntryArray<Entry>& array) const {
-        const LockGuard guard(mStorageLock);
-        return {array.sorted(), array.isDistinct()};
-    }
+    std::pair<EntryList<Entry>, bool> snapshot(const EntryArray<Entry>& array) const;
 
     template <typename Entry>
-    void store(EntryArray<Entry>& array, const EntryList<Entry>& removed, const EntryList<Entry>& added) {
-        {
-            const LockGuard guard(mStorageLock);
-            auto draft = array.replacing(removed, added);
-            self().enforceConsistencyOfUserEntriesInArray(draft);
-            array.store(std::move(draft));
-        }
-        self().invalidateDisplayOfEntries(removed, added);
-    }
+    void store(EntryArray<Entry>& array, const EntryList<Entry>& removed, const EntryList<Entry>& added);
 
     mutable RecursiveLock mStorageLock;
     std::uint64_t mNextEventID = 0;
 };
-
-/// The named operations of one kind, each a forward to the operation above: newBeatEntry, copyOfBeatEntry,
-/// beatEntries, … `Stem` and `stem` name the kind ("Beat", "beat").
-#define TARN_DECLARE_ENTRY_OPERATIONS(Stem, stem)                                                            \
-public:                                                                                                      \
-    [[nodiscard]] std::shared_ptr<Tarn##Stem##Entry> new##Stem##Entry() {                                    \
-        return newUserEntryOfClass<Tarn##Stem##Entry>();                                                     \
-    }                                                                                                        \
-    [[nodiscard]] std::shared_ptr<Tarn##Stem##Entry> copyOf##Stem##Entry(                                    \
-        const std::shared_ptr<Tarn##Stem##Entry>& entry) {                                                   \
-        return copyOfUserEntry(entry);                                                                       \
-    }                                                                                                        \
-    [[nodiscard]] EntryList<Tarn##Stem##Entry> stem##Entries() const {                                       \
-        return sortedUserEntriesFromArray(m##Stem##EntryArray);                                              \
-    }                                                                                                        \
-    [[nodiscard]] EntryList<Tarn##Stem##Entry> stem##EntriesInRange(std::uint64_t location,                  \
-                                                                    std::uint64_t length) const {            \
-        return userEntriesInArray(m##Stem##EntryArray, location, length);                                    \
-    }                                                                                                        \
-    void add##Stem##Entry(const std::shared_ptr<Tarn##Stem##Entry>& entry) {                                 \
-        add##Stem##EntriesFromArray({entry});                                                                \
-    }                                                                                                        \
-    void add##Stem##EntriesFromArray(const EntryList<Tarn##Stem##Entry>& entries) {                          \
-        addEntriesOfKind<Stem##Kind>(entries, m##Stem##EntryArray);                                          \
-    }                                                                                                        \
-    void remove##Stem##Entry(const std::shared_ptr<Tarn##Stem##Entry>& entry) {                              \
-        remove##Stem##EntriesInArray({entry});                                                               \
-    }                                                                                                        \
-    void remove##Stem##EntriesInArray(const EntryList<Tarn##Stem##Entry>& entries) {                         \
-        removeEntriesOfKind<Stem##Kind>(entries, m##Stem##EntryArray);                                       \
-    }                                                                                                        \
-    void replace##Stem##Entry(const std::shared_ptr<Tarn##Stem##Entry>& oldEntry,                            \
-                              const std::shared_ptr<Tarn##Stem##Entry>& newEntry) {                          \
-        replace##Stem##EntriesInArrayWith##Stem##EntriesInArray({oldEntry}, {newEntry});                     \
-    }                                                                                                        \
-    void replace##Stem##EntriesInArrayWith##Stem##EntriesInArray(                                            \
-        const EntryList<Tarn##Stem##Entry>& oldEntries, const EntryList<Tarn##Stem##Entry>& newEntries) {    \
-        replaceEntriesOfKind<Stem##Kind>(oldEntries, m##Stem##EntryArray, newEntries);                       \
-    }                                                                                                        \
-    [[nodiscard]] bool contains##Stem##Entry(const std::shared_ptr<Tarn##Stem##Entry>& entry) const {        \
-        return userEntriesContainsEntry(m##Stem##EntryArray, entry);                                         \
-    }                                                                                                        \
-                                                                                                             \
-private:                                                                                                     \
-    EntryArray<Tarn##Stem##Entry> m##Stem##EntryArray;
 
 } // namespace tarn

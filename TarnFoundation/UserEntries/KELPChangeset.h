@@ -1,17 +1,23 @@
 #pragma once
 
 #include "Platform/IndexSet.h"
+#include "Platform/IntegerTable.h"
 #include "TarnFoundation/UserEntries/EntryList.h"
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace tarn {
+
+/// The text of a changeset at that address.
+[[nodiscard]] std::string describeChangeset(const void* changeset, const IndexSet& added,
+                                            const IndexSet& removed, const IndexSet& changed);
 
 /// The difference between two snapshots of one list: which items are new, gone, or the same item with other
 /// contents. Immutable. What makes two items the same is ItemIdentity; contents are only compared by the
@@ -49,15 +55,11 @@ public:
     [[nodiscard]] Items addedItems() const { return itemsAt(mItems, mAdded); }
     [[nodiscard]] Items removedItems() const { return itemsAt(mOldItems, mRemoved); }
     /// The new list's items at the positions of `changed`, which are positions in the old list: items that
-    /// were added or removed before them shift the result. A position beyond the new list stops the process.
+    /// were added or removed before them shift the result. A position beyond the new list aborts.
     [[nodiscard]] Items changedItems() const { return itemsAt(mItems, mChanged); }
 
     [[nodiscard]] std::string description() const {
-        std::ostringstream text;
-        text << "<KELPChangeset: " << static_cast<const void*>(this)
-             << "> [\n\tadded: " << mAdded.description() << "\n\tremoved: " << mRemoved.description()
-             << "\n\tchanged: " << mChanged.description() << "\n]";
-        return text.str();
+        return describeChangeset(this, mAdded, mRemoved, mChanged);
     }
 
 private:
@@ -88,13 +90,14 @@ private:
     }
 
     void compareIdentities(Repetition repetition) {
-        const std::size_t shorter = std::min(mOldItems.size(), mItems.size());
+        const std::size_t shorter = mOldItems.size() < mItems.size() ? mOldItems.size() : mItems.size();
         std::size_t prefix = 0;
-        while (prefix < shorter && Identity::equal(mOldItems.begin()[prefix], mItems.begin()[prefix]))
+        while (prefix < shorter && Identity::equal(mOldItems.uncheckedAt(prefix), mItems.uncheckedAt(prefix)))
             ++prefix;
         std::size_t suffix = 0;
-        while (suffix < shorter - prefix && Identity::equal(mOldItems.end()[-1 - std::ptrdiff_t(suffix)],
-                                                            mItems.end()[-1 - std::ptrdiff_t(suffix)]))
+        while (suffix < shorter - prefix &&
+               Identity::equal(mOldItems.uncheckedAt(mOldItems.size() - 1 - suffix),
+                               mItems.uncheckedAt(mItems.size() - 1 - suffix)))
             ++suffix;
 
         if (repetition == Repetition::none) {
@@ -112,15 +115,21 @@ private:
         auto onlyNew = positions(mItems, prefix, mItems.size() - suffix);
         dropCommon(onlyOld, onlyNew);
         if (repetition == Repetition::possible && (!onlyOld.empty() || !onlyNew.empty())) {
-            const CommonItemFilter filter(onlyOld, onlyNew);
+            IntegerTable hashes(onlyOld.size() + onlyNew.size()); // rules out nearly every item
+            for (const auto* map : {&onlyOld, &onlyNew}) {
+                for (const auto& [item, position] : *map)
+                    hashes.insert(Identity::hash(*item), position);
+            }
             const auto dropIfCommon = [&](const Item& item) {
-                if (filter.mayHold(item)) {
+                if (hashes.contains(Identity::hash(item))) {
                     onlyOld.erase(&item);
                     onlyNew.erase(&item);
                 }
             };
-            std::for_each(mItems.begin(), mItems.begin() + prefix, dropIfCommon);
-            std::for_each(mItems.end() - suffix, mItems.end(), dropIfCommon);
+            for (std::size_t i = 0; i < prefix; ++i)
+                dropIfCommon(mItems.uncheckedAt(i));
+            for (std::size_t i = mItems.size() - suffix; i < mItems.size(); ++i)
+                dropIfCommon(mItems.uncheckedAt(i));
         }
         mRemoved = indexSet(onlyOld);
         mAdded = indexSet(onlyNew);
@@ -137,7 +146,7 @@ private:
         positions.reserve(count);
         const Item* next = rest.begin() + prefix;
         for (std::size_t i = prefix; i < all.size() - suffix; ++i) {
-            if (i - positions.size() < rest.size() - suffix && Identity::equal(all.begin()[i], *next))
+            if (i - positions.size() < rest.size() - suffix && Identity::equal(all.uncheckedAt(i), *next))
                 ++next;
             else if (positions.size() < count)
                 positions.push_back(i);
@@ -146,28 +155,6 @@ private:
         }
         return IndexSet(std::move(positions));
     }
-
-    /// A quick test that rules out nearly every item which is in neither of the two small maps.
-    class CommonItemFilter {
-    public:
-        CommonItemFilter(const Positions& a, const Positions& b) {
-            std::size_t slots = 64;
-            while (slots < 8 * (a.size() + b.size()))
-                slots *= 2;
-            mOccupied.resize(slots);
-            for (const auto* map : {&a, &b}) {
-                for (const auto& [item, position] : *map)
-                    mOccupied[slot(*item)] = true;
-            }
-        }
-        [[nodiscard]] bool mayHold(const Item& item) const { return mOccupied[slot(item)]; }
-
-    private:
-        [[nodiscard]] std::size_t slot(const Item& item) const {
-            return Identity::hash(item) & (mOccupied.size() - 1);
-        }
-        std::vector<char> mOccupied;
-    };
 
     static void dropCommon(Positions& a, Positions& b) {
         for (auto entry = a.begin(); entry != a.end();) {

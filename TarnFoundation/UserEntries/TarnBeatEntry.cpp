@@ -1,8 +1,13 @@
 #include "TarnFoundation/UserEntries/TarnBeatEntry.h"
 
+#include "TarnFoundation/UserEntries/EntryClassImplementation.h"
 #include "TarnFoundation/UserEntries/EntryDescriptions.h"
 
 namespace tarn {
+
+template class EntryClass<TarnBeatEntry, TarnUserEntry>;
+template class EntryClass<TarnTimeSignatureEntry, TarnUserEntry>;
+template class EntryClass<TarnTempoEntry, TarnUserEntry>;
 
 void TarnBeatEntry::copyAttributesToEntry(TarnUserEntry& target) {
     TarnUserEntry::copyAttributesToEntry(target);

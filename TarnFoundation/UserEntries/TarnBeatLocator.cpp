@@ -1,5 +1,7 @@
 #include "TarnFoundation/UserEntries/TarnBeatLocator.h"
 
+#include "Platform/IntegerTable.h"
+#include "Platform/Log.h"
 #include "TarnFoundation/SortedSearch.h"
 
 #include <cmath>
@@ -14,36 +16,6 @@ constexpr auto kLocationAtMost = [](const auto& entry, std::uint64_t sample) {
     return entry.location() <= sample;
 };
 
-/// Answers where the first of equal beats lies while a grid is gone through in order.
-class FirstPositions {
-public:
-    explicit FirstPositions(const EntryList<TarnBeatEntry>& beats) : mBeats(beats) {
-        std::size_t capacity = 16;
-        while (capacity < 2 * beats.size())
-            capacity *= 2;
-        mSlots.resize(capacity, kEmpty);
-    }
-    /// The first position up to `position` that holds a beat with this identifier, which the beat at
-    /// `position` has.
-    std::size_t add(std::uint64_t identifier, std::size_t position) {
-        // Identifiers are counted up by the storage: runs of them stay together in the table, far ones are
-        // scattered.
-        std::uint64_t slot = identifier ^ ((identifier >> 16) * 0x9E3779B97F4A7C15u >> 32);
-        for (;; ++slot) {
-            std::size_t& first = mSlots[slot & (mSlots.size() - 1)];
-            if (first == kEmpty)
-                return first = position;
-            if (mBeats.begin()[first]->eventId() == identifier)
-                return first;
-        }
-    }
-
-private:
-    static constexpr std::size_t kEmpty = static_cast<std::size_t>(-1);
-    const EntryList<TarnBeatEntry>& mBeats;
-    std::vector<std::size_t> mSlots;
-};
-
 EntryList<TarnBeatEntry> withoutNegativeLocations(const EntryList<TarnBeatEntry>& beats) {
     const auto firstKept = indexOfElementPast(beats, -1);
     if (firstKept == std::size_t{0})
@@ -53,7 +25,7 @@ EntryList<TarnBeatEntry> withoutNegativeLocations(const EntryList<TarnBeatEntry>
 }
 
 /// The identifier of an entry at exactly the sample (of several whichever the halving meets first), else of
-/// the last one before it. `locationAt` and `identifierAt` answer for the position of an entry.
+/// the last one before it. `locationAt` and `identifierAt` take the position of an entry.
 template <typename LocationAt, typename IdentifierAt>
 std::uint64_t identifierAtOrBefore(std::uint64_t sample, std::size_t count, LocationAt locationAt,
                                    IdentifierAt identifierAt) {
@@ -77,10 +49,10 @@ std::uint64_t identifierAtOrBefore(std::uint64_t sample, std::size_t count, Loca
 void TarnBeatLocator::updateWithNoteEntryStorage(const TarnNoteEntryStorage& storage) {
     mBeatEntries = withoutNegativeLocations(storage.beatEntriesFilteredByTimeSignature());
     mBarEntries.clear();
-    FirstPositions firstPositions(mBeatEntries);
+    IntegerTable firstPositions(mBeatEntries.size()); // where the first of equal beats lies
     for (std::size_t i = 0; i < mBeatEntries.size(); ++i) {
-        const auto& beat = mBeatEntries.begin()[i];
-        const std::size_t first = firstPositions.add(beat->eventId(), i);
+        const auto& beat = mBeatEntries.uncheckedAt(i);
+        const std::size_t first = firstPositions.insert(beat->eventId(), i).first;
         if (beat->isDownbeat())
             mBarEntries.push_back(TarnBeatLocatorBarEntry::entryWithIndex(first, beat));
     }

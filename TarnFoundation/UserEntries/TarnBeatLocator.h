@@ -98,7 +98,7 @@ public:
 
 private:
     [[nodiscard]] std::uint64_t beatLocation(std::size_t index) const {
-        return static_cast<std::uint64_t>(mBeatEntries.begin()[index]->location());
+        return static_cast<std::uint64_t>(mBeatEntries.uncheckedAt(index)->location());
     }
     /// The first beat from position `first` on whose location is greater than the sample.
     [[nodiscard]] std::size_t indexOfBeatPast(std::uint64_t sample, std::size_t first) const;

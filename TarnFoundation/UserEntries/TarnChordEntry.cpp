@@ -1,8 +1,12 @@
 #include "TarnFoundation/UserEntries/TarnChordEntry.h"
 
+#include "TarnFoundation/UserEntries/EntryClassImplementation.h"
 #include "TarnFoundation/UserEntries/EntryDescriptions.h"
 
 namespace tarn {
+
+template class EntryClass<TarnChordEntry, TarnUserEntry>;
+template class EntryClass<TarnKeyEntry, TarnUserEntry>;
 
 void TarnChordEntry::copyAttributesToEntry(TarnUserEntry& target) {
     TarnUserEntry::copyAttributesToEntry(target);

@@ -1,8 +1,11 @@
 #include "TarnFoundation/UserEntries/TarnMarkerEntry.h"
 
+#include "TarnFoundation/UserEntries/EntryClassImplementation.h"
 #include "TarnFoundation/UserEntries/EntryDescriptions.h"
 
 namespace tarn {
+
+template class EntryClass<TarnMarkerEntry, TarnUserEntry>;
 
 void TarnMarkerEntry::copyAttributesToEntry(TarnUserEntry& target) {
     TarnUserEntry::copyAttributesToEntry(target);

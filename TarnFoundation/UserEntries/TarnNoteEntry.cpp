@@ -1,11 +1,14 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntry.h"
 
 #include "KELPMusic/KELPStringedInstrumentDescription.h"
+#include "TarnFoundation/UserEntries/EntryClassImplementation.h"
 #include "TarnFoundation/UserEntries/EntryDescriptions.h"
 
 #include <algorithm>
 
 namespace tarn {
+
+template class EntryClass<TarnNoteEntry, TarnUserEntry>;
 
 std::uint8_t TarnNoteEntry::playablePositions(const KELPStringedInstrumentDescription& tuning) const {
     if (!mPitch)

@@ -1,14 +1,28 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
 #include "Platform/Bundle.h"
+#include "Platform/Log.h"
 #include "Platform/ProcessInfo.h"
+#include "TarnFoundation/UserEntries/EntryStorageImplementation.h"
 
 namespace tarn {
 
+#define TARN_INSTANTIATE_KIND(Stem, ...) template class EntriesOfKind<TarnNoteEntryStorage, Stem##Kind>;
+TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_INSTANTIATE_KIND)
+#undef TARN_INSTANTIATE_KIND
+
+namespace {
+
+/// Where storages that are made from now on write their debug messages.
+const Log& logOfStorages() {
+    static const Log log(kFrameworkBundleIdentifier, "TarnNoteEntryStorage");
+    return ProcessInfo::hasEnvironmentVariable("TARN_NOTE_ENTRY_STORAGE_DEBUG") ? log : Log::disabled();
+}
+
+} // namespace
+
 TarnNoteEntryStorage::TarnNoteEntryStorage()
-    : mLog(ProcessInfo::hasEnvironmentVariable("TARN_NOTE_ENTRY_STORAGE_DEBUG")
-               ? Log(kFrameworkBundleIdentifier, "TarnNoteEntryStorage")
-               : Log::disabled()),
+    : mLog(logOfStorages()),
       mInstrumentDescription(KELPStringedInstrumentDescription::stringedInstrumentDescription()) {}
 
 const StorageUserInfoKeys& TarnNoteEntryStorage::userInfoKeys() {
@@ -16,6 +30,23 @@ const StorageUserInfoKeys& TarnNoteEntryStorage::userInfoKeys() {
                                               TarnNoteEntryStorageAddedEntriesKey,
                                               TarnNoteEntryStorageRemovedEntriesKey};
     return keys;
+}
+
+template <typename Entry>
+void TarnNoteEntryStorage::invalidateDisplayOfEntries(const EntryList<Entry>& removed,
+                                                      const EntryList<Entry>& added) {
+    const auto attached = display.lock();
+    if (!attached)
+        return;
+    if (removed.empty() || added.empty()) {
+        attached->noteStorageInvalidateDisplayInRange(
+            *this, rangeOfUserEntriesInArray(removed.empty() ? added : removed));
+        return;
+    }
+    const auto [oldFirst, oldLast] = rangeOfUserEntriesInArray(removed);
+    const auto [newFirst, newLast] = rangeOfUserEntriesInArray(added);
+    attached->noteStorageInvalidateDisplayInRange(*this,
+                                                  {std::min(oldFirst, newFirst), std::max(oldLast, newLast)});
 }
 
 std::shared_ptr<TarnMarkerRegionEntry> TarnNoteEntryStorage::newMarkerRegionEntry() {
@@ -86,14 +117,10 @@ std::shared_ptr<TarnNoteEntryStorage>
 TarnNoteEntryStorage::newCheckpointFromStorage(const TarnNoteEntryStorage& source) {
     auto checkpoint = std::make_shared<TarnNoteEntryStorage>();
     checkpoint->setInstrumentDescription(source.instrumentDescription());
-    // Beats before the time signature: while they are added no quarter-note spacing is in force, so odd ones
-    // stay.
-    checkpoint->addKeyEntriesFromArray(source.keyEntries());
-    checkpoint->addChordEntriesFromArray(source.chordEntries());
-    checkpoint->addBeatEntriesFromArray(source.beatEntries());
-    checkpoint->addStandardPitchEntriesFromArray(source.standardPitchEntries());
-    checkpoint->addTempoEntriesFromArray(source.tempoEntries());
-    checkpoint->addTimeSignatureEntriesFromArray(source.timeSignatureEntries());
+    // Beats come before the time signature: while they are added no quarter-note spacing is in force, so odd
+    // ones stay.
+    KindList::forEachBy(&KindPlaces::checkpointed,
+                        [&]<typename Kind>(Kind) { checkpoint->add<Kind>(source.entries<Kind>()); });
     checkpoint->setNextEventId(source.nextEventId());
     return checkpoint;
 }
@@ -102,10 +129,7 @@ void TarnNoteEntryStorage::populateWithNoteEntryStorageEntries(const TarnNoteEnt
     const auto alive = sharedSelf();
     const LockGuard guard(storageLock());
     takeOverNextEventId(source);
-#define TARN_POPULATE(Stem, stem)                                                                            \
-    populateEntriesOfKind<Stem##Kind>(m##Stem##EntryArray, source.m##Stem##EntryArray.stored());
-    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_POPULATE)
-#undef TARN_POPULATE
+    populateEntries(source);
     mInstrumentDescription = source.mInstrumentDescription;
     post(TarnNoteEntryStorageDidChangeInstrumentDescriptionNotification,
          {{TarnNoteEntryStorageChangedEntriesKey, mInstrumentDescription}});
@@ -120,15 +144,7 @@ void TarnNoteEntryStorage::encodeWithCoder(KeyedArchiver& coder) const {
     coder.encodeUnsigned("nextEventId", nextEventId());
     const LockGuard guard(storageLock());
     coder.encodeObject("instrumentDescription", mInstrumentDescription);
-    coder.encodeObjects(NoteKind::kArchiveKey, mNoteEntryArray.stored());
-    coder.encodeObjects(ChordKind::kArchiveKey, mChordEntryArray.stored());
-    coder.encodeObjects(BeatKind::kArchiveKey, mBeatEntryArray.stored());
-    coder.encodeObjects(TimeSignatureKind::kArchiveKey, mTimeSignatureEntryArray.stored());
-    coder.encodeObjects(TempoKind::kArchiveKey, mTempoEntryArray.stored());
-    coder.encodeObjects(RegionKind::kArchiveKey, mRegionEntryArray.stored());
-    coder.encodeObjects(MarkerKind::kArchiveKey, mMarkerEntryArray.stored());
-    coder.encodeObjects(StandardPitchKind::kArchiveKey, mStandardPitchEntryArray.stored());
-    coder.encodeObjects(KeyKind::kArchiveKey, mKeyEntryArray.stored());
+    encodeEntries(coder);
 }
 
 std::shared_ptr<SecureCoding> TarnNoteEntryStorage::makeFromCoder(KeyedUnarchiver& coder) {
@@ -139,22 +155,8 @@ std::shared_ptr<SecureCoding> TarnNoteEntryStorage::makeFromCoder(KeyedUnarchive
     auto storage = std::make_shared<TarnNoteEntryStorage>();
     storage->setNextEventId(*identifier);
     // The bytes of an array are the same whether or not its element classes were declared when it was
-    // written, so one decode serves both. The order matters: beats come before the time signature whose
-    // spacing rule would prune them.
-    const auto decode =
-        [&]<typename Kind>(Kind, void (TarnNoteEntryStorage::*add)(const EntryList<typename Kind::Entry>&)) {
-            if (auto entries = decodeEntriesOfKind<Kind>(coder))
-                ((*storage).*add)(std::move(*entries));
-        };
-    decode(NoteKind(), &TarnNoteEntryStorage::addNoteEntriesFromArray);
-    decode(ChordKind(), &TarnNoteEntryStorage::addChordEntriesFromArray);
-    decode(BeatKind(), &TarnNoteEntryStorage::addBeatEntriesFromArray);
-    decode(TimeSignatureKind(), &TarnNoteEntryStorage::addTimeSignatureEntriesFromArray);
-    decode(TempoKind(), &TarnNoteEntryStorage::addTempoEntriesFromArray);
-    decode(RegionKind(), &TarnNoteEntryStorage::addRegionEntriesFromArray);
-    decode(MarkerKind(), &TarnNoteEntryStorage::addMarkerEntriesFromArray);
-    decode(KeyKind(), &TarnNoteEntryStorage::addKeyEntriesFromArray);
-    decode(StandardPitchKind(), &TarnNoteEntryStorage::addStandardPitchEntriesFromArray);
+    // written, so one decode serves both.
+    storage->decodeEntries(coder);
     if (auto description = coder.decodeObject<KELPStringedInstrumentDescription>("instrumentDescription"))
         storage->setInstrumentDescription(description);
     return storage;

@@ -2,25 +2,26 @@
 
 #include "KELPMusic/KELPKey.h"
 #include "KELPMusic/KELPStringedInstrumentDescription.h"
-#include "Platform/Log.h"
+#include "Platform/PathText.h"
 #include "Platform/Range.h"
 #include "Platform/Signal.h"
-#include "Platform/UndoManager.h"
 #include "TarnFoundation/UserEntries/EntryStorage.h"
 #include "TarnFoundation/UserEntries/TarnBeatEntry.h"
 #include "TarnFoundation/UserEntries/TarnChordEntry.h"
 #include "TarnFoundation/UserEntries/TarnMarkerEntry.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntry.h"
+#include "TarnFoundation/UserEntries/TarnNoteEntryStorageForwards.h"
 #include "TarnFoundation/UserEntries/TarnRegionEntry.h"
 #include "TarnFoundation/UserEntries/TarnStandardPitchEntry.h"
 #include "TarnFoundation/UserEntries/TimeSignature.h"
 
 #include <atomic>
-#include <filesystem>
 #include <optional>
 
 namespace tarn {
 
+class Log;
+class UndoManager;
 class TarnNoteEntryStorage;
 template <typename Payload>
 struct NotificationDescriptor;
@@ -34,32 +35,6 @@ inline constexpr const char* TarnNoteEntryStorageRemovedEntriesKey = "TarnNoteEn
 inline constexpr const char* TarnNoteEntryStorageChangedEntriesKey = "TarnNoteEntryStorageChangedEntriesKey";
 inline constexpr const char* TarnNoteEntryStorageDidChangeInstrumentDescriptionNotification =
     "TarnNoteEntryStorageDidChangeInstrumentDescriptionNotification";
-
-/// The kinds of entries of a document, `X(Stem, stem)` for each: the one list from which everything that
-/// exists for every kind is made. In the order in which populate takes them over.
-#define TARN_NOTE_ENTRY_STORAGE_KINDS(X)                                                                     \
-    X(Note, note)                                                                                            \
-    X(Chord, chord)                                                                                          \
-    X(Beat, beat)                                                                                            \
-    X(Tempo, tempo)                                                                                          \
-    X(TimeSignature, timeSignature)                                                                          \
-    X(Region, region)                                                                                        \
-    X(Marker, marker)                                                                                        \
-    X(StandardPitch, standardPitch)                                                                          \
-    X(Key, key)
-
-#define TARN_DEFINE_KIND(Stem, stem)                                                                         \
-    inline constexpr const char* TarnNoteEntryStorageDidChange##Stem##EntriesNotification =                  \
-        "TarnNoteEntryStorageDidChange" #Stem "EntriesNotification";                                         \
-    struct Stem##Kind {                                                                                      \
-        using Entry = Tarn##Stem##Entry;                                                                     \
-        static constexpr const char* kObservableKey = #stem "Entries";                                       \
-        static constexpr const char* kArchiveKey = #stem "EntryArray";                                       \
-        static constexpr const char* kDidChangeNotification =                                                \
-            TarnNoteEntryStorageDidChange##Stem##EntriesNotification;                                        \
-    };
-TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_DEFINE_KIND)
-#undef TARN_DEFINE_KIND
 
 /// Draws a document; told which stretch of the timeline to redraw. Called on the changing thread.
 class TarnNoteEntryStorageDisplay {
@@ -89,39 +64,29 @@ public:
 /// threads may hold more than its own. `delegate`, `display` and `undoManager` are set before that. Notices,
 /// delegate, display and notifications are called on the changing thread without the lock (populate posts
 /// while holding it), and may call back.
-class TarnNoteEntryStorage : public EntryStorage<TarnNoteEntryStorage>, public SecureCoding {
+class TarnNoteEntryStorage : public EntryStorage<TarnNoteEntryStorage>,
+                             public TarnNoteEntryStorageForwards,
+                             public SecureCoding {
 public:
     TarnNoteEntryStorage();
 
-    // The operations of each kind; see TARN_DECLARE_ENTRY_OPERATIONS.
-    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_DECLARE_ENTRY_OPERATIONS)
+    /// The user-information keys of the notifications of kinds.
+    [[nodiscard]] static const StorageUserInfoKeys& userInfoKeys();
 
-public:
+    // The operations of each kind: EntriesOfKind.h, and under their names TarnNoteEntryStorageForwards.h.
+
     [[nodiscard]] std::shared_ptr<TarnMarkerRegionEntry> newMarkerRegionEntry();
     [[nodiscard]] std::shared_ptr<TarnVerseRegionEntry> newVerseRegionEntry();
     [[nodiscard]] std::shared_ptr<TarnChorusRegionEntry> newChorusRegionEntry();
     [[nodiscard]] std::shared_ptr<TarnBridgeRegionEntry> newBridgeRegionEntry();
-
-    /// Keep a list that nothing reads: the stored entries, and so what every reader sees, stay as they are.
-#define TARN_DECLARE_SETTER(Stem, stem)                                                                      \
-    void set##Stem##Entries(const EntryList<Tarn##Stem##Entry>& entries) {                                   \
-        const LockGuard guard(storageLock());                                                                \
-        mAssigned##Stem##Entries = entries;                                                                  \
-    }
-    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_DECLARE_SETTER)
-#undef TARN_DECLARE_SETTER
 
     [[nodiscard]] KELPInstrumentRef instrumentDescription() const;
     /// Nothing happens when the description equals the current one.
     void setInstrumentDescription(KELPInstrumentRef description);
 
     /// Set in a new storage; while it is, needsTimeSignatureMigration returns false. Not archived.
-    [[nodiscard]] bool useLegacyBeatFiltering() const {
-        return mUseLegacyBeatFiltering;
-    }
-    void setUseLegacyBeatFiltering(bool use) {
-        mUseLegacyBeatFiltering = use;
-    }
+    [[nodiscard]] bool useLegacyBeatFiltering() const { return mUseLegacyBeatFiltering; }
+    void setUseLegacyBeatFiltering(bool use) { mUseLegacyBeatFiltering = use; }
 
     std::weak_ptr<TarnNoteEntryStorageDelegate> delegate;
     std::weak_ptr<TarnNoteEntryStorageDisplay> display;
@@ -293,36 +258,33 @@ public:
     [[nodiscard]] KELPKeyRef globalKey() const;
     /// Replaces all key entries by one, and spells every chord to suit the key: one undo group.
     void overrideGlobalKey(const KELPKeyRef& with);
-    void overrideGlobalKeyWithKey(const KELPKeyRef& key) {
-        overrideGlobalKey(key);
-    }
+    void overrideGlobalKeyWithKey(const KELPKeyRef& key) { overrideGlobalKey(key); }
 
     // MIDI export (MIDIExport/MIDIExport.cpp)
 
     /// Writes notes and chords as asked for in `options` (TarnFoundation/MIDIExport) to a Standard MIDI File.
     /// Throws Error. Aborts over contents that a file cannot express: a note whose end 64 bits cannot hold, a
     /// tempo that is not finite or too slow to be compared, a time signature with the denominator 0.
-    void exportToMIDIFile(const std::filesystem::path& at, double sampleRate, const UserInfo& options) const;
+    void exportToMIDIFile(const PathText& at, double sampleRate, const UserInfo& options) const;
     /// The same, but false, and no file, over such contents.
-    [[nodiscard]] bool tryExportToMIDIFile(const std::filesystem::path& at, double sampleRate,
+    [[nodiscard]] bool tryExportToMIDIFile(const PathText& at, double sampleRate,
                                            const UserInfo& options) const;
-    bool exportToMIDIFileAtURL(const std::filesystem::path& url, double sampleRate, const UserInfo& options,
+    bool exportToMIDIFileAtURL(const PathText& url, double sampleRate, const UserInfo& options,
                                Error* error) const;
 
     // Archive. Platform/KeyedArchiveFile.h saves and opens it as a file.
 
     void encodeWithCoder(KeyedArchiver& coder) const override;
     static const ClassDescription& classDescription();
-    [[nodiscard]] const ClassDescription& dynamicClass() const override {
-        return classDescription();
-    }
+    [[nodiscard]] const ClassDescription& dynamicClass() const override { return classDescription(); }
 
 private:
     template <typename Storage>
     friend class EntryStorage;
+    template <typename Storage, typename Kind>
+    friend class EntriesOfKind;
     friend class TarnNoteEntryStorageUndoRecorder;
 
-    static const StorageUserInfoKeys& userInfoKeys();
     using BeatDraft = EntryArray<TarnBeatEntry>::Draft;
     /// Beats are sorted and, in quarter-note spacing, pruned; nothing is done to other kinds.
     void enforceConsistencyOfUserEntriesInArray(BeatDraft& beats) {
@@ -338,29 +300,13 @@ private:
     [[nodiscard]] Checked<std::optional<double>> checkedAverageBeatEntrySpacing() const;
 
     template <typename Entry>
-    void invalidateDisplayOfEntries(const EntryList<Entry>& removed, const EntryList<Entry>& added) {
-        const auto attached = display.lock();
-        if (!attached)
-            return;
-        if (removed.empty() || added.empty()) {
-            attached->noteStorageInvalidateDisplayInRange(
-                *this, rangeOfUserEntriesInArray(removed.empty() ? added : removed));
-            return;
-        }
-        const auto [oldFirst, oldLast] = rangeOfUserEntriesInArray(removed);
-        const auto [newFirst, newLast] = rangeOfUserEntriesInArray(added);
-        attached->noteStorageInvalidateDisplayInRange(
-            *this, {std::min(oldFirst, newFirst), std::max(oldLast, newLast)});
-    }
+    void invalidateDisplayOfEntries(const EntryList<Entry>& removed, const EntryList<Entry>& added);
 
     static std::shared_ptr<SecureCoding> makeFromCoder(KeyedUnarchiver& coder);
 
-    Log mLog;
+    const Log& mLog;
     KELPInstrumentRef mInstrumentDescription;
     std::atomic<bool> mUseLegacyBeatFiltering = true;
-#define TARN_DECLARE_ASSIGNED(Stem, stem) EntryList<Tarn##Stem##Entry> mAssigned##Stem##Entries;
-    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_DECLARE_ASSIGNED)
-#undef TARN_DECLARE_ASSIGNED
 };
 
 } // namespace tarn

@@ -1,5 +1,7 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorageUndoRecorder.h"
 
+#include "TarnFoundation/UserEntries/EntryStorageImplementation.h"
+
 namespace tarn {
 
 namespace {
@@ -15,11 +17,11 @@ struct StoredDifference {
     StoredDifference(const EntryList<Entry>& earlier, const EntryList<Entry>& later) {
         const std::size_t shorter = std::min(earlier.size(), later.size());
         while (commonBeginning < shorter &&
-               earlier.begin()[commonBeginning] == later.begin()[commonBeginning])
+               earlier.uncheckedAt(commonBeginning) == later.uncheckedAt(commonBeginning))
             ++commonBeginning;
         std::size_t commonEnd = 0;
-        while (commonEnd < shorter - commonBeginning &&
-               earlier.end()[-1 - std::ptrdiff_t(commonEnd)] == later.end()[-1 - std::ptrdiff_t(commonEnd)])
+        while (commonEnd < shorter - commonBeginning && earlier.uncheckedAt(earlier.size() - 1 - commonEnd) ==
+                                                            later.uncheckedAt(later.size() - 1 - commonEnd))
             ++commonEnd;
         before = stretch(earlier, commonEnd);
         after = stretch(later, commonEnd);
@@ -55,8 +57,7 @@ private:
 
 template <typename Kind>
 void TarnNoteEntryStorageUndoRecorder::watch(const std::shared_ptr<TarnNoteEntryStorage>& storage,
-                                             const std::shared_ptr<UndoManager>& undoManager,
-                                             EntryArray<typename Kind::Entry> TarnNoteEntryStorage::*array) {
+                                             const std::shared_ptr<UndoManager>& undoManager) {
     using Entry = typename Kind::Entry;
     const std::weak_ptr weakStorage = storage;
     const std::weak_ptr weakManager = undoManager;
@@ -65,24 +66,23 @@ void TarnNoteEntryStorageUndoRecorder::watch(const std::shared_ptr<TarnNoteEntry
     // whichever threads made them. (A lock of the recorder's own would be taken before the storage's by some
     // and after it by others: populating posts while it holds the storage's.)
     const LockGuard guard(storage->storageLock());
-    auto known = std::make_shared<EntryList<Entry>>(((*storage).*array).stored());
-    mTokens.push_back(NotificationCenter::defaultCenter().addObserver(
-        Kind::kDidChangeNotification, storage, nullptr,
-        [weakStorage, weakManager, array, known](const Notification&) {
+    auto known = std::make_shared<EntryList<Entry>>(storage->array<Kind>().stored());
+    mSubscription.add(NotificationCenter::defaultCenter().subscribe(
+        Kind::kDidChangeNotification, storage, [weakStorage, weakManager, known](const Notification&) {
             const auto document = weakStorage.lock();
             const auto manager = weakManager.lock();
             if (!document || !manager)
                 return;
             const LockGuard changes(document->storageLock());
-            const EntryList<Entry> current = ((*document).*array).stored();
+            const EntryList<Entry> current = document->array<Kind>().stored();
             const StoredDifference<Entry> difference(*known, current);
             *known = current;
             if (difference.empty() || !manager->isUndoRegistrationEnabled())
                 return;
-            manager->registerUndo([weakStorage, array, difference] {
+            manager->registerUndo([weakStorage, difference] {
                 if (const auto target = weakStorage.lock())
                     target->restoreEntriesOfKind<Kind>(
-                        (*target).*array,
+                        target->array<Kind>(),
                         [&](const EntryList<Entry>& stored) {
                             return difference.fits(stored) ? std::optional(difference.restored(stored))
                                                            : std::nullopt;
@@ -94,15 +94,7 @@ void TarnNoteEntryStorageUndoRecorder::watch(const std::shared_ptr<TarnNoteEntry
 
 TarnNoteEntryStorageUndoRecorder::TarnNoteEntryStorageUndoRecorder(
     const std::shared_ptr<TarnNoteEntryStorage>& storage, const std::shared_ptr<UndoManager>& undoManager) {
-#define TARN_WATCH(Stem, stem)                                                                               \
-    watch<Stem##Kind>(storage, undoManager, &TarnNoteEntryStorage::m##Stem##EntryArray);
-    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_WATCH)
-#undef TARN_WATCH
-}
-
-TarnNoteEntryStorageUndoRecorder::~TarnNoteEntryStorageUndoRecorder() {
-    for (const auto& token : mTokens)
-        NotificationCenter::defaultCenter().removeObserver(token);
+    TarnNoteEntryStorage::forEachKind([&]<typename Kind>(Kind) { watch<Kind>(storage, undoManager); });
 }
 
 } // namespace tarn

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Subscription.h"
+#include "Platform/UndoManager.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
 namespace tarn {
@@ -20,17 +22,15 @@ class TarnNoteEntryStorageUndoRecorder {
 public:
     TarnNoteEntryStorageUndoRecorder(const std::shared_ptr<TarnNoteEntryStorage>& storage,
                                      const std::shared_ptr<UndoManager>& undoManager);
-    ~TarnNoteEntryStorageUndoRecorder();
     TarnNoteEntryStorageUndoRecorder(const TarnNoteEntryStorageUndoRecorder&) = delete;
     TarnNoteEntryStorageUndoRecorder& operator=(const TarnNoteEntryStorageUndoRecorder&) = delete;
 
 private:
     template <typename Kind>
     void watch(const std::shared_ptr<TarnNoteEntryStorage>& storage,
-               const std::shared_ptr<UndoManager>& undoManager,
-               EntryArray<typename Kind::Entry> TarnNoteEntryStorage::*array);
+               const std::shared_ptr<UndoManager>& undoManager);
 
-    std::vector<NotificationCenter::Token> mTokens;
+    Subscription mSubscription;
 };
 
 } // namespace tarn

@@ -1,8 +1,16 @@
 #include "TarnFoundation/UserEntries/TarnRegionEntry.h"
 
 #include "Platform/Bundle.h"
+#include "Platform/CheckedArithmetic.h"
+#include "TarnFoundation/UserEntries/EntryClassImplementation.h"
 
 namespace tarn {
+
+template class EntryClass<TarnRegionEntry, TarnUserEntry>;
+template class EntryClass<TarnVerseRegionEntry, TarnRegionEntry>;
+template class EntryClass<TarnChorusRegionEntry, TarnRegionEntry>;
+template class EntryClass<TarnBridgeRegionEntry, TarnRegionEntry>;
+template class EntryClass<TarnMarkerRegionEntry, TarnRegionEntry>;
 
 TarnVerseRegionEntry::TarnVerseRegionEntry(std::uint64_t eventId)
     : EntryClass(eventId, Bundle::framework().localizedString("Verse")) {}

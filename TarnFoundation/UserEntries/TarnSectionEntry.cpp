@@ -1,9 +1,14 @@
 #include "TarnFoundation/UserEntries/TarnSectionEntry.h"
 
+#include "TarnFoundation/UserEntries/EntryClassImplementation.h"
 #include "TarnFoundation/UserEntries/EntryDescriptions.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 
 namespace tarn {
+
+template class EntryClass<TarnSectionEntry, TarnUserEntry>;
+template class EntryClass<TarnMutableSectionEntry, TarnSectionEntry>;
+template class EntryClass<TarnBoundsEntry, TarnUserEntry>;
 
 TarnSectionColor TarnSectionEntry::sectionColor() const {
     if (mColorString) {

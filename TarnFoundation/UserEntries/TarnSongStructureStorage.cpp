@@ -1,11 +1,16 @@
 #include "TarnFoundation/UserEntries/TarnSongStructureStorage.h"
 
 #include "Platform/Bundle.h"
+#include "TarnFoundation/UserEntries/EntryStorageImplementation.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 
 #include <algorithm>
 
 namespace tarn {
+
+#define TARN_INSTANTIATE_KIND(Stem, ...) template class EntriesOfKind<TarnSongStructureStorage, Stem##Kind>;
+TARN_SONG_STRUCTURE_STORAGE_KINDS(TARN_INSTANTIATE_KIND)
+#undef TARN_INSTANTIATE_KIND
 
 std::shared_ptr<TarnMutableSectionEntry>
 TarnSongStructureStorage::mutableCopyOfSectionEntry(const std::shared_ptr<TarnSectionEntry>& section) {
@@ -58,8 +63,7 @@ void TarnSongStructureStorage::populateWithSongStructureStorageEntries(
     const auto alive = sharedSelf();
     const LockGuard guard(storageLock());
     takeOverNextEventId(source);
-    populateEntriesOfKind<BoundsKind>(mBoundsEntryArray, source.mBoundsEntryArray.stored());
-    populateEntriesOfKind<SectionKind>(mSectionEntryArray, source.mSectionEntryArray.stored());
+    populateEntries(source);
 }
 
 const ClassDescription& TarnSongStructureStorage::classDescription() {
@@ -71,8 +75,7 @@ const ClassDescription& TarnSongStructureStorage::classDescription() {
 void TarnSongStructureStorage::encodeWithCoder(KeyedArchiver& coder) const {
     TarnUserEntryStorage::encodeWithCoder(coder);
     const LockGuard guard(storageLock());
-    coder.encodeObjects(BoundsKind::kArchiveKey, mBoundsEntryArray.stored());
-    coder.encodeObjects(SectionKind::kArchiveKey, mSectionEntryArray.stored());
+    encodeEntries(coder);
 }
 
 std::shared_ptr<SecureCoding> TarnSongStructureStorage::makeFromCoder(KeyedUnarchiver& coder) {
@@ -80,10 +83,7 @@ std::shared_ptr<SecureCoding> TarnSongStructureStorage::makeFromCoder(KeyedUnarc
     auto storage = std::make_shared<TarnSongStructureStorage>();
     if (!storage->decodeCounter(coder))
         return nullptr;
-    if (auto bounds = decodeEntriesOfKind<BoundsKind>(coder))
-        storage->addBoundsEntriesFromArray(std::move(*bounds));
-    if (auto sections = decodeEntriesOfKind<SectionKind>(coder))
-        storage->addSectionEntriesFromArray(std::move(*sections));
+    storage->decodeEntries(coder);
     return storage;
 }
 

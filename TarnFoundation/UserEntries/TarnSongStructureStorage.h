@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TarnFoundation/UserEntries/TarnSectionEntry.h"
+#include "TarnFoundation/UserEntries/TarnSongStructureStorageForwards.h"
 #include "TarnFoundation/UserEntries/TarnUserEntryStorage.h"
 
 #include <optional>
@@ -8,35 +9,12 @@
 
 namespace tarn {
 
-inline constexpr const char* TarnSongStructureStorageDidChangeBoundsEntriesNotification =
-    "TarnSongStructureStorageDidChangeBoundsEntriesNotification";
-inline constexpr const char* TarnSongStructureStorageDidChangeSectionEntriesNotification =
-    "TarnSongStructureStorageDidChangeSectionEntriesNotification";
-
-struct BoundsKind {
-    using Entry = TarnBoundsEntry;
-    static constexpr const char* kObservableKey = "boundsEntries";
-    static constexpr const char* kArchiveKey = "boundsEntryArray";
-    static constexpr const char* kDidChangeNotification =
-        TarnSongStructureStorageDidChangeBoundsEntriesNotification;
-};
-
-struct SectionKind {
-    using Entry = TarnSectionEntry;
-    static constexpr const char* kObservableKey = "sectionEntries";
-    static constexpr const char* kArchiveKey = "sectionEntryArray";
-    static constexpr const char* kDidChangeNotification =
-        TarnSongStructureStorageDidChangeSectionEntriesNotification;
-};
-
 /// The structural outline of a song: named and coloured sections, and bare bounds. The user information of
 /// its notifications has the keys of TarnUserEntryStorage.
-class TarnSongStructureStorage : public TarnUserEntryStorage {
+class TarnSongStructureStorage : public TarnUserEntryStorage, public TarnSongStructureStorageForwards {
 public:
-    TARN_DECLARE_ENTRY_OPERATIONS(Bounds, bounds)
-    TARN_DECLARE_ENTRY_OPERATIONS(Section, section)
+    // The operations of each kind: EntriesOfKind.h, and under their names TarnSongStructureStorageForwards.h.
 
-public:
     /// A mutable copy of the section under a fresh identifier; not added.
     [[nodiscard]] std::shared_ptr<TarnMutableSectionEntry>
     mutableCopyOfSectionEntry(const std::shared_ptr<TarnSectionEntry>& section);
@@ -60,6 +38,9 @@ public:
     [[nodiscard]] const ClassDescription& dynamicClass() const override { return classDescription(); }
 
 private:
+    template <typename Storage, typename Kind>
+    friend class EntriesOfKind;
+
     template <typename Change>
     std::optional<std::uint64_t> editSection(std::uint64_t id, const Change& change);
     static std::shared_ptr<SecureCoding> makeFromCoder(KeyedUnarchiver& coder);

@@ -1,8 +1,11 @@
 #include "TarnFoundation/UserEntries/TarnStandardPitchEntry.h"
 
+#include "TarnFoundation/UserEntries/EntryClassImplementation.h"
 #include "TarnFoundation/UserEntries/EntryDescriptions.h"
 
 namespace tarn {
+
+template class EntryClass<TarnStandardPitchEntry, TarnUserEntry>;
 
 namespace {
 constexpr int kNoteValueOfA = 9;

@@ -1,5 +1,7 @@
 #include "TarnFoundation/UserEntries/TarnUserEntry.h"
 
+#include "TarnFoundation/UserEntries/EntryClassImplementation.h"
+
 namespace tarn {
 
 std::shared_ptr<TarnUserEntry> TarnUserEntry::newEntryOfSameClass(std::uint64_t eventId) const {

@@ -63,19 +63,9 @@ protected:
     /// "<ClassName: ".
     [[nodiscard]] std::string classPrefix() const;
 
+    /// Makes an entry from the archive; nothing when a required value is missing.
     template <typename Entry>
-    static std::shared_ptr<SecureCoding> makeFromCoder(KeyedUnarchiver& coder) {
-        const auto eventId = coder.decodeUnsigned("eventId");
-        const auto location = coder.decodeInt("location");
-        if (!eventId || !location)
-            return nullptr;
-        auto entry = std::make_shared<Entry>(*eventId);
-        TarnUserEntry& base = *entry;
-        base.mLocation = *location;
-        if (!base.decodeAttributes(coder))
-            return nullptr;
-        return entry;
-    }
+    static std::shared_ptr<SecureCoding> makeFromCoder(KeyedUnarchiver& coder);
 
 private:
     std::uint64_t mEventId;
@@ -84,21 +74,16 @@ private:
 };
 
 /// Gives an entry class what depends on nothing but the class itself: its description for archives (named
-/// `Self::kClassName`) and how to make another of its kind.
+/// `Self::kClassName`) and how to make another of its kind. Defined in EntryClassImplementation.h; the source
+/// of the entry class instantiates it.
 template <typename Self, typename Base>
 class EntryClass : public Base {
 public:
     using Base::Base;
 
-    static const ClassDescription& classDescription() {
-        static const ClassDescription description{Self::kClassName, &Base::classDescription(),
-                                                  &TarnUserEntry::makeFromCoder<Self>};
-        return description;
-    }
-    [[nodiscard]] const ClassDescription& dynamicClass() const override { return classDescription(); }
-    [[nodiscard]] std::shared_ptr<TarnUserEntry> newEntryOfSameClass(std::uint64_t eventId) const override {
-        return std::make_shared<Self>(eventId);
-    }
+    static const ClassDescription& classDescription();
+    [[nodiscard]] const ClassDescription& dynamicClass() const override;
+    [[nodiscard]] std::shared_ptr<TarnUserEntry> newEntryOfSameClass(std::uint64_t eventId) const override;
 };
 
 /// Makes every entry class known to archives, so that subclasses are admitted where their base is.

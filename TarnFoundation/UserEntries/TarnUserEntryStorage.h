@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/KeyedArchive.h"
 #include "TarnFoundation/UserEntries/EntryStorage.h"
 
 namespace tarn {
@@ -14,6 +15,9 @@ inline constexpr const char* TarnUserEntryStorageChangedEntriesKey = "TarnUserEn
 /// kinds.
 class TarnUserEntryStorage : public EntryStorage<TarnUserEntryStorage>, public SecureCoding {
 public:
+    /// The user-information keys of the notifications of kinds.
+    [[nodiscard]] static const StorageUserInfoKeys& userInfoKeys();
+
     void encodeWithCoder(KeyedArchiver& coder) const override;
     static const ClassDescription& classDescription();
     [[nodiscard]] const ClassDescription& dynamicClass() const override { return classDescription(); }
@@ -24,7 +28,6 @@ protected:
 
     template <typename Storage>
     friend class EntryStorage;
-    static const StorageUserInfoKeys& userInfoKeys();
     template <typename Draft>
     void enforceConsistencyOfUserEntriesInArray(Draft&) {}
     template <typename Entry>

@@ -41,8 +41,8 @@ TEST(KeyValueObserving, ObserversMayRemoveThemselvesAndDropTheObject) {
     auto document = std::make_unique<Document>();
     const auto captured = std::make_shared<int>(0);
     int calls = 0;
-    KeyValueObservable::Token self;
-    KeyValueObservable::Token added;
+    Subscription self;
+    Subscription added;
     self = document->observeKey("key", [&, captured](auto&&...) {
         ++calls;
         self.reset();

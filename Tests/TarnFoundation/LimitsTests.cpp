@@ -87,11 +87,10 @@ Document documentAt(std::int64_t first, std::int64_t second) {
             add(entry);
         }
     };
-#define TARN_ADD_AT(Stem, stem)                                                                              \
-    addTo([&] { return document->new##Stem##Entry(); },                                                      \
-          [&](const auto& entry) { document->add##Stem##Entry(entry); });
-    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_ADD_AT)
-#undef TARN_ADD_AT
+    document->forEachKind([&]<typename Kind>(Kind) {
+        addTo([&] { return document->newEntry<Kind>(); },
+              [&](const auto& entry) { document->add<Kind>({entry}); });
+    });
     return document;
 }
 

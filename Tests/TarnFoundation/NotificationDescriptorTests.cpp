@@ -2,6 +2,7 @@
 
 #include "Platform/OperationQueue.h"
 #include "TarnFoundation/NotificationDescriptor.h"
+#include "TarnFoundation/UserEntries/TarnSongStructureStorage.h"
 
 #include <thread>
 
@@ -40,6 +41,27 @@ TEST(NotificationDescriptor, MakesTypedPayloadsOfAStoragesChanges) {
         center().removeObserver(token);
 }
 
+TEST(NotificationDescriptor, ObservesOneKindOrEveryKindWhileTheSubscriptionLasts) {
+    const auto document = makeDocument();
+    const auto structure = std::make_shared<TarnSongStructureStorage>();
+    Names log;
+    const auto writeDown = [&log](auto kind, const auto& payload) {
+        log.push_back(kind.kName + std::string(" ") + std::to_string(payload.changeset->addedItems().size()));
+    };
+    auto ofDocument = observeAllEntries(document, writeDown);
+    const auto ofStructure = observeAllEntries(structure, writeDown);
+    {
+        const auto keys = observeEntries<KeyKind>(document, [&](const auto&) { log.push_back("a key"); });
+        document->addKeyEntry(document->newKeyEntry());
+    }
+    document->addChordEntry(document->newChordEntry());
+    structure->createNewSection(7);
+    ofDocument.reset();
+    document->addChordEntry(document->newChordEntry());
+    structure->addBoundsEntry(structure->newBoundsEntry());
+    EXPECT_EQ(log, (Names{"key 1", "a key", "chord 1", "section 1", "bounds 1"}));
+}
+
 TEST(NotificationDescriptor, IsAnOrdinaryValueForAnyPayloadAndQueue) {
     const NotificationDescriptor<std::size_t> descriptor{
         "SomethingHappened", [](const UserInfo& userInfo) { return userInfo.size(); }};
@@ -58,7 +80,7 @@ TEST(NotificationDescriptor, IsAnOrdinaryValueForAnyPayloadAndQueue) {
     center().removeObserver(token);
 }
 
-TEST(NotificationDescriptor, StopsTheProcessWithoutAChangesetOfItsKind) {
+TEST(NotificationDescriptor, AbortsWithoutAChangesetOfItsKind) {
     const auto document = makeDocument();
     const auto token = document->addObserver(markersDidChangeNotification(), [](const auto&) {});
     const auto post = [&](UserInfo userInfo) {

@@ -51,7 +51,7 @@ protected:
     std::shared_ptr<TarnSelectedItemsController> controller =
         std::make_shared<TarnSelectedItemsController>(document);
     Names log;
-    std::vector<KeyValueObservable::Token> tokens;
+    std::vector<Subscription> tokens;
 };
 
 TEST_F(SelectedItems, FirstOfAKindClearsAllButTheRegion) {
@@ -172,10 +172,12 @@ TEST_F(SelectedItems, AreFollowedOnlyWhileTheControllerLives) {
     controller->selectChordEntry(chords[0]);
     const std::weak_ptr<TarnSelectedItemsController> weak = controller;
     std::string last;
-    tokens = {controller->observeKey("selectedChordEntry", [&](const std::string& key, KeyValueChange) {
-        last = key;
-        controller.reset(); // in the midst of a change
-    })};
+    const auto watch =
+        controller->observeKey("selectedChordEntry", [&](const std::string& key, KeyValueChange) {
+            last = key;
+            controller.reset(); // in the midst of a change
+        });
+    tokens.clear();
     document->removeChordEntry(chords[0]);
     EXPECT_EQ(last, "selectedChordEntry");
     EXPECT_TRUE(weak.expired());

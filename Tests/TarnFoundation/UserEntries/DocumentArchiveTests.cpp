@@ -1,6 +1,7 @@
 #include "DocumentFixture.h"
 
 #include "Platform/KeyedArchiveFile.h"
+#include "Platform/Log.h"
 #include "TarnFoundation/UserEntries/TarnSongStructureStorage.h"
 #include "Tests/Platform/TemporaryFolder.h"
 
@@ -54,9 +55,7 @@ Names describeAll(const TarnNoteEntryStorage& document) {
         for (const auto& entry : entries)
             lines.push_back(std::string(entry->className()) + " " + entry->description());
     };
-#define TARN_DESCRIBE(Stem, stem) add(document.stem##Entries());
-    TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_DESCRIBE)
-#undef TARN_DESCRIBE
+    document.forEachKind([&]<typename Kind>(Kind) { add(document.entries<Kind>()); });
     for (const auto& note : document.noteEntries())
         lines.push_back(std::to_string(note->fretSelection()) + " " + std::to_string(note->channel()));
     for (const auto& region : document.regionEntries())

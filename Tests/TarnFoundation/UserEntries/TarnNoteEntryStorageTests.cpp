@@ -1,6 +1,8 @@
 #include "DocumentFixture.h"
 
+#include "Platform/Log.h"
 #include "Platform/ProcessInfo.h"
+#include "TarnFoundation/UserEntries/EntryOrder.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorageUndoRecorder.h"
 
 #include <numeric>
@@ -210,7 +212,7 @@ TEST(Storage, SignalsTheChangesOfItsOwn) {
     document->addNoteEntry(document->newNoteEntry());
     other->addNoteEntry(other->newNoteEntry());
     document->addChordEntry(document->newChordEntry());
-    subscription.dispose();
+    subscription.reset();
     document->addNoteEntry(document->newNoteEntry());
     EXPECT_EQ(count, 1);
 }
@@ -345,10 +347,7 @@ Entries inOrder(Entries entries) {
 /// hold: entries stored twice, different entries of one identifier, equal and negative locations, locations
 /// changed in place, contents taken over, and steps undone and redone.
 template <typename Kind>
-void expectPlainLists(unsigned seed, bool keepsInOrder,
-                      EntryList<typename Kind::Entry> (TarnNoteEntryStorage::*read)() const,
-                      void (TarnNoteEntryStorage::*replace)(const EntryList<typename Kind::Entry>&,
-                                                            const EntryList<typename Kind::Entry>&)) {
+void expectPlainLists(unsigned seed, bool keepsInOrder) {
     using Entry = typename Kind::Entry;
     using Plain = std::vector<std::shared_ptr<Entry>>;
     std::mt19937 random(seed);
@@ -388,7 +387,7 @@ void expectPlainLists(unsigned seed, bool keepsInOrder,
     Plain stored;
     const auto expectStored = [&](const Plain& expected, const char* after) {
         stored = expected;
-        ASSERT_EQ(((*document).*read)().copy(), inOrder(stored))
+        ASSERT_EQ(document->entries<Kind>().copy(), inOrder(stored))
             << Kind::kObservableKey << " after " << after << ", seed " << seed;
     };
     for (int step = 0; step < 30; ++step) {
@@ -398,7 +397,7 @@ void expectPlainLists(unsigned seed, bool keepsInOrder,
         if (upTo(8) == 0) {
             const auto source = makeDocument();
             after = someEntries();
-            ((*source).*replace)({}, after);
+            source->add<Kind>(after);
             if (keepsInOrder)
                 after = inOrder(after);
             moveSome(); // what is taken over need not be in order
@@ -413,7 +412,7 @@ void expectPlainLists(unsigned seed, bool keepsInOrder,
             if (keepsInOrder && (!removed.empty() || !added.empty()))
                 after = inOrder(after);
             const NotificationRecorder recorder(document);
-            ((*document).*replace)(removed, added);
+            document->replace<Kind>(removed, added);
             ASSERT_EQ(recorder.notifications.size(), 1u);
             const auto changeset = recorder.changeset<Entry>(0);
             EXPECT_EQ(changeset->oldItems().copy(), old);
@@ -434,13 +433,11 @@ void expectPlainLists(unsigned seed, bool keepsInOrder,
 
 TEST(EntryOrder, HoldsWhatPlainListsWouldHold) {
     for (unsigned seed = 0; seed < 300; ++seed) {
-#define TARN_EXPECT_PLAIN_LISTS(Stem, stem)                                                                  \
-    if (constexpr bool isBeat = std::is_same_v<Stem##Kind, BeatKind>; isBeat || seed < 60)                   \
-        expectPlainLists<Stem##Kind>(                                                                        \
-            seed, isBeat, &TarnNoteEntryStorage::stem##Entries,                                              \
-            &TarnNoteEntryStorage::replace##Stem##EntriesInArrayWith##Stem##EntriesInArray);
-        TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_EXPECT_PLAIN_LISTS)
-#undef TARN_EXPECT_PLAIN_LISTS
+        TarnNoteEntryStorage::forEachKind([seed]<typename Kind>(Kind) {
+            constexpr bool isBeat = std::is_same_v<Kind, BeatKind>;
+            if (isBeat || seed < 60)
+                expectPlainLists<Kind>(seed, isBeat);
+        });
     }
 }
 

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "Platform/FatalError.h"
+#include "Platform/IntegerTable.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+namespace tarn {
+
+/// Event identifiers, for testing entries against a list of others by identity in constant time.
+class IdentifierSet {
+public:
+    /// Aborts when the list holds an absent entry.
+    template <typename Entries>
+    explicit IdentifierSet(const Entries& entries) {
+        const std::size_t count = entries.size();
+        if (count > 0) {
+            std::uint64_t greatest = 0;
+            mLeast = std::numeric_limits<std::uint64_t>::max();
+            for (const auto& entry : entries) {
+                precondition(entry != nullptr, "A list of entries must not hold an absent one");
+                mLeast = std::min(mLeast, entry->eventId());
+                greatest = std::max(greatest, entry->eventId());
+            }
+            mSpread = greatest - mLeast;
+        }
+        // Identifiers are given in turn, so that those of a list mostly lie close together: then a bit for
+        // each takes less room than a table.
+        mIsDense = mSpread / kBitsPerWord <= 4 * count;
+        if (mIsDense)
+            mBits.resize(mSpread / kBitsPerWord + 1);
+        else
+            mTable = IntegerTable(count);
+        for (const auto& entry : entries)
+            insert(entry->eventId() - mLeast);
+    }
+
+    /// Whether no identifier occurred twice among the entries.
+    [[nodiscard]] bool isOfDistinctEntries() const { return mIsOfDistinctEntries; }
+
+    [[nodiscard]] bool contains(std::uint64_t identifier) const {
+        // Most entries that are asked for lie outside the range of a short list: one comparison, since below
+        // the least one the difference wraps to a great number.
+        const std::uint64_t offset = identifier - mLeast;
+        return offset <= mSpread && (mIsDense ? hasBit(offset) : mTable.contains(offset));
+    }
+
+private:
+    static constexpr std::uint64_t kBitsPerWord = 64;
+
+    [[nodiscard]] bool hasBit(std::uint64_t offset) const {
+        return (mBits[offset / kBitsPerWord] >> offset % kBitsPerWord & 1) != 0;
+    }
+    void insert(std::uint64_t offset) {
+        if (mIsDense ? hasBit(offset) : mTable.insert(offset, 0).second)
+            mIsOfDistinctEntries = false;
+        else if (mIsDense)
+            mBits[offset / kBitsPerWord] |= std::uint64_t(1) << offset % kBitsPerWord;
+    }
+
+    std::vector<std::uint64_t> mBits;
+    IntegerTable mTable;
+    std::uint64_t mLeast = 0;
+    std::uint64_t mSpread = 0; ///< the greatest identifier's distance from the least
+    bool mIsDense = true;      ///< a bit for each identifier; otherwise the table
+    bool mIsOfDistinctEntries = true;
+};
+
+} // namespace tarn
