@@ -14,7 +14,7 @@ namespace tarn {
 namespace {
 
 constexpr float kLeastLikelihood = -4; // of one beat: outliers don't decide
-constexpr float kJumpCost = 10;        // logarithm of the odds against a jump
+constexpr float kJumpCost = 16;        // logarithm of the odds against a jump
 
 /// Number of different time signatures among the kinds before this one.
 constexpr std::size_t metreIndex(const BarKind& kind) {
