@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <vector>
 
 namespace tarn {
 
@@ -107,27 +108,42 @@ protected:
             const auto beats = audio().beats(monitor);
             if (beats->tatums.empty())
                 return std::nullopt;
-            return Result{beats->tatums, beats->overallTempo};
+            return Result{beats->tatums, beats->metre.tempo};
         });
     }
 };
 
-/// Works on what it is told alone, so it needs no audio.
+/// Works on what it is told alone, and on what the engine knows of these beats.
 class EngineBeatAlignment : public EngineOperation<BeatAlignmentOperation> {
 public:
-    EngineBeatAlignment() : EngineOperation(nullptr, "Aligning beats") {}
+    explicit EngineBeatAlignment(std::vector<std::shared_ptr<SharedAudio>> open)
+        : EngineOperation(nullptr, "Aligning beats"), mOpen(std::move(open)) {}
 
 protected:
     std::optional<Result> process(const Input& input) override {
         return perform([&](const StageMonitor& monitor) -> std::optional<Result> {
             const int expected = static_cast<int>(std::clamp<std::int64_t>(input.tatumsPerBar, 1, 255));
-            const auto bars = alignBeats(input.beatLocations, expected, input.chordChangeLocations, monitor);
+            const auto detected = detectedBeats(input.beatLocations);
+            if (detected)
+                setMetre(std::shared_ptr<const DetectedMetre>(detected, &detected->metre));
+            const auto bars =
+                detected ? barsOf(*detected)
+                         : alignBeats(input.beatLocations, expected, input.chordChangeLocations, monitor);
             return bars ? Result{bars->downbeatLocation, bars->tatumCount} : Result{kNoDownbeat, expected};
         });
     }
 
 private:
     static constexpr std::int64_t kNoDownbeat = -1;
+
+    std::shared_ptr<const DetectedBeats> detectedBeats(const std::vector<std::int64_t>& tatums) const {
+        for (const auto& audio : mOpen)
+            if (auto beats = audio->detectedBeats(); beats && beats->tatums == tatums)
+                return beats;
+        return nullptr;
+    }
+
+    std::vector<std::shared_ptr<SharedAudio>> mOpen;
 };
 
 class EngineSpectrogram : public EngineOperation<KELPSpectrogramOperation> {
@@ -318,8 +334,9 @@ protected:
 
 std::shared_ptr<SharedAudio> AnalysisEngine::sharedAudio(const File& audio) {
     const std::lock_guard guard(mMutex);
-    if (auto recent = mRecent.lock(); recent && recent->file() == audio)
-        return recent;
+    for (const auto& open : openAudio())
+        if (open->file() == audio)
+            return open;
     std::string refusal;
     if (!AudioReader::open(audio, &refusal)) {
         Log::standard().write(LogLevel::error, "{} cannot be analyzed: {}", [&] {
@@ -328,8 +345,17 @@ std::shared_ptr<SharedAudio> AnalysisEngine::sharedAudio(const File& audio) {
         return nullptr;
     }
     auto opened = std::make_shared<SharedAudio>(audio);
-    mRecent = opened;
+    mOpen.push_back(opened);
     return opened;
+}
+
+std::vector<std::shared_ptr<SharedAudio>> AnalysisEngine::openAudio() {
+    std::erase_if(mOpen, [](const auto& audio) { return audio.expired(); });
+    std::vector<std::shared_ptr<SharedAudio>> open;
+    for (const auto& audio : mOpen)
+        if (auto locked = audio.lock())
+            open.push_back(std::move(locked));
+    return open;
 }
 
 template <typename EngineOperation>
@@ -351,7 +377,8 @@ std::shared_ptr<BeatDetectionOperation> AnalysisEngine::makeBeatDetectionOperati
 }
 
 std::shared_ptr<BeatAlignmentOperation> AnalysisEngine::makeBeatAlignmentOperation() {
-    return std::make_shared<EngineBeatAlignment>();
+    const std::lock_guard guard(mMutex);
+    return std::make_shared<EngineBeatAlignment>(openAudio());
 }
 
 std::shared_ptr<KELPSpectrogramOperation> AnalysisEngine::makeSpectrogramOperation(const File& audio) {

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <mutex>
+#include <vector>
 
 namespace TARN_PUBLIC tarn {
 
@@ -13,7 +14,8 @@ class SharedAudio;
 
 /// Operations made for the same file while one of them exists share one pass over its audio. The same file
 /// gives the same results however the operations are scheduled; what they are asked to go by (tuning, key,
-/// beats) aside.
+/// beats) aside. Beat alignment that is asked about beats which another operation has detected, in a file
+/// that was in use when it was made, goes by the bars that were found with them.
 class AnalysisEngine : public AnalysisOperationFactory {
 public:
     std::shared_ptr<TuningEstimationOperation> makeTuningEstimationOperation(const File& audio) override;
@@ -36,9 +38,10 @@ private:
     template <typename EngineOperation>
     std::shared_ptr<EngineOperation> makeOperation(const File& audio);
     std::shared_ptr<SharedAudio> sharedAudio(const File& audio);
+    std::vector<std::shared_ptr<SharedAudio>> openAudio();
 
     std::mutex mMutex;
-    std::weak_ptr<SharedAudio> mRecent; ///< the file last asked for, while an operation uses it
+    std::vector<std::weak_ptr<SharedAudio>> mOpen; ///< the files that operations use
 };
 
 /// Makes the engine the process-wide factory of analysis operations.

@@ -125,4 +125,10 @@ std::optional<BeatAlignment> alignBeats(std::span<const std::int64_t> tatums, in
     return best;
 }
 
+std::optional<BeatAlignment> barsOf(const DetectedBeats& beats) {
+    if (beats.firstDownbeat >= beats.tatums.size())
+        return std::nullopt;
+    return BeatAlignment{beats.tatums[beats.firstDownbeat], beats.tatumsPerBar};
+}
+
 } // namespace tarn

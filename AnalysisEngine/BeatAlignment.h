@@ -2,6 +2,7 @@
 // beats and of the chord changes. Equal input gives an equal answer.
 #pragma once
 
+#include "AnalysisEngine/BeatDetection.h"
 #include "AnalysisEngine/StageMonitor.h"
 #include "Platform/Export.h"
 
@@ -29,5 +30,8 @@ struct BeatAlignment {
 std::optional<BeatAlignment> alignBeats(std::span<const std::int64_t> tatums, int tatumsPerBar,
                                         std::span<const std::int64_t> chordChanges,
                                         const StageMonitor& monitor = {});
+
+/// The bars that were detected together with the beats: its tatums are theirs. Empty without beats.
+std::optional<BeatAlignment> barsOf(const DetectedBeats& beats);
 
 } // namespace tarn

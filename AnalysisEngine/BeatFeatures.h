@@ -26,6 +26,10 @@ struct BeatFeatures {
     double fluxRate = 0;
     double chromaRate = 0;
 
+    /// Onsets show this many frames late in the flux: it compares with two frames before and takes in half a
+    /// window.
+    static constexpr double kOnsetDelay = 0.9;
+
     /// Rise of the logarithmic spectrum, averaged over each band; 0 where nothing begins.
     std::vector<std::array<float, kBandCount>> flux;
     std::vector<std::array<float, kChromaSize>> chroma;

@@ -47,6 +47,12 @@ public:
         return mValue;
     }
 
+    /// Empty as long as nobody has computed it.
+    std::shared_ptr<const Value> peek() {
+        const std::lock_guard guard(mMutex);
+        return mValue;
+    }
+
 private:
     /// How soon one who waits learns that it is cancelled.
     static constexpr std::chrono::milliseconds kPollInterval{20};
@@ -85,6 +91,8 @@ public:
     /// is asked for. A computation that takes over from a cancelled one begins with another spectrum.
     [[nodiscard]] std::shared_ptr<const LogSpectrogram> spectrumSoFar() const;
     [[nodiscard]] std::shared_ptr<const DetectedBeats> beats(const StageMonitor& monitor);
+    /// The beats, with bars and metre, if they have been detected already; otherwise empty.
+    [[nodiscard]] std::shared_ptr<const DetectedBeats> detectedBeats() { return mBeats.peek(); }
 
 private:
     std::filesystem::path mFile;

@@ -1,10 +1,14 @@
 #pragma once
 
 #include "KELPMusicInformationRetrieval/AnalysisOperation.h"
+#include "KELPMusicInformationRetrieval/DetectedMetre.h"
 #include "Platform/Export.h"
 
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace TARN_PUBLIC tarn {
@@ -40,6 +44,13 @@ public:
         std::int64_t tatumCount = 0;
     };
 
+    /// All that is known of the bars of these beats, from when the downbeat is reported on; nothing from an
+    /// engine that knows no more than it reports. Thread-safe.
+    [[nodiscard]] std::shared_ptr<const DetectedMetre> metre() const {
+        const std::lock_guard guard(mMutex);
+        return mMetre;
+    }
+
 protected:
     void main() override {
         using Delegate = BeatAlignmentOperationDelegate;
@@ -57,8 +68,16 @@ protected:
         tell(&Delegate::beatAlignmentOperationDidEnd, *this);
     }
 
+    void setMetre(std::shared_ptr<const DetectedMetre> metre) {
+        const std::lock_guard guard(mMutex);
+        mMetre = std::move(metre);
+    }
     /// Nothing when cancelled. Without beats the downbeat location is -1, which no beat has.
     virtual std::optional<Result> process(const Input& input) = 0;
+
+private:
+    mutable std::mutex mMutex;
+    std::shared_ptr<const DetectedMetre> mMetre;
 };
 
 } // namespace tarn

@@ -31,7 +31,7 @@ using AnalyzedKinds =
 class ResultReceiver {
 public:
     ResultReceiver(TarnNoteEntryStorage& notes, const std::shared_ptr<Controller>& controller)
-        : mNotes(notes) {
+        : mController(controller), mNotes(notes) {
         const auto observe = [&](const char* name, void (ResultReceiver::*receive)(const Notification&)) {
             mSubscription.add(NotificationCenter::defaultCenter().subscribe(
                 name, controller, [this, receive](const Notification& n) { (this->*receive)(n); }));
@@ -62,16 +62,40 @@ private:
         const auto* signature = analysis::kTimeSignatureKey.valueIn(notification);
         if (!beats || !signature)
             return;
+        const auto metre = mController->detectedMetre();
         const auto earlier = mNotes.timeSignatureEntries();
         if (earlier.empty())
-            mNotes.addTimeSignatureEntry(*signature);
+            mNotes.addTimeSignatureEntry(metre ? timeSignatureOf(*metre) : *signature);
         if (!mNotes.beatEntries().empty())
             return;
-        mNotes.addBeatEntriesFromArray(*beats);
+        // A document in quarters has two entries to the counted beat, whatever the engine hears.
+        const bool takesEighths = metre && mNotes.timeSignature().denominator == metre->denominator;
+        mNotes.addBeatEntriesFromArray(takesEighths ? beatsOf(*metre) : *beats);
         if (!earlier.empty())
             mNotes.applyTimeSignatureToBeatEntries(*earlier.front());
     }
 
+    std::shared_ptr<TarnTimeSignatureEntry> timeSignatureOf(const DetectedMetre& metre) {
+        const auto entry = mNotes.newTimeSignatureEntry();
+        entry->setNumerator(static_cast<std::uint8_t>(metre.numerator));
+        entry->setDenominator(static_cast<std::uint8_t>(metre.denominator));
+        return entry;
+    }
+
+    EntryList<TarnBeatEntry> beatsOf(const DetectedMetre& metre) {
+        std::vector<std::shared_ptr<TarnBeatEntry>> entries;
+        auto bar = metre.bars.begin();
+        for (const std::int64_t eighth : metre.eighths) {
+            const bool opensBar = bar != metre.bars.end() && bar->start == eighth;
+            bar += opensBar;
+            entries.push_back(mNotes.newBeatEntry());
+            entries.back()->setLocation(eighth);
+            entries.back()->setDownbeat(opensBar);
+        }
+        return EntryList<TarnBeatEntry>(std::move(entries));
+    }
+
+    const std::shared_ptr<Controller> mController;
     TarnNoteEntryStorage& mNotes;
     Subscription mSubscription;
 };

@@ -1,18 +1,21 @@
 // Prints what the engine finds in an audio file as JSON, for the evaluation. With --spans, prints instead the
 // harmonic spans between the boundaries (seconds) that standard input lists, for the training of the chord
-// model: for each span the treble and bass profiles, its level and its peakiness.
+// model: for each span the treble and bass profiles, its level and its peakiness. With --countings, prints
+// all ways in which the beats could be counted, for the training of the bar model.
 #include "AnalysisEngine/AudioFeatures.h"
-#include "AnalysisEngine/BeatAlignment.h"
+#include "AnalysisEngine/BarModel.h"
+#include "AnalysisEngine/BeatCountings.h"
 #include "AnalysisEngine/BeatDetection.h"
 #include "AnalysisEngine/ChordRecognition.h"
 #include "AnalysisEngine/HarmonicSpans.h"
 #include "AnalysisEngine/KeyDetection.h"
+#include "AnalysisEngine/PulseTracking.h"
 #include "AnalysisEngine/TuningEstimation.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <string_view>
 
 using namespace tarn;
 using nlohmann::json;
@@ -33,6 +36,32 @@ void printSpans(const AudioFeatures& features) {
     }
 }
 
+/// All ways to count the song, each in bars of each kind that is possible.
+void printCountings(const BeatFeatures& features) {
+    const std::vector<float> strength = onsetStrength(features, {});
+    json result = json::array();
+    for (const BeatCounting& counting :
+         beatCountings(features, strength, trackPulses(features, strength, {}), {})) {
+        json beats = json::array(), bars = json::array();
+        for (const double beat : counting.beats)
+            beats.push_back((beat - BeatFeatures::kOnsetDelay) / features.fluxRate);
+        for (const BarKind& kind : kBarKinds) {
+            if (!isPossible(counting, kind))
+                continue;
+            const BarPositions positions =
+                barPositions(roleLikelihoods(counting, kind.countsEighths()), kind);
+            bars.push_back({{"numerator", kind.numerator()},
+                            {"denominator", kind.denominator()},
+                            {"roles", kind.places},
+                            {"countsEighths", kind.countsEighths()},
+                            {"places", positions.places},
+                            {"features", barFeatures(counting, kind, positions)}});
+        }
+        result.push_back({{"beats", beats}, {"heard", counting.heard}, {"bars", bars}});
+    }
+    std::cout << result.dump() << '\n';
+}
+
 json describeChord(const RecognizedChord& chord) {
     json result{{"location", chord.location}};
     if (chord.label == kNoChordLabel) {
@@ -49,27 +78,18 @@ json describeChord(const RecognizedChord& chord) {
     return result;
 }
 
-/// The beats with their downbeats, and the metre that follows from the bars.
-void describeBeats(const DetectedBeats& beats, const ChordRecognition& recognition, json& estimate) {
-    std::vector<std::int64_t> changes;
-    for (const RecognizedChord& chord : recognition.chords)
-        changes.push_back(chord.location);
-    const std::optional<BeatAlignment> bars = alignBeats(beats.tatums, 8, changes);
-    estimate["tempo"] = beats.overallTempo;
+/// The eighths with the downbeats among them, and the metre.
+void describeBeats(const DetectedMetre& metre, json& estimate) {
+    estimate["tempo"] = metre.tempo;
     estimate["beats"] = json::array();
-    estimate["countedBeats"] = json::array();
-    std::ptrdiff_t first = -1;
-    if (bars) {
-        estimate["timeSignature"] = {{"numerator", bars->tatumCount / 2}, {"denominator", 4}};
-        first = std::find(beats.tatums.begin(), beats.tatums.end(), bars->downbeatLocation) -
-                beats.tatums.begin();
-    }
-    for (std::size_t i = 0; i < beats.tatums.size(); ++i) {
-        const auto since = static_cast<std::ptrdiff_t>(i) - first;
-        const bool downbeat = bars && since >= 0 && since % bars->tatumCount == 0;
-        estimate["beats"].push_back({{"location", beats.tatums[i]}, {"downbeat", downbeat}});
-        if (i % 2 == 0)
-            estimate["countedBeats"].push_back(beats.tatums[i]);
+    estimate["countedBeats"] = metre.countedBeats;
+    if (metre.denominator > 0)
+        estimate["timeSignature"] = {{"numerator", metre.numerator}, {"denominator", metre.denominator}};
+    auto bar = metre.bars.begin();
+    for (const std::int64_t eighth : metre.eighths) {
+        const bool opensBar = bar != metre.bars.end() && bar->start == eighth;
+        bar += opensBar;
+        estimate["beats"].push_back({{"location", eighth}, {"downbeat", opensBar}});
     }
 }
 
@@ -88,16 +108,16 @@ void printEstimate(const AudioFeatures& features) {
         estimate["key"] = {{"root", *key % 12}, {"minor", *key >= 12}};
     for (const RecognizedChord& chord : recognition.chords)
         estimate["chords"].push_back(describeChord(chord));
-    describeBeats(beats, recognition, estimate);
+    describeBeats(beats.metre, estimate);
     std::cout << estimate.dump() << '\n';
 }
 
 } // namespace
 
 int main(int argumentCount, char** arguments) {
-    const bool spans = argumentCount == 3 && std::strcmp(arguments[1], "--spans") == 0;
-    if (argumentCount != (spans ? 3 : 2)) {
-        std::cerr << "usage: tarn-analysis-driver [--spans] FILE\n";
+    const std::string_view option = argumentCount == 3 ? arguments[1] : "";
+    if (argumentCount != 2 && option != "--spans" && option != "--countings") {
+        std::cerr << "usage: tarn-analysis-driver [--spans | --countings] FILE\n";
         return 2;
     }
     std::string refusal;
@@ -107,8 +127,10 @@ int main(int argumentCount, char** arguments) {
         return 1;
     }
     const AudioFeatures features = extractAudioFeatures(*reader);
-    if (spans)
+    if (option == "--spans")
         printSpans(features);
+    else if (option == "--countings")
+        printCountings(features.beats);
     else
         printEstimate(features);
     return 0;

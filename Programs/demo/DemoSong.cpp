@@ -122,8 +122,8 @@ std::vector<float> render(const Song& song) {
                 band.kick(start);
             else
                 band.snare(start);
-            band.hiHat(start);
-            band.hiHat((start + song.frameOfBeat(beat + 1)) / 2);
+            for (int part = 0; part < song.partsPerBeat; ++part)
+                band.hiHat(start + (song.frameOfBeat(beat + 1) - start) * part / song.partsPerBeat);
         }
     }
     return std::move(band).finish();

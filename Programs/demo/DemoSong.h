@@ -16,6 +16,7 @@ struct Song {
     std::vector<std::string> chords; ///< one for each bar; those that cannot be read stop the process
     double tempo = 120;              ///< beats per minute
     int beatsPerBar = 4;
+    int partsPerBeat = 2;                 ///< strokes of the hi-hat in a beat
     double standardPitch = kConcertPitch; ///< Hz of A4
     double leadIn = 0.5;                  ///< seconds of silence before the first bar
     int sampleRate = 44100;

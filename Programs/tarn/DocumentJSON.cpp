@@ -88,6 +88,34 @@ ordered_json keyJSON(const KELPKeyRef& key) {
     return {{"name", tonic.string()}, {"root", tonic.root().value()}, {"minor", key->isMinor()}};
 }
 
+/// The positions of a bar in eighths at which listeners tap: every third where the time signature is
+/// compound, else every second, the last eighth of an odd bar belonging to the pair before it.
+bool isTapped(std::size_t position, std::size_t barLength, bool isCompound) {
+    return isCompound ? position % 3 == 0 : position % 2 == 0 && (position == 0 || position + 1 < barLength);
+}
+
+/// The beats that a listener counts: quarters, or in documents of eighths dotted quarters (6/8, 9/8, 12/8) or
+/// pairs of eighths.
+std::vector<std::int64_t> tappedBeats(const TarnNoteEntryStorage& notes) {
+    const BeatGrid grid = countedBeatGridOf(notes);
+    const TimeSignature signature = notes.timeSignature();
+    if (signature.denominator != 8)
+        return grid.locations();
+    const bool isCompound = signature.numerator % 3 == 0 && signature.numerator > 3;
+    const auto& lines = grid.barLines();
+    std::vector<std::int64_t> tapped;
+    for (std::size_t i = 0; i < sizeOf(lines.pickup()); ++i)
+        if ((sizeOf(lines.pickup()) - i) % (isCompound ? 3 : 2) == 0)
+            tapped.push_back(grid.locations()[i]);
+    for (std::size_t bar = 0; bar < lines.barCount(); ++bar) {
+        const auto [begin, end] = lines.bar(bar);
+        for (std::size_t i = begin; i < end; ++i)
+            if (isTapped(i - begin, end - begin, isCompound))
+                tapped.push_back(grid.locations()[i]);
+    }
+    return tapped;
+}
+
 // What a kind of entries gives to the JSON, under names that stand there already in their order. A kind
 // without such a function does not compile.
 
@@ -116,7 +144,7 @@ void write(BeatKind, const TarnNoteEntryStorage& notes, ordered_json& json) {
     json["beats"] = arrayJSON(notes.beatEntries(), [](const TarnBeatEntry& beat, ordered_json& element) {
         element["downbeat"] = beat.isDownbeat();
     });
-    json["countedBeats"] = countedBeatGridOf(notes).locations();
+    json["countedBeats"] = tappedBeats(notes);
 }
 
 void write(ChordKind, const TarnNoteEntryStorage& notes, ordered_json& json) {

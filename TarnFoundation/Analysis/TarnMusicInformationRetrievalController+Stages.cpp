@@ -340,6 +340,10 @@ TarnMusicInformationRetrievalController::chordChangeLocations(BeatAlignmentOpera
 
 void TarnMusicInformationRetrievalController::beatAlignmentOperationDidFindDownbeatLocation(
     BeatAlignmentOperation& operation, std::int64_t downbeatLocation, std::int64_t tatumCount) {
+    {
+        const std::lock_guard guard(mMutex);
+        mDetectedMetre = operation.metre();
+    }
     const auto timeSignature = analysis::newTimeSignatureEntry(*mNoteEntryStorage, tatumCount);
     const auto beats =
         analysis::newBeatEntries(*mNoteEntryStorage, beatLocations(operation), downbeatLocation, tatumCount);

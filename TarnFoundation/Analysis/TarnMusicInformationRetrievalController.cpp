@@ -39,6 +39,11 @@ std::optional<std::vector<std::int64_t>> TarnMusicInformationRetrievalController
     return mBeatLocations;
 }
 
+std::shared_ptr<const DetectedMetre> TarnMusicInformationRetrievalController::detectedMetre() const {
+    const std::lock_guard guard(mMutex);
+    return mDetectedMetre;
+}
+
 std::shared_ptr<OperationQueue> TarnMusicInformationRetrievalController::processingQueue() const {
     const std::lock_guard guard(mMutex);
     return mRun ? mRun->queue() : nullptr;

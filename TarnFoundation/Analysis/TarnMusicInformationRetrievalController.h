@@ -63,6 +63,10 @@ public:
     /// The beats that beat detection reported last, in frames; nothing before the first report. A detection
     /// that finds no beats makes no report and leaves them as they are. Thread-safe.
     [[nodiscard]] std::optional<std::vector<std::int64_t>> beatLocations() const;
+    /// All that is known of the bars that beat alignment reported last, for applications that take more from
+    /// it than its notification carries; nothing before the first report and from engines that know no more.
+    /// Thread-safe.
+    [[nodiscard]] std::shared_ptr<const DetectedMetre> detectedMetre() const;
     /// Whether every stage works again, whatever the document and the caches hold. Read from the user
     /// defaults when the controller was made.
     [[nodiscard]] bool forceAllCalculations() const { return mForceAllCalculations; }
@@ -212,6 +216,7 @@ private:
 
     mutable std::mutex mMutex; ///< guards what follows
     std::optional<std::vector<std::int64_t>> mBeatLocations;
+    std::shared_ptr<const DetectedMetre> mDetectedMetre;
     std::shared_ptr<analysis::Run> mRun; ///< the last one
 };
 

@@ -25,16 +25,17 @@ void addClicks(Samples& samples, const std::vector<double>& times, double level 
     }
 }
 
-/// I, vi, IV and V of E flat major at A = 432 Hz, each for a bar of two seconds, over a click on every beat
+/// I, vi, IV and V of E flat major at A = 432 Hz, each for a bar, over a click on every beat (two a second)
 /// and a quiet one between beats.
-Samples turnaround(int bars) {
+Samples turnaround(int bars, int beatsPerBar = 4) {
     Samples samples;
     const std::vector<std::vector<int>> chords{
         {39, 63, 67, 70}, {36, 63, 67, 72}, {44, 63, 68, 72}, {46, 62, 65, 70}};
     std::vector<double> beats, offBeats;
     for (int bar = 0; bar < bars; ++bar) {
-        Synthesizer{432}.play(samples, bar * 2, 2, chords[static_cast<std::size_t>(bar) % 4]);
-        for (int beat = 4 * bar; beat < 4 * bar + 4; ++beat) {
+        Synthesizer{432}.play(samples, bar * beatsPerBar * 0.5, beatsPerBar * 0.5,
+                              chords[static_cast<std::size_t>(bar) % 4]);
+        for (int beat = beatsPerBar * bar; beat < beatsPerBar * (bar + 1); ++beat) {
             beats.push_back(beat * 0.5);
             offBeats.push_back(beat * 0.5 + 0.25);
         }
@@ -79,6 +80,22 @@ double secondsOf(const auto& entry) {
 using AnalysisRunConcurrency = AnalysisRun;
 
 } // namespace
+
+// Chord changes alone wouldn't tell: alignment goes by the bars that were detected with the beats.
+TEST_F(AnalysisRun, CountsFiveToTheBar) {
+    record(turnaround(12, 5));
+    AnalyzedSong song(mAudio);
+    run(song);
+    EXPECT_NE(song.found().find("\nsignature 5/4\nb"), std::string::npos) << song.found();
+    std::size_t beatsIntoBar = 0;
+    for (const auto& beat : song.storage->beatEntries()) {
+        if (beat->isDownbeat()) {
+            EXPECT_NEAR(std::remainder(secondsOf(beat), 2.5), 0, 0.05);
+        }
+        beatsIntoBar = beat->isDownbeat() ? 1 : beatsIntoBar + 1;
+        EXPECT_LE(beatsIntoBar, 10u);
+    }
+}
 
 TEST_F(AnalysisRun, FindsWhatIsTrueOfASong) {
     record(turnaround(12));

@@ -98,6 +98,45 @@ TEST_F(ProgramTest, analyzeFindsWhatIsTrueOfARecording) {
     EXPECT_GE(shareOfRightRoots(found, song), 0.9);
 }
 
+TEST_F(ProgramTest, analyzeWritesEighthsInCompoundMetre) {
+    demo::Song song;
+    song.tempo = 66;
+    song.beatsPerBar = 2;
+    song.partsPerBeat = 3;
+    song.chords = partsOf("C Am F G C Em F G C Am F G C Em F G");
+    record(song, folder / "song.wav");
+    const auto found = json::parse(outputOf({"analyze", "song.wav", "--json"}));
+    EXPECT_EQ(found["timeSignature"], json({{"numerator", 6}, {"denominator", 8}}));
+    EXPECT_NEAR(found["tempo"], 66, 0.1);
+    const double eighth = song.sampleRate * 60 / song.tempo / 3;
+    ASSERT_GE(found["beats"].size(), 90u);
+    std::vector<std::int64_t> downbeats, bars, counted;
+    for (const auto& beat : found["beats"])
+        if (beat["downbeat"])
+            downbeats.push_back(beat["location"]);
+    for (std::int64_t beat = 0; beat < 32; ++beat)
+        (beat % 2 == 0 ? bars : counted).push_back(song.frameOfBeat(beat));
+    counted.insert(counted.end(), bars.begin(), bars.end());
+    EXPECT_GE(shareFound(downbeats, bars, song.sampleRate), 0.9);
+    EXPECT_GE(shareFound(found["countedBeats"], counted, song.sampleRate), 0.9);
+    EXPECT_GE(shareFound(counted, found["countedBeats"], song.sampleRate), 0.9);
+    for (std::size_t i = 1; i + 1 < found["beats"].size(); ++i)
+        EXPECT_NEAR(found["beats"][i]["location"].get<double>() -
+                        found["beats"][i - 1]["location"].get<double>(),
+                    eighth, 0.2 * eighth);
+
+    // In a document that somebody has put into quarters, the same beats have two entries.
+    const auto document = Song::open(folder / "song.tarn");
+    document->notes->removeBeatEntriesInArray(document->notes->beatEntries());
+    document->notes->setTimeSignature(2, 4);
+    Song::save(document, folder / "song.tarn");
+    const auto again = json::parse(outputOf({"analyze", "song.wav", "--json"}));
+    EXPECT_EQ(again["timeSignature"], json({{"numerator", 2}, {"denominator", 4}}));
+    EXPECT_NEAR(static_cast<double>(again["beats"].size()),
+                2.0 / 3 * static_cast<double>(found["beats"].size()), 3);
+    EXPECT_GE(shareFound(again["countedBeats"], counted, song.sampleRate), 0.9);
+}
+
 TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
     record(sixteenBars(), folder / "song.wav");
     const auto first = outputOf({"analyze", "song.wav"});

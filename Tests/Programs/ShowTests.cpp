@@ -144,6 +144,21 @@ TEST_F(ProgramTest, showPrintsTheWholeDocumentAsJSON) {
                        R"(/notes/0/name="E4" /notes/0/pitchClass=4)");
 }
 
+TEST_F(ProgramTest, jsonTellsTheBeatsThatListenersCountAmongEighths) {
+    const auto countedIn = [&](std::uint8_t numerator, int count, int pickup) {
+        const auto song = std::make_shared<Song>(Recording{"a.wav", 1000, 100, "a"});
+        song->notes->setTimeSignature(numerator, 8);
+        test::addBeats(*song, 0, 1, count, numerator, pickup);
+        Song::save(song, folder / "eighths.tarn");
+        return json::parse(outputOf({"show", "eighths.tarn", "--json"}))["countedBeats"];
+    };
+    EXPECT_EQ(countedIn(6, 14, 1), json({1, 4, 7, 10, 13}));
+    EXPECT_EQ(countedIn(12, 16, 3), json({0, 3, 6, 9, 12, 15}));
+    EXPECT_EQ(countedIn(7, 16, 2), json({0, 2, 4, 6, 9, 11, 13}));
+    EXPECT_EQ(countedIn(5, 10, 0), json({0, 2, 5, 7}));
+    EXPECT_EQ(countedIn(3, 6, 0), json({0, 3}));
+}
+
 TEST_F(ProgramTest, jsonSaysNullForWhatIsUnknownAndPrintsShortNumbers) {
     const auto song = std::make_shared<Song>(Recording{"a.wav", 11025.5, 10, "a"});
     for (const char* name : {"N.C.", "C/E", "F#m7b5"})
