@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
-"""Checks the sources of the modules, given as NAME=DEPENDENCY,... each: what a module includes it names as a dependency,
-and what it names it includes; and only Platform knows of compilers and systems. The folder of a module has its name."""
+"""Checks the sources of the modules, given as NAME=DEPENDENCY,... each. The folder of a module has its name.
+
+What a module includes it names as a dependency, and what it names it includes. Only Platform knows of compilers and
+systems. Shared libraries show what headers declare."""
 import re
 import sys
 from pathlib import Path
@@ -11,6 +13,7 @@ SYSTEM_INCLUDE = re.compile(r"^\s*#\s*include\s+<(?!\w+>)")
 OF_COMPILERS_AND_SYSTEMS = re.compile(
     r"__builtin|__attribute__|__declspec|__int128|\[\[gnu::|\[\[clang::|#\s*pragma\s+(?!once)"
     r"|\b(_WIN32|_MSC_VER|__linux__|__APPLE__|__unix__|__GNUC__|__clang__|__MINGW\w+__)\b")
+HIDDEN = re.compile(r"^namespace tarn\b")
 
 
 def sources(folder):
@@ -32,6 +35,8 @@ def main():
                         faults.append(f"{place}: {module} does not depend on {found[1]}")
                 if module != "Platform" and OF_COMPILERS_AND_SYSTEMS.search(line):
                     faults.append(f"{place}: this belongs into Platform/")
+                if file.suffix == ".h" and "Platform" in allowed | {module} and HIDDEN.match(line):
+                    faults.append(f"{place}: shared libraries hide this; write namespace TARN_PUBLIC tarn {{")
                 if "AnalysisEngine" not in module and module != "Platform" and SYSTEM_INCLUDE.match(line):
                     faults.append(f"{place}: not of the standard library")
         faults += [f"{module} depends on {name} and includes nothing of it" for name in sorted(allowed - included)]
