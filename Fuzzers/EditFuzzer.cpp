@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     } catch (const EditRefused&) {
         // The counters of identifiers move on; the entries are the same.
         const auto old = KeyedUnarchiver::unarchivedObject<Song>(before, nullptr);
-        precondition(program::test::gridOf(*song) == program::test::gridOf(*old) &&
+        precondition(program::test::beatsOf(*song) == program::test::beatsOf(*old) &&
                          program::test::chordsOf(*song) == program::test::chordsOf(*old) &&
                          program::test::sectionsOf(*song) == program::test::sectionsOf(*old) &&
                          song->notes->noteEntries().size() == old->notes->noteEntries().size() &&

@@ -95,7 +95,7 @@ std::optional<std::string> Song::unsoundness() const {
     if (!std::all_of(noteEntries.begin(), noteEntries.end(), [](const auto& entry) {
             return !entry->pitch() || std::abs(std::int64_t{entry->pitch()->octave()}) <= kFarthestOctave;
         }))
-        return "a note lies outside of all octaves";
+        return "a note lies outside every octave";
     return std::nullopt;
 }
 

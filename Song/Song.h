@@ -31,7 +31,7 @@ public:
     /// Throws SongError (unsound, unwritable, busy); the file is then as it was.
     static void save(const std::shared_ptr<const Song>& song, const std::filesystem::path& file);
 
-    /// Why the song cannot be opened or saved, in words that follow its file's name; nothing when it can. A
+    /// Why the song cannot be opened or saved, in words that follow its file's name; empty when it can. A
     /// song is sound when its rate, lengths, locations, metres and pitches are such that no operation of the
     /// program leaves what its arithmetic holds.
     [[nodiscard]] std::optional<std::string> unsoundness() const;

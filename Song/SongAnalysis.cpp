@@ -109,7 +109,7 @@ RecordingFacts readRecording(const std::filesystem::path& recording, const SongA
                              : error.code == ENOTSUP
                                  ? ": a recording has to be an ordinary file, because it is "
                                    "read more than once; save it as one"
-                                 : ": the file cannot be read; look at its permissions"));
+                                 : ": the file cannot be read; check its permissions"));
     std::string refusal;
     auto facts = AnalysisOperationFactory::shared()->readRecording(recording, options.isCancelled, &refusal);
     if (facts)

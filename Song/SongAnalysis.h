@@ -12,7 +12,7 @@
 
 namespace TARN_PUBLIC tarn {
 
-/// Thrown when the user wanted an analysis to end; nothing was written.
+/// Thrown when the user cancelled an analysis; nothing was written.
 class SongAnalysisCancelled : public std::exception {
 public:
     [[nodiscard]] const char* what() const noexcept override { return "The analysis was cancelled."; }
@@ -24,9 +24,9 @@ struct SongAnalysisOptions {
     /// The recording belongs to the document although it sounds different. Its sample rate has to be the
     /// same.
     bool relink = false;
-    /// Hears how far the work is, 0 to 1, and what is being done. May be empty.
+    /// Receives how far the work is, 0 to 1, and what is being done. May be empty.
     std::function<void(double fraction, const std::string& activity)> report;
-    /// Whether the user wants the work to end; asked often. May be empty.
+    /// Whether the user wants the work to end; called often. May be empty.
     std::function<bool()> isCancelled;
 };
 

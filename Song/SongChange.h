@@ -23,14 +23,14 @@ namespace TARN_PUBLIC tarn {
 /// change. Programs that do not lock are noticed: what is saved replaces only what was read.
 class SongChange {
 public:
-    /// How long a change waits for the one before. Changes take milliseconds, also on a slow disk.
+    /// How long a change waits for the one before. Changes take milliseconds, even on a slow disk.
     static constexpr std::chrono::milliseconds kPatience{15'000};
 
     /// Throws SongError: busy when the patience ended, unwritable where no lock can be made, unreadable and
-    /// undecodable as Song::open. A missing file is no error.
+    /// undecodable as Song::open. A missing file is not an error.
     explicit SongChange(const std::filesystem::path& file, std::chrono::milliseconds patience = kPatience);
 
-    /// The document as it was when the change began; nothing when there was no file.
+    /// The document as it was when the change began; null when there was no file.
     [[nodiscard]] const std::shared_ptr<Song>& song() const { return mSong; }
     /// The same where there has to be one. Throws SongError (missing).
     [[nodiscard]] Song& existingSong() const;

@@ -14,7 +14,7 @@
 /// The steps of reading and writing a song's document, for Song and SongChange.
 namespace TARN_PUBLIC tarn {
 
-/// The file's bytes; nothing when there is no such file. Throws SongError (unreadable).
+/// The file's bytes; empty when there is no such file. Throws SongError (unreadable).
 [[nodiscard]] std::optional<Data> readSongBytes(const std::filesystem::path& file);
 [[nodiscard]] SongError missingSong(const std::filesystem::path& file);
 /// The song in the bytes of a file. Throws SongError (undecodable).

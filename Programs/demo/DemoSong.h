@@ -13,7 +13,7 @@
 namespace tarn::demo {
 
 struct Song {
-    std::vector<std::string> chords; ///< one for each bar; those that cannot be read stop the process
+    std::vector<std::string> chords; ///< one for each bar; those that cannot be read abort
     double tempo = 120;              ///< beats per minute
     int beatsPerBar = 4;
     int partsPerBeat = 2;                 ///< strokes of the hi-hat in a beat

@@ -170,7 +170,7 @@ void addAnalyzeCommand(CLI::App& app) {
         "former document is kept as FILE.tarn~");
     command->add_flag(
         "--relink", options->relink,
-        "Take a recording that sounds different for the document's: another mix or master of the "
+        "Accept a recording that sounds different as the document's: another mix or master of the "
         "same song, as long and at the same speed");
     command->add_option("--midi", options->midi, "Also write notes and chords as a MIDI file")
         ->type_name("OUT.mid");

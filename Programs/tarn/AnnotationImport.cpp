@@ -189,8 +189,8 @@ BarLines numberedBarLines(const Song& document, const std::vector<Annotation>& a
     return lines;
 }
 
-/// The beat of the first bar, counted from 0, from which on bars of so many beats begin as near as possible
-/// to the document's downbeats; nothing where it has none within the list.
+/// The beat of the first bar, counted from 0, from which bars of that many beats begin as near as possible
+/// to the document's downbeats; empty where it has none within the list.
 std::optional<std::size_t> phaseOfDownbeats(const Song& document, const std::vector<Annotation>& annotations,
                                             std::size_t beatsPerBar) {
     std::vector<std::size_t> votes(std::min(beatsPerBar, annotations.size()));
@@ -251,7 +251,7 @@ std::string replaceBeats(Song& document, const std::vector<Annotation>& annotati
     for (const Annotation& annotation : annotations)
         locations.push_back(annotation.start);
     if (locations.size() < 2)
-        throw TextTableError(annotations.front().line, "one beat alone makes no grid");
+        throw TextTableError(annotations.front().line, "a single beat does not make a grid");
     const bool countsEighths = storage.timeSignature().denominator == 8;
     const std::uint8_t denominator = countsEighths ? 8 : 4;
     auto beats = newBeatEntriesAtLocations(storage, locations);

@@ -171,7 +171,7 @@ std::string rowsOf(const Song& document, AnnotationKind kind, AnnotationFormat f
 
 std::string annotationText(const Song& document, AnnotationKind kind, AnnotationFormat format) {
     const std::string rows = rowsOf(document, kind, format);
-    return rows.empty() ? "# none\n" : rows; // which tells a list of nothing from a file that was lost
+    return rows.empty() ? "# none\n" : rows; // which distinguishes an empty list from a file that was lost
 }
 
 } // namespace tarn::program

@@ -50,14 +50,14 @@ struct BeatCounting {
 /// Beats: the beat numbered 1 opens a bar; no bar begins where all are numbered 0. Beats without numbers are
 /// counted as `counting` says, else by the document's metre (4 beats to a bar where there is none) and so
 /// that bars begin as near as possible to its present downbeats (with the first beat where there are none);
-/// what was assumed is told. The eighth-note positions of a grid that counts quarters are put halfway between
-/// the beats; the metre's numerator and the tempo are taken from the new grid.
+/// what was assumed is returned. The eighth-note positions of a grid that counts quarters are put halfway
+/// between the beats; the metre's numerator and the tempo are taken from the new grid.
 ///
 /// Chords: a gap longer than 50 ms between an end and the next start becomes no chord. Sections: without a
 /// colour column the label's word verse, chorus or bridge gives the colour.
 ///
 /// Throws TextTableError, or Failure (usage) where `counting` does not suit the list; the document is then
-/// unchanged. Regions stop the process.
+/// unchanged. Regions abort.
 std::string replaceAnnotations(Song& document, AnnotationKind kind, const TextTable& table,
                                const BeatCounting& counting = {});
 

@@ -41,7 +41,7 @@ void cache(const CacheOptions& options) {
     const auto before = cacheFolders();
     if (options.clear || options.largest) {
         if (const auto failure = trimCache(options.clear ? 0 : *options.largest))
-            throw Failure(ExitStatus::unwritableOutput, *failure + "; look at the folder's permissions");
+            throw Failure(ExitStatus::unwritableOutput, *failure + "; check the folder's permissions");
     }
     for (const CacheFolder& folder : options.clear ? before : cacheFolders())
         print(folder, options.clear ? ", removed" : "");

@@ -20,7 +20,7 @@ void changeDocument(const std::filesystem::path& file, bool isDryRun,
         lines.push_back("dry run: " + file.string() + " is unchanged");
     } else {
         (void)Song::open(
-            file); // a document that is missing or damaged is told before one that cannot be locked
+            file); // a document that is missing or damaged is reported before one that cannot be locked
         SongChange turn(file);
         lines = changed(turn.existingSong());
         turn.save(turn.song());

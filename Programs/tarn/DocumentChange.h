@@ -10,7 +10,7 @@
 namespace tarn::program {
 
 /// Changes the document in a file in a turn of its own and prints what the change says of itself, a line
-/// each. With `isDryRun` nothing is written, which a further line tells. Throws SongError, and what `change`
+/// each. With `isDryRun` nothing is written, and a further line says so. Throws SongError, and what `change`
 /// throws; the file is then as it was.
 void changeDocument(const std::filesystem::path& file, bool isDryRun,
                     const std::function<std::vector<std::string>(Song&)>& change);

@@ -52,7 +52,7 @@ void addEditCommand(CLI::App& app) {
     auto* const command = app.add_subcommand("edit", "Correct and extend a document");
     command->add_option("document", options->document, "The document")->required()->type_name("FILE.tarn");
     command->add_option("edits", options->edits, "What to change")->required()->type_name("EDIT");
-    command->add_flag("--dry-run", options->isDryRun, "Tell what would change and write nothing");
+    command->add_flag("--dry-run", options->isDryRun, "Say what would change and write nothing");
     command->footer(helpText());
     command->callback([options] { editDocument(*options); });
 }

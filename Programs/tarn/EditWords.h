@@ -41,7 +41,7 @@ public:
     explicit EditWords(std::vector<EditWord> words) : mWords(std::move(words)) {}
 
     [[nodiscard]] bool isAtEnd() const { return mNext == mWords.size(); }
-    /// Takes the keyword when it comes next; quoted words are no keywords.
+    /// Takes the keyword when it comes next; quoted words are never keywords.
     bool takeIf(std::string_view keyword);
     void expect(std::string_view keyword);
     void expectEnd() const;
@@ -49,7 +49,7 @@ public:
     std::size_t oneOf(std::initializer_list<std::string_view> keywords);
 
     std::string word(const char* what);
-    /// A name that stands before a place: nothing when an unquoted keyword or place comes next.
+    /// A name that stands before a place; empty when an unquoted keyword or place comes next.
     std::optional<std::string> nameBefore(std::initializer_list<std::string_view> keywords);
     std::int64_t wholeNumber(const char* what);
     Position position();

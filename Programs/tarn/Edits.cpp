@@ -446,7 +446,7 @@ std::pair<RegionSnapGrid, std::int64_t> stepsOf(const Song& document, const Move
             static_cast<std::int64_t>(by.amount)};
 }
 
-/// Calls an operation that moves a region and tells its errors with what can be done about them.
+/// Calls an operation that moves a region; its errors say what can be done about them.
 template <typename Move>
 RegionRef movedRegion(Move move) {
     try {

@@ -11,7 +11,7 @@
 
 /// Edits as they are typed. An edit is a sentence that begins with a verb (`move-bar 5 to 1:05.2`); positions
 /// are those of SongPositions.h. Everything that an edit does is an operation of the document's storages;
-/// what such an operation would stop the process for is refused before it is called.
+/// what such an operation would abort over is refused before it is called.
 namespace tarn::program {
 
 /// A sentence that is not an edit, with its correct form.

@@ -19,7 +19,7 @@ namespace tarn::program {
 /// The chord of a label; "X" (a harmony that the annotator could not name) reads as no chord. Of the chord
 /// table's qualities the one with these tones, whatever their octaves, else the degrees as they stand.
 /// Besides the shorthands that harteLabel writes, 1, 5, aug7, 11, maj11, min11, 13, maj13 and min13 are read.
-/// Nothing for any other text, for chords without a root and for more than six degrees.
+/// Empty for any other text, for chords without a root and for more than six degrees.
 [[nodiscard]] KELPChordRef chordWithHarteLabel(std::string_view label);
 
 /// The chord of a label or, where the text is not a label, of a chart's name ("F#m7/E").

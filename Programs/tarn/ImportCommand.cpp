@@ -143,7 +143,7 @@ void addImportCommand(CLI::App& app) {
                      "Which beat of such a list opens the first bar (as the document's bars do, or 1)")
         ->check(CLI::Range(1, 1'000'000'000).description(""))
         ->type_name("K");
-    command->add_flag("--dry-run", options->isDryRun, "Tell what would change and write nothing");
+    command->add_flag("--dry-run", options->isDryRun, "Say what would change and write nothing");
     command->footer("Example:\n"
                     "  tarn import song.tarn bass.mid --by grid --at 1:1\n"
                     "  tarn import song.tarn beats.txt --what beats --beats-per-bar 3 --first-downbeat 2\n"

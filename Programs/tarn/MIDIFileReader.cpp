@@ -117,7 +117,7 @@ double ticksPerSecond(std::uint16_t division) {
     const int ticksPerFrame = division & 0xFF;
     if ((framesPerSecond != 24 && framesPerSecond != 25 && framesPerSecond != 29 && framesPerSecond != 30) ||
         ticksPerFrame == 0)
-        throw MIDIFileError("its time division is none");
+        throw MIDIFileError("its time division is not valid");
     constexpr double kDropFrameRate = 30'000.0 / 1'001.0;
     return (framesPerSecond == 29 ? kDropFrameRate : framesPerSecond) * ticksPerFrame;
 }
@@ -138,7 +138,7 @@ MIDIFile::MIDIFile(std::span<const std::byte> bytes) {
     if (division >= 0x8000)
         mTicksPerSecond = ticksPerSecond(division);
     else if (division == 0)
-        throw MIDIFileError("its time division is none");
+        throw MIDIFileError("its time division is not valid");
     else
         mTicksPerQuarterNote = division;
 

@@ -40,7 +40,7 @@ public:
     [[nodiscard]] double seconds(std::uint64_t tick) const;
 
 private:
-    /// From a tick on, at which so many seconds have passed.
+    /// From this tick on, at which this many seconds have passed.
     struct Tempo {
         std::uint64_t tick = 0;
         double seconds = 0;

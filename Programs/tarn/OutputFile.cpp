@@ -100,13 +100,13 @@ void checkWritable(const std::filesystem::path& file) {
     if (error.code == EISDIR)
         reason = "this is a folder; name a file in it";
     else if (error.code == ELOOP)
-        reason = "its symbolic links go round in a circle; name another file";
+        reason = "its symbolic links form a circle; name another file";
     else if (!std::filesystem::is_directory(folder, unknown))
         reason = "there is no folder " + folder.string() + "; make it, or name a file elsewhere";
     else if (std::filesystem::exists(file, unknown) && access(file.c_str(), W_OK) != 0)
         reason = "the file is write-protected; change its permissions, or name another file";
     else if (error.code == EACCES || error.code == EROFS)
-        reason = "the folder cannot be written to; look at its permissions, or name a file elsewhere";
+        reason = "the folder cannot be written to; check its permissions, or name a file elsewhere";
     else
         throw Failure(ExitStatus::unwritableOutput, error.localizedDescription() + "; name another file");
     throw Failure(ExitStatus::unwritableOutput, file.string() + ": " + reason);
@@ -139,8 +139,8 @@ void writeMIDIFile(const Song& document, const UserInfo& options, const std::fil
         return;
     if (hasWritableTempos(document, options))
         throw Failure(ExitStatus::unwritableOutput,
-                      output.string() + ": the MIDI file cannot be written; look at the folder's permissions "
-                                        "and the room on its disk");
+                      output.string() + ": the MIDI file cannot be written; check the folder's permissions "
+                                        "and the free space on its disk");
     const std::string pause = pauseBeyondTempo(document);
     throw Failure(ExitStatus::unwritableOutput,
                   output.string() + ": " +

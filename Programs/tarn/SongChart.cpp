@@ -253,7 +253,7 @@ private:
 
     const Song& mDocument;
     BeatGrid mGrid;             ///< the counted beats
-    std::vector<Bar> mBars;     ///< those of the chart, also what lies outside the grid
+    std::vector<Bar> mBars;     ///< those of the chart, including what lies outside the grid
     std::vector<Place> mPlaces; ///< one for each counted beat
 };
 

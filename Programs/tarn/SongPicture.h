@@ -23,7 +23,7 @@ struct PictureOptions {
 ///
 /// It is written row by row. Whatever the document holds, the picture stays small: about 10,000 rows at
 /// most (a longer song is drawn at a greater scale), a few lanes of regions, and one item of a kind in half a
-/// point. A row tells what it leaves out ("+ 37 more").
+/// point. A row says what it leaves out ("+ 37 more").
 void writeSongPictureSVG(std::ostream& out, const Song& document, const std::shared_ptr<Waveform>& waveform,
                          const PictureOptions& options);
 
@@ -33,7 +33,7 @@ void writeSongPictureHTML(std::ostream& out, const Song& document, const std::sh
                           const PictureOptions& options, const std::string& audioFile);
 
 /// The waveform of the document's recording: from the cache of that name, or else computed from the
-/// recording; nothing when the recording cannot be read. `file` is the document's.
+/// recording; empty when the recording cannot be read. `file` is the document's.
 [[nodiscard]] std::shared_ptr<Waveform>
 waveformForPicture(const Song& document, const std::filesystem::path& file, const std::string& cacheName);
 

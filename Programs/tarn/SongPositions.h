@@ -53,7 +53,7 @@ struct Distance {
     double amount = 0;
     DistanceUnit unit = DistanceUnit::beats;
 
-    /// Nothing for any other unit and for amounts beyond a million beats, bars or seconds, or 2^53 frames.
+    /// Empty for any other unit and for amounts beyond a million beats, bars or seconds, or 2^53 frames.
     [[nodiscard]] static std::optional<Distance> make(std::string_view amount, std::string_view unit);
     [[nodiscard]] bool isWhole() const;
 };

@@ -53,9 +53,9 @@ private:
 /// as a part of it, goes: zero bytes and line ends become blanks, blanks at the ends are dropped.
 [[nodiscard]] std::string labLine(const std::vector<std::string>& fields);
 
-/// A decimal number without anything else; nothing for numbers that are not finite.
+/// A decimal number without anything else; empty for numbers that are not finite.
 [[nodiscard]] std::optional<double> numberWithText(std::string_view text);
-/// Seconds with so many decimals. Six tell frames apart at every sample rate up to 500 kHz.
+/// Seconds with this many decimals. Six distinguish frames at every sample rate up to 500 kHz.
 [[nodiscard]] std::string secondsText(double seconds, int decimals = 6);
 
 } // namespace tarn::program

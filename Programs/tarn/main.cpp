@@ -69,7 +69,7 @@ std::string usageReason(const CLI::App* app, const CLI::Error& error, Words word
                            ? ": the document is named with -o"
                            : ": one song at a time; analyse this one in a call of its own");
     }
-    // A word that fits nowhere is told before what is missing: it is most likely what was mistyped.
+    // A word that fits nowhere is reported before what is missing: most likely it was mistyped.
     const bool isMissingSomething = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     if (isMissingSomething && !unexpected.empty())
         return "The following argument was not expected: " + unexpected.front();
@@ -133,7 +133,7 @@ int statusAfterOutput() {
     using namespace tarn::program;
     if (std::cout.flush())
         return statusOf(ExitStatus::success);
-    std::cerr << "tarn: standard output cannot be written; look at the room on the disk it goes to\n";
+    std::cerr << "tarn: standard output cannot be written; check the free space on the disk it goes to\n";
     return statusOf(ExitStatus::unwritableOutput);
 }
 

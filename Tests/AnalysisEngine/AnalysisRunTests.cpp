@@ -166,7 +166,7 @@ TEST_F(AnalysisRun, ShowsUsersNoTextButThoseOfTheTables) {
         EXPECT_TRUE(text.starts_with("translated: ")) << text;
 }
 
-TEST_F(AnalysisRun, EndsWithWhatCanBeSaidOfSignalsThatAreNoMusic) {
+TEST_F(AnalysisRun, EndsWithWhatCanBeSaidOfSignalsThatAreNotMusic) {
     Samples square(3 * analysisRate);
     for (std::size_t i = 0; i < square.size(); ++i)
         square[i] = i / 100 % 2 == 0 ? 1.0f : -1.0f;

@@ -46,7 +46,7 @@ protected:
             bytes.at(offset + i) = static_cast<char>(value >> 8 * i);
         return bytes;
     }
-    /// A FLAC file that declares so many frames; 0 for a stream whose length is not known.
+    /// A FLAC file that declares this many frames; 0 for a stream whose length is not known.
     static std::string ofLength(std::string flac, std::int64_t frames) {
         flac.at(21) = static_cast<char>((flac.at(21) & 0xf0) | frames >> 32);
         for (std::size_t i = 0; i < 4; ++i)
@@ -181,7 +181,7 @@ TEST_F(AudioReaderTest, YieldsWhatComesBeforeTheBreak) {
     }
 }
 
-TEST(AnalysisResamplerTests, KeepsTimeAndLength) {
+TEST(AnalysisResampler, KeepsTimeAndLength) {
     for (const int rate : {8000, 22050, 44100, 48000, 96000}) {
         SCOPED_TRACE(rate);
         const Samples input = sine(440, rate, static_cast<std::size_t>(rate) + 123);

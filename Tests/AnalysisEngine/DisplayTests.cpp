@@ -11,10 +11,10 @@ namespace tarn {
 
 namespace {
 
-class WaveformTest : public ::testing::Test {
+class WaveformComputation : public ::testing::Test {
 protected:
     /// A quiet half and a loud one, 2000 frames each.
-    WaveformTest() {
+    WaveformComputation() {
         Samples signal(4000);
         for (std::size_t i = 0; i < signal.size(); ++i)
             signal[i] = (i < 2000 ? 0.1f : 1.0f) * (i % 2 == 0 ? 1.0f : -0.5f);
@@ -38,7 +38,7 @@ protected:
 
 } // namespace
 
-TEST_F(WaveformTest, HasPeaksAndRootMeanSquares) {
+TEST_F(WaveformComputation, HasPeaksAndRootMeanSquares) {
     const auto waveform = compute();
     EXPECT_TRUE(waveform->isProcessingComplete());
     const auto points = waveform->points(0);
@@ -50,7 +50,7 @@ TEST_F(WaveformTest, HasPeaksAndRootMeanSquares) {
     EXPECT_EQ(waveform->points(1)[0], points[0]);
 }
 
-TEST_F(WaveformTest, ComesFromItsCacheOnlyWhenThatFits) {
+TEST_F(WaveformComputation, ComesFromItsCacheOnlyWhenThatFits) {
     EXPECT_FALSE(cached());
     const auto waveform = compute();
     ASSERT_TRUE(writeWaveformCache(waveform, mCache));
@@ -73,7 +73,7 @@ TEST_F(WaveformTest, ComesFromItsCacheOnlyWhenThatFits) {
     EXPECT_FALSE(cached()) << "damaged";
 }
 
-TEST_F(WaveformTest, IsComputedAnewWhereTheCacheIsNotWanted) {
+TEST_F(WaveformComputation, IsComputedAgainWhereTheCacheIsNotWanted) {
     struct AlwaysRequired : KELPWaveformOperationDelegate {
         bool waveformOperationRequiresProcessing(KELPWaveformOperation&) override { return true; }
     };
@@ -91,7 +91,7 @@ TEST_F(WaveformTest, IsComputedAnewWhereTheCacheIsNotWanted) {
     EXPECT_TRUE(std::ranges::equal(computed->points(0), ofCache->points(0)));
 }
 
-TEST(SpectrogramComputationTests, ShowsNotesInTheBinsOfTheTuning) {
+TEST(SpectrogramComputation, ShowsNotesInTheBinsOfTheTuning) {
     constexpr double kPitch = 428;
     Samples signal;
     Synthesizer{kPitch}.play(signal, 0, 2, {69}, 0.5);
@@ -110,7 +110,7 @@ TEST(SpectrogramComputationTests, ShowsNotesInTheBinsOfTheTuning) {
     EXPECT_LT(column[loudest + 30], column[loudest] - 80);
 }
 
-TEST(SpectrogramComputationTests, GrowsWhileTheStageWorks) {
+TEST(SpectrogramComputation, GrowsWhileTheStageWorks) {
     struct Tuned : KELPSpectrogramOperationDelegate {
         bool spectrogramOperationRequiresProcessing(KELPSpectrogramOperation&) override { return true; }
         double tuningFrequencyForSpectrogramOperation(KELPSpectrogramOperation&) override { return 432; }

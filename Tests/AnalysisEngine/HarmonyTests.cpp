@@ -93,7 +93,7 @@ double cents(double frequency, double reference) {
 
 } // namespace
 
-TEST(TuningEstimationTests, FindsTheStandardPitchOfAScale) {
+TEST(TuningEstimation, FindsTheStandardPitchOfAScale) {
     for (const double pitch : {428.0, 432.0, 438.7, 440.0, 443.0, 446.5, 452.0}) {
         for (const double vibrato : {0.0, 25.0}) {
             SCOPED_TRACE(std::to_string(pitch) + " Hz, vibrato " + std::to_string(vibrato));
@@ -107,7 +107,7 @@ TEST(TuningEstimationTests, FindsTheStandardPitchOfAScale) {
     }
 }
 
-TEST(KeyDetectionTests, TellsMajorAndMinorKeys) {
+TEST(KeyDetection, TellsMajorAndMinorKeys) {
     for (const int up : {0, 3, 6, 10}) {
         SCOPED_TRACE(up);
         const Synthesizer synthesizer{442};
@@ -117,12 +117,12 @@ TEST(KeyDetectionTests, TellsMajorAndMinorKeys) {
     }
 }
 
-TEST(KeyDetectionTests, IsEmptyWithoutAKey) {
+TEST(KeyDetection, IsEmptyWithoutAKey) {
     for (const auto& signal : {Samples(), Samples(100000), noise(20, 0.3)})
         EXPECT_EQ(detectKey(featuresOf(signal).spectral, 440), std::nullopt);
 }
 
-TEST(ChordRecognitionTests, FollowsAProgressionAt432Hz) {
+TEST(ChordRecognition, FollowsAProgressionAt432Hz) {
     const AudioFeatures features = featuresOf(progression({432}, majorTurnaround(2), 2));
     const std::string expected = "D, Bm, G, A, D, Bm, G, A";
     const double tuning = estimateTuning(features.spectral);
@@ -148,7 +148,7 @@ TEST(ChordRecognitionTests, FollowsAProgressionAt432Hz) {
         EXPECT_EQ(onBeats.chords[i].location, static_cast<std::int64_t>(i) * 2 * analysisRate);
 }
 
-TEST(ChordRecognitionTests, TellsQualitiesAndBasses) {
+TEST(ChordRecognition, TellsQualitiesAndBasses) {
     for (const int root : {0, 5, 11}) {
         for (const ChordQuality& quality : kChordQualities) {
             SCOPED_TRACE(std::to_string(root) + " " + std::string(quality.definition->name));
@@ -173,14 +173,14 @@ TEST(ChordRecognitionTests, TellsQualitiesAndBasses) {
     }
 }
 
-TEST(ChordRecognitionTests, DecidesBetweenTwoThirdsByTheKey) {
+TEST(ChordRecognition, DecidesBetweenTwoThirdsByTheKey) {
     const AudioFeatures features = featuresOf(progression({}, {{38, {50, 57, 62, 65, 66}}}));
     const std::pair<int, const char*> cases[] = {{0, "Dm"}, {12 + 9, "Dm"}, {2, "D"}, {12 + 11, "D"}};
     for (const auto& [key, name] : cases)
         EXPECT_EQ(namesOf(recognizeChords(features, 440, key, {})), name) << key;
 }
 
-TEST(ChordRecognitionTests, SaysNoChordWhereNothingSounds) {
+TEST(ChordRecognition, SaysNoChordWhereNothingSounds) {
     Samples signal(4 * analysisRate);
     Synthesizer{}.play(signal, 4, 4, {48, 60, 64, 67}, 0.1);
     const AudioFeatures features = featuresOf(signal);
@@ -189,7 +189,7 @@ TEST(ChordRecognitionTests, SaysNoChordWhereNothingSounds) {
     EXPECT_NEAR(static_cast<double>(recognition.chords[1].location) / analysisRate, 4, 0.25);
 }
 
-TEST(ChordRecognitionTests, StaysSoundOnSignalsThatAreNoMusic) {
+TEST(ChordRecognition, StaysSoundOnSignalsThatAreNotMusic) {
     const std::vector<std::pair<std::string, Samples>> cases{{"silence", Samples(3 * analysisRate)},
                                                              {"one sample", Samples(1, 0.5f)},
                                                              {"huge noise", noise(2, 65536)}};
@@ -211,7 +211,7 @@ TEST(ChordRecognitionTests, StaysSoundOnSignalsThatAreNoMusic) {
     EXPECT_EQ(namesOf(recognizeChords(featuresOf(cases[0].second), 440, 0, {})), "N");
 }
 
-TEST(ChordRecognitionTests, StopsWhenAskedAndReportsItsProgress) {
+TEST(ChordRecognition, StopsWhenAskedAndReportsItsProgress) {
     const AudioFeatures features = featuresOf(progression({}, majorTurnaround(0)));
     std::vector<double> reports;
     const StageMonitor all([] { return false; }, [&](double fraction) { reports.push_back(fraction); });

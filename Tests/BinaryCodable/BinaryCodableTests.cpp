@@ -98,7 +98,7 @@ std::string failureOf(Bytes bytes) {
     return failureOf(std::move(bytes), [](auto& container) { (void)container.template decode<T>(); });
 }
 
-/// Delivers the pieces one by one, however much is asked for; an empty piece is an answer without bytes.
+/// Delivers the pieces one by one, however much is asked for; an empty piece is a read without bytes.
 std::shared_ptr<BufferedData> inPieces(const std::vector<Bytes>& pieces) {
     const auto next = [pieces, index = std::size_t{0}](std::size_t) mutable {
         return index < pieces.size() ? std::optional(pieces[index++]) : std::nullopt;
@@ -222,7 +222,7 @@ TEST(BinaryCodable, boundedContainersCountEveryReadInThemselvesAndAroundThem) {
               "Not enough data to create a a type of Float");
 }
 
-TEST(BufferedData, readsAcrossPiecesAndAsksAgainAfterShortAnswers) {
+TEST(BufferedData, readsAcrossPiecesAndAsksAgainAfterShortOnes) {
     const auto data = inPieces({{1}, {}, {2, 3}, {4}, {'x', 'y'}, {'z', 0, 9}, {}});
     EXPECT_THAT(data->peek(3), ElementsAre(1, 2, 3));
     EXPECT_THAT(data->peek(1), ElementsAre(1));
@@ -240,7 +240,7 @@ TEST(BufferedData, readsAcrossPiecesAndAsksAgainAfterShortAnswers) {
     // The source does not know that it is at its end before it is asked; an array still ends there.
     EXPECT_EQ(BinaryDataDecoder().decode<std::vector<std::uint16_t>>(inPieces({{1, 0, 2}, {0}})),
               (std::vector<std::uint16_t>{1, 2}));
-    // A source that never ends and never answers a byte ends the reading.
+    // A source that never ends and never gives a byte ends the reading.
     const auto silent = std::make_shared<BufferedData>(
         AnyBufferedDataSource([](std::size_t) { return Bytes(); }, [] { return false; }), 0);
     EXPECT_TRUE(silent->isAtEnd());

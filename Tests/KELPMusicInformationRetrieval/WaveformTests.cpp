@@ -90,7 +90,7 @@ TEST(Waveform, damagedArchivesGiveNothing) {
         EXPECT_FALSE(readsForged(512, sampleRate, 6)) << sampleRate;
 }
 
-TEST(WaveformDeathTest, misuseStopsTheProcess) {
+TEST(WaveformDeathTest, misuseAborts) {
     EXPECT_DEATH(Waveform(-1, 44100), "Unusable number of frames for a waveform");
     const auto waveform = waveformWith(256, 0);
     EXPECT_DEATH((void)KeyedArchiver::archivedData(waveform), "Only a finished waveform can be archived");

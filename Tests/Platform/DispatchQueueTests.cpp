@@ -42,7 +42,7 @@ TEST(MainQueue, BlocksMayDrainTheQueue) {
     EXPECT_EQ(ran, 2);
 }
 
-TEST(MainQueue, RunUntilAnswersTheCondition) {
+TEST(MainQueue, RunUntilReturnsTheCondition) {
     MainQueue::becomeMainThread();
     EXPECT_TRUE(MainQueue::runUntil([] { return true; }, milliseconds(0)));
     EXPECT_FALSE(MainQueue::runUntil([] { return false; }, milliseconds(0)));
@@ -84,9 +84,9 @@ TEST(MainQueueConcurrency, SyncFromManyThreadsWhileTheMainThreadDrains) {
     for (int t = 0; t < 8; ++t) {
         GlobalQueue::async([&] {
             for (int i = 0; i < 100; ++i) {
-                int answer = 0;
-                MainQueue::sync([&] { answer = ++unguarded; });
-                EXPECT_GT(answer, 0);
+                int result = 0;
+                MainQueue::sync([&] { result = ++unguarded; });
+                EXPECT_GT(result, 0);
                 MainQueue::async([&] { MainQueue::sync([&] { ++unguarded; }); });
             }
             GlobalQueue::async([&] { MainQueue::async([&] { ++finished; }); });

@@ -25,7 +25,7 @@ using enum KeyedArchiveErrorCode;
 using Reference = BinaryPropertyListWriter::Reference;
 using Members = std::vector<std::pair<std::string, Reference>>;
 
-class KeyedArchiveTests : public testing::Test {
+class KeyedArchive : public testing::Test {
 protected:
     static void SetUpTestSuite() { registerClasses(); }
 };
@@ -105,7 +105,7 @@ struct Forge {
     Data finish(Reference root) { return finish(Members{{"root", root}}); }
 };
 
-TEST_F(KeyedArchiveTests, ValuesOfEveryTypeSurviveAtTheirExtremes) {
+TEST_F(KeyedArchive, ValuesOfEveryTypeSurviveAtTheirExtremes) {
     KeyedArchiver archiver;
     std::vector<std::function<void(KeyedUnarchiver&)>> checks;
     const auto add = [&]<typename T>(auto encode, auto decode, const std::vector<T>& values) {
@@ -162,7 +162,7 @@ TEST_F(KeyedArchiveTests, ValuesOfEveryTypeSurviveAtTheirExtremes) {
     EXPECT_FALSE(coder.failed()) << coder.error().localizedDescription();
 }
 
-TEST_F(KeyedArchiveTests, IllFormedTextIsMendedOnEncoding) {
+TEST_F(KeyedArchive, IllFormedTextIsMendedOnEncoding) {
     const std::vector<std::pair<std::string, std::string>> cases{
         {"a\xFF", "a\uFFFD"},
         {"\xC3", "\uFFFD"},                               // cut off
@@ -178,7 +178,7 @@ TEST_F(KeyedArchiveTests, IllFormedTextIsMendedOnEncoding) {
     }
 }
 
-TEST_F(KeyedArchiveTests, OnlyAdmittedClassesAreMade) {
+TEST_F(KeyedArchive, OnlyAdmittedClassesAreMade) {
     const Data beat = KeyedArchiver::archivedData(makeMark<Beat>(1, 2));
     EXPECT_NE(KeyedUnarchiver::unarchivedObject<Beat>(beat), nullptr);
     EXPECT_EQ(KeyedUnarchiver::unarchivedObject<Mark>(beat)->className(), "TestBeat");
@@ -197,10 +197,10 @@ TEST_F(KeyedArchiveTests, OnlyAdmittedClassesAreMade) {
     EXPECT_NE(coder.decodeObject<Mark>("a"), nullptr);
     EXPECT_EQ(coder.decodeObject<Beat>("b"), nullptr);
     EXPECT_TRUE(coder.failed());
-    EXPECT_EQ(coder.decodeObject<Mark>("a"), nullptr) << "a failed archive gives nothing any more";
+    EXPECT_EQ(coder.decodeObject<Mark>("a"), nullptr) << "a failed archive gives nothing more";
 }
 
-TEST_F(KeyedArchiveTests, ReasonsNameTheValueAndItsClass) {
+TEST_F(KeyedArchive, ReasonsNameTheValueAndItsClass) {
     using Change = std::function<void(Forge&, Members&)>;
     const auto nameWith = [](const Change& change) {
         Forge forge;
@@ -238,7 +238,7 @@ TEST_F(KeyedArchiveTests, ReasonsNameTheValueAndItsClass) {
     expectFailure<Mark>(text, damagedValue, "not a well-formed text");
 }
 
-TEST_F(KeyedArchiveTests, ElementsOfArraysAreCheckedOneByOne) {
+TEST_F(KeyedArchive, ElementsOfArraysAreCheckedOneByOne) {
     auto song = std::make_shared<Song>();
     song->marks = {makeMark<Mark>(1, 1), makeMark<Beat>(2, 2)};
     const Data bytes = KeyedArchiver::archivedData(song);
@@ -252,7 +252,7 @@ TEST_F(KeyedArchiveTests, ElementsOfArraysAreCheckedOneByOne) {
                         "Element 1 of \"marks\" of TestSong is empty");
 }
 
-TEST_F(KeyedArchiveTests, NestingIsBoundedOnBothSides) {
+TEST_F(KeyedArchive, NestingIsBoundedOnBothSides) {
     const auto chain = [](std::size_t length) {
         std::shared_ptr<Name> outermost;
         for (std::size_t i = 0; i < length; ++i) {
@@ -267,7 +267,7 @@ TEST_F(KeyedArchiveTests, NestingIsBoundedOnBothSides) {
     EXPECT_DEATH(KeyedArchiver::archivedData(chain(kKeyedArchiveMaximumDepth + 1)), "nested too deep");
 }
 
-TEST_F(KeyedArchiveTests, ContentsReferredToAgainAndAgainDoNotMultiply) {
+TEST_F(KeyedArchive, ContentsReferredToAgainAndAgainDoNotMultiply) {
     // 3,000 songs hold the same array of 3,000 references.
     Forge arrays;
     const auto mark = arrays.object(arrays.membersOfMark("TestMark"));
@@ -280,7 +280,7 @@ TEST_F(KeyedArchiveTests, ContentsReferredToAgainAndAgainDoNotMultiply) {
     EXPECT_EQ(arrayCoder.decodeObjects<Song>("songs"), std::nullopt);
     EXPECT_EQ(arrayCoder.error().code, static_cast<long>(tooLarge));
 
-    // 2,000 names hold the same text of 64 KiB: forged it fails, as the archiver writes it it does not.
+    // 2,000 names hold the same text of 64 KiB: a forgery of it fails, the archiver's own bytes do not.
     const std::string text(1 << 16, 'x');
     Forge texts;
     const auto textUID = texts.add(texts.list.addString(text));
@@ -302,7 +302,7 @@ TEST_F(KeyedArchiveTests, ContentsReferredToAgainAndAgainDoNotMultiply) {
     EXPECT_EQ(forgedCoder.error().code, static_cast<long>(tooLarge));
 }
 
-TEST_F(KeyedArchiveTests, EqualValuesAreStoredOnceAndABeatTakesAtMostEightyBytes) {
+TEST_F(KeyedArchive, EqualValuesAreStoredOnceAndABeatTakesAtMostEightyBytes) {
     const auto sizeWith = [](const std::string& second, double number) {
         KeyedArchiver archiver;
         archiver.encodeString("a", std::string(1000, 'x'));
@@ -324,7 +324,7 @@ TEST_F(KeyedArchiveTests, EqualValuesAreStoredOnceAndABeatTakesAtMostEightyBytes
     EXPECT_LE(bytes.size(), 80 * kCount);
 }
 
-TEST_F(KeyedArchiveTests, MisuseStopsTheProcess) {
+TEST_F(KeyedArchive, MisuseAborts) {
     EXPECT_DEATH(
         {
             KeyedArchiver archiver;
@@ -348,7 +348,7 @@ TEST_F(KeyedArchiveTests, MisuseStopsTheProcess) {
 }
 
 // What the standard library of another language reads and writes, it reads and writes alike.
-TEST_F(KeyedArchiveTests, AnIndependentPropertyListReaderAgrees) {
+TEST_F(KeyedArchive, AnIndependentPropertyListReaderAgrees) {
     if (std::system("python3 -c 'import plistlib'") != 0)
         GTEST_SKIP() << "python3 is not installed";
     const TemporaryFolder folder;
@@ -422,7 +422,7 @@ Data randomGraph(std::mt19937& random, bool& isSound) {
     return forge.finish(forge.uid(2));
 }
 
-TEST_F(KeyedArchiveTests, DamagedArchivesGiveAnObjectOrAReason) {
+TEST_F(KeyedArchive, DamagedArchivesGiveAnObjectOrAReason) {
     const Data valid = KeyedArchiver::archivedData(makeSong());
     const auto whole = KeyedUnarchiver::unarchivedObject<Song>(valid);
     ASSERT_NE(whole, nullptr);

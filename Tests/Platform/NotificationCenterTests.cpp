@@ -15,7 +15,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/// Observers that note what they hear.
+/// Observers that note what they receive.
 struct NotificationCenterTest : testing::Test {
     NotificationCenter::Token listen(const std::string& label, const std::string& name = "n",
                                      const std::shared_ptr<int>& sender = nullptr,

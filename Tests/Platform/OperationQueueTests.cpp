@@ -206,7 +206,7 @@ TEST(OperationQueue, TheMainQueueRunsOneAfterAnotherOnTheMainThread) {
     EXPECT_TRUE(MainQueue::runUntil([&] { return dependent->isFinished(); }, std::chrono::seconds(20)));
 }
 
-TEST(OperationQueue, WrongUseStopsTheProcess) {
+TEST(OperationQueue, WrongUseAborts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     MainQueue::becomeMainThread();
     OperationQueue queue;

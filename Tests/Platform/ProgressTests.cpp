@@ -148,7 +148,7 @@ TEST(Progress, RestartForgetsWhatWasDone) {
     EXPECT_EQ(notices, 2);
 }
 
-TEST(Progress, WrongTreesStopTheProcess) {
+TEST(Progress, WrongTreesAbort) {
     const auto make = [] { return Progress::discrete(1); };
     const auto parent = make(), child = make(), leaf = make(), other = make(), huge = make(), last = make();
     parent->addChild(child, 1);

@@ -6,7 +6,7 @@
 
 namespace tarn {
 
-/// Does the work in so many threads at once, each with its number from 0 on, and waits for all.
+/// Does the work in `count` threads at once, each with its number from 0 on, and waits for all.
 inline void inThreads(int count, const std::function<void(int)>& work) {
     std::vector<std::thread> threads;
     for (int i = 0; i < count; ++i)

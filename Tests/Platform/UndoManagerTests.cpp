@@ -45,7 +45,7 @@ TEST_F(UndoManagerTest, ANewStepDiscardsWhatCouldBeRedone) {
     manager.undo();
     manager.beginUndoGrouping();
     manager.endUndoGrouping();
-    EXPECT_TRUE(manager.canRedo()) << "an empty group is no step";
+    EXPECT_TRUE(manager.canRedo()) << "an empty group is not a step";
     set("b");
     EXPECT_FALSE(manager.canRedo());
 }
@@ -119,7 +119,7 @@ TEST_F(UndoManagerTest, AnActionMayLetGoOfTheManager) {
     EXPECT_TRUE(weak.expired());
 }
 
-TEST_F(UndoManagerTest, WrongUseStopsTheProcess) {
+TEST_F(UndoManagerTest, WrongUseAborts) {
     EXPECT_DEATH(manager.endUndoGrouping(), "endUndoGrouping without beginUndoGrouping");
     EXPECT_DEATH(manager.enableUndoRegistration(), "enableUndoRegistration without disableUndoRegistration");
     manager.registerUndo([this] { manager.undo(); });

@@ -59,7 +59,7 @@ TEST_F(UserDefaultsTest, readsTextAsTheTypeThatIsAsked) {
         {"-2.75", true, -2, -2.75},
         {"1e3", true, 1000, 1000},
         {"9223372036854775807", true, kLargest, 9223372036854775807.0},
-        {"1e30", false, 0, 1e30}, // no integer, and so neither a truth value
+        {"1e30", false, 0, 1e30}, // not an integer, and so not a truth value either
         {"12 apples", false, 0, 0},
         {"+-5", false, 0, 0},
         {"", false, 0, 0}};
@@ -83,7 +83,7 @@ TEST_F(UserDefaultsTest, looksAmongTheProcessTheFileAndTheRegisteredInThisOrder)
     EXPECT_EQ(defaults.integerForKey("key"), 3);
     defaults.setVolatileValue("key", "4");
     EXPECT_EQ(defaults.integerForKey("key"), 4);
-    defaults.setVolatileValue("key", "four"); // says no number, so the next in line answers
+    defaults.setVolatileValue("key", "four"); // not a number, so the next in line counts
     EXPECT_EQ(defaults.integerForKey("key"), 3);
     EXPECT_EQ(defaults.string("key"), "four");
     defaults.setVolatileValue("key", std::nullopt);

@@ -202,7 +202,7 @@ TEST_F(ProgramTest, aDocumentBelongsToARecordingByItsSound) {
     ASSERT_EQ(read("song.wav").size(), read("other.wav").size());
     std::filesystem::copy(folder / "song.wav", folder / "renamed.wav");
 
-    // One of an earlier edition, which knows the recording by rate and length alone.
+    // A document of an older program, which knows the recording by rate and length alone.
     const auto old = std::make_shared<Song>(Recording{"song.wav", 44100, fourBars().frameCount(), "old"});
     Song::save(old, folder / "song.tarn");
     outputOf({"analyze", "song.wav"});
@@ -278,7 +278,7 @@ TEST_F(ProgramTest, unusualRecordingsGiveDocumentsOfWhatCanBeHeard) {
     EXPECT_NE(brokenOff.output.find("could be read\n"), std::string::npos) << brokenOff.output;
 }
 
-TEST_F(ProgramTest, analyzeNamesTheFileThatIsNoRecording) {
+TEST_F(ProgramTest, analyzeNamesTheFileThatIsNotARecording) {
     std::filesystem::create_directory(folder / "folder.wav");
     write("text.wav", "Dear diary, today I learned a song.\n");
     write("empty.wav", "");

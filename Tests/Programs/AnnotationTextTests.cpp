@@ -12,7 +12,7 @@
 namespace tarn::program {
 namespace {
 
-using test::addChord, test::chordsOf, test::gridOf, test::sampleSong, test::sectionsOf;
+using test::addChord, test::chordsOf, test::beatsOf, test::sampleSong, test::sectionsOf;
 using Kind = AnnotationKind;
 using Format = AnnotationFormat;
 
@@ -39,7 +39,7 @@ std::string rowsOf(const TextTable& table) {
 
 } // namespace
 
-TEST(TextTableTests, CSVFields) {
+TEST(TextTable, CSVFields) {
     const auto table = parseCSV("\xEF\xBB\xBFTime, \"Label\"\r\n0.5,\"Verse, \"\"one\"\"\r\nand two\"\r\r"
                                 "\n1.5 , plain \n2,\n");
     EXPECT_EQ(table.header, (std::vector<std::string>{"time", "label"}));
@@ -53,7 +53,7 @@ TEST(TextTableTests, CSVFields) {
     EXPECT_EQ(parseCSV(csvLine(fields)).rows[0].fields, fields);
 }
 
-TEST(TextTableTests, LabFields) {
+TEST(TextTable, LabFields) {
     EXPECT_EQ(rowsOf(parseLab("# comment\n0.0 1.5\tVerse  one \n\n2 chorus 2\r\n3 4\n")),
               "2:[0.0][1.5][Verse  one] 4:[2][chorus 2] 5:[3][4]");
     for (const char* text : {"nan", "inf", "1e999", "0x1p3", "1,5", "", "1 "})
@@ -61,18 +61,18 @@ TEST(TextTableTests, LabFields) {
     EXPECT_EQ(secondsText(1.0 / 3), "0.333333");
 }
 
-TEST(AnnotationTextTests, ChordsCoverTheRecording) {
+TEST(AnnotationText, ChordsCoverTheRecording) {
     const auto song = sampleSong();
-    addChord(*song, "C", 88200);
-    addChord(*song, "Am7/G", 176400);
-    addChord(*song, "F", 176400);     // hides the one before it
-    addChord(*song, "G", 80 * 11025); // at the recording's end
+    addChord(*song, 88200, "C");
+    addChord(*song, 176400, "Am7/G");
+    addChord(*song, 176400, "F");     // hides the one before it
+    addChord(*song, 80 * 11025, "G"); // at the recording's end
     EXPECT_EQ(annotationText(*song, Kind::chords, Format::lab),
               "0.000000\t2.000000\tN\n2.000000\t4.000000\tC:maj\n4.000000\t20.000000\tF:maj\n");
     EXPECT_EQ(annotationText(*sampleSong(), Kind::chords, Format::csv), "start,end,label\n");
 }
 
-TEST(AnnotationTextTests, BeatsAreCountedByTheMetre) {
+TEST(AnnotationText, BeatsAreCountedByTheMetre) {
     const auto song = sampleSong(3);
     song->notes->shiftDownbeatsByOffset(2); // a pickup of one beat
     const std::string text = annotationText(*song, Kind::beats, Format::csv);
@@ -82,13 +82,13 @@ TEST(AnnotationTextTests, BeatsAreCountedByTheMetre) {
     EXPECT_EQ(annotationText(*song, Kind::beats, Format::lab).substr(0, 22), "2.000000\t3\n2.500000\t1\n");
 }
 
-TEST(AnnotationTextTests, ReadingBackWhatWasWritten) {
+TEST(AnnotationText, ReadingBackWhatWasWritten) {
     for (const auto format : {Format::lab, Format::csv}) {
         const auto song = sampleSong(3);
         song->recording.sampleRate = 48000.5; // frames that no decimal number of seconds names exactly
-        addChord(*song, "Bb7b9/Ab", 44101);
-        addChord(*song, "N.C.", 44103);
-        addChord(*song, "F#m", 100003);
+        addChord(*song, 44101, "Bb7b9/Ab");
+        addChord(*song, 44103, "N.C.");
+        addChord(*song, 100003, "F#m");
         (void)song->structure->updateSection(song->structure->createNewSection(7), "", "other");
         const auto section = song->structure->createNewSection(30007);
         (void)song->structure->updateSection(section, "Second verse, loud", "verse");
@@ -99,7 +99,7 @@ TEST(AnnotationTextTests, ReadingBackWhatWasWritten) {
             (void)replaceAnnotations(*copy, kind, parse(annotationText(*song, kind, format)));
         EXPECT_EQ(chordsOf(*copy), chordsOf(*song));
         EXPECT_EQ(sectionsOf(*copy), "/named:other@7 Second verse, loud/named:verse@30007");
-        EXPECT_EQ(gridOf(*copy), gridOf(*song));
+        EXPECT_EQ(beatsOf(*copy), beatsOf(*song));
         EXPECT_EQ(copy->notes->timeSignature().numerator, 3);
         ASSERT_EQ(copy->notes->tempoEntries().size(), 1u);
         EXPECT_NEAR(copy->notes->tempoEntries()[0]->tempo(), 48000.5 * 60 / 22050, 1e-3);
@@ -185,7 +185,7 @@ private:
 
 } // namespace
 
-TEST(AnnotationTextTests, WhatIsReadBackIsWrittenTheSameAgain) {
+TEST(AnnotationText, WhatIsReadBackIsWrittenTheSameAgain) {
     int readBack = 0;
     for (unsigned seed = 0; seed < 600; ++seed) {
         const auto kind = std::array{Kind::beats, Kind::chords, Kind::sections}[seed % 3];
@@ -204,7 +204,7 @@ TEST(AnnotationTextTests, WhatIsReadBackIsWrittenTheSameAgain) {
     EXPECT_GT(readBack, 300);
 }
 
-TEST(AnnotationTextTests, ListsOfBeatsInAllTheirForms) {
+TEST(AnnotationText, ListsOfBeatsInAllTheirForms) {
     const auto read = [](const std::string& text, const BeatCounting& counting = {},
                          std::shared_ptr<Song> song = std::make_shared<Song>(Recording{"", 1, 100, ""})) {
         const auto report = replaceAnnotations(*song, Kind::beats, parseNumbers(text), counting);
@@ -228,7 +228,7 @@ TEST(AnnotationTextTests, ListsOfBeatsInAllTheirForms) {
                                              std::string("2\t3 4\t1 6\t2 8\t3 10\t1 ")));
     // The document's metre and downbeats say more than nothing: bars of 3 begin at 6 and 12 s.
     const auto waltz = std::make_shared<Song>(Recording{"", 1, 100, ""});
-    test::addBeats(*waltz, 6, 2, 6, 3);
+    test::addBeats(*waltz, {.first = 6, .spacing = 2, .count = 6, .perBar = 3});
     waltz->notes->setTimeSignature(3, 8);
     const auto [report, numbers] = read(times, {}, waltz);
     EXPECT_EQ(report,
@@ -239,7 +239,7 @@ TEST(AnnotationTextTests, ListsOfBeatsInAllTheirForms) {
     EXPECT_THROW((void)read("1\n2\n", {{}, 3}), Failure) << "there are only two";
 }
 
-TEST(AnnotationTextTests, ColumnsByNameAndGaps) {
+TEST(AnnotationText, ColumnsByNameAndGaps) {
     const auto song = sampleSong();
     EXPECT_EQ(replaceAnnotations(*song, Kind::chords,
                                  parseCSV("chord,duration,onset\nC:min,1,0.5\nG7,0.97,1.5\nF,1,3\n")),
@@ -254,15 +254,15 @@ TEST(AnnotationTextTests, ColumnsByNameAndGaps) {
     for (int i = 0; i < 12; ++i)
         eighths += std::to_string(i) + "," + std::to_string(i % 6 + 1) + "\n";
     EXPECT_EQ(replaceAnnotations(*song, Kind::beats, parseCSV(eighths)), "12 beats replace 64 (metre 6/8)");
-    EXPECT_EQ(partsOf(gridOf(*song)).size(), 12u) << "a grid that counts eighths holds the beats alone";
+    EXPECT_EQ(partsOf(beatsOf(*song)).size(), 12u) << "a grid that counts eighths holds the beats alone";
     EXPECT_EQ(replaceAnnotations(*song, Kind::chords, parseLab("0 1 C\n1 2 X\n")),
               "2 chords replace 5; 1 labelled X became N.C.");
 }
 
-TEST(AnnotationTextTests, AListOfNothingReplacesWhatWasThere) {
+TEST(AnnotationText, AListOfNothingReplacesWhatWasThere) {
     for (const Kind kind : {Kind::beats, Kind::chords, Kind::sections}) {
         const auto song = sampleSong();
-        test::addChord(*song, "C", 88200);
+        test::addChord(*song, 88200, "C");
         const Song nothing(song->recording);
         (void)replaceAnnotations(*song, kind, parseLab(annotationText(nothing, kind, AnnotationFormat::lab)));
         (void)replaceAnnotations(*song, kind, parseCSV(annotationText(nothing, kind, AnnotationFormat::csv)));
@@ -271,7 +271,7 @@ TEST(AnnotationTextTests, AListOfNothingReplacesWhatWasThere) {
     }
 }
 
-TEST(AnnotationTextTests, WhatIsRefusedNamesItsLine) {
+TEST(AnnotationText, WhatIsRefusedNamesItsLine) {
     const auto chords = Kind::chords, beats = Kind::beats;
     const std::tuple<Kind, const char*, const char*> cases[] = {
         {chords, "", "1: there is nothing to import"},
@@ -285,18 +285,18 @@ TEST(AnnotationTextTests, WhatIsRefusedNamesItsLine) {
         {beats, "1 1\n2 two\n", "2: 'two' is not the number of a beat in its bar (1, 2, …)"},
         {beats, "1 1\n2 1.5\n", "2: '1.5' is not the number of a beat in its bar (1, 2, …)"},
         {beats, "1 2\n2 3\n", "1: no beat is numbered 1, so no bar begins anywhere"},
-        {beats, "1 1\n", "1: one beat alone makes no grid"},
+        {beats, "1 1\n", "1: a single beat does not make a grid"},
         {beats, "1\n2\n2\n", "3: the time 2 does not come after the one before it; sort the file"},
         {chords, "1\n2\n", "1: there are times without labels; --what beats reads lists of beats"}};
     for (const auto& [kind, lab, error] : cases) {
         const auto song = sampleSong();
-        addChord(*song, "C", 88200);
-        const auto grid = gridOf(*song);
+        addChord(*song, 88200, "C");
+        const auto grid = beatsOf(*song);
         const std::string text =
             errorOf([&, kind = kind, lab = lab] { (void)replaceAnnotations(*song, kind, parseLab(lab)); });
         EXPECT_EQ(text, error);
         EXPECT_EQ(chordsOf(*song), "C@88200");
-        EXPECT_EQ(gridOf(*song), grid);
+        EXPECT_EQ(beatsOf(*song), grid);
     }
     const auto song = sampleSong();
     const auto csvError = [&](const char* text) {

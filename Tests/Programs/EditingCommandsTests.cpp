@@ -22,7 +22,7 @@ TEST_F(ProgramTest, twentyEditsAtOnceAreAllMade) {
 TEST_F(ProgramTest, anEditThatCannotBeOpenedAgainIsRefused) {
     constexpr std::int64_t kDay = 86400L * 4000;
     const auto song = std::make_shared<Song>(Recording{"a.wav", 4000, kDay, "a"});
-    test::addBeats(*song, kDay - 39 * 1000, 1000, 40, 8);
+    test::addBeats(*song, {.first = kDay - 39 * 1000, .spacing = 1000, .count = 40, .perBar = 8});
     song->notes->setTimeSignature(4, 4);
     Song::save(song, folder / "long.tarn");
     const auto before = read("long.tarn");
@@ -83,9 +83,9 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
     EXPECT_EQ(read("small.tarn"), before);
 }
 
-TEST_F(ProgramTest, aMIDITempoThatCannotFollowTheBeatsIsToldFromAFullDisk) {
+TEST_F(ProgramTest, aMIDITempoThatCannotFollowTheBeatsIsNotReportedAsAFullDisk) {
     const auto song = std::make_shared<Song>(Recording{"slow.wav", 1000, 60000, "slow"});
-    test::addBeats(*song, 0, 8400, 4, 8);
+    test::addBeats(*song, {.first = 0, .spacing = 8400, .count = 4, .perBar = 8});
     Song::save(song, folder / "slow.tarn");
     expectFailure(tarn({"export", "slow.tarn", "slow.mid"}), 6,
                   "the pause from 1:1 (0:00.000) to 1:2 (0:08.400) is too long: a MIDI tempo follows at most "

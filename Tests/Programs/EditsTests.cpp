@@ -10,7 +10,7 @@
 namespace tarn::program {
 namespace {
 
-using test::chordsOf, test::gridOf, test::messageOf, test::notesOf, test::perform, test::regionsOf,
+using test::chordsOf, test::beatsOf, test::messageOf, test::notesOf, test::perform, test::regionsOf,
     test::sampleSong, test::sectionsOf;
 using testing::HasSubstr;
 using Arguments = std::vector<std::string>;
@@ -67,7 +67,7 @@ TEST(Edits, ASentenceIsOneArgumentOrItsWords) {
                        "shift-downbeats -1 beat"});
     EXPECT_EQ(sectionsOf(*words), "Verse 2/named:verse@220500");
     EXPECT_EQ(sectionsOf(*sentences), sectionsOf(*words));
-    EXPECT_EQ(gridOf(*words), gridOf(*sentences));
+    EXPECT_EQ(beatsOf(*words), beatsOf(*sentences));
 }
 
 TEST(Edits, AnEqualsSignMayStandBetweenBlanks) {
@@ -84,17 +84,17 @@ TEST(Edits, EveryExampleIsAnEdit) {
         EXPECT_EQ(parseEdits(Arguments{std::string(form.example)}).size(), 1u) << form.example;
 }
 
-TEST(Edits, AnUnknownVerbIsToldWithTheHelpThatListsThem) {
+TEST(Edits, AnUnknownVerbLeadsToTheHelp) {
     EXPECT_EQ(syntaxError("move 5"), "'move 5' is not an edit; 'tarn edit --help' lists them");
 }
 
-TEST(Edits, AWrongSentenceIsToldWithItsFormAndAnExample) {
+TEST(Edits, AWrongSentenceIsAnsweredWithItsFormAndAnExample) {
     EXPECT_EQ(syntaxError("move-bar five to 3:1"),
               "'move-bar five to 3:1': 'five' is not the number of a bar, a whole number; "
               "write move-bar BAR to POSITION, as in 'move-bar 5 to 1:05.2'");
 }
 
-TEST(Edits, MissingAndSuperfluousWordsAreTold) {
+TEST(Edits, MissingAndSuperfluousWordsAreNamed) {
     EXPECT_THAT(syntaxError("move-bar 5 at 3:1"), HasSubstr("'to' is missing before 'at'"));
     EXPECT_THAT(syntaxError("move-bar 5 to"), HasSubstr("a position is missing"));
     EXPECT_THAT(syntaxError("remove-chord at 3:1 now"), HasSubstr("'now' is one word too many"));
@@ -111,7 +111,7 @@ TEST(Edits, AKeyIsANoteOfMajorOrMinor) {
         EXPECT_THAT(syntaxError("key=" + std::string(key)), HasSubstr("is not a valid key")) << key;
 }
 
-TEST(Edits, EachKindOfWordIsToldByItsName) {
+TEST(Edits, EachKindOfWordIsNamed) {
     EXPECT_THAT(syntaxError("move-bar 5 to 1:5:05"), HasSubstr("'1:5:05' is not a valid position"));
     EXPECT_THAT(syntaxError("add-region intro 1:1 to 2:1"),
                 HasSubstr("'intro' is not verse, chorus, bridge or region"));
@@ -133,7 +133,7 @@ TEST(Edits, RegionsMoveByWholeBeats) {
 
 TEST(Edits, OneRefusedEditKeepsNone) {
     const auto song = sampleSong();
-    test::addChord(*song, "D#m", 88200);
+    test::addChord(*song, 88200, "D#m");
     perform(*song, "add-section Intro at start|add-region verse 2:1 to 3:1");
     const auto before = documentJSON(*song);
     EXPECT_EQ(messageOf<EditRefused>([&] {
@@ -302,7 +302,7 @@ TEST(Edits, RegionsAreFoundByNameNumberOrPlace) {
     EXPECT_EQ(regionsOf(*song), "C[176400,352800) A[441000,529200) B[617400,705600)");
 }
 
-TEST(Edits, ARegionThatIsNotFoundIsToldHow) {
+TEST(Edits, ARegionThatIsNotFoundIsRefused) {
     const auto song = songWithRegions();
     EXPECT_THAT(refusal(song, "remove-region Verse"),
                 HasSubstr("there are 2 called \"Verse\" (at 2:1, 7:1); write Verse#2"));

@@ -36,7 +36,7 @@ std::string fileError(std::span<const std::byte> bytes) {
 
 } // namespace
 
-TEST(MIDIFileReaderTests, EventsOfATrack) {
+TEST(MIDIFileReader, EventsOfATrack) {
     const MIDIFile file(fileOf({
         0,    0x90, 60,   100, 0,    64,   100,  // running status
         48,   0xF0, 2,    1,   0xF7,             // system exclusive in between
@@ -60,12 +60,12 @@ TEST(MIDIFileReaderTests, EventsOfATrack) {
     EXPECT_EQ(timeCode.notes(), (std::vector<MIDIFileNote>{{100, 100, 0, 60}}));
 }
 
-TEST(MIDIFileReaderTests, MalformedFiles) {
+TEST(MIDIFileReader, MalformedFiles) {
     const std::pair<Data, const char*> cases[] = {
         {{}, "it is not a Standard MIDI File"},
         {bytesOf({'R', 'I', 'F', 'F', 0, 0}), "it is not a Standard MIDI File"},
-        {fileOf({}, {0, 0}), "its time division is none"},
-        {fileOf({}, {0x80, 40}), "its time division is none"},
+        {fileOf({}, {0, 0}), "its time division is not valid"},
+        {fileOf({}, {0x80, 40}), "its time division is not valid"},
         {fileOf({0, 60, 60}), "it holds a message that does not belong in a file"},
         {fileOf({0, 0xF8}), "it holds a message that does not belong in a file"},
         // A meta event ends the running status.
@@ -85,7 +85,7 @@ TEST(MIDIFileReaderTests, MalformedFiles) {
         EXPECT_NE(fileError(std::span(whole).first(size)), "") << size;
 }
 
-TEST(NoteImportTests, ByTimeAndAlongTheBeats) {
+TEST(NoteImport, ByTimeAndAlongTheBeats) {
     // Two quarter notes at 120 beats per minute, then a quarter-note rest and an eighth note.
     const MIDIFile file(fileOf({0, 0x90, 61, 1, 96, 61, 0, 0, 63, 1, 96, 63, 0, 96, 61, 1, 48, 61, 0}));
     const auto song = sampleSong();
@@ -106,7 +106,7 @@ TEST(NoteImportTests, ByTimeAndAlongTheBeats) {
               "1 notes replace 3; 2 outside the recording were left out");
 }
 
-TEST(NoteImportTests, ChannelsAndRefusals) {
+TEST(NoteImport, ChannelsAndRefusals) {
     const MIDIFile file(
         fileOf({0, 0x99, 36, 1, 0, 0x92, 50, 1, 0, 0x93, 51, 1, 96, 51, 0, 0, 0x82, 50, 0, 0, 0x89, 36, 0}));
     const auto song = sampleSong();
@@ -130,7 +130,7 @@ TEST(NoteImportTests, ChannelsAndRefusals) {
     EXPECT_EQ(notesOf(*song), "C2@0+22050");
 }
 
-TEST(NoteImportTests, TakesBackWhatTheExportWrites) {
+TEST(NoteImport, TakesBackWhatTheExportWrites) {
     const TemporaryFolder folder;
     const auto song = sampleSong();
     song->notes->setLocationOfBarEntry(song->notes->beatEntries()[16]->eventId(), 250000, 352800);

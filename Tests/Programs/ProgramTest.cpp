@@ -28,7 +28,7 @@ ProcessResult ProgramTest::tarn(const std::vector<std::string>& arguments,
     const std::string number = others == 0 ? "" : std::to_string(++mExtraRuns);
     const auto output = folder / (".output" + number);
     const auto errors = folder / (".errors" + number);
-    std::filesystem::remove(output); // of an earlier run, which nobody is to take for this one's
+    std::filesystem::remove(output); // of an earlier run, which must not pass for this one's
     std::vector<std::string> words{TARN_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
@@ -73,7 +73,7 @@ std::vector<std::string> ProgramTest::filesIn(const std::filesystem::path& where
 std::filesystem::path ProgramTest::saveSmallDocument(const std::string& name) const {
     const auto song = std::make_shared<Song>(Recording{"small.wav", 44100, 749700, "small"});
     song->notes->setTimeSignature(4, 4);
-    test::addBeats(*song, 22050, 11025, 64, 8);
+    test::addBeats(*song, {.first = 22050, .spacing = 11025, .count = 64, .perBar = 8});
     test::addTempo(*song, 120);
     const auto pitch = song->notes->newStandardPitchEntry();
     pitch->setFrequency(442);

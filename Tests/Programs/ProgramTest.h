@@ -31,7 +31,7 @@ protected:
         for (int tries = 0; tries < 10000 && read(".output").empty(); ++tries)
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
-    /// The output of a run that has nothing to complain of.
+    /// The output of a run that succeeds and has no complaint.
     std::string outputOf(const std::vector<std::string>& arguments) {
         const auto run = tarn(arguments);
         EXPECT_TRUE(run.status == 0 && run.errors.empty()) << arguments.front() << ": " << run.errors;

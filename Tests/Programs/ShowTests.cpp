@@ -46,12 +46,12 @@ TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLies
     const auto song = std::make_shared<Song>(Recording{"waltz.wav", 1000, 10000, "waltz"});
     song->notes->setTimeSignature(3, 4);
     // A pickup of one beat at 2000, then two bars of three; tatums every 250 frames.
-    test::addBeats(*song, 2000, 250, 14, 6, 2);
+    test::addBeats(*song, {.first = 2000, .spacing = 250, .count = 14, .perBar = 6, .pickup = 2});
     const std::pair<std::int64_t, const char*> chords[] = {{0, "N.C."},  {500, "Em"},  {1000, "B7"},
                                                            {2490, "C"},  {3249, "F"},  {3250, "G"},
                                                            {4900, "Dm"}, {5100, "E7"}, {9000, "A"}};
     for (const auto& [location, name] : chords)
-        addChord(*song, name, location);
+        addChord(*song, location, name);
     Song::save(song, folder / "waltz.tarn");
     const auto chart = tarn({"show", "waltz.tarn"}).output;
     EXPECT_EQ(chart.substr(chart.find("\n\n") + 2), "        0:00 | Em        |\n"
@@ -61,7 +61,7 @@ TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLies
 
 TEST_F(ProgramTest, theChartOfADocumentWithoutBarsListsTimes) {
     const auto song = std::make_shared<Song>(Recording{"free.wav", 1000, 90000, "free"});
-    addChord(*song, "Bb7", 61500);
+    addChord(*song, 61500, "Bb7");
     song->structure->renameSection(song->structure->createNewSection(2000), "Ru\n\x1b[1mbato");
     song->notes->insertMarkerEntry(100)->setName("B");
     song->notes->insertMarkerEntry(200)->setName("Größe");
@@ -162,7 +162,7 @@ TEST_F(ProgramTest, jsonTellsTheBeatsThatListenersCountAmongEighths) {
 TEST_F(ProgramTest, jsonSaysNullForWhatIsUnknownAndPrintsShortNumbers) {
     const auto song = std::make_shared<Song>(Recording{"a.wav", 11025.5, 10, "a"});
     for (const char* name : {"N.C.", "C/E", "F#m7b5"})
-        addChord(*song, name, 0);
+        addChord(*song, 0, name);
     test::addTempo(*song, 119.97f);
     song->notes->addRegionEntry(song->notes->newRegionEntry());
     Song::save(song, folder / "a.tarn");
@@ -186,7 +186,7 @@ TEST_F(ProgramTest, showNamesTheDocumentThatItCannotOpen) {
     expectFailure(tarn({"show", "folder.tarn"}), 3, "folder.tarn");
 }
 
-TEST_F(ProgramTest, aWrongCommandLineIsToldFromFailures) {
+TEST_F(ProgramTest, aWrongCommandLineHasAnExitStatusOfItsOwn) {
     for (const char* line : {"", "sing", "show", "show a.tarn --loud", "chords", "chords C D",
                              "draw a.tarn a.svg --width nan"}) {
         const auto run = tarn(partsOf(line));

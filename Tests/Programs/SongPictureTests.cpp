@@ -28,9 +28,9 @@ std::string songPictureSVG(const Song& song, const std::shared_ptr<Waveform>& wa
 std::shared_ptr<Song> makeSong() {
     auto song = std::make_shared<Song>(Recording{"My song & <more>.wav", kRate, 17'000, "id"});
     song->notes->setTimeSignature(4, 4);
-    program::test::addBeats(*song, 500, 250, 64, 8);
+    program::test::addBeats(*song, {.first = 500, .spacing = 250, .count = 64, .perBar = 8});
     for (int bar = 0; bar < 8; ++bar)
-        program::test::addChord(*song, bar % 2 ? "Bbm7b5" : "F#/A#", 500 + 2000 * bar);
+        program::test::addChord(*song, 500 + 2000 * bar, bar % 2 ? "Bbm7b5" : "F#/A#");
     const auto region = song->notes->newVerseRegionEntry();
     region->setRange({2500, 9000});
     region->setName(std::string("A \x01\xFF<b>\"") + std::string(100'000, 'x'));
@@ -105,7 +105,7 @@ TEST(SongPicture, StaysSmallWhateverOverlaps) {
     }
     song.notes->addRegionEntriesFromArray(regions);
     for (int i = 0; i < 300; ++i)
-        tarn::test::addChord(song, i == 299 ? "G" : "C", 20'000);
+        tarn::test::addChord(song, 20'000, i == 299 ? "G" : "C");
     const auto svg = songPictureSVG(song, nullptr, {1000, 1});
     EXPECT_LT(svg.size(), 40'000'000u);
     EXPECT_LT(count(svg, "class=\"row\""), 12'000u) << "a row for each second would be 86,400";

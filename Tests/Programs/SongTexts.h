@@ -35,7 +35,7 @@ inline std::string chordsOf(const Song& document) {
 }
 
 /// Every stored beat, in order: its location, with a star when it opens a bar.
-inline std::string gridOf(const Song& document) {
+inline std::string beatsOf(const Song& document) {
     return joined(document.notes->beatEntries(), [](const auto& beat) {
         return std::to_string(beat.location()) + (beat.isDownbeat() ? "*" : "");
     });

@@ -18,7 +18,7 @@ LoudnessEnvelope envelope(int shift = 0) {
 
 } // namespace
 
-TEST(RecordingTests, aFileIsTheRecordingByItsBytesItsSoundOrItsShape) {
+TEST(Recording, aFileIsTheRecordingByItsBytesItsSoundOrItsShape) {
     const Recording known{"a.wav", 44100, 130'000, "id", "aa", envelope()};
     const Recording old{"a.wav", 44100, 130'000, "id"};
     const auto file = [](const char* digest, const LoudnessEnvelope& heard, std::int64_t frames = 130'000,
@@ -38,7 +38,7 @@ TEST(RecordingTests, aFileIsTheRecordingByItsBytesItsSoundOrItsShape) {
     EXPECT_EQ(match(old, file("aa", envelope(), 130'001)), other);
 }
 
-TEST(RecordingTests, envelopesOfDifferentStretchesAreComparedAtTheLongerOnes) {
+TEST(Recording, envelopesOfDifferentStretchesAreComparedAtTheLongerOnes) {
     LoudnessEnvelope fine{1, std::vector<std::int8_t>(5 * LoudnessEnvelope::kBandCount, -10)};
     const LoudnessEnvelope coarse = fine.coarser();
     EXPECT_EQ(coarse.stretchSeconds, 2);
@@ -50,12 +50,12 @@ TEST(RecordingTests, envelopesOfDifferentStretchesAreComparedAtTheLongerOnes) {
         level += 5;
     for (auto* envelope : {&withSilence, &otherWithSilence})
         envelope->levels.resize(100 * LoudnessEnvelope::kBandCount, LoudnessEnvelope::kFloor);
-    EXPECT_EQ(distance(withSilence, otherWithSilence), 5) << "silence is no likeness";
+    EXPECT_EQ(distance(withSilence, otherWithSilence), 5) << "silence is not likeness";
     std::fill_n(fine.levels.begin(), LoudnessEnvelope::kBandCount, LoudnessEnvelope::kFloor);
     EXPECT_EQ(fine.coarser().levels.front(), -13) << "the mean power of two stretches, not of decibels";
 }
 
-TEST(RecordingTests, whatIdentifiesARecordingIsKeptInTheDocument) {
+TEST(Recording, whatIdentifiesARecordingIsKeptInTheDocument) {
     const auto song = test::sampleSong();
     const auto reopened = [&] {
         return KeyedUnarchiver::unarchivedObject<Song>(KeyedArchiver::archivedData(song))->recording;

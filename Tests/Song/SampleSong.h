@@ -8,14 +8,20 @@
 /// Songs for tests, made in memory.
 namespace tarn::test {
 
-/// Beats that far apart; every `perBar`-th opens a bar, the first time after `pickup` of them.
-inline void addBeats(Song& document, std::int64_t first, std::int64_t spacing, int count, int perBar,
-                     int pickup = 0) {
+struct EvenBeats {
+    std::int64_t first = 0;
+    std::int64_t spacing = 0;
+    int count = 0;
+    int perBar = 0;
+    int pickup = 0; ///< beats before the first bar
+};
+
+inline void addBeats(Song& document, const EvenBeats& even) {
     std::vector<std::shared_ptr<TarnBeatEntry>> beats;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < even.count; ++i) {
         beats.push_back(document.notes->newBeatEntry());
-        beats.back()->setLocation(first + i * spacing);
-        beats.back()->setDownbeat(i % perBar == pickup);
+        beats.back()->setLocation(even.first + i * even.spacing);
+        beats.back()->setDownbeat(i % even.perBar == even.pickup);
     }
     document.notes->addBeatEntriesFromArray(beats);
 }
@@ -25,12 +31,12 @@ inline void addBeats(Song& document, std::int64_t first, std::int64_t spacing, i
 inline std::shared_ptr<Song> sampleSong(std::uint8_t numerator = 4) {
     constexpr std::int64_t kEighth = 11025;
     auto document = std::make_shared<Song>(Recording{"song.wav", 44100, 80 * kEighth, "sample"});
-    addBeats(*document, 8 * kEighth, kEighth, 64, 2 * numerator);
+    addBeats(*document, {.first = 8 * kEighth, .spacing = kEighth, .count = 64, .perBar = 2 * numerator});
     document->notes->setTimeSignature(numerator, 4);
     return document;
 }
 
-inline void addChord(Song& document, const char* name, std::int64_t location) {
+inline void addChord(Song& document, std::int64_t location, const char* name) {
     const auto entry = document.notes->newChordEntry();
     entry->setChord(KELPChord::chordWithString(name));
     entry->setLocation(location);

@@ -10,7 +10,7 @@
 
 namespace tarn {
 
-TEST(SongTests, whatOperationsWouldAbortForIsNeitherOpenedNorSaved) {
+TEST(Song, whatOperationsWouldAbortForIsNeitherOpenedNorSaved) {
     constexpr auto kFar = std::numeric_limits<std::int64_t>::max();
     const auto noteWith = [](std::int64_t location, std::uint64_t length, std::int32_t octave) {
         return [=](Song& song) {
@@ -27,11 +27,19 @@ TEST(SongTests, whatOperationsWouldAbortForIsNeitherOpenedNorSaved) {
         {"an endless note", noteWith(0, std::numeric_limits<std::uint64_t>::max(), 4), false},
         {"a pitch beyond hearing", noteWith(0, 1, std::numeric_limits<std::int32_t>::max()), false},
         {"a lowest pitch", noteWith(0, 1, std::numeric_limits<std::int32_t>::min()), false},
-        {"a count-in", [](Song& song) { test::addBeats(song, -11025, 1, 1, 2, 1); }, true},
+        {"a count-in",
+         [](Song& song) {
+             test::addBeats(song, {.first = -11025, .spacing = 1, .count = 1, .perBar = 2, .pickup = 1});
+         },
+         true},
         {"a beat far before",
          [](Song& song) {
              song.notes->setTimeSignature(6, 8); // a grid of quarters would drop it
-             test::addBeats(song, std::numeric_limits<std::int64_t>::min(), 1, 1, 2, 1);
+             test::addBeats(song, {.first = std::numeric_limits<std::int64_t>::min(),
+                                   .spacing = 1,
+                                   .count = 1,
+                                   .perBar = 2,
+                                   .pickup = 1});
          },
          false},
         {"a section far out", [](Song& song) { (void)song.structure->createNewSection(kFar); }, false},

@@ -11,7 +11,7 @@ using testing::ElementsAre;
 using Machine = StateMachine<std::string>;
 using Outcome = TransitionOutcome;
 
-/// A player whose actions write down what they are told; `during` runs within the named action.
+/// A player whose actions write down their calls; `during` runs within the named action.
 class StateMachineTest : public testing::Test {
 protected:
     std::vector<std::string> log;

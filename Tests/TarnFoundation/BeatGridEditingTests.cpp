@@ -71,7 +71,7 @@ TEST(BeatGridEditing, ShiftingKeepsQuarterNoteParity) {
     expectShifted(100, 1, evenGrid(8, 10, {2, 6}, 90));  // a beat in front takes the place of the last one
     expectShifted(100, 3, evenGrid(8, 10, {0, 4}, 90));  // and its downbeat
     expectShifted(10, 1, evenGrid(8, 10, {2, 6}, 0));    // exactly at the song's start
-    // No place in front: the tail lies one step behind the last downbeat (at 50), on the beat at 60. Then the
+    // No place in front: the tail lies one step after the last downbeat (at 50), on the beat at 60. Then the
     // odd first downbeat costs the first beat.
     expectShifted(0, 1, gridOf("10* 20 30 40 50* 60 60 70"));
 }
@@ -199,7 +199,7 @@ TEST(BeatGridEditing, RebuildingARangeJoinsTheOldGridAtBothEnds) {
     // Off-beats on the bar lines at both ends belong to the bars before them.
     expectRebuilt(gridOf("0* 100 200 400 400* 500 600 800 800* 900 1000 1100"), {400, 700}, {400},
                   "0* 100 200 400 400* 500 600 700 800* 900 1000 1100");
-    // None behind: the rest of the last bar stays; without a beat either, the range's end closes it.
+    // None after it: the rest of the last bar stays; without a beat either, the range's end closes it.
     expectRebuilt(evenGrid(12, 100, {0, 4}), {400, 790}, {400},
                   "0* 100 200 300 400* 500 600 700 800 900 1000 1100");
     expectRebuilt(evenGrid(8, 100, {0, 4}), {400, 1200}, {600},

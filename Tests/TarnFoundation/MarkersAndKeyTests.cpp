@@ -43,7 +43,7 @@ TEST(GlobalKey, IsThatOfTheEarliestKeyEntry) {
     EXPECT_EQ(document->globalKey(), nullptr) << "later entries do not stand in for the first";
 }
 
-TEST(OverriddenKey, SpellsEveryChordAnewInOneStepOfUndo) {
+TEST(OverriddenKey, SpellsEveryChordAgainInOneStepOfUndo) {
     const auto document = makeDocument();
     for (const auto& [location, tonic] : {std::pair(0, "G"), {50, "D"}, {70, "C"}})
         addKey(*document, location, tonic);

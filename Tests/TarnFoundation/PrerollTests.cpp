@@ -27,7 +27,7 @@ TEST(Preroll, NeedsAFullCountInOfStoredBeatsBeforeTheFrame) {
     expectLastFrame(TimeSignature{6, 8}, 1, 49);
     expectLastFrame(TimeSignature{3, 2}, 1, 49); // doubled unless over 8
     expectLastFrame(std::nullopt, 2, 149);
-    // Before every beat also when nothing is to be counted in.
+    // Before every beat, even when nothing is counted in.
     EXPECT_TRUE(TarnPrerollController(makeStorage({}), 0).requiresArtificialBeatEntriesForPrerollFrame(5));
     EXPECT_DEATH((void)TarnPrerollController(makeStorage({{0}}), kGreatest)
                      .requiresArtificialBeatEntriesForPrerollFrame(5),
@@ -45,7 +45,7 @@ TEST(Preroll, ArtificialBeatsComeBeforeTheFirstAndGoAwayTogether) {
     controller.generateArtificialBeatEntriesForPrerollFrame(250);
 
     auto expected = evenGrid(6, 100, {}, -600);
-    // From the first downbeat behind the frame (position 6 + 8) back by bars of 8: position 6, the song's
+    // From the first downbeat after the frame (position 6 + 8) back by bars of 8: position 6, the song's
     // first beat.
     expected.insert(expected.end(), grid.begin(), grid.end());
     EXPECT_EQ(beatsOf(storage->beatEntries()), expected);

@@ -107,7 +107,7 @@ TEST(Regions, FillTheFreeSpaceOfTheBarThatTheyAreDroppedInto) {
         expectFilled(barsWith({occupied}), 2000, 9000, std::nullopt);
 }
 
-TEST(Regions, StopTheProcessWhereNoneCanBeDropped) {
+TEST(Regions, AbortWhereNoneCanBeDropped) {
     const auto document = makeDocumentWithBeats({1000, 2000, 3000, 4000, 5000, 6000}, {0, 4});
     const auto drop = [&](std::int64_t frame, std::int64_t frameCount) {
         document->addRegionEntryExpandedToFitBarSurroundingFrame(document->newRegionEntry(), frame,

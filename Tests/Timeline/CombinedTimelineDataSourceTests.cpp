@@ -59,7 +59,7 @@ TEST(CombinedTimelineDataSource, namesTheItemsOfARowBySectionAndIndex) {
     EXPECT_THAT(source.indexesForItems(2), IsEmpty()); // an empty row shows nothing, not even what spans it
     EXPECT_THAT(source.indexesForItems(3), ElementsAre(Path{0, 2}, Path{0, 3}, Path{1, 1}));
 
-    // Rows are asked for anew, items only on reload.
+    // Rows are asked for again, items only on reload.
     rows->bounds.back() = 45;
     EXPECT_THAT(source.indexesForItems(3), ElementsAre(Path{0, 2}, Path{0, 3}, Path{1, 1}, Path{1, 4}));
     beats->ranges = {{30, 30}};

@@ -60,7 +60,7 @@ TEST(WrappedSongTimeline, startsWithDefaultsAndAsksTheDelegateOnlyOnReload) {
     EXPECT_EQ(song->questions, "sampleRate firstRowOffset frameCount rowWidth framesPerPoint ");
     EXPECT_EQ(timeline.sampleRate(), 48000);
 
-    // The delegate goes away while it answers: what comes after is a default.
+    // The delegate goes away while it is asked: what comes after is a default.
     song->whenAskedForFrameCount = [&song] { song.reset(); };
     timeline.reloadValues();
     EXPECT_EQ(timeline.firstRowOffset(), 5000);
@@ -135,7 +135,7 @@ TEST(WrappedSongTimeline, gridLinesLeaveOutTheLowerBoundAndIncludeTheUpper) {
     EXPECT_THAT(timeline.minorFramesInRow(3), ElementsAre(86400, 91200, 96000));
 }
 
-/// The rows as they are defined, one after another, without checks; nothing for a row without a valid range.
+/// The rows as they are defined, one after another, without checks; empty for a row without a valid range.
 std::optional<FrameRange> definedRange(const Layout& layout, Frame row) {
     const double width = layout.rowWidth > 0 ? layout.rowWidth * layout.framesPerPoint
                                              : static_cast<double>(layout.frameCount);
@@ -173,7 +173,7 @@ TEST(WrappedSongTimeline, findsRowsAsALinearSearchThroughRandomLayoutsDoes) {
             emptyRows += range->isEmpty();
         }
         if (static_cast<Frame>(rows.size()) != count || count < 1 || rows.back().upper != layout.frameCount)
-            continue; // such layouts stop the process
+            continue; // such layouts abort
         ++layouts;
         ASSERT_EQ(timeline.rowRanges(), rows);
         std::vector<Frame> frames = {-1, 0, layout.frameCount - 1, layout.frameCount, layout.frameCount + 1};

@@ -47,8 +47,8 @@ inline Event posted(const std::string& notification, const Values& values = {}) 
 inline Event postedByWorker(const std::string& notification, const Values& values = {}) {
     return {notification, values, false};
 }
-/// A stage works on its inputs, when so many units of the controller's progress are complete and its activity
-/// is the controller's.
+/// A stage works on its inputs. That many units of the controller's progress are complete, and the activity
+/// that it shows is the stage's.
 inline Event worked(const std::string& stage, int completedUnits, Values inputs = {}) {
     inputs["completed units"] = std::to_string(completedUnits);
     inputs["activity"] = stage;

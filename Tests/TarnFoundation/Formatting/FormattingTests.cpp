@@ -19,7 +19,7 @@ TEST(TarnFormatting, durationsShowWhatHasPassed) {
     expectDuration(187, "3:07", "3:07.0");
     expectDuration(187.4, "3:07", "3:07.4");
     expectDuration(330750 / 44100., "0:07", "0:07.5");
-    expectDuration(0.1 + 0.2 - 1e-16, "0:00", "0:00.3"); // an error of rounding costs no tenth
+    expectDuration(0.1 + 0.2 - 1e-16, "0:00", "0:00.3"); // a rounding error does not cost a tenth
     expectDuration(3599.95, "59:59", "59:59.9");
     expectDuration(3600, "1:00:00", "1:00:00.0");
     expectDuration(3729, "1:02:09", "1:02:09.0");
@@ -52,7 +52,7 @@ TEST(TarnFormatting, datesAreNamedByTheirDistanceInCalendarDays) {
     for (const auto& [daysAgo, text] : cases)
         EXPECT_EQ(formattedRelativeDate(today - days(daysAgo), today), text) << daysAgo;
 
-    // A minute before midnight was yesterday, a minute after it not.
+    // A minute before midnight is yesterday, a minute after it is today.
     std::tm midnight{};
     midnight.tm_year = 126;
     midnight.tm_mon = 2;

@@ -26,7 +26,7 @@ TEST(KELPMapping, mapsInBothDirections) {
         EXPECT_DOUBLE_EQ(mapping.map(source), target);
         EXPECT_DOUBLE_EQ(mapping.inverseMap(target), source);
     }
-    // The ends meet exactly, although 0.1, 0.7 and their ratio are no binary fractions.
+    // The ends meet exactly, although 0.1, 0.7 and their ratio are not binary fractions.
     const KELPLogarithmicMapping odd({0.1, 0.7}, {0.3, 123.4});
     EXPECT_EQ(odd.map(0.1), 0.3);
     EXPECT_EQ(odd.map(0.7), 123.4);

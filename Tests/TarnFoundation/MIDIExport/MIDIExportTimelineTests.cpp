@@ -1,6 +1,6 @@
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
-#include "Tests/TarnFoundation/UserEntries/DocumentFixture.h"
+#include "Tests/TarnFoundation/BeatGrid.h"
 
 #include <cmath>
 
@@ -19,10 +19,7 @@ constexpr std::int64_t kPulse = 22050; ///< half a second
 
 /// Even beats from `first` on.
 Document evenSong(std::int64_t first, std::size_t count, const Positions& downbeats) {
-    Locations frames(count);
-    for (std::size_t i = 0; i < count; ++i)
-        frames[i] = first + static_cast<std::int64_t>(i) * kPulse;
-    return makeDocumentWithBeats(frames, downbeats);
+    return test::makeStorage(test::evenGrid(count, kPulse, downbeats, first));
 }
 
 Document songWithIntervals(const Locations& intervals) {

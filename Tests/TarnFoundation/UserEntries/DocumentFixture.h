@@ -23,17 +23,6 @@ using Positions = std::vector<std::size_t>;
 constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
 constexpr auto kGreatest = std::numeric_limits<std::int64_t>::max();
 
-/// From a text in which "; " stands between the lines.
-inline Names linesOf(const std::string& text) {
-    Names lines;
-    for (std::size_t start = 0; start < text.size();) {
-        const auto end = std::min(text.find("; ", start), text.size());
-        lines.push_back(text.substr(start, end - start));
-        start = end + 2;
-    }
-    return lines;
-}
-
 inline Document makeDocument() {
     return std::make_shared<TarnNoteEntryStorage>();
 }
@@ -102,7 +91,7 @@ inline std::shared_ptr<TarnRegionEntry> newRegion(TarnNoteEntryStorage& document
     return region;
 }
 
-/// Adds a region for each span and answers them.
+/// Adds a region for each span and returns them.
 inline std::vector<std::shared_ptr<TarnRegionEntry>> addRegions(TarnNoteEntryStorage& document,
                                                                 const std::vector<Span>& spans) {
     std::vector<std::shared_ptr<TarnRegionEntry>> regions;
@@ -135,7 +124,7 @@ std::shared_ptr<Read> decoded(const std::shared_ptr<Object>& object, Error* erro
 }
 
 /// Expects that a storage is read from its counter alone, and with entries of the right kind under the key,
-/// but not with entries of another kind or without the counter. Answers the one with entries; its counter
+/// but not with entries of another kind or without the counter. Returns the one with entries; its counter
 /// is 7.
 template <typename Storage>
 std::shared_ptr<Storage> readInParts(const char* key, const std::shared_ptr<TarnUserEntry>& right,

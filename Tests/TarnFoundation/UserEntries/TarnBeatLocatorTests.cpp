@@ -23,7 +23,7 @@ IndexPath path(std::uint64_t bar, std::uint64_t beat) {
     return indexPathForBeatInBar(beat, bar);
 }
 
-TEST(TarnBeatLocator, AnEmptyGridAnswersZero) {
+TEST(TarnBeatLocator, AnEmptyGridGivesZero) {
     for (const auto& locator : {TarnBeatLocator(), locatorOf(Grid{}), locatorOf({{-5, true}})}) {
         EXPECT_FALSE(locator.hasBeatEntries() || locator.hasBarEntries());
         EXPECT_EQ(locator.firstSample(), 0u);
@@ -85,7 +85,7 @@ TEST(TarnBeatLocator, SamplesBeforeTheFirstDownbeat) {
 
     auto pickup = grid;
     pickup.insert(pickup.begin(), {{800}, {900}});
-    // 810 lies before the beat before the bar; unsigned, it is far behind it.
+    // 810 lies before the beat before the bar; unsigned, it is far after it.
     for (const auto& [sample, closest] : {std::pair(920, 900u), {960, 1000u}, {810, 1000u}})
         EXPECT_EQ(locatorOf(pickup).closestBarBeatSampleToSample(sample), closest);
     EXPECT_EQ(locatorOf(pickup).barBeatIndexOfSample(820), path(0, kAllBits));
@@ -125,7 +125,7 @@ TEST(TarnBeatLocator, TakesTheViewOfTheSignatureWithoutBeatsBeforeTheSong) {
     EXPECT_EQ(bars[2].index(), 2u);
 }
 
-/// Bars by walking from the estimated one, beats by walking through the bar, as the answers are defined.
+/// Bars by walking from the estimated one, beats by walking through the bar, as the results are defined.
 IndexPath walk(const TarnBeatLocator& locator, std::uint64_t sample) {
     const auto& bars = locator.barEntries();
     const auto& beats = locator.beatEntries();
@@ -168,8 +168,8 @@ TEST(TarnBeatLocator, AgreesWithADirectWalkOnRandomGrids) {
         for (int probe = 0; probe < 10; ++probe) {
             const auto sample = std::uniform_int_distribution<std::uint64_t>(0, 1100)(random);
             SCOPED_TRACE("sample " + std::to_string(sample));
-            const IndexPath answer = locator.barBeatIndexOfSample(sample);
-            EXPECT_EQ(answer, walk(locator, sample));
+            const IndexPath barBeat = locator.barBeatIndexOfSample(sample);
+            EXPECT_EQ(barBeat, walk(locator, sample));
 
             // At the sample any of the beats at one location, before it the last of them.
             const auto isAt = [&](std::uint64_t identifier, bool barsOnly) {
@@ -189,7 +189,7 @@ TEST(TarnBeatLocator, AgreesWithADirectWalkOnRandomGrids) {
             EXPECT_TRUE(isAt(locator.barIdentifierForSample(sample), true));
 
             const std::uint64_t closest = locator.closestBarBeatSampleToSample(sample);
-            const std::uint64_t named = locator.sampleOfBarBeatIndex(answer);
+            const std::uint64_t named = locator.sampleOfBarBeatIndex(barBeat);
             if (locator.hasBarEntries() && named <= sample) {
                 EXPECT_LE(closest > sample ? closest - sample : sample - closest, sample - named);
             }

@@ -18,7 +18,7 @@ std::shared_ptr<TarnMarkerEntry> markerAt(TarnNoteEntryStorage& storage, std::in
     return at(location, storage.newMarkerEntry());
 }
 
-/// Writes down what it is told, together with the notices of other observers.
+/// Writes down its calls, together with the notices of other observers.
 struct DisplayLog : TarnNoteEntryStorageDisplay, TarnNoteEntryStorageDelegate {
     Names log;
     void noteStorageInvalidateDisplayInRange(TarnNoteEntryStorage&,
@@ -34,7 +34,7 @@ struct DisplayLog : TarnNoteEntryStorageDisplay, TarnNoteEntryStorageDelegate {
     }
 };
 
-TEST(Storage, NumbersEntriesAndCopies) {
+TEST(TarnNoteEntryStorage, NumbersEntriesAndCopies) {
     const auto document = makeDocument();
     EXPECT_EQ(document->newChordEntry()->eventId(), 0u);
     const auto verse = document->newVerseRegionEntry();
@@ -45,7 +45,7 @@ TEST(Storage, NumbersEntriesAndCopies) {
     EXPECT_EQ(identifiers(copies), (Identifiers{3, 4}));
 }
 
-TEST(Storage, ReadsByLocationAndRangesInStoredOrder) {
+TEST(TarnNoteEntryStorage, ReadsByLocationAndRangesInStoredOrder) {
     const auto document = makeDocument();
     std::vector<std::shared_ptr<TarnMarkerEntry>> markers;
     for (const std::int64_t location : {300, 100, 200, 100, -2})
@@ -63,7 +63,7 @@ TEST(Storage, ReadsByLocationAndRangesInStoredOrder) {
     EXPECT_EQ(rangeOfUserEntriesInArray(EntryList<TarnMarkerEntry>()), Bounds(0, 0));
 }
 
-TEST(Storage, SharesAListUntilItsKindChanges) {
+TEST(TarnNoteEntryStorage, SharesAListUntilItsKindChanges) {
     const auto document = makeDocumentWithBeats({1, 2, 3});
     document->addMarkerEntriesFromArray({markerAt(*document, 9), markerAt(*document, 8)});
     const auto beats = document->beatEntries();
@@ -73,7 +73,7 @@ TEST(Storage, SharesAListUntilItsKindChanges) {
     EXPECT_EQ(locations(markers), (Locations{8, 9}));
 }
 
-TEST(Storage, GoesThroughAChangeInOrder) {
+TEST(TarnNoteEntryStorage, GoesThroughAChangeInOrder) {
     const auto document = makeDocument();
     const auto display = std::make_shared<DisplayLog>();
     auto& log = display->log;
@@ -100,7 +100,7 @@ TEST(Storage, GoesThroughAChangeInOrder) {
     NotificationCenter::defaultCenter().removeObserver(token);
 }
 
-TEST(Storage, CarriesTheListsThatWerePassed) {
+TEST(TarnNoteEntryStorage, CarriesTheListsThatWerePassed) {
     const auto document = makeDocument();
     const auto stranger = markerAt(*document, 1);
     const auto marker = markerAt(*document, 2);
@@ -126,7 +126,7 @@ TEST(Storage, CarriesTheListsThatWerePassed) {
     EXPECT_EQ(recorder.notifications[0].object, std::shared_ptr<const void>(document));
 }
 
-TEST(Storage, LetsObserversEditAndLeave) {
+TEST(TarnNoteEntryStorage, LetsObserversEditAndLeave) {
     const auto document = makeDocument();
     NotificationCenter::Token observing;
     observing = NotificationCenter::defaultCenter().addObserver(
@@ -140,8 +140,8 @@ TEST(Storage, LetsObserversEditAndLeave) {
     EXPECT_EQ(document->chordEntries().size(), 1u);
 }
 
-TEST(Storage, LetsObserversDropTheLastReferenceToIt) {
-    // Told in the course of a change: the change goes on to its end, and then the storage goes.
+TEST(TarnNoteEntryStorage, LetsObserversDropTheLastReferenceToIt) {
+    // Called in the course of a change: the change goes on to its end, and then the storage goes.
     int posted = 0;
     const auto count = [&](const Notification&) { ++posted; };
     for (const KeyValueChange when : {KeyValueChange::willChange, KeyValueChange::didChange}) {
@@ -184,7 +184,7 @@ TEST(Storage, LetsObserversDropTheLastReferenceToIt) {
                [](auto& storage) { storage.eliminateBogusEntries(); });
 }
 
-TEST(Storage, ChangesItsInstrument) {
+TEST(TarnNoteEntryStorage, ChangesItsInstrument) {
     const auto document = makeDocument();
     const auto display = std::make_shared<DisplayLog>();
     document->display = display;
@@ -204,7 +204,7 @@ TEST(Storage, ChangesItsInstrument) {
         EXPECT_EQ(*recorder.notifications[0].value<KELPInstrumentRef>(key), expected) << key;
 }
 
-TEST(Storage, SignalsTheChangesOfItsOwn) {
+TEST(TarnNoteEntryStorage, SignalsTheChangesOfItsOwn) {
     const auto document = makeDocument();
     const auto other = makeDocument();
     int count = 0;
@@ -218,7 +218,7 @@ TEST(Storage, SignalsTheChangesOfItsOwn) {
     EXPECT_EQ(count, 1);
 }
 
-TEST(Storage, SettersOfWholeListsChangeNothingThatIsRead) {
+TEST(TarnNoteEntryStorage, SettersOfWholeListsChangeNothingThatIsRead) {
     const auto document = makeDocumentWithBeats({5});
     const NotificationRecorder recorder(document);
     document->setBeatEntries({});
@@ -226,7 +226,7 @@ TEST(Storage, SettersOfWholeListsChangeNothingThatIsRead) {
     EXPECT_TRUE(recorder.notifications.empty());
 }
 
-TEST(Storage, CheckpointsLeaveOutNotesRegionsAndMarkers) {
+TEST(TarnNoteEntryStorage, CheckpointsLeaveOutNotesRegionsAndMarkers) {
     // Odd beats survive in a checkpoint: its beats come before its time signature.
     const auto document = makeDocumentWithBeats({0, 1, 2});
     document->setTimeSignature(4, 4);
@@ -244,7 +244,7 @@ TEST(Storage, CheckpointsLeaveOutNotesRegionsAndMarkers) {
     EXPECT_TRUE(checkpoint->useLegacyBeatFiltering());
 }
 
-TEST(Storage, PopulateTakesOverAsItStands) {
+TEST(TarnNoteEntryStorage, PopulateTakesOverAsItStands) {
     const auto source = makeDocument();
     source->addMarkerEntriesFromArray({markerAt(*source, 9), markerAt(*source, 3)});
     source->setTimeSignature(4, 4);

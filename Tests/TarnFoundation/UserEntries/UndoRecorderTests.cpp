@@ -79,7 +79,7 @@ struct ReadingDisplay : TarnNoteEntryStorageDisplay {
         reads.push_back(
             std::async(std::launch::async, [&storage] { return storage.markerEntries().size(); }));
         EXPECT_EQ(reads.back().wait_for(std::chrono::seconds(20)), std::future_status::ready)
-            << "the storage's lock is held while its display is told";
+            << "the storage's lock is held while its display is called";
     }
     void noteStorageDidChangeInstrumentDescription(TarnNoteEntryStorage&) override {}
 };
