@@ -148,7 +148,8 @@ TEST_F(ProgramTest, jsonTellsTheBeatsThatListenersCountAmongEighths) {
     const auto countedIn = [&](std::uint8_t numerator, int count, int pickup) {
         const auto song = std::make_shared<Song>(Recording{"a.wav", 1000, 100, "a"});
         song->notes->setTimeSignature(numerator, 8);
-        test::addBeats(*song, 0, 1, count, numerator, pickup);
+        test::addBeats(*song,
+                       {.first = 0, .spacing = 1, .count = count, .perBar = numerator, .pickup = pickup});
         Song::save(song, folder / "eighths.tarn");
         return json::parse(outputOf({"show", "eighths.tarn", "--json"}))["countedBeats"];
     };
