@@ -22,7 +22,7 @@ inline constexpr int analysisRate = 22050;
 /// Reads any file that libsndfile reads. Channels are mixed down by their mean.
 class AudioReader {
 public:
-    /// Frames in the longest block that nextBlock() answers.
+    /// Frames in the longest block that nextBlock() returns.
     static constexpr std::size_t kBlockLength = 8192;
 
     /// The longest recording: longer ones are refused, and a stream that does not declare its length is read
@@ -74,7 +74,7 @@ private:
     std::int64_t mFramesRead = 0;
     std::vector<float> mInterleaved;
     std::vector<float>
-        mAhead; ///< The block that the next call answers, so that opening can tell whether any decodes.
+        mAhead; ///< The block that the next call returns, so that opening can tell whether any decodes.
     std::vector<float> mCurrent;
 };
 

@@ -81,7 +81,7 @@ double likelihood(const std::vector<double>& changes, std::size_t length, std::s
     return sum;
 }
 
-/// Whether the beats have three parts: their inner tatums lie well behind the middle.
+/// Whether the beats have three parts: their inner tatums lie well past the middle.
 bool isCompound(std::span<const std::int64_t> tatums) {
     std::size_t late = 0, beats = 0;
     for (std::size_t i = 0; i + 2 < tatums.size(); i += 2, ++beats) {

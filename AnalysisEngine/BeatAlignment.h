@@ -1,5 +1,5 @@
 // Beat alignment: which of the beats open bars, and how long a bar is, from nothing but the places of the
-// beats and of the chord changes. Equal input gives an equal answer.
+// beats and of the chord changes. Equal input gives an equal result.
 #pragma once
 
 #include "AnalysisEngine/BeatDetection.h"

@@ -21,7 +21,7 @@ std::shared_ptr<Waveform> readWaveformCache(const std::filesystem::path& cache,
                                             const std::filesystem::path& audioFile,
                                             const AudioReader& reader);
 
-/// Writes the cache file of a finished waveform as a whole or not at all; answers whether it could.
+/// Writes the cache file of a finished waveform as a whole or not at all; returns whether it could.
 bool writeWaveformCache(const std::shared_ptr<const Waveform>& waveform, const std::filesystem::path& cache);
 
 } // namespace tarn

@@ -71,10 +71,10 @@ public:
     /// UTF-8 text; ill-formed sequences are stored as U+FFFD. ASCII takes a byte per character, other text
     /// UTF-16.
     Reference addString(std::string_view text) { return addText(text, true); }
-    /// The same, stored anew even when an equal text is there.
+    /// The same, stored again even when an equal text is there.
     Reference addStringCopy(std::string_view text) { return addText(text, false); }
-    Reference addData(std::span<const std::byte> bytes); ///< stored anew each time
-    Reference addUID(std::uint32_t value);               ///< stored anew each time
+    Reference addData(std::span<const std::byte> bytes); ///< stored each time
+    Reference addUID(std::uint32_t value);               ///< stored each time
     Reference addArray(std::span<const Reference> elements);
     /// `pairs` holds key, value, key, value, …; keys are strings.
     Reference addDictionary(std::span<const Reference> pairs);
@@ -142,7 +142,7 @@ public:
     [[nodiscard]] std::size_t objectCount() const { return mObjectCount; }
     [[nodiscard]] std::size_t topReference() const { return mTop; }
 
-    /// The object behind a reference; nothing when it is out of range, of an unknown kind or reaches beyond
+    /// The object of a reference; nothing when it is out of range, of an unknown kind or reaches beyond
     /// the objects.
     [[nodiscard]] std::optional<Value> value(std::size_t reference) const;
 

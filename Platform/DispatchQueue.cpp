@@ -55,7 +55,7 @@ void claimMainThread() {
     MainQueue::assertOnMainThread();
 }
 
-/// Runs the first queued block; answers whether there was one.
+/// Runs the first queued block; returns whether there was one.
 bool runNext(MainQueueState& state) {
     Block block;
     {

@@ -6,7 +6,7 @@
 #include <functional>
 
 /// Where work runs besides operation queues: the main queue, which the application's main thread drains, and
-/// a global pool of background threads. A block that throws stops the process.
+/// a global pool of background threads. A block that throws aborts.
 namespace TARN_PUBLIC tarn {
 
 using Block = std::function<void()>;

@@ -13,7 +13,7 @@ namespace TARN_PUBLIC tarn {
 
 /// An advisory lock that one holder at a time has, among all processes and threads that ask for it in this
 /// way. It is an empty file that is made for the lock and removed with it; one that holds something is
-/// somebody's, and refused (EEXIST). What a process that ended leaves behind
+/// somebody's, and refused (EEXIST). What a process leaves when it ends
 /// is locked by nobody and is taken over. A file system that knows no locks gives one to everybody.
 class FileLock {
 public:

@@ -21,7 +21,7 @@ public:
     IndexPath(std::initializer_list<std::uint64_t> indexes) : mIndexes(indexes) {}
 
     [[nodiscard]] std::size_t length() const { return mIndexes.size(); }
-    /// The index at `position`; a position outside the path answers kNotFound.
+    /// The index at `position`; kNotFound for a position outside the path.
     [[nodiscard]] std::uint64_t indexAtPosition(std::size_t position) const {
         return position < mIndexes.size() ? mIndexes[position] : kNotFound;
     }

@@ -77,7 +77,7 @@ public:
 
     [[nodiscard]] bool isEnabled() const { return mEnabled; }
 
-    /// `arguments` answers the arguments and is only called when the log is enabled.
+    /// `arguments` returns the arguments and is only called when the log is enabled.
     template <typename Arguments>
     requires std::is_invocable_r_v<std::vector<LogArgument>, Arguments>
     void write(LogLevel level, std::string_view format, Arguments&& arguments) const {

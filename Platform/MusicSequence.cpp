@@ -98,7 +98,7 @@ public:
 
     [[nodiscard]] bool isTempoTrack() const { return mIsTempoTrack; }
 
-    /// The adders answer false when the track has become too large for the file format.
+    /// The adders return false when the track has become too large for the file format.
     bool addMeta(double position, std::uint8_t type, std::span<const std::uint8_t> data) {
         const std::size_t first = mBytes.size();
         mBytes.push_back(0xFF);

@@ -11,7 +11,7 @@
 /// File (format 1, 480 ticks per quarter note; Standard MIDI Files 1.0, MIDI Manufacturers Association,
 /// 1996). Time stamps and durations are in quarter notes; positions and ends go to the nearest tick. At one
 /// tick, earlier notes end first, then come the other events, then notes begin, each kind in the order in
-/// which it was added. Every operation answers a status: 0 is success, everything else a refusal that leaves
+/// which it was added. Every operation returns a status: 0 is success, everything else a refusal that leaves
 /// the sequence as it was.
 namespace TARN_PUBLIC tarn {
 

@@ -179,12 +179,12 @@ bool Operation::dependsOn(const Operation& other) const {
 
 std::vector<std::shared_ptr<Operation>> Operation::dependencies() const {
     const std::lock_guard lock(mInternals->mutex);
-    std::vector<std::shared_ptr<Operation>> answer;
+    std::vector<std::shared_ptr<Operation>> operations;
     for (const auto& dependency : mInternals->dependencies) {
         if (auto operation = dependency.lock())
-            answer.push_back(std::move(operation));
+            operations.push_back(std::move(operation));
     }
-    return answer;
+    return operations;
 }
 
 void Operation::cancel() {
@@ -265,11 +265,11 @@ void OperationQueue::Core::becomeReady(std::uint64_t order) {
 
 std::vector<std::shared_ptr<Operation>> OperationQueue::Core::operations() const {
     const std::lock_guard lock(mMutex);
-    std::vector<std::shared_ptr<Operation>> answer;
-    answer.reserve(mUnfinished.size());
+    std::vector<std::shared_ptr<Operation>> operations;
+    operations.reserve(mUnfinished.size());
     for (const auto& [order, operation] : mUnfinished)
-        answer.push_back(operation);
-    return answer;
+        operations.push_back(operation);
+    return operations;
 }
 
 /// Releases the operations that are, or wait for, a part of a cycle of dependencies.

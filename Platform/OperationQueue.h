@@ -27,7 +27,7 @@ public:
     Operation(const Operation&) = delete;
     Operation& operator=(const Operation&) = delete;
 
-    /// Before the operation is added to a queue, otherwise it stops the process; adding a dependency twice
+    /// Before the operation is added to a queue, otherwise it aborts; adding a dependency twice
     /// counts once. A cycle of dependencies never runs.
     void addDependency(const std::shared_ptr<Operation>& operation);
     /// In the order in which they were added, until the operation finishes and lets them go.
@@ -52,7 +52,7 @@ public:
     std::string name;
 
 protected:
-    /// The work. Runs on a thread of the queue; an exception that leaves it stops the process.
+    /// The work. Runs on a thread of the queue; an exception that leaves it aborts.
     virtual void main() = 0;
 
 private:
@@ -84,7 +84,7 @@ private:
 ///
 /// Operations that were added run to their end even when the queue object goes; the destructor does not wait,
 /// so a queue may be dropped from inside one of its own operations. Those that can never run because they
-/// wait in or behind a cycle of dependencies within the queue are let go with it.
+/// wait in or for a cycle of dependencies within the queue are let go with it.
 class OperationQueue {
 public:
     static constexpr int kDefaultMaxConcurrentOperationCount = -1; ///< as many as the machine has cores

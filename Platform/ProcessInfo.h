@@ -17,7 +17,7 @@ namespace ProcessInfo {
 [[nodiscard]] bool hasEnvironmentVariable(const std::string& name);
 
 /// Counted: while the count is above zero the embedding application must not kill the process without notice.
-/// The count starts at zero; enabling below zero stops the process. Thread-safe.
+/// The count starts at zero; enabling below zero aborts. Thread-safe.
 void disableSuddenTermination();
 void enableSuddenTermination();
 [[nodiscard]] int suddenTerminationDisableCount();

@@ -16,7 +16,7 @@ namespace TARN_PUBLIC tarn {
 /// only (`setVolatileValue`), then among those kept in the file, then among the registered defaults.
 /// Reading is typed and lenient: text that says a number reads as that number (as an integer: truncated),
 /// yes, true and integers other than 0 as true, in upper or lower case; what cannot be read as the type asked
-/// for counts as absent, so that the next in line answers. Thread-safe.
+/// for counts as absent, so that the next in line counts. Thread-safe.
 class UserDefaults {
 public:
     /// Values are kept as text in a file of `key = value` lines, where \n, \r, \t, \s (blank), \= and
@@ -32,7 +32,7 @@ public:
     [[nodiscard]] double doubleForKey(const std::string& key) const;        ///< 0 when absent
 
     /// Keeps the value in the file (written crash-safely at once, values that other processes wrote meanwhile
-    /// stay); answers whether it could be written. If not, the value holds in this process and goes along
+    /// stay); returns whether it could be written. If not, the value holds in this process and goes along
     /// with the next one.
     bool setString(const std::string& key, const std::string& value);
     bool setBool(const std::string& key, bool value);

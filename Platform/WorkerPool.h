@@ -13,7 +13,7 @@ namespace TARN_PUBLIC tarn {
 
 /// Background threads, started when a block finds none idle and ended when they have been idle for a while. A
 /// pool is never destroyed (make it with `new` and keep it in a static): its threads are detached and may be
-/// inside a block or waiting while the process ends. A block that throws stops the process.
+/// inside a block or waiting while the process ends. A block that throws aborts.
 class WorkerPool {
 public:
     static constexpr std::size_t kNoThreadLimit = std::numeric_limits<std::size_t>::max();
@@ -37,7 +37,7 @@ private:
     std::size_t mIdleCount = 0;
 };
 
-/// Runs a block of background work; an exception that leaves it stops the process with a message.
+/// Runs a block of background work; an exception that leaves it aborts with a message.
 void runUnattended(const std::function<void()>& block);
 
 } // namespace tarn

@@ -15,7 +15,7 @@ namespace TARN_PUBLIC tarn {
 ///
 /// The version is a text without length or terminator, and reading such a text takes all bytes that are left.
 /// So reading refuses every file that holds more than magic and version, those written here included: the
-/// files serve other readers, and chord detection runs anew. Both sides stay as they are for those readers'
+/// files serve other readers, and chord detection runs again. Both sides stay as they are for those readers'
 /// sake.
 struct TarnChordResults {
     /// What the label codes mean.
@@ -38,7 +38,7 @@ struct TarnChordResults {
         std::vector<std::uint8_t> labels; ///< the best candidate first
         std::vector<float> scores;        ///< one for each label; their count is not written
 
-        /// More than 255 labels stop the process.
+        /// More than 255 labels abort.
         void encode(BinaryEncoder& encoder) const;
         static Frame decode(BinaryDecoder& decoder);
         friend bool operator==(const Frame&, const Frame&) = default;
@@ -47,9 +47,9 @@ struct TarnChordResults {
     LabelingId labelingId = LabelingId::mcFeeQualityChordLabeling;
     std::vector<Frame> frames;
 
-    /// A negative location and a label outside 0 to 255 stop the process.
+    /// A negative location and a label outside 0 to 255 abort.
     static TarnChordResults fromTopKResults(const std::vector<DetectChordsOperation::Frame>& results);
-    /// A location that a signed number cannot hold stops the process. Labels or scores without a counterpart
+    /// A location that a signed number cannot hold aborts. Labels or scores without a counterpart
     /// are left out.
     [[nodiscard]] std::vector<DetectChordsOperation::Frame> topKResults() const;
 

@@ -77,7 +77,7 @@ public:
 
     /// Starts a run. False, with the reason in `error` when it is given, when an operation cannot be made for
     /// the audio file; nothing runs then. `error->underlying` then tells a file that is missing, cannot be
-    /// read or is no audio from a missing engine (AnalysisRefusal). An earlier run goes on.
+    /// read or is not audio from a missing engine (AnalysisRefusal). An earlier run goes on.
     bool beginProcessingError(Error* error = nullptr);
     /// Cancels the operations of the last run. What is in the document already stays; what has been found but
     /// has not reached the main thread is neither inserted nor handed over. Thread-safe.

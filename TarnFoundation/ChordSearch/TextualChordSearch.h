@@ -24,7 +24,7 @@ public:
     [[nodiscard]] virtual KELPChordRef untransposedChord(const KELPChordRef& chord) const = 0;
 };
 
-/// Searches of the chord table. The answers are lists of chords, or of chords with their scores.
+/// Searches of the chord table. The results are lists of chords, or of chords with their scores.
 class ChordDetectionResults {
 public:
     /// The score of a chord that was typed rather than detected.

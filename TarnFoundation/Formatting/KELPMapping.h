@@ -32,7 +32,7 @@ public:
     [[nodiscard]] double inverseMap(double value, KELPClamping clamping = KELPClamping::none) const;
 
 protected:
-    /// The ends must be finite; others stop the process.
+    /// The ends must be finite; others abort.
     KELPMapping(KELPScale source, KELPScale target);
     /// The place of a source value, 0 at the first end and 1 at the last, and the source value at a place.
     [[nodiscard]] virtual double fractionOf(double value) const = 0;
@@ -54,7 +54,7 @@ private:
 };
 
 /// Equal ratios of the source are equal steps of the target, as with octaves on a frequency axis. Both ends
-/// of the source must be greater than zero; others stop the process. Zero lies infinitely far out, and
+/// of the source must be greater than zero; others abort. Zero lies infinitely far out, and
 /// negative values map to what is not a number; clamped, both count as the smaller end.
 class KELPLogarithmicMapping final : public KELPMapping {
 public:

@@ -12,7 +12,7 @@ class TarnURLFactory {
 public:
     /// `baseAddress` is a scheme, a host and perhaps a path ("https://example.org/tarn"), already
     /// percent-encoded; a slash at its end makes no difference. One without scheme or host, or with a query
-    /// or fragment, stops the process.
+    /// or fragment, aborts.
     explicit TarnURLFactory(std::string baseAddress);
 
     /// The help page of a topic, and a section of it unless `section` is empty:

@@ -35,6 +35,7 @@ Range<std::size_t> BarLines::stretchFrom(std::size_t position) const {
 }
 
 Range<std::size_t> BarLines::stretchBefore(std::size_t position) const {
+    precondition(position < mPositionCount, "There is no such position");
     const auto next = std::lower_bound(mDownbeats.begin(), mDownbeats.end(), position);
     return {next == mDownbeats.begin() ? 0 : *(next - 1), position};
 }

@@ -139,7 +139,7 @@ std::uint64_t TarnBeatLocator::closestBarBeatSampleToSample(std::uint64_t sample
         return beatLocation(0);
     if (i >= mBeatEntries.size() - 1)
         return beatLocation(mBeatEntries.size() - 1);
-    // Unsigned: a sample before beat i is very far behind it, so the later beat wins.
+    // Unsigned: a sample before beat i is very far past it, so the later beat wins.
     const std::uint64_t distance = sample - beatLocation(i);
     const std::uint64_t distanceToNext = beatLocation(i + 1) - sample;
     return beatLocation(distance < distanceToNext ? i : i + 1);
