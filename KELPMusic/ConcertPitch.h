@@ -2,17 +2,12 @@
 
 #include "Platform/Export.h"
 
-#include <cmath>
-
 namespace TARN_PUBLIC tarn {
 
 /// Hz of A4 where nothing else is known (ISO 16).
 inline constexpr double kConcertPitch = 440;
 
 /// The frequency in Hz of a MIDI note number, which may have a fraction, where A4 sounds at `concertPitch`.
-[[nodiscard]] inline double frequencyOfMIDINote(double note, double concertPitch = kConcertPitch) {
-    constexpr double kA4 = 69;
-    return concertPitch * std::exp2((note - kA4) / 12);
-}
+[[nodiscard]] double frequencyOfMIDINote(double note, double concertPitch = kConcertPitch);
 
 } // namespace tarn

@@ -24,14 +24,14 @@ void sync(const Block& block);
 /// Queues the block for the main thread and returns.
 void async(Block block);
 
-/// Runs what is queued now, on the main thread. Answers how many blocks ran.
+/// Runs what is queued now, on the main thread. Returns how many blocks ran.
 std::size_t runPending();
 /// Runs blocks as they arrive until `condition` holds (looked at after each block and at least every few
-/// milliseconds) or `timeout` has passed. Answers whether the condition holds.
+/// milliseconds) or `timeout` has passed. Returns whether the condition holds.
 bool runUntil(const std::function<bool()>& condition,
               std::chrono::milliseconds timeout = std::chrono::milliseconds::max());
 
-/// Stops the process unless called on the main thread.
+/// Aborts unless called on the main thread.
 void assertOnMainThread();
 
 } // namespace MainQueue

@@ -64,7 +64,7 @@ MusicStatus MusicSequenceFileCreate(MusicSequence sequence, const std::filesyste
                                     MusicSequenceFileType type, unsigned flags, std::int16_t resolution);
 
 /// Where a test can make any of the operations above fail: called with the operation's name before it does
-/// its work; a status other than 0 is answered instead. Empty in production.
+/// its work; a status other than 0 is returned instead. Empty in production.
 using MusicSequenceFault = MusicStatus (*)(const char* operation);
 void setMusicSequenceFault(MusicSequenceFault fault);
 

@@ -94,7 +94,7 @@ public:
     OperationQueue(const OperationQueue&) = delete;
     OperationQueue& operator=(const OperationQueue&) = delete;
 
-    /// Stops the process when the operation was added to a queue before.
+    /// Aborts when the operation was added to a queue before.
     void addOperation(const std::shared_ptr<Operation>& operation);
     void addOperation(std::function<void()> block);
     void addOperations(const std::vector<std::shared_ptr<Operation>>& operations, bool waitUntilFinished);

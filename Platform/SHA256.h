@@ -25,8 +25,8 @@ public:
     [[nodiscard]] std::string hexDigest() const;
 
     [[nodiscard]] static std::string hexDigestOf(std::span<const std::byte> bytes);
-    /// Of a file's bytes. Nothing when it cannot be read to its end, or when the question, which is asked
-    /// every few milliseconds and may be empty, is answered by yes.
+    /// Of a file's bytes. Nothing when it cannot be read to its end, or when `isCancelled`, which is called
+    /// every few milliseconds and may be empty, returns true.
     [[nodiscard]] static std::optional<std::string>
     hexDigestOfFile(const std::filesystem::path& file, const std::function<bool()>& isCancelled = {});
 

@@ -8,7 +8,7 @@
 
 namespace TARN_PUBLIC tarn {
 
-/// Keeps what an observer asked for going: it ends when the subscription is disposed of, destroyed or
+/// Keeps what an observer asked for going: it ends when the subscription is reset, destroyed or
 /// assigned to, and no call begins after that. A call that another thread is in the middle of finishes.
 /// Harmless when the observed object has gone. Movable, not copyable.
 class Subscription {

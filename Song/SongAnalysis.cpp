@@ -5,12 +5,10 @@
 #include "Platform/FileManager.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/PathConversion.h"
-#include "Platform/UserDefaults.h"
 #include "Song/SongChange.h"
 #include "Song/SongError.h"
 #include "Song/SongFile.h"
 #include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
-#include "TarnFoundation/Formatting/TarnUserDefaultsKeys.h"
 
 #include <cerrno>
 #include <chrono>
@@ -160,11 +158,9 @@ RecordingMatch checkedMatch(const Song& song, const RecordingFacts& facts, bool 
 void analyze(const Song& song, const std::filesystem::path& recording, const std::string& cacheName,
              const SongAnalysisOptions& options) {
     MainQueue::becomeMainThread();
-    // The controller reads whether caches count when it is made.
-    if (options.force)
-        UserDefaults::standard().setVolatileValue(TarnUserDefaultsKeyForceMIRProcessing, "true");
-    const auto controller = std::make_shared<Controller>(recording, cacheName, song.notes);
-    UserDefaults::standard().setVolatileValue(TarnUserDefaultsKeyForceMIRProcessing, std::nullopt);
+    const auto controller =
+        std::make_shared<Controller>(recording, cacheName, song.notes, AnalysisOperationFactory::shared(),
+                                     options.force || Controller::isForcedByDefaults());
     const ResultReceiver receiver(*song.notes, controller);
     Error error;
     if (!controller->beginProcessingError(&error))

@@ -34,7 +34,7 @@ std::filesystem::path SongChange::keepFormer() const {
         if (std::filesystem::exists(status))
             continue;
         // A second name for the file that the next save replaces: its owner and permissions stay.
-        std::filesystem::create_hard_link(fileBehindLinks(mFile), kept, error);
+        std::filesystem::create_hard_link(targetOfLinks(mFile), kept, error);
         Error reason;
         if (error && !FileManager::writeAtomically(*mBytes, kept, &reason)) // some file systems know no links
             throw SongError(SongError::Kind::unwritable, reason.localizedDescription());

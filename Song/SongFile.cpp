@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kLongestName = 240; ///< bytes; file systems allow 255, and the lock's is longer
 
 std::filesystem::path lockFileOf(const std::filesystem::path& file) {
-    const auto target = fileBehindLinks(file);
+    const auto target = targetOfLinks(file);
     const std::string name = textOfPath(target.filename());
     const std::string known =
         name.size() <= kLongestName ? name : SHA256::hexDigestOf(std::as_bytes(std::span(name)));
@@ -78,7 +78,7 @@ FileLock lockSongFile(const std::filesystem::path& file, std::chrono::millisecon
                                                      error.localizedDescription() + ")");
 }
 
-std::filesystem::path fileBehindLinks(const std::filesystem::path& file) {
+std::filesystem::path targetOfLinks(const std::filesystem::path& file) {
     constexpr int kMostLinks = 40;
     std::error_code error;
     auto target = std::filesystem::absolute(file, error);

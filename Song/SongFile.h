@@ -24,7 +24,7 @@ namespace TARN_PUBLIC tarn {
 /// Replaces the file crash-safely. Throws SongError (unwritable).
 void writeSongBytes(const Data& bytes, const std::filesystem::path& file);
 /// The file to which symbolic links lead from there; it need not exist.
-[[nodiscard]] std::filesystem::path fileBehindLinks(const std::filesystem::path& file);
+[[nodiscard]] std::filesystem::path targetOfLinks(const std::filesystem::path& file);
 /// The lock under which a document is changed. Throws SongError (busy when the patience ended, unwritable).
 [[nodiscard]] FileLock lockSongFile(const std::filesystem::path& file, std::chrono::milliseconds patience);
 

@@ -28,11 +28,14 @@ postingOperation(const char* notification,
 
 TarnMusicInformationRetrievalController::TarnMusicInformationRetrievalController(
     URL audioFileURL, std::string uuid, std::shared_ptr<TarnNoteEntryStorage> noteEntryStorage,
-    std::shared_ptr<AnalysisOperationFactory> factory)
+    std::shared_ptr<AnalysisOperationFactory> factory, bool force)
     : mAudioFileURL(std::move(audioFileURL)), mUUIDString(std::move(uuid)),
       mNoteEntryStorage(std::move(noteEntryStorage)), mFactory(std::move(factory)),
-      mForceAllCalculations(UserDefaults::standard().boolForKey(TarnUserDefaultsKeyForceMIRProcessing)),
-      mProgress(Progress::discrete(0)) {}
+      mForceAllCalculations(force), mProgress(Progress::discrete(0)) {}
+
+bool TarnMusicInformationRetrievalController::isForcedByDefaults() {
+    return UserDefaults::standard().boolForKey(TarnUserDefaultsKeyForceMIRProcessing);
+}
 
 std::optional<std::vector<std::int64_t>> TarnMusicInformationRetrievalController::beatLocations() const {
     const std::lock_guard guard(mMutex);

@@ -50,10 +50,14 @@ class TarnMusicInformationRetrievalController
 public:
     using URL = std::filesystem::path;
 
-    /// `uuid` identifies the song and names its cache files.
+    /// `uuid` identifies the song and names its cache files. `force`: calculates everything, whatever caches
+    /// and the document hold.
     TarnMusicInformationRetrievalController(
         URL audioFileURL, std::string uuid, std::shared_ptr<TarnNoteEntryStorage> noteEntryStorage,
-        std::shared_ptr<AnalysisOperationFactory> factory = AnalysisOperationFactory::shared());
+        std::shared_ptr<AnalysisOperationFactory> factory = AnalysisOperationFactory::shared(),
+        bool force = isForcedByDefaults());
+    /// Whether the user defaults hold TarnUserDefaultsKeyForceMIRProcessing.
+    [[nodiscard]] static bool isForcedByDefaults();
 
     [[nodiscard]] const URL& audioFileURL() const { return mAudioFileURL; }
     [[nodiscard]] const std::string& uuidString() const { return mUUIDString; }

@@ -44,6 +44,8 @@ BarLines BarLines::keeping(std::span<const std::size_t> positions) const {
     std::vector<std::size_t> downbeats;
     auto next = mDownbeats.begin();
     for (std::size_t i = 0; i < positions.size(); ++i) {
+        precondition(positions[i] < mPositionCount && (i == 0 || positions[i - 1] < positions[i]),
+                     "The positions to keep must ascend and be those of the grid");
         next = std::find_if(next, mDownbeats.end(), [&](std::size_t d) { return d >= positions[i]; });
         if (next != mDownbeats.end() && *next == positions[i])
             downbeats.push_back(i);

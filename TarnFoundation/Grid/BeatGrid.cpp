@@ -98,11 +98,12 @@ std::size_t BeatGrid::firstAtOrAfter(std::int64_t frame) const {
 }
 
 BeatGrid BeatGrid::keeping(std::span<const std::size_t> positions) const {
+    BarLines barLines = mBarLines.keeping(positions); // which checks the positions
     std::vector<std::int64_t> locations;
     locations.reserve(positions.size());
     for (const std::size_t position : positions)
         locations.push_back(mLocations[position]);
-    return {std::move(locations), mBarLines.keeping(positions)};
+    return {std::move(locations), std::move(barLines)};
 }
 
 BeatGrid BeatGrid::from(std::int64_t frame) const {
@@ -111,7 +112,8 @@ BeatGrid BeatGrid::from(std::int64_t frame) const {
 }
 
 BeatGrid BeatGrid::with(const GridEdit& edit) const {
-    precondition(edit.replaced.upper <= size(), "An edit must replace beats of the grid");
+    precondition(edit.replaced.lower <= edit.replaced.upper && edit.replaced.upper <= size(),
+                 "An edit must replace beats of the grid");
     auto after = beats();
     const auto at = [&](std::size_t position) {
         return after.begin() + static_cast<std::ptrdiff_t>(position);

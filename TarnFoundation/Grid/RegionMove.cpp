@@ -63,7 +63,8 @@ RegionSpan shiftedBackward(RegionSpan region, SnapPoints points, std::int64_t st
     const auto first = indexOfElementBefore(points, region.location);
     if (!first)
         throwMissingSnapPoint();
-    // The first point before it is the first step. Negative throughout, since the least integer has no opposite.
+    // The first point before it is the first step. Negative throughout, since the least integer has no
+    // opposite.
     if (steps + 1 < -static_cast<std::int64_t>(*first))
         throwShiftOutOfBounds();
     const std::int64_t delta = checkedSubtract(

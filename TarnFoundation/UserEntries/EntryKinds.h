@@ -19,8 +19,8 @@ namespace TARN_PUBLIC tarn {
 class TarnNoteEntryStorage;
 class TarnSongStructureStorage;
 
-/// The places of a kind in the sequences in which a document's kinds are gone through, from 1; 0 where it is
-/// left out.
+/// The places of a kind in the sequences in which a document's kinds are gone through, from 1; 0 in
+/// checkpoints for a kind that is left out.
 struct KindPlaces {
     std::size_t archived = 0;
     std::size_t unarchived = 0;
@@ -50,18 +50,28 @@ struct EntryKindList {
             });
     }
 
-    /// Whether each place from 1 on is taken by one kind at most, and no kind stands further back than there
-    /// are kinds: none is passed over by accident.
-    static constexpr bool areDistinctPlaces(std::size_t KindPlaces::*place) {
-        std::size_t taken = 0;
+    /// How many kinds have a place in the sequence.
+    static constexpr std::size_t placedCount(std::size_t KindPlaces::*place) {
         std::size_t placed = 0;
         forEach([&](auto kind) { placed += kind.kPlaces.*place != 0; });
-        for (std::size_t next = 1; next <= count; ++next) {
+        return placed;
+    }
+    /// Whether each place from 1 on up to the number of kinds that have one is taken by exactly one.
+    static constexpr bool areConsecutivePlaces(std::size_t KindPlaces::*place) {
+        bool areConsecutive = true;
+        for (std::size_t next = 1; next <= placedCount(place); ++next) {
             std::size_t here = 0;
             forEach([&](auto kind) { here += kind.kPlaces.*place == next; });
-            taken += here == 1;
+            areConsecutive = areConsecutive && here == 1;
         }
-        return taken == placed;
+        return areConsecutive;
+    }
+    /// Whether every kind is written to archives and read from them, and each sequence holds each place once.
+    static constexpr bool haveSoundPlaces() {
+        return placedCount(&KindPlaces::archived) == count && areConsecutivePlaces(&KindPlaces::archived) &&
+               placedCount(&KindPlaces::unarchived) == count &&
+               areConsecutivePlaces(&KindPlaces::unarchived) &&
+               areConsecutivePlaces(&KindPlaces::checkpointed);
     }
 };
 
@@ -117,11 +127,7 @@ using NoteEntryKinds = detail::KindListOf<void TARN_NOTE_ENTRY_STORAGE_KINDS(TAR
 using SongStructureKinds = detail::KindListOf<void TARN_SONG_STRUCTURE_STORAGE_KINDS(TARN_NAME_KIND)>;
 #undef TARN_NAME_KIND
 
-template <typename Kinds>
-inline constexpr bool kHasDistinctPlaces =
-    Kinds::areDistinctPlaces(&KindPlaces::archived) && Kinds::areDistinctPlaces(&KindPlaces::unarchived) &&
-    Kinds::areDistinctPlaces(&KindPlaces::checkpointed);
-static_assert(kHasDistinctPlaces<NoteEntryKinds> && kHasDistinctPlaces<SongStructureKinds>,
-              "Two kinds have the same place in a sequence, or a place is left free");
+static_assert(NoteEntryKinds::haveSoundPlaces() && SongStructureKinds::haveSoundPlaces(),
+              "A kind is not archived or not read, or a place is taken twice or left free");
 
 } // namespace tarn
