@@ -2,6 +2,8 @@
 
 #include "TarnFoundation/RegionEditing.h"
 
+#include <gmock/gmock.h>
+
 using namespace tarn;
 using namespace tarn::fixtures;
 
@@ -62,7 +64,9 @@ TEST(Regions, AreFilteredByRangeExpressionsInTheirOrder) {
     EXPECT_EQ(beginning(PartialRangeThrough<std::int64_t>{20}), (Identifiers{1, 2, 3}));
     for (const Span& endless : {Span{0, std::uint64_t{1} << 63}, Span{1, (std::uint64_t{1} << 63) - 1}}) {
         regions[0]->setRange({endless.first, endless.second});
-        EXPECT_DEATH((void)ending(PartialRangeFrom<std::int64_t>{0}), "range|overflow") << endless.first;
+        EXPECT_DEATH((void)ending(PartialRangeFrom<std::int64_t>{0}),
+                     testing::AnyOf(testing::HasSubstr("range"), testing::HasSubstr("overflow")))
+            << endless.first;
     }
 }
 
