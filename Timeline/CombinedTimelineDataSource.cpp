@@ -25,7 +25,7 @@ TimelineItemIndex::TimelineItemIndex(const std::vector<Range<std::int64_t>>& ran
 TimelineItemIndex::Link TimelineItemIndex::build(std::vector<Node>& byLowerBound, std::size_t first,
                                                  std::size_t end) {
     if (first == end)
-        return noNode;
+        return kNoNode;
     const auto begin = byLowerBound.begin() + static_cast<std::ptrdiff_t>(first);
     const auto stop = byLowerBound.begin() + static_cast<std::ptrdiff_t>(end);
     const auto top =

@@ -33,20 +33,20 @@ public:
 
 private:
     using Link = std::uint32_t;
-    static constexpr Link noNode = std::numeric_limits<Link>::max();
+    static constexpr Link kNoNode = std::numeric_limits<Link>::max();
     struct Node {
         Range<std::int64_t> range;
         std::int64_t lastFrame; ///< the greatest of those below: no node has a greater one than its parent
         std::int64_t split;     ///< lower bounds on the left are at most this, on the right at least
         Link index;
-        Link left = noNode;
-        Link right = noNode;
+        Link left = kNoNode;
+        Link right = kNoNode;
     };
 
     Link build(std::vector<Node>& byLowerBound, std::size_t first, std::size_t end);
     template <typename Function>
     void visit(Link link, std::int64_t first, std::int64_t last, Function& found) const {
-        if (link == noNode || mNodes[link].lastFrame < first)
+        if (link == kNoNode || mNodes[link].lastFrame < first)
             return;
         const Node& node = mNodes[link];
         if (node.range.lower <= last)
@@ -57,7 +57,7 @@ private:
     }
 
     std::vector<Node> mNodes;
-    Link mRoot = noNode;
+    Link mRoot = kNoNode;
 };
 
 /// Every item is in the rows that show its frames. A point that lies before or after all frames of the song

@@ -11,11 +11,11 @@ namespace tarn {
 namespace {
 
 struct Defaults {
-    static constexpr std::int64_t sampleRate = 44100;
-    static constexpr std::int64_t firstRowOffset = 0;
-    static constexpr std::int64_t frameCount = 0;
-    static constexpr double rowWidth = 0;
-    static constexpr double framesPerPoint = 441;
+    static constexpr std::int64_t kSampleRate = 44100;
+    static constexpr std::int64_t kFirstRowOffset = 0;
+    static constexpr std::int64_t kFrameCount = 0;
+    static constexpr double kRowWidth = 0;
+    static constexpr double kFramesPerPoint = 441;
 };
 
 /// The beginning of a row, before it becomes a frame.
@@ -26,9 +26,9 @@ double nominalRowStart(double framesPerRow, std::int64_t row) {
 } // namespace
 
 WrappedSongTimeline::WrappedSongTimeline(std::weak_ptr<WrappedSongTimelineDelegate> delegate)
-    : mDelegate(std::move(delegate)), mSampleRate(Defaults::sampleRate),
-      mFirstRowOffset(Defaults::firstRowOffset), mFrameCount(Defaults::frameCount),
-      mRowWidth(Defaults::rowWidth), mFramesPerPoint(Defaults::framesPerPoint) {}
+    : mDelegate(std::move(delegate)), mSampleRate(Defaults::kSampleRate),
+      mFirstRowOffset(Defaults::kFirstRowOffset), mFrameCount(Defaults::kFrameCount),
+      mRowWidth(Defaults::kRowWidth), mFramesPerPoint(Defaults::kFramesPerPoint) {}
 
 void WrappedSongTimeline::setDelegate(std::weak_ptr<WrappedSongTimelineDelegate> delegate) {
     mDelegate = std::move(delegate);
@@ -41,11 +41,11 @@ void WrappedSongTimeline::reloadValues() {
         return delegate ? ((*delegate).*question)() : otherwise;
     };
     using Delegate = WrappedSongTimelineDelegate;
-    mSampleRate = ask(&Delegate::sampleRate, Defaults::sampleRate);
-    mFirstRowOffset = ask(&Delegate::firstRowOffset, Defaults::firstRowOffset);
-    mFrameCount = ask(&Delegate::frameCount, Defaults::frameCount);
-    mRowWidth = ask(&Delegate::rowWidth, Defaults::rowWidth);
-    mFramesPerPoint = ask(&Delegate::framesPerPoint, Defaults::framesPerPoint);
+    mSampleRate = ask(&Delegate::sampleRate, Defaults::kSampleRate);
+    mFirstRowOffset = ask(&Delegate::firstRowOffset, Defaults::kFirstRowOffset);
+    mFrameCount = ask(&Delegate::frameCount, Defaults::kFrameCount);
+    mRowWidth = ask(&Delegate::rowWidth, Defaults::kRowWidth);
+    mFramesPerPoint = ask(&Delegate::framesPerPoint, Defaults::kFramesPerPoint);
 }
 
 double WrappedSongTimeline::framesPerRow() const {

@@ -10,7 +10,6 @@
 #include "TarnFoundation/UserEntries/TarnStandardPitchEntry.h"
 
 #include <cstddef>
-#include <type_traits>
 
 /// The kinds of entries that documents hold. Everything that exists for every kind (storage, archive, class
 /// registration, checkpoints, undo, notifications) is made from these lists.
@@ -30,9 +29,7 @@ struct KindPlaces {
 /// A list of kinds, known when the program is compiled.
 template <typename... Kinds>
 struct EntryKindList {
-    static constexpr std::size_t count = sizeof...(Kinds);
-    template <typename Kind>
-    static constexpr bool contains = (std::is_same_v<Kind, Kinds> || ...);
+    static constexpr std::size_t kCount = sizeof...(Kinds);
 
     /// Calls the visitor with a value of each kind, in the order of the list.
     template <typename Visitor>
@@ -43,7 +40,7 @@ struct EntryKindList {
     /// The same in the order of one of their places; kinds at place 0 are left out.
     template <typename Visitor>
     static constexpr void forEachBy(std::size_t KindPlaces::*place, Visitor&& visitor) {
-        for (std::size_t next = 1; next <= count; ++next)
+        for (std::size_t next = 1; next <= kCount; ++next)
             forEach([&](auto kind) {
                 if (kind.kPlaces.*place == next)
                     visitor(kind);
@@ -68,8 +65,8 @@ struct EntryKindList {
     }
     /// Whether every kind is written to archives and read from them, and each sequence holds each place once.
     static constexpr bool haveSoundPlaces() {
-        return placedCount(&KindPlaces::archived) == count && areConsecutivePlaces(&KindPlaces::archived) &&
-               placedCount(&KindPlaces::unarchived) == count &&
+        return placedCount(&KindPlaces::archived) == kCount && areConsecutivePlaces(&KindPlaces::archived) &&
+               placedCount(&KindPlaces::unarchived) == kCount &&
                areConsecutivePlaces(&KindPlaces::unarchived) &&
                areConsecutivePlaces(&KindPlaces::checkpointed);
     }
