@@ -118,7 +118,7 @@ struct AnalysisResampler::Converter {
         const soxr_io_spec_t floats = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
         const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_MQ, 0);
         soxr_error_t error = nullptr;
-        state = soxr_create(inputRate, analysisRate, 1, &error, &floats, &quality, nullptr);
+        state = soxr_create(inputRate, kAnalysisRate, 1, &error, &floats, &quality, nullptr);
         if (!state || error)
             fatalError("The resampler could not be created.");
     }
@@ -129,7 +129,7 @@ struct AnalysisResampler::Converter {
 
 AnalysisResampler::AnalysisResampler(int inputRate) {
     precondition(inputRate > 0, "The input rate is not positive.");
-    if (inputRate != analysisRate)
+    if (inputRate != kAnalysisRate)
         mConverter = std::make_unique<Converter>(inputRate);
 }
 

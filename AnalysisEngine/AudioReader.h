@@ -17,7 +17,7 @@ namespace TARN_PUBLIC tarn {
 
 /// Rate in Hz of the signal that the analysis stages share. Its 11 kHz of bandwidth hold all that chords and
 /// tuning need and enough of cymbals for onsets.
-inline constexpr int analysisRate = 22050;
+inline constexpr int kAnalysisRate = 22050;
 
 /// Reads any file that libsndfile reads. Channels are mixed down by their mean.
 class AudioReader {
@@ -78,8 +78,8 @@ private:
     std::vector<float> mCurrent;
 };
 
-/// Brings a mono stream of any rate to `analysisRate`, block by block. Output sample n sounds at n /
-/// analysisRate seconds of the input; the output ends where the input ends.
+/// Brings a mono stream of any rate to `kAnalysisRate`, block by block. Output sample n sounds at n /
+/// kAnalysisRate seconds of the input; the output ends where the input ends.
 class AnalysisResampler {
 public:
     explicit AnalysisResampler(int inputRate);

@@ -319,6 +319,7 @@ std::vector<double> sharesOf(int eighths, Division division) {
     if (division == Division::tatums)
         return {0, eighths > 1 ? (eighths - 1.0) / eighths : 0.5};
     std::vector<double> shares;
+    shares.reserve(static_cast<std::size_t>(eighths));
     for (int k = 0; k < eighths; ++k)
         shares.push_back(static_cast<double>(k) / eighths);
     return shares;

@@ -18,7 +18,7 @@ constexpr std::size_t kChromaWindow = 4096;
 constexpr std::size_t kChromaHop = 1024;
 
 constexpr double binWidth(std::size_t window) {
-    return static_cast<double>(analysisRate) / static_cast<double>(window);
+    return static_cast<double>(kAnalysisRate) / static_cast<double>(window);
 }
 
 /// Cuts a stream into overlapping frames, the nth centred on sample n * hop, and gives their magnitudes.
@@ -137,9 +137,9 @@ BeatFeatures BeatFeatureExtractor::finish(const StageMonitor& monitor) {
     // The longer window's tail also completes the shorter one's frames, and adds some of silence.
     mSpectra->process(mSpectra->longFrames.tail());
     BeatFeatures features;
-    features.fluxRate = static_cast<double>(analysisRate) / kFluxHop;
-    features.chromaRate = static_cast<double>(analysisRate) / kChromaHop;
-    features.duration = static_cast<double>(mSpectra->sampleCount) / analysisRate;
+    features.fluxRate = static_cast<double>(kAnalysisRate) / kFluxHop;
+    features.chromaRate = static_cast<double>(kAnalysisRate) / kChromaHop;
+    features.duration = static_cast<double>(mSpectra->sampleCount) / kAnalysisRate;
     features.chroma = std::move(mSpectra->chroma);
 
     GrowingTable<float>& filtered = mSpectra->filtered;

@@ -38,7 +38,7 @@ struct BeatFeatures {
     double duration = 0;
 };
 
-/// Gathers BeatFeatures from a mono signal at `analysisRate`, given in blocks of any length.
+/// Gathers BeatFeatures from a mono signal at `kAnalysisRate`, given in blocks of any length.
 class BeatFeatureExtractor {
 public:
     BeatFeatureExtractor();

@@ -17,7 +17,7 @@ public:
     /// Samples at the analysis rate in the transform whose spectrum is mapped (372 ms).
     static constexpr std::size_t kTransformLength = 8192;
     /// Hz from one bin of the linear spectrum to the next.
-    static constexpr double kBinWidth = static_cast<double>(analysisRate) / kTransformLength;
+    static constexpr double kBinWidth = static_cast<double>(kAnalysisRate) / kTransformLength;
     static constexpr int kBinsPerSemitone = 5;
     /// The lowest logarithmic bin is centred on this MIDI note (A0) of concert pitch; the highest is
     /// in B8.

@@ -28,7 +28,7 @@ struct SpectralFeatures {
     /// Frames are this far apart, in samples at the analysis rate (46 ms). Frame n is centred on sample n *
     /// kHop, and covers as many samples as LogFrequencyMap's transform.
     static constexpr std::size_t kHop = 1024;
-    static constexpr double kFramesPerSecond = static_cast<double>(analysisRate) / kHop;
+    static constexpr double kFramesPerSecond = static_cast<double>(kAnalysisRate) / kHop;
 
     std::shared_ptr<const LogSpectrogram> magnitudes = makeLogSpectrogram();
 

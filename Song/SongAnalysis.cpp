@@ -74,7 +74,7 @@ private:
     }
 
     std::shared_ptr<TarnTimeSignatureEntry> timeSignatureOf(const DetectedMetre& metre) {
-        const auto entry = mNotes.newTimeSignatureEntry();
+        auto entry = mNotes.newTimeSignatureEntry();
         entry->setNumerator(static_cast<std::uint8_t>(metre.numerator));
         entry->setDenominator(static_cast<std::uint8_t>(metre.denominator));
         return entry;

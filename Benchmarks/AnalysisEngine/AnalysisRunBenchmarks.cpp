@@ -33,11 +33,11 @@ public:
         for (int bar = 0; bar < 16; ++bar)
             Synthesizer{}.play(round, bar * kBar, kBar, chords[static_cast<std::size_t>(bar) % 4]);
         for (std::size_t i = 0; i < round.size(); ++i)
-            round[i] += i % (analysisRate / 2) < 200 ? (i % 20 < 10 ? 0.4f : -0.4f) : 0.0f;
-        SF_INFO info{0, analysisRate, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
+            round[i] += i % (kAnalysisRate / 2) < 200 ? (i % 20 < 10 ? 0.4f : -0.4f) : 0.0f;
+        SF_INFO info{0, kAnalysisRate, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
         SNDFILE* const file = sf_open(audio().string().c_str(), SFM_WRITE, &info);
         precondition(file != nullptr, "The recording could not be created.");
-        for (std::int64_t left = minutes * 60 * analysisRate; left > 0;
+        for (std::int64_t left = minutes * 60 * kAnalysisRate; left > 0;
              left -= static_cast<std::int64_t>(round.size()))
             sf_writef_float(file, round.data(), std::min<sf_count_t>(left, std::ssize(round)));
         sf_close(file);

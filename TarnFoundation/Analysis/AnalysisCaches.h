@@ -39,7 +39,7 @@ inline constexpr CacheKind kCacheKinds[] = {kSpectrogramCaches, kWaveformCaches,
 /// one with capitals where `ignoresCase`.
 [[nodiscard]] std::string cacheName(const std::string& identifier, bool ignoresCase);
 
-/// Logs that a cache holds no sound archive. A sound archive of something else is no reason for alarm.
+/// Logs that a cache holds no sound archive. A sound archive of something else does not matter.
 void reportUndecodableCache(const Error& error);
 
 /// The archived object of class `Class` in the file. Nothing when everything is calculated again (`force`),

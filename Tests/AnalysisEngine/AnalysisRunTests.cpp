@@ -17,9 +17,9 @@ namespace {
 
 void addClicks(Samples& samples, const std::vector<double>& times, double level = 0.6) {
     for (const double time : times) {
-        for (std::size_t i = 0; i < analysisRate / 100; ++i) {
-            const double t = static_cast<double>(i) / analysisRate;
-            samples.at(static_cast<std::size_t>(time * analysisRate) + i) +=
+        for (std::size_t i = 0; i < kAnalysisRate / 100; ++i) {
+            const double t = static_cast<double>(i) / kAnalysisRate;
+            samples.at(static_cast<std::size_t>(time * kAnalysisRate) + i) +=
                 static_cast<float>(level * std::sin(2 * pi * 1500 * t) * std::exp(-t * 300));
         }
     }
@@ -50,7 +50,7 @@ protected:
     AnalysisRun() { FileManager::setCachesDirectory(mFolder.path()); }
     ~AnalysisRun() override { FileManager::setCachesDirectory({}); }
 
-    void record(const Samples& samples) { writeAudio(mAudio, samples, analysisRate); }
+    void record(const Samples& samples) { writeAudio(mAudio, samples, kAnalysisRate); }
     void run(AnalyzedSong& song) {
         ASSERT_TRUE(song.begin());
         song.finish();
@@ -73,7 +73,7 @@ protected:
 };
 
 double secondsOf(const auto& entry) {
-    return static_cast<double>(entry->location()) / analysisRate;
+    return static_cast<double>(entry->location()) / kAnalysisRate;
 }
 
 /// Runs that the thread sanitizer watches.
@@ -167,17 +167,17 @@ TEST_F(AnalysisRun, ShowsUsersNoTextButThoseOfTheTables) {
 }
 
 TEST_F(AnalysisRun, EndsWithWhatCanBeSaidOfSignalsThatAreNotMusic) {
-    Samples square(3 * analysisRate);
+    Samples square(3 * kAnalysisRate);
     for (std::size_t i = 0; i < square.size(); ++i)
         square[i] = i / 100 % 2 == 0 ? 1.0f : -1.0f;
     Samples second = turnaround(4);
-    second.resize(analysisRate);
+    second.resize(kAnalysisRate);
     const char* const kNothing = "pitch 440\nchord N.C. 0\n";
     const std::tuple<const char*, Samples, const char*> cases[] = {
         // with all that is found, where certain
-        {"silence", Samples(3 * analysisRate), kNothing},
+        {"silence", Samples(3 * kAnalysisRate), kNothing},
         {"one frame", Samples(1, 0.5f), kNothing},
-        {"constant", Samples(3 * analysisRate, 1.0f), kNothing},
+        {"constant", Samples(3 * kAnalysisRate, 1.0f), kNothing},
         {"noise", noise(3, 1), nullptr},
         {"square wave", square, nullptr},
         {"one second", second, nullptr}};

@@ -169,7 +169,7 @@ TEST_F(AudioReaderTest, YieldsWhatComesBeforeTheBreak) {
                              SF_FORMAT_OGG | SF_FORMAT_VORBIS}) {
         SCOPED_TRACE(format);
         const Samples whole = noise(3, 0.5);
-        writeAudio(mPath, whole, analysisRate, 1, format);
+        writeAudio(mPath, whole, kAnalysisRate, 1, format);
         std::filesystem::resize_file(mPath, std::filesystem::file_size(mPath) / 2);
         const auto reader = AudioReader::open(mPath);
         ASSERT_TRUE(reader);
@@ -197,8 +197,8 @@ TEST(AnalysisResampler, KeepsTimeAndLength) {
                                    false));
         take(resampler.process({}, true));
         EXPECT_NEAR(static_cast<double>(output.size()),
-                    static_cast<double>(input.size()) * analysisRate / rate, 1.5);
-        const Samples expected = sine(440, analysisRate, output.size());
+                    static_cast<double>(input.size()) * kAnalysisRate / rate, 1.5);
+        const Samples expected = sine(440, kAnalysisRate, output.size());
         for (std::size_t i = 200; i + 200 < output.size(); ++i)
             ASSERT_NEAR(output[i], expected[i], 0.002) << i;
     }

@@ -15,7 +15,7 @@ namespace {
 /// A piece of music at the analysis rate, made of sounds put at times in seconds.
 class Music {
 public:
-    explicit Music(double seconds) : mSamples(static_cast<std::size_t>(seconds * analysisRate)) {}
+    explicit Music(double seconds) : mSamples(static_cast<std::size_t>(seconds * kAnalysisRate)) {}
 
     void kick(double time) {
         add(time, 0.15, [](double t) { return 0.8 * std::sin(2 * pi * 55 * t) * std::exp(-t * 20); });
@@ -53,17 +53,17 @@ public:
     }
 
     /// What is detected when the file has that rate.
-    DetectedBeats beats(double sampleRate = analysisRate) const {
+    DetectedBeats beats(double sampleRate = kAnalysisRate) const {
         return detectBeats(features(), sampleRate);
     }
 
 private:
     template <typename Sound>
     void add(double time, double length, Sound&& sound) {
-        const auto begin = static_cast<std::size_t>(std::lround(time * analysisRate));
-        const auto count = static_cast<std::size_t>(length * analysisRate);
+        const auto begin = static_cast<std::size_t>(std::lround(time * kAnalysisRate));
+        const auto count = static_cast<std::size_t>(length * kAnalysisRate);
         for (std::size_t i = 0; i < count && begin + i < mSamples.size(); ++i)
-            mSamples[begin + i] += static_cast<float>(sound(static_cast<double>(i) / analysisRate));
+            mSamples[begin + i] += static_cast<float>(sound(static_cast<double>(i) / kAnalysisRate));
     }
 
     std::vector<float> mSamples;
@@ -80,7 +80,7 @@ void playChord(Music& music, double time, double length, std::size_t number) {
 
 /// Share of `times` that have one of the counted beats within 40 ms.
 double shareFound(const std::vector<double>& times, const DetectedBeats& beats,
-                  double sampleRate = analysisRate) {
+                  double sampleRate = kAnalysisRate) {
     const auto found = std::count_if(times.begin(), times.end(), [&](double time) {
         bool isFound = false;
         for (std::size_t i = 0; i < beats.tatums.size(); i += 2)
@@ -112,8 +112,8 @@ Music band(const std::vector<double>& beats, double seconds) {
 }
 
 TEST(BeatDetection, FindsTheTempoThatPeopleTapInFramesOfTheFile) {
-    const std::pair<double, double> cases[] = {{64, analysisRate}, {76, 8000},          {93, analysisRate},
-                                               {110, 48000},       {128, analysisRate}, {145, 96000}};
+    const std::pair<double, double> cases[] = {{64, kAnalysisRate}, {76, 8000},           {93, kAnalysisRate},
+                                               {110, 48000},        {128, kAnalysisRate}, {145, 96000}};
     for (const auto& [tempo, rate] : cases) {
         SCOPED_TRACE(tempo);
         const std::vector<double> times = steadyBeats(0.5, tempo, 40);
@@ -142,7 +142,7 @@ TEST(BeatDetection, DoesNotDependOnBlocksOrLevel) {
     Samples samples = noise(20, 1);
     for (std::size_t i = 0; i < samples.size(); ++i)
         samples[i] *=
-            static_cast<float>(std::exp(-30 * std::fmod(static_cast<double>(i) / analysisRate, 0.5)));
+            static_cast<float>(std::exp(-30 * std::fmod(static_cast<double>(i) / kAnalysisRate, 0.5)));
     BeatFeatureExtractor atOnce, inPieces;
     atOnce.process(samples);
     std::vector<float> quiet(samples);
@@ -157,7 +157,7 @@ TEST(BeatDetection, DoesNotDependOnBlocksOrLevel) {
 }
 
 double secondsOf(std::int64_t frame) {
-    return static_cast<double>(frame) / analysisRate;
+    return static_cast<double>(frame) / kAnalysisRate;
 }
 
 /// What must hold of detected beats and bars, whatever the song.
@@ -295,19 +295,19 @@ TEST(BeatDetection, CountsOnWhileTheLastChordSounds) {
         times.push_back(times.back() + 60.0 / 90);
     const DetectedBeats beats = music.beats();
     EXPECT_GE(shareFound(times, beats), 0.95);
-    EXPECT_LT(beats.tatums.back(), 27 * analysisRate);
+    EXPECT_LT(beats.tatums.back(), 27 * kAnalysisRate);
 }
 
 TEST(BeatDetection, HearsNoBeatsInWhatIsNoMusic) {
     const auto beatsOf = [](const Samples& samples) {
         BeatFeatureExtractor extractor;
         extractor.process(samples);
-        const DetectedBeats beats = detectBeats(extractor.finish(), analysisRate);
+        const DetectedBeats beats = detectBeats(extractor.finish(), kAnalysisRate);
         EXPECT_TRUE(std::is_sorted(beats.tatums.begin(), beats.tatums.end(), std::less_equal<>()));
         EXPECT_TRUE(beats.tatums.empty() ? beats.metre.tempo == 0
                                          : beats.metre.tempo >= 30 && beats.metre.tempo < 450)
             << beats.metre.tempo;
-        EXPECT_LE(beats.tatums.size(), 15 * samples.size() / analysisRate);
+        EXPECT_LE(beats.tatums.size(), 15 * samples.size() / kAnalysisRate);
         return beats;
     };
     for (const double seconds : {0.0, 0.01, 1.0, 20.0}) {
@@ -320,7 +320,7 @@ TEST(BeatDetection, HearsNoBeatsInWhatIsNoMusic) {
     EXPECT_TRUE(lone.beats().tatums.empty());
     for (const float level : {1.0f, 1e-30f, 65536.0f}) {
         SCOPED_TRACE(level);
-        Samples constant(10 * analysisRate, level), square(constant), impulse(constant.size());
+        Samples constant(10 * kAnalysisRate, level), square(constant), impulse(constant.size());
         for (std::size_t i = 0; i < square.size(); ++i)
             square[i] *= i / 50 % 2 == 0 ? 1.0f : -1.0f;
         impulse[impulse.size() / 2] = level;
@@ -333,7 +333,7 @@ TEST(BeatDetection, StopsWhenAskedAndReportsProgress) {
     const BeatFeatures features = band(steadyBeats(0.5, 90, 30), 30).features();
     std::vector<double> reports;
     const StageMonitor listening([] { return false; }, [&](double share) { reports.push_back(share); });
-    detectBeats(features, analysisRate, listening);
+    detectBeats(features, kAnalysisRate, listening);
     ASSERT_GT(reports.size(), 20u);
     EXPECT_TRUE(std::is_sorted(reports.begin(), reports.end()));
     EXPECT_GE(reports.front(), 0);
@@ -342,12 +342,12 @@ TEST(BeatDetection, StopsWhenAskedAndReportsProgress) {
     for (const std::size_t after : {std::size_t{0}, reports.size() / 2, reports.size() - 2}) {
         std::size_t asked = 0;
         const StageMonitor stopping([&] { return asked++ >= after; }, nullptr);
-        EXPECT_THROW(detectBeats(features, analysisRate, stopping), AnalysisCancelled);
+        EXPECT_THROW(detectBeats(features, kAnalysisRate, stopping), AnalysisCancelled);
         EXPECT_EQ(asked, after + 1);
     }
     const StageMonitor stopped([] { return true; }, nullptr);
     BeatFeatureExtractor extractor;
-    extractor.process(std::vector<float>(analysisRate));
+    extractor.process(std::vector<float>(kAnalysisRate));
     EXPECT_THROW(extractor.finish(stopped), AnalysisCancelled);
 }
 

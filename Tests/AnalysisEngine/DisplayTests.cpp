@@ -95,7 +95,7 @@ TEST(SpectrogramComputation, ShowsNotesInTheBinsOfTheTuning) {
     constexpr double kPitch = 428;
     Samples signal;
     Synthesizer{kPitch}.play(signal, 0, 2, {69}, 0.5);
-    const auto spectrogram = makeSpectrogram(analysisRate, std::nullopt);
+    const auto spectrogram = makeSpectrogram(kAnalysisRate, std::nullopt);
     spectrogram->setTuningFrequency(kPitch);
     appendColumns(*featuresOf(signal).spectral.magnitudes, *spectrogram);
     EXPECT_NEAR(spectrogram->layout().columnCount * spectrogram->layout().framesPerColumn,
@@ -117,7 +117,7 @@ TEST(SpectrogramComputation, GrowsWhileTheStageWorks) {
     };
     const TemporaryFolder folder;
     const auto audio = folder.path() / "song.wav";
-    writeAudio(audio, noise(8, 0.5), analysisRate);
+    writeAudio(audio, noise(8, 0.5), kAnalysisRate);
     const auto delegate = std::make_shared<Tuned>();
     const auto operation = AnalysisEngine().makeSpectrogramOperation(audio);
     ASSERT_TRUE(operation);

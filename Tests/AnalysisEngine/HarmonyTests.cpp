@@ -140,12 +140,12 @@ TEST(ChordRecognition, FollowsAProgressionAt432Hz) {
 
     std::vector<std::int64_t> tatums;
     for (int i = 0; i < 32; ++i)
-        tatums.push_back(i * analysisRate / 2);
+        tatums.push_back(i * kAnalysisRate / 2);
     const ChordRecognition onBeats = recognizeChords(features, tuning, key, tatums);
     expectSound(onBeats, features);
     EXPECT_EQ(namesOf(onBeats), expected);
     for (std::size_t i = 0; i < onBeats.chords.size(); ++i)
-        EXPECT_EQ(onBeats.chords[i].location, static_cast<std::int64_t>(i) * 2 * analysisRate);
+        EXPECT_EQ(onBeats.chords[i].location, static_cast<std::int64_t>(i) * 2 * kAnalysisRate);
 }
 
 TEST(ChordRecognition, TellsQualitiesAndBasses) {
@@ -181,16 +181,16 @@ TEST(ChordRecognition, DecidesBetweenTwoThirdsByTheKey) {
 }
 
 TEST(ChordRecognition, SaysNoChordWhereNothingSounds) {
-    Samples signal(4 * analysisRate);
+    Samples signal(4 * kAnalysisRate);
     Synthesizer{}.play(signal, 4, 4, {48, 60, 64, 67}, 0.1);
     const AudioFeatures features = featuresOf(signal);
     const ChordRecognition recognition = recognizeChords(features, 440, std::nullopt, {});
     EXPECT_EQ(namesOf(recognition), "N, C");
-    EXPECT_NEAR(static_cast<double>(recognition.chords[1].location) / analysisRate, 4, 0.25);
+    EXPECT_NEAR(static_cast<double>(recognition.chords[1].location) / kAnalysisRate, 4, 0.25);
 }
 
 TEST(ChordRecognition, StaysSoundOnSignalsThatAreNotMusic) {
-    const std::vector<std::pair<std::string, Samples>> cases{{"silence", Samples(3 * analysisRate)},
+    const std::vector<std::pair<std::string, Samples>> cases{{"silence", Samples(3 * kAnalysisRate)},
                                                              {"one sample", Samples(1, 0.5f)},
                                                              {"huge noise", noise(2, 65536)}};
     for (const auto& [name, signal] : cases) {

@@ -24,16 +24,16 @@ struct Synthesizer {
     /// MIDI notes, all beginning together and dying away; six harmonics each.
     void play(Samples& signal, double begin, double length, const std::vector<int>& notes,
               double level = 0.1) const {
-        const auto first = static_cast<std::size_t>(begin * analysisRate);
-        const auto count = static_cast<std::size_t>(length * analysisRate);
+        const auto first = static_cast<std::size_t>(begin * kAnalysisRate);
+        const auto count = static_cast<std::size_t>(length * kAnalysisRate);
         signal.resize(std::max(signal.size(), first + count));
         for (const int note : notes) {
             const double frequency = standardPitch * std::exp2((note - 69) / 12.0);
             double phase = 0;
             for (std::size_t i = 0; i < count; ++i) {
-                const double time = static_cast<double>(i) / analysisRate;
+                const double time = static_cast<double>(i) / kAnalysisRate;
                 const double bend = vibratoCents * std::sin(2 * pi * 5.5 * time);
-                phase += 2 * pi * frequency * std::exp2(bend / 1200) / analysisRate;
+                phase += 2 * pi * frequency * std::exp2(bend / 1200) / kAnalysisRate;
                 const double fade = std::min({1.0, time / 0.01, (length - time) / 0.02});
                 double value = 0;
                 for (int harmonic = 1; harmonic <= 6; ++harmonic)
@@ -47,7 +47,7 @@ struct Synthesizer {
 inline Samples noise(double seconds, double level) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> sample(-level, level);
-    Samples signal(static_cast<std::size_t>(seconds * analysisRate));
+    Samples signal(static_cast<std::size_t>(seconds * kAnalysisRate));
     for (float& value : signal)
         value = static_cast<float>(sample(random));
     return signal;
@@ -56,7 +56,7 @@ inline Samples noise(double seconds, double level) {
 inline AudioFeatures featuresOf(const Samples& signal) {
     SpectralFeatureExtractor spectral;
     spectral.process(signal);
-    return {analysisRate, static_cast<std::int64_t>(signal.size()), spectral.finish(), {}};
+    return {kAnalysisRate, static_cast<std::int64_t>(signal.size()), spectral.finish(), {}};
 }
 
 /// Writes interleaved samples; `format` as libsndfile has it.
