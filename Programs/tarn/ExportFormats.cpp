@@ -49,6 +49,7 @@ const std::array<ExportFormat, 5> kFormats{{
 template <typename Value>
 std::vector<std::string> namesOf(const std::map<std::string, Value>& values) {
     std::vector<std::string> names;
+    names.reserve(values.size());
     for (const auto& [name, value] : values)
         names.push_back(name);
     return names;
