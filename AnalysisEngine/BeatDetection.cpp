@@ -154,8 +154,9 @@ std::vector<CountedBeat> withoutPauses(const std::vector<CountedBeat>& beats, st
     std::vector<CountedBeat> kept(beats.begin(), beats.begin() + static_cast<std::ptrdiff_t>(starts.front()));
     for (std::size_t bar = 0; bar < starts.size(); ++bar) {
         const std::size_t begin = starts[bar];
-        std::size_t end = bar + 1 < starts.size() ? starts[bar + 1] : beats.size();
-        if (bar + 1 < starts.size() && (end - begin) % perBar != 0) {
+        const bool isLast = bar + 1 == starts.size();
+        std::size_t end = isLast ? beats.size() : starts[bar + 1];
+        if (!isLast && (end - begin) % perBar != 0) {
             std::size_t soundEnd = end;
             while (soundEnd > begin + 1 && beats[soundEnd - 1].isSilent)
                 --soundEnd;
