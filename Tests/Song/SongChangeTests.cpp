@@ -50,15 +50,20 @@ SongError::Kind kindOf(const std::function<void()>& work) {
 } // namespace
 
 TEST_F(SongChangeConcurrency, everyChangeOfManyThreadsIsInTheDocument) {
-    std::filesystem::create_symlink("song.tarn", folder.path() / "link.tarn");
+    auto link = folder.path() / "link.tarn";
+    std::error_code withoutLinks; // on Windows most users may make none
+    std::filesystem::create_symlink("song.tarn", link, withoutLinks);
+    if (withoutLinks)
+        link = file;
     inThreads(8, [&](int thread) {
         for (int i = 0; i < 5; ++i) {
-            SongChange change(thread % 2 == 0 ? file : folder.path() / "link.tarn");
+            SongChange change(thread % 2 == 0 ? file : link);
             addMarker(change);
         }
     });
     EXPECT_EQ(markerCount(), 40u);
-    EXPECT_EQ(names(), (std::vector<std::string>{"link.tarn", "song.tarn"}));
+    EXPECT_EQ(names(), withoutLinks ? (std::vector<std::string>{"song.tarn"})
+                                    : (std::vector<std::string>{"link.tarn", "song.tarn"}));
 }
 
 TEST_F(SongChangeConcurrency, oneThatWaitsTooLongGivesUp) {

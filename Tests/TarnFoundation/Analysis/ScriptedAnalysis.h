@@ -336,7 +336,7 @@ public:
 
     void open() {
         controller =
-            std::make_shared<TarnMusicInformationRetrievalController>("song.wav", "U", storage, factory);
+            std::make_shared<TarnMusicInformationRetrievalController>("song.wav", "u", storage, factory);
         mSender = controller;
         script->progress = controller->progress();
     }

@@ -114,7 +114,7 @@ struct Forcing {
 
 void cacheWaveformAndSpectrogram(Song& song) {
     song.script->waveformIsCached = true;
-    writeText(song.cache("Spectrograms/U.spectrogram"), archiveOf(scripted::completeSpectrogram(3)));
+    writeText(song.cache("Spectrograms/u.spectrogram"), archiveOf(scripted::completeSpectrogram(3)));
 }
 
 /// Runs the analysis and returns what happens in it.
@@ -128,9 +128,9 @@ Events eventsOfRun(Song& song) {
 TEST(TarnMusicInformationRetrievalControllerConcurrency, aFreshRunFindsEverythingAndKeepsCaches) {
     Song song;
     EXPECT_EQ(eventsOfRun(song), kFreshRun);
-    EXPECT_EQ(textOf(song.cache("Spectrograms/U.spectrogram")), archiveOf(scripted::completeSpectrogram(2)));
-    EXPECT_EQ(textOf(song.cache("Chords/U.chordScores")), kChordFile);
-    EXPECT_EQ(song.factory->waveformCache, song.cache("Waveforms/U.waveform"));
+    EXPECT_EQ(textOf(song.cache("Spectrograms/u.spectrogram")), archiveOf(scripted::completeSpectrogram(2)));
+    EXPECT_EQ(textOf(song.cache("Chords/u.chordScores")), kChordFile);
+    EXPECT_EQ(song.factory->waveformCache, song.cache("Waveforms/u.waveform"));
 }
 
 TEST(TarnMusicInformationRetrievalControllerConcurrency, aCompleteDocumentLacksOnlyTheScoresOfItsChords) {
@@ -144,8 +144,8 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, aCompleteDocumentLacksO
                        chordDetection(TarnChordDetectionDidFinishProcessingNotification),
                        chordDetection(TarnChordDetectionDidEndNotification), kRunEnds});
     EXPECT_EQ(eventsOfRun(song), expected);
-    EXPECT_EQ(textOf(song.cache("Chords/U.chordScores")), kChordFile);
-    EXPECT_EQ(textOf(song.cache("Spectrograms/U.spectrogram")), archiveOf(scripted::completeSpectrogram(3)));
+    EXPECT_EQ(textOf(song.cache("Chords/u.chordScores")), kChordFile);
+    EXPECT_EQ(textOf(song.cache("Spectrograms/u.spectrogram")), archiveOf(scripted::completeSpectrogram(3)));
 }
 
 TEST(TarnMusicInformationRetrievalControllerConcurrency, legacyDetectionHasNoScoresAndFindsNothingMore) {
@@ -157,7 +157,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, legacyDetectionHasNoSco
         runWithCaches({chordDetection(TarnChordDetectionDidBeginNotification, "legacy chords"),
                        chordDetection(TarnChordDetectionDidEndNotification, "legacy chords"), kRunEnds});
     EXPECT_EQ(eventsOfRun(song), expected);
-    EXPECT_EQ(textOf(song.cache("Chords/U.chordScores")), "");
+    EXPECT_EQ(textOf(song.cache("Chords/u.chordScores")), "");
 }
 
 TEST(TarnMusicInformationRetrievalControllerConcurrency, withoutATempoBeatsAreDetectedButNotAligned) {
@@ -212,7 +212,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, aForcedRunWorksInEveryS
             kAlignmentEnds,
             kRunEnds,
         }));
-    EXPECT_EQ(textOf(song.cache("Spectrograms/U.spectrogram")), archiveOf(scripted::completeSpectrogram(2)));
+    EXPECT_EQ(textOf(song.cache("Spectrograms/u.spectrogram")), archiveOf(scripted::completeSpectrogram(2)));
 }
 
 TEST(TarnMusicInformationRetrievalControllerConcurrency, laterStagesHearWhatTheApplicationInserts) {
@@ -234,7 +234,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency,
     song.afterNotification = [&](const Notification&) { song.controller->cancelProcessing(); };
     song.run();
     EXPECT_EQ(song.script->events(), Events{kRunBegins});
-    EXPECT_FALSE(std::filesystem::exists(song.cache("Spectrograms/U.spectrogram")));
+    EXPECT_FALSE(std::filesystem::exists(song.cache("Spectrograms/u.spectrogram")));
 }
 
 TEST(TarnMusicInformationRetrievalControllerConcurrency, cancellingEndsTheRunWithWhatIsInTheDocument) {
@@ -253,9 +253,9 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, cancellingEndsTheRunWit
         if (last == "chords")
             expected.push_back(chordDetection(TarnChordDetectionDidEndNotification));
         EXPECT_EQ(song.script->events(), expected);
-        EXPECT_EQ(textOf(song.cache("Chords/U.chordScores")), last == "alignment" ? kChordFile : "");
+        EXPECT_EQ(textOf(song.cache("Chords/u.chordScores")), last == "alignment" ? kChordFile : "");
         const bool hasSpectrogram = last != "waveform" && last != "tuning" && last != "spectrogram";
-        EXPECT_EQ(std::filesystem::exists(song.cache("Spectrograms/U.spectrogram")), hasSpectrogram);
+        EXPECT_EQ(std::filesystem::exists(song.cache("Spectrograms/u.spectrogram")), hasSpectrogram);
     }
 }
 
@@ -452,7 +452,7 @@ TEST(TarnMusicInformationRetrievalController, withoutAnEngineEveryFileIsRefused)
     Bundle::framework().setResourceFolder(texts.path());
     Bundle::framework().setPreferredLanguages({"xx"});
     const auto controller = std::make_shared<TarnMusicInformationRetrievalController>(
-        "song.wav", "U", std::make_shared<TarnNoteEntryStorage>());
+        "song.wav", "u", std::make_shared<TarnNoteEntryStorage>());
     controller->cancelProcessing(); // nothing to cancel yet
     Error error;
     EXPECT_FALSE(controller->beginProcessingError(&error));
@@ -467,9 +467,9 @@ TEST(TarnMusicInformationRetrievalController, aSongHasThreeCacheFilesOfItsOwn) {
     TemporaryFolder caches;
     FileManager::setCachesDirectory(caches.path() / "made on demand");
     const auto folder = caches.path() / "made on demand" / "Tarn";
-    EXPECT_EQ(Caches::spectrogramPathForUUID("U"), folder / "Spectrograms" / "U.spectrogram");
-    EXPECT_EQ(Caches::waveformPathForUUID("U"), folder / "Waveforms" / "U.waveform");
-    EXPECT_EQ(Caches("song.wav", "V", nullptr).cachedChordResultsURL(), folder / "Chords" / "V.chordScores");
+    EXPECT_EQ(Caches::spectrogramPathForUUID("u"), folder / "Spectrograms" / "u.spectrogram");
+    EXPECT_EQ(Caches::waveformPathForUUID("u"), folder / "Waveforms" / "u.waveform");
+    EXPECT_EQ(Caches("song.wav", "v", nullptr).cachedChordResultsURL(), folder / "Chords" / "v.chordScores");
     for (const char* name : {"Spectrograms", "Waveforms", "Chords"})
         EXPECT_TRUE(std::filesystem::is_directory(folder / name));
     writeText(caches.path() / "a file", "");
@@ -514,7 +514,7 @@ TEST(TarnMusicInformationRetrievalController, noIdentifierLeadsOutOfItsFolderOrT
 TEST(TarnMusicInformationRetrievalController, onlyAnUndecodableCacheIsLogged) {
     Song song;
     song.open();
-    const auto file = song.cache("Spectrograms/U.spectrogram");
+    const auto file = song.cache("Spectrograms/u.spectrogram");
     const auto read = [&] { return song.controller->readCacheFromURL<Spectrogram>(file); };
     EXPECT_FALSE(read()) << "missing";
     writeText(file, archiveOf(scripted::completeWaveform()));
