@@ -32,13 +32,16 @@ struct AnalyzeOptions {
     bool json = false;
 };
 
+/// Set by the handler of InterruptWatch.
+volatile std::sig_atomic_t gIsInterrupted = 0;
+
 /// While it lives, the first interrupt (Ctrl-C) is only noted; a second one ends the process at once.
 class InterruptWatch {
 public:
     InterruptWatch() {
-        sIsInterrupted = 0;
+        gIsInterrupted = 0;
         struct sigaction action {};
-        action.sa_handler = [](int) { sIsInterrupted = 1; };
+        action.sa_handler = [](int) { gIsInterrupted = 1; };
         action.sa_flags = static_cast<int>(SA_RESETHAND);
         sigaction(SIGINT, &action, &mEarlier);
     }
@@ -46,10 +49,9 @@ public:
     InterruptWatch(const InterruptWatch&) = delete;
     InterruptWatch& operator=(const InterruptWatch&) = delete;
 
-    [[nodiscard]] static bool isInterrupted() { return sIsInterrupted != 0; }
+    [[nodiscard]] static bool isInterrupted() { return gIsInterrupted != 0; }
 
 private:
-    static inline volatile std::sig_atomic_t sIsInterrupted = 0;
     struct sigaction mEarlier {};
 };
 
