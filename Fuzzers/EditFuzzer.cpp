@@ -1,7 +1,7 @@
 #include "Platform/FatalError.h"
-#include "Programs/tarn/Edits.h"
-#include "Programs/tarn/SongPositions.h"
-#include "Tests/Programs/SongTexts.h"
+#include "Song/Edits/Edits.h"
+#include "Song/SongPositions.h"
+#include "Tests/Song/SongTexts.h"
 
 #include <cstddef>
 #include <cstdint>

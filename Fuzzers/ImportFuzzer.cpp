@@ -1,6 +1,6 @@
+#include "Interchange/AnnotationText.h"
+#include "Interchange/NoteImport.h"
 #include "Platform/FatalError.h"
-#include "Programs/tarn/AnnotationText.h"
-#include "Programs/tarn/NoteImport.h"
 #include "Tests/Song/SampleSong.h"
 
 #include <cstddef>

@@ -2,7 +2,9 @@
 
 #include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
+#include "Song/AnalysisFacts.h"
 #include "Song/Recording.h"
+#include "Song/SongProperties.h"
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 #include "TarnFoundation/UserEntries/TarnSongStructureStorage.h"
 
@@ -22,6 +24,8 @@ public:
          std::shared_ptr<TarnSongStructureStorage> outline);
 
     Recording recording;
+    SongProperties properties;
+    AnalysisFacts facts;
     const std::shared_ptr<TarnNoteEntryStorage> notes;
     const std::shared_ptr<TarnSongStructureStorage> structure;
 

@@ -1,6 +1,6 @@
 #include "Programs/tarn/Commands.h"
-#include "Programs/tarn/Edits.h"
 #include "Programs/tarn/ExportFormats.h"
+#include "Song/Edits/Edits.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
 #include "Programs/tarn/DocumentChange.h"
 
-#include "Programs/tarn/DistinctIdentifiers.h"
-#include "Programs/tarn/TerminalText.h"
+#include "Platform/PlainText.h"
+#include "Song/DistinctIdentifiers.h"
 #include "Song/SongChange.h"
 
 #include <iostream>

@@ -1,8 +1,8 @@
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/DocumentChange.h"
-#include "Programs/tarn/Edits.h"
 #include "Programs/tarn/Failure.h"
-#include "Programs/tarn/SongPositions.h"
+#include "Song/Edits/Edits.h"
+#include "Song/SongPositions.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
+#include "Interchange/DocumentJSON.h"
+#include "Interchange/SongChart.h"
 #include "Programs/tarn/Commands.h"
-#include "Programs/tarn/DocumentJSON.h"
-#include "Programs/tarn/SongChart.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,4 +1,5 @@
 #include "Platform/Log.h"
+#include "Platform/PlainText.h"
 #include "Platform/ProcessInfo.h"
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
@@ -80,7 +81,7 @@ std::string usageReason(const CLI::App* app, const CLI::Error& error, Words word
 std::string usageLine(const CLI::App* app, const CLI::Error& error, Words words) {
     const auto commands = app->get_subcommands();
     const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
-    return "tarn: " + tarn::program::onOneLine(usageReason(app, error, words)) + "; see 'tarn" + command +
+    return "tarn: " + tarn::onOneLine(usageReason(app, error, words)) + "; see 'tarn" + command +
            " --help'\n";
 }
 
@@ -131,6 +132,7 @@ const char* adviceFor(tarn::SongError::Kind kind) {
 /// The status of a command that went well, once what it printed has arrived.
 int statusAfterOutput() {
     using namespace tarn::program;
+    using tarn::onOneLine;
     if (std::cout.flush())
         return statusOf(ExitStatus::success);
     std::cerr << "tarn: standard output cannot be written; check the free space on the disk it goes to\n";
@@ -141,6 +143,7 @@ int statusAfterOutput() {
 
 int main(int argumentCount, char** arguments) {
     using namespace tarn::program;
+    using tarn::onOneLine;
     showMessagesToDevelopers();
     const PrintableOutput output(std::cout);
     const PrintableOutput errors(std::cerr);
