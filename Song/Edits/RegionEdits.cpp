@@ -1,6 +1,7 @@
 #include "Song/Edits/EditActions.h"
 
 #include "TarnFoundation/RegionEditing.h"
+#include "TarnFoundation/SortedSearch.h"
 
 #include <utility>
 
