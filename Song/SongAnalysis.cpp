@@ -294,7 +294,7 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
     described.envelope = facts.envelope;
     if (options.force && change.bytes())
         outcome.former = change.keepFormer();
-    change.save(outcome.song);
+    change.save(outcome.song, options.force ? "Analysed again" : "Analysed");
     return outcome;
 }
 

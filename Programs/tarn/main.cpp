@@ -115,7 +115,7 @@ const char* adviceFor(tarn::SongError::Kind kind) {
     case Kind::missing:
         return "; 'tarn analyze SONG' makes one";
     case Kind::undecodable:
-        return "; this is not a tarn document, or a damaged one";
+        return "; of a damaged document 'tarn show --salvage' shows what can be read";
     case Kind::unsound:
         return "; such a document would not open again, and nothing was changed";
     case Kind::otherRecording:
@@ -157,6 +157,7 @@ int main(int argumentCount, char** arguments) {
     addAnalyzeCommand(app);
     addShowCommand(app);
     addEditCommand(app);
+    addHistoryCommands(app);
     addExportCommand(app);
     addImportCommand(app);
     addDrawCommand(app);

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// What the verbs of edits do: one function for each, which reads what follows the verb and returns the
@@ -22,6 +23,17 @@ Action moveBar(EditWords& words);
 Action setBarBeats(EditWords& words);
 Action shiftDownbeats(EditWords& words);
 Action offsetDownbeats(EditWords& words);
+Action halveTempo(EditWords& words);
+Action doubleTempo(EditWords& words);
+Action setTempoAndStart(EditWords& words);
+Action addBeat(EditWords& words);
+Action removeBeat(EditWords& words);
+Action moveBeat(EditWords& words);
+Action tapDownbeats(EditWords& words);
+Action setTitle(EditWords& words);
+Action setArtist(EditWords& words);
+Action setCapo(EditWords& words);
+Action setTransposition(EditWords& words);
 Action setKey(EditWords& words);
 Action addRegion(EditWords& words);
 Action adjustRegion(EditWords& words);
@@ -37,6 +49,8 @@ Action removeMarker(EditWords& words);
 Action addChord(EditWords& words);
 Action changeChord(EditWords& words);
 Action removeChord(EditWords& words);
+Action replaceChords(EditWords& words);
+Action copyBars(EditWords& words);
 Action addNote(EditWords& words);
 Action changeNote(EditWords& words);
 Action removeNote(EditWords& words);

@@ -1,7 +1,7 @@
 #include "Song/Edits/Edits.h"
 
+#include "Song/DistinctIdentifiers.h"
 #include "Song/Edits/EditActions.h"
-#include "TarnFoundation/UserEntries/TarnNoteEntryStorageUndoRecorder.h"
 
 #include <algorithm>
 #include <utility>
@@ -26,6 +26,18 @@ constexpr Verb kVerbs[] = {
     {"shift-downbeats", "COUNT [beats | eighths]", "shift-downbeats -1", edits::shiftDownbeats},
     {"offset-downbeats", "COUNT [beats] from POSITION to POSITION", "offset-downbeats 1 from 3:1 to 9:1",
      edits::offsetDownbeats},
+    {"tempo", "= BPM [from POSITION]", "tempo=128 from 0:01.2", edits::setTempoAndStart},
+    {"half-tempo", "", "half-tempo", edits::halveTempo},
+    {"double-tempo", "", "double-tempo", edits::doubleTempo},
+    {"tap-downbeats", "POSITION POSITION [POSITION ...]", "tap-downbeats 0:10.1 0:12.0 0:13.9",
+     edits::tapDownbeats},
+    {"add-beat", "at POSITION", "add-beat at 0:12.4", edits::addBeat},
+    {"remove-beat", "at POSITION", "remove-beat at 3:2", edits::removeBeat},
+    {"move-beat", "POSITION to POSITION", "move-beat 3:2 to 0:05.1", edits::moveBeat},
+    {"title", "= NAME", "title=\"Blue in green\"", edits::setTitle},
+    {"artist", "= NAME", "artist=\"Bill Evans\"", edits::setArtist},
+    {"capo", "= FRET", "capo=3", edits::setCapo},
+    {"transpose", "= SEMITONES", "transpose=-2", edits::setTransposition},
     {"key", "= (CHORD | NOTE major | NOTE minor)", "key=Ebm", edits::setKey},
     {"add-region", "(verse | chorus | bridge | region) [NAME] (POSITION to POSITION | at POSITION)",
      "add-region verse 3:1 to 11:1", edits::addRegion},
@@ -49,6 +61,8 @@ constexpr Verb kVerbs[] = {
     {"add-chord", "CHORD at POSITION", "add-chord F#m7 at 3:1", edits::addChord},
     {"change-chord", "at POSITION to CHORD", "change-chord at 12:3 to Bb/D", edits::changeChord},
     {"remove-chord", "at POSITION", "remove-chord at 12:3", edits::removeChord},
+    {"replace-chords", "CHORD by CHORD", "replace-chords C#m7 by E/G#", edits::replaceChords},
+    {"copy-bars", "BAR [to BAR] at BAR", "copy-bars 5 to 8 at 13", edits::copyBars},
     {"add-note", "NOTE at POSITION for LENGTH", "add-note E4 at 3:2+ for 1/2 beat", edits::addNote},
     {"change-note", "NOTE at POSITION to NOTE", "change-note E4 at 3:1 to F4", edits::changeNote},
     {"remove-note", "NOTE at POSITION", "remove-note E4 at 3:1", edits::removeNote},
@@ -75,7 +89,7 @@ struct Sentence {
 };
 
 std::string formOf(const Verb& verb) {
-    return std::string(verb.name) + " " + std::string(verb.operands);
+    return std::string(verb.name) + (verb.operands.empty() ? "" : " ") + std::string(verb.operands);
 }
 
 std::vector<Sentence> sentencesOf(std::span<const std::string> arguments) {
@@ -123,28 +137,29 @@ std::vector<Edit> parseEdits(std::span<const std::string> arguments) {
     return edits;
 }
 
-std::vector<std::string> applyEdits(Song& document, std::span<const Edit> edits) {
-    const auto undoManager = std::make_shared<UndoManager>();
-    const auto previousManager = std::exchange(document.notes->undoManager, undoManager);
-    const TarnNoteEntryStorageUndoRecorder recorder(document.notes, undoManager);
-    const auto outline = std::make_shared<TarnSongStructureStorage>();
-    outline->populateWithSongStructureStorageEntries(*document.structure);
+std::vector<std::string> applyEdits(Song& song, std::span<const Edit> edits, const std::string& message) {
+    giveDistinctIdentifiers(song);
+    song.record("Changed");
+    const SongState before(song);
     std::vector<std::string> changes;
-    undoManager->beginUndoGrouping();
+    std::string sentences;
     for (const Edit& edit : edits) {
         try {
-            changes.push_back(edit.apply(document));
+            changes.push_back(edit.apply(song));
         } catch (const EditRefused& refusal) {
-            undoManager->endUndoGrouping();
-            undoManager->undo();
-            document.structure->populateWithSongStructureStorageEntries(*outline);
-            document.notes->undoManager = previousManager;
+            if (const auto difference = SongDifference::between(before, SongState(song)))
+                SongDifference::apply(song, *difference, SongDifference::Direction::back);
             throw EditRefused("'" + edit.text + "': " + refusal.what());
         }
+        sentences += (sentences.empty() ? "" : "; ") + edit.text;
     }
-    undoManager->endUndoGrouping();
-    document.notes->undoManager = previousManager;
+    song.record(message.empty() ? sentences : message);
     return changes;
+}
+
+std::vector<std::string> applyEdits(Song& song, std::string_view sentence) {
+    const std::string arguments[] = {std::string(sentence)};
+    return applyEdits(song, parseEdits(arguments));
 }
 
 std::vector<EditForm> editForms() {
