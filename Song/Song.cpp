@@ -165,7 +165,7 @@ std::filesystem::path Song::recordingFile(const std::filesystem::path& file) con
     return file.parent_path() / pathOfText(recording.fileName);
 }
 
-void Song::forgetFactsOfMissingEntries() {
+void Song::forgetFactsOfChangedEntries() {
     const auto keepThose = [](std::map<std::uint64_t, double>& confidences, const auto& entries) {
         if (confidences.empty())
             return;
@@ -176,10 +176,19 @@ void Song::forgetFactsOfMissingEntries() {
     };
     keepThose(facts.chords, notes->chordEntries());
     keepThose(facts.bars, notes->beatEntries());
+    // What an analysis has just found has a confidence of its own.
+    const SongState state(*this);
+    NoteEntryKinds::forEach([&]<typename Kind>(Kind) {
+        const auto fact = facts.overall.find(Kind::kName);
+        const auto former = mRecorded.facts().overall.find(Kind::kName);
+        if (fact != facts.overall.end() && former != mRecorded.facts().overall.end() &&
+            fact->second == former->second && !state.hasSameEntriesAs<Kind>(mRecorded))
+            facts.overall.erase(fact);
+    });
 }
 
 void Song::record(const std::string& message) {
-    forgetFactsOfMissingEntries();
+    forgetFactsOfChangedEntries();
     SongState state(*this);
     if (auto difference = SongDifference::between(mRecorded, state))
         history.add(onOneLine(message), *std::move(difference));

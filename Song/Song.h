@@ -42,7 +42,7 @@ public:
 
     /// Reads a song's file, or the archive of a TarnNoteEntryStorage, which is a song without a recording: it
     /// counts kFramesPerSecondWithoutRecording frames a second and ends with its last entry. Throws SongError
-    /// (missing, unreadable, undecodable).
+    /// (missing, unreadable, undecodable, damaged).
     static std::shared_ptr<Song> open(const std::filesystem::path& file);
     static constexpr double kFramesPerSecondWithoutRecording = 44100;
 
@@ -58,7 +58,7 @@ public:
                      const std::string& message = "Changed");
 
     /// Makes one step of the history of all that has changed since the last one, if anything has. Facts of
-    /// the analysis about entries that are gone go too.
+    /// the analysis about entries that are gone, and about kinds of entries that were changed, go too.
     void record(const std::string& message);
     /// Takes back the newest step and returns its message. What has changed since becomes a step first.
     /// `seen`, where given, is the newest step that the caller knows of. Throws SongHistoryError.
@@ -88,7 +88,7 @@ private:
     friend Salvaged salvagedFromBytes(const Data& bytes, const std::filesystem::path& file);
 
     void markRecorded() { mRecorded = SongState(*this); }
-    void forgetFactsOfMissingEntries();
+    void forgetFactsOfChangedEntries();
     /// Returns how many there were.
     std::size_t removeUnsoundEntries();
 

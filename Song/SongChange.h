@@ -31,8 +31,8 @@ public:
     /// How long a change waits for the one before. Changes take milliseconds, even on a slow disk.
     static constexpr std::chrono::milliseconds kPatience{15'000};
 
-    /// Throws SongError: busy when the patience ended, unwritable where no lock can be made, unreadable and
-    /// undecodable as Song::open. A missing file is not an error.
+    /// Throws SongError: busy when the patience ended, unwritable where no lock can be made, unreadable,
+    /// undecodable and damaged as Song::open. A missing file is not an error.
     explicit SongChange(const std::filesystem::path& file, std::chrono::milliseconds patience = kPatience,
                         SongReading reading = SongReading::whole);
 

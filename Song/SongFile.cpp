@@ -99,8 +99,8 @@ std::string formerVersionBeside(const std::filesystem::path& file) {
     }
 }
 
-SongError undecodable(const std::filesystem::path& file, const std::string& reason) {
-    return {SongError::Kind::undecodable, textOfPath(file) + ": " + reason + formerVersionBeside(file)};
+SongError errorOf(SongError::Kind kind, const std::filesystem::path& file, const std::string& reason) {
+    return {kind, textOfPath(file) + ": " + reason + formerVersionBeside(file)};
 }
 
 /// A song without a recording, with the annotations of an archive that is no song's. Null where it is not the
@@ -130,16 +130,23 @@ std::shared_ptr<Song> songOfAnnotations(const Data& bytes) {
 } // namespace
 
 std::shared_ptr<Song> songFromBytes(const Data& bytes, const std::filesystem::path& file) {
+    using Kind = SongError::Kind;
+    if (bytes.empty())
+        throw errorOf(Kind::undecodable, file, "the file is empty");
     Error error;
     const auto document = KeyedUnarchiver::unarchivedObject<SongDocument>(bytes, &error);
     if (document && !hasRightChecksum(*document, bytes))
-        throw undecodable(file,
-                          "the document is damaged, or another program has edited it: its checksum is wrong");
+        throw errorOf(Kind::damaged, file,
+                      "the document is damaged, or another program has edited it: its checksum is wrong");
     const auto song = document ? document->song : songOfAnnotations(bytes);
-    if (!song)
-        throw undecodable(file, bytes.empty() ? "the file is empty" : error.localizedDescription());
+    if (!song) {
+        const auto code = static_cast<KeyedArchiveErrorCode>(error.code);
+        const bool hasNoArchive = code == KeyedArchiveErrorCode::malformedPropertyList ||
+                                  code == KeyedArchiveErrorCode::notAKeyedArchive;
+        throw errorOf(hasNoArchive ? Kind::undecodable : Kind::damaged, file, error.localizedDescription());
+    }
     if (const auto reason = song->unsoundness())
-        throw undecodable(file, *reason);
+        throw errorOf(Kind::damaged, file, *reason);
     return song;
 }
 
@@ -149,14 +156,15 @@ Song::Salvaged salvagedFromBytes(const Data& bytes, const std::filesystem::path&
     Song::Salvaged salvaged;
     salvaged.song = document ? document->song : songOfAnnotations(bytes);
     if (!salvaged.song)
-        throw undecodable(file, "nothing of it can be read: " + faults.first.localizedDescription());
+        throw errorOf(SongError::Kind::undecodable, file,
+                      "nothing of it can be read: " + faults.first.localizedDescription());
     salvaged.faultCount = faults.count + salvaged.song->removeUnsoundEntries();
     if (salvaged.faultCount > 0)
         salvaged.firstFault =
             faults.count > 0 ? faults.first.localizedDescription() : "an entry that no song can hold";
     salvaged.hasWrongChecksum = document && !hasRightChecksum(*document, bytes);
     if (const auto reason = salvaged.song->unsoundness())
-        throw undecodable(file, *reason);
+        throw errorOf(SongError::Kind::undecodable, file, *reason);
     return salvaged;
 }
 

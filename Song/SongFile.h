@@ -17,10 +17,10 @@ namespace TARN_PUBLIC tarn {
 /// The file's bytes; empty when there is no such file. Throws SongError (unreadable).
 [[nodiscard]] std::optional<Data> readSongBytes(const std::filesystem::path& file);
 [[nodiscard]] SongError missingSong(const std::filesystem::path& file);
-/// The song in the bytes of a file. Throws SongError (undecodable); the text says where a former version lies
-/// beside the file.
+/// The song in the bytes of a file. Throws SongError (undecodable, damaged); the text says where a former
+/// version lies beside the file.
 [[nodiscard]] std::shared_ptr<Song> songFromBytes(const Data& bytes, const std::filesystem::path& file);
-/// What can be read of a damaged one. Throws as songFromBytes where that is nothing.
+/// What can be read of a damaged one. Throws SongError (undecodable) where that is nothing.
 [[nodiscard]] Song::Salvaged salvagedFromBytes(const Data& bytes, const std::filesystem::path& file);
 /// What the file of the song holds. Throws SongError (unsound): what could not be opened is never saved.
 [[nodiscard]] Data bytesOfSong(const std::shared_ptr<const Song>& song, const std::filesystem::path& file);

@@ -7,6 +7,7 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 #include "TarnFoundation/UserEntries/TarnSongStructureStorage.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -23,6 +24,14 @@ public:
     explicit SongState(const Song& song);
 
     [[nodiscard]] bool operator==(const SongState& other) const;
+    /// Whether both hold the same entries of the kind.
+    template <typename Kind>
+    [[nodiscard]] bool hasSameEntriesAs(const SongState& other) const {
+        const auto& entries = std::get<EntryList<typename Kind::Entry>>(mNotes);
+        const auto& others = std::get<EntryList<typename Kind::Entry>>(other.mNotes);
+        return entries.isSameListAs(others) || std::ranges::equal(entries, others);
+    }
+    [[nodiscard]] const AnalysisFacts& facts() const { return mFacts; }
 
 private:
     friend class SongDifference;

@@ -93,6 +93,7 @@ tarn::program::ExitStatus statusFor(tarn::SongError::Kind kind) {
     case Kind::unreadable:
         return ExitStatus::unreadableInput;
     case Kind::undecodable:
+    case Kind::damaged:
     case Kind::unsupportedRecording:
         return ExitStatus::undecodableInput;
     case Kind::unsound:
@@ -115,7 +116,9 @@ const char* adviceFor(tarn::SongError::Kind kind) {
     case Kind::missing:
         return "; 'tarn analyze SONG' makes one";
     case Kind::undecodable:
-        return "; of a damaged document 'tarn show --salvage' shows what can be read";
+        return "; this is not a tarn document, or a damaged one";
+    case Kind::damaged:
+        return "; 'tarn show --salvage' shows what can be read";
     case Kind::unsound:
         return "; such a document would not open again, and nothing was changed";
     case Kind::otherRecording:

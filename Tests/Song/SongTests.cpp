@@ -74,7 +74,7 @@ TEST(Song, whatOperationsWouldAbortForIsNeitherOpenedNorSaved) {
         EXPECT_EQ(FileManager::contentsOf(file) == bytes, !isSound) << what;
         ASSERT_TRUE(FileManager::writeAtomically(archivedSong(song), file));
         EXPECT_EQ(refusal([&] { (void)Song::open(file); }),
-                  isSound ? std::nullopt : std::optional(Kind::undecodable))
+                  isSound ? std::nullopt : std::optional(Kind::damaged))
             << what;
     }
 }
