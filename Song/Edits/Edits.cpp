@@ -1,7 +1,7 @@
 #include "Song/Edits/Edits.h"
 
 #include "Song/DistinctIdentifiers.h"
-#include "Song/Edits/EditActions.h"
+#include "Song/Edits/EditVerbs.h"
 
 #include <algorithm>
 #include <utility>
@@ -9,71 +9,32 @@
 namespace tarn {
 namespace {
 
-using edits::Action, edits::quoted;
+using edits::quoted;
 
-struct Verb {
-    std::string_view name;
-    std::string_view operands;
-    std::string_view example;
-    Action (*parse)(EditWords&);
-};
+using edits::Verb;
 
-constexpr Verb kVerbs[] = {
-    {"metre", "= (N/4 | N/8)", "metre=3/4", edits::setMetre},
-    {"meter", "= (N/4 | N/8)", "meter=6/8", edits::setMetre},
-    {"move-bar", "BAR to POSITION", "move-bar 5 to 1:05.2", edits::moveBar},
-    {"bar-beats", "BAR = COUNT", "bar-beats 7 = 5", edits::setBarBeats},
-    {"shift-downbeats", "COUNT [beats | eighths]", "shift-downbeats -1", edits::shiftDownbeats},
-    {"offset-downbeats", "COUNT [beats] from POSITION to POSITION", "offset-downbeats 1 from 3:1 to 9:1",
-     edits::offsetDownbeats},
-    {"tempo", "= BPM [from POSITION]", "tempo=128 from 0:01.2", edits::setTempoAndStart},
-    {"half-tempo", "", "half-tempo", edits::halveTempo},
-    {"double-tempo", "", "double-tempo", edits::doubleTempo},
-    {"tap-downbeats", "POSITION POSITION [POSITION ...]", "tap-downbeats 0:10.1 0:12.0 0:13.9",
-     edits::tapDownbeats},
-    {"add-beat", "at POSITION", "add-beat at 0:12.4", edits::addBeat},
-    {"remove-beat", "at POSITION", "remove-beat at 3:2", edits::removeBeat},
-    {"move-beat", "POSITION to POSITION", "move-beat 3:2 to 0:05.1", edits::moveBeat},
-    {"title", "= NAME", "title=\"Blue in green\"", edits::setTitle},
-    {"artist", "= NAME", "artist=\"Bill Evans\"", edits::setArtist},
-    {"capo", "= FRET", "capo=3", edits::setCapo},
-    {"transpose", "= SEMITONES", "transpose=-2", edits::setTransposition},
-    {"key", "= (CHORD | NOTE major | NOTE minor)", "key=Ebm", edits::setKey},
-    {"add-region", "(verse | chorus | bridge | region) [NAME] (POSITION to POSITION | at POSITION)",
-     "add-region verse 3:1 to 11:1", edits::addRegion},
-    {"adjust-region",
-     "(NAME | at POSITION) (start | end) (by LENGTH | to POSITION) [stop | clip | delete] "
-     "[threshold LENGTH]",
-     "adjust-region Chorus end by 1 bar", edits::adjustRegion},
-    {"shift-region", "(NAME | at POSITION) (by LENGTH | to POSITION) [stop | clip | delete]",
-     "shift-region Chorus#2 by -1 beat clip", edits::shiftRegion},
-    {"rename-region", "(NAME | at POSITION) to NAME", "rename-region at 12:1 to \"Last chorus\"",
-     edits::renameRegion},
-    {"remove-region", "NAME | at POSITION", "remove-region at 12:1", edits::removeRegion},
-    {"add-section", "NAME at POSITION [color COLOR]", "add-section \"Verse 2\" at 17:1 color verse",
-     edits::addSection},
-    {"rename-section", "(NAME | at POSITION) to NAME", "rename-section Intro to Opening",
-     edits::renameSection},
-    {"color-section", "(NAME | at POSITION) COLOR", "color-section at 17:1 chorus", edits::colorSection},
-    {"remove-section", "NAME | at POSITION", "remove-section Intro", edits::removeSection},
-    {"add-marker", "[NAME] at POSITION", "add-marker Solo at 25:1", edits::addMarker},
-    {"remove-marker", "NAME | at POSITION", "remove-marker Solo", edits::removeMarker},
-    {"add-chord", "CHORD at POSITION", "add-chord F#m7 at 3:1", edits::addChord},
-    {"change-chord", "at POSITION to CHORD", "change-chord at 12:3 to Bb/D", edits::changeChord},
-    {"remove-chord", "at POSITION", "remove-chord at 12:3", edits::removeChord},
-    {"replace-chords", "CHORD by CHORD", "replace-chords C#m7 by E/G#", edits::replaceChords},
-    {"copy-bars", "BAR [to BAR] at BAR", "copy-bars 5 to 8 at 13", edits::copyBars},
-    {"add-note", "NOTE at POSITION for LENGTH", "add-note E4 at 3:2+ for 1/2 beat", edits::addNote},
-    {"change-note", "NOTE at POSITION to NOTE", "change-note E4 at 3:1 to F4", edits::changeNote},
-    {"remove-note", "NOTE at POSITION", "remove-note E4 at 3:1", edits::removeNote},
-};
+/// All verbs, in the order of the documentation.
+std::vector<Verb> allVerbs() {
+    std::vector<Verb> verbs;
+    for (const auto group : {edits::gridVerbs, edits::tempoVerbs, edits::propertyVerbs, edits::harmonyVerbs,
+                             edits::regionVerbs, edits::outlineVerbs, edits::noteVerbs}) {
+        const auto ofGroup = group();
+        verbs.insert(verbs.end(), ofGroup.begin(), ofGroup.end());
+    }
+    return verbs;
+}
+
+const std::vector<Verb>& verbs() {
+    static const std::vector<Verb> all = allVerbs();
+    return all;
+}
 
 /// The verb with which the text begins, alone or before a blank or an equals sign.
 const Verb* verbOf(std::string_view text) {
     const std::string_view word = text.substr(0, text.find_first_of(" \t\r\n="));
-    const auto* const found = std::find_if(std::begin(kVerbs), std::end(kVerbs),
-                                           [&](const Verb& verb) { return verb.name == word; });
-    return found == std::end(kVerbs) ? nullptr : found;
+    const auto found =
+        std::find_if(verbs().begin(), verbs().end(), [&](const Verb& verb) { return verb.name == word; });
+    return found == verbs().end() ? nullptr : &*found;
 }
 
 struct Sentence {
@@ -164,7 +125,7 @@ std::vector<std::string> applyEdits(Song& song, std::string_view sentence) {
 
 std::vector<EditForm> editForms() {
     std::vector<EditForm> forms;
-    for (const Verb& verb : kVerbs)
+    for (const Verb& verb : verbs())
         forms.push_back({formOf(verb), verb.example});
     return forms;
 }

@@ -1,4 +1,4 @@
-#include "Song/Edits/EditActions.h"
+#include "Song/Edits/EditVerbs.h"
 
 #include "Song/CountedBeats.h"
 #include "Song/GridReplacement.h"
@@ -9,7 +9,6 @@
 #include <utility>
 
 namespace tarn::edits {
-
 namespace {
 
 /// How many stored beats a counted beat takes up.
@@ -99,8 +98,6 @@ std::string metreOf(const TarnNoteEntryStorage& notes) {
     const TimeSignature metre = notes.timeSignature();
     return std::to_string(metre.numerator) + "/" + std::to_string(metre.denominator);
 }
-
-} // namespace
 
 Action setMetre(EditWords& words) {
     const std::string text = words.word("a metre");
@@ -226,6 +223,21 @@ Action offsetDownbeats(EditWords& words) {
         notes.offsetDownbeatEntries(amount * unit, beats[first]->eventId(), beats[past - 1]->eventId());
         return counted(moves.size(), "downbeat") + " moved between " + from.text + " and " + to.text;
     };
+}
+
+} // namespace
+
+std::span<const Verb> gridVerbs() {
+    static constexpr Verb kVerbs[] = {
+        {"metre", "= (N/4 | N/8)", "metre=3/4", setMetre},
+        {"meter", "= (N/4 | N/8)", "meter=6/8", setMetre},
+        {"move-bar", "BAR to POSITION", "move-bar 5 to 1:05.2", moveBar},
+        {"bar-beats", "BAR = COUNT", "bar-beats 7 = 5", setBarBeats},
+        {"shift-downbeats", "COUNT [beats | eighths]", "shift-downbeats -1", shiftDownbeats},
+        {"offset-downbeats", "COUNT [beats] from POSITION to POSITION", "offset-downbeats 1 from 3:1 to 9:1",
+         offsetDownbeats},
+    };
+    return kVerbs;
 }
 
 } // namespace tarn::edits

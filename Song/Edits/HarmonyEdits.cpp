@@ -1,4 +1,4 @@
-#include "Song/Edits/EditActions.h"
+#include "Song/Edits/EditVerbs.h"
 
 #include "KELPMusic/KELPKey.h"
 #include "Song/CountedBeats.h"
@@ -7,6 +7,7 @@
 #include <algorithm>
 
 namespace tarn::edits {
+namespace {
 
 Action setKey(EditWords& words) {
     const std::string text = words.word("a key");
@@ -36,8 +37,6 @@ Action setKey(EditWords& words) {
     };
 }
 
-namespace {
-
 /// The chord that sounds at the place: the last one that begins at or before it.
 std::shared_ptr<TarnChordEntry> chordSoundingAt(const Song& document, const Position& at) {
     const auto chords = document.notes->chordEntries();
@@ -51,8 +50,6 @@ std::string described(const Song& document, const TarnChordEntry& entry) {
     return (entry.chord() ? entry.chord()->string() : "the chord") + " at " +
            SongPositions(document).name(entry.location());
 }
-
-} // namespace
 
 Action addChord(EditWords& words) {
     const auto chord = words.chord();
@@ -97,8 +94,6 @@ Action removeChord(EditWords& words) {
     };
 }
 
-namespace {
-
 /// Whether both sound the same, however they are written.
 bool soundAlike(const KELPChordRef& a, const KELPChordRef& b) {
     if (!a || !b || a->isNoChord() || b->isNoChord())
@@ -115,8 +110,6 @@ KELPChordRef soundingAt(const EntryList<TarnChordEntry>& chords, std::int64_t fr
     const auto index = indexForSample(chords, frame);
     return index ? chords[*index]->chord() : nullptr;
 }
-
-} // namespace
 
 Action replaceChords(EditWords& words) {
     const auto from = words.chord();
@@ -219,6 +212,20 @@ Action copyBars(EditWords& words) {
         return counted(static_cast<std::size_t>(count), "bar") + " copied to bar " + std::to_string(target) +
                ", with " + counted(added.size() - (isEndFree && soundingAt(chords, end) ? 1 : 0), "chord");
     };
+}
+
+} // namespace
+
+std::span<const Verb> harmonyVerbs() {
+    static constexpr Verb kVerbs[] = {
+        {"key", "= (CHORD | NOTE major | NOTE minor)", "key=Ebm", setKey},
+        {"add-chord", "CHORD at POSITION", "add-chord F#m7 at 3:1", addChord},
+        {"change-chord", "at POSITION to CHORD", "change-chord at 12:3 to Bb/D", changeChord},
+        {"remove-chord", "at POSITION", "remove-chord at 12:3", removeChord},
+        {"replace-chords", "CHORD by CHORD", "replace-chords C#m7 by E/G#", replaceChords},
+        {"copy-bars", "BAR [to BAR] at BAR", "copy-bars 5 to 8 at 13", copyBars},
+    };
+    return kVerbs;
 }
 
 } // namespace tarn::edits

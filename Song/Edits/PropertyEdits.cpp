@@ -1,4 +1,4 @@
-#include "Song/Edits/EditActions.h"
+#include "Song/Edits/EditVerbs.h"
 
 namespace tarn::edits {
 namespace {
@@ -22,8 +22,6 @@ Action setNumber(EditWords& words, const char* what, int SongProperties::*proper
     };
 }
 
-} // namespace
-
 Action setTitle(EditWords& words) {
     return setText(words, "title", &SongProperties::title);
 }
@@ -39,6 +37,18 @@ Action setCapo(EditWords& words) {
 Action setTransposition(EditWords& words) {
     return setNumber(words, "transposition", &SongProperties::transposition,
                      -SongProperties::kFarthestTransposition, SongProperties::kFarthestTransposition);
+}
+
+} // namespace
+
+std::span<const Verb> propertyVerbs() {
+    static constexpr Verb kVerbs[] = {
+        {"title", "= NAME", "title=\"Blue in green\"", setTitle},
+        {"artist", "= NAME", "artist=\"Bill Evans\"", setArtist},
+        {"capo", "= FRET", "capo=3", setCapo},
+        {"transpose", "= SEMITONES", "transpose=-2", setTransposition},
+    };
+    return kVerbs;
 }
 
 } // namespace tarn::edits

@@ -1,5 +1,5 @@
 #include "Song/CountedBeats.h"
-#include "Song/Edits/EditActions.h"
+#include "Song/Edits/EditVerbs.h"
 #include "Song/GridReplacement.h"
 
 #include <algorithm>
@@ -78,8 +78,6 @@ void replaceBeats(Song& song, const Beats& beats) {
         refuse("two beats must stay");
     replaceGrid(song, beats, song.notes->timeSignature());
 }
-
-} // namespace
 
 Action halveTempo(EditWords& /*words*/) {
     return [](Song& song) {
@@ -240,6 +238,22 @@ Action tapDownbeats(EditWords& words) {
         return counted(taps.size() - 1, "bar") + " between " + taps.front().text + " and " +
                taps.back().text + "; " + barsReport(song);
     };
+}
+
+} // namespace
+
+std::span<const Verb> tempoVerbs() {
+    static constexpr Verb kVerbs[] = {
+        {"tempo", "= BPM [from POSITION]", "tempo=128 from 0:01.2", setTempoAndStart},
+        {"half-tempo", "", "half-tempo", halveTempo},
+        {"double-tempo", "", "double-tempo", doubleTempo},
+        {"tap-downbeats", "POSITION POSITION [POSITION ...]", "tap-downbeats 0:10.1 0:12.0 0:13.9",
+         tapDownbeats},
+        {"add-beat", "at POSITION", "add-beat at 0:12.4", addBeat},
+        {"remove-beat", "at POSITION", "remove-beat at 3:2", removeBeat},
+        {"move-beat", "POSITION to POSITION", "move-beat 3:2 to 0:05.1", moveBeat},
+    };
+    return kVerbs;
 }
 
 } // namespace tarn::edits
