@@ -40,7 +40,8 @@ private:
         std::vector<Value> elements;
     };
     struct Dictionary {
-        std::vector<std::pair<std::string, Value>> members;
+        std::vector<std::string> keys;
+        std::vector<Value> members; ///< as many
     };
     struct Value {
         std::variant<Null, bool, Integer, float, double, Date, std::string, std::vector<std::byte>, Reference,

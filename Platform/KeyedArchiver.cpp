@@ -248,9 +248,9 @@ std::uint32_t KeyedArchiver::contentReference(const ArchivedContent::Value& valu
         Reference operator()(const ArchivedContent::Dictionary& dictionary) const {
             std::vector<Reference> pairs;
             pairs.reserve(2 * dictionary.members.size());
-            for (const auto& [key, member] : dictionary.members) {
-                pairs.push_back(list.addString(key));
-                pairs.push_back(archiver.contentReference(member, entryOfObject));
+            for (std::size_t i = 0; i < dictionary.keys.size(); ++i) {
+                pairs.push_back(list.addString(dictionary.keys[i]));
+                pairs.push_back(archiver.contentReference(dictionary.members[i], entryOfObject));
             }
             return list.addDictionary(pairs);
         }

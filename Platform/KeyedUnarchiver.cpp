@@ -487,6 +487,7 @@ private:
         if (!mCore.charge(mCore.containerBytesLeft, mCore.list.extent(found), {key}))
             return std::nullopt;
         Archived::Dictionary dictionary;
+        dictionary.keys.reserve(found.count);
         dictionary.members.reserve(found.count);
         for (std::size_t i = 0; i < found.count; ++i) {
             const auto name = mCore.list.value(mCore.list.reference(found, i));
@@ -498,7 +499,8 @@ private:
             auto member = value(mCore.list.reference(found, found.count + i), key, depth + 1);
             if (!copiedName || !member)
                 return std::nullopt;
-            dictionary.members.emplace_back(*std::move(copiedName), *std::move(member));
+            dictionary.keys.push_back(*std::move(copiedName));
+            dictionary.members.push_back(*std::move(member));
         }
         return Archived::Value{std::move(dictionary)};
     }

@@ -40,8 +40,8 @@ public:
     static const ClassDescription& classDescription() {
         static const ClassDescription description{
             Self::kClassName, nullptr, [](KeyedUnarchiver& coder) -> std::shared_ptr<SecureCoding> {
-                auto value = Self::decode(coder);
-                return value ? std::make_shared<Self>(*std::move(value)) : nullptr;
+                auto decoded = Self::decode(coder);
+                return decoded ? std::make_shared<Self>(*std::move(decoded)) : nullptr;
             }};
         return description;
     }

@@ -109,14 +109,14 @@ std::shared_ptr<Song> songOfAnnotations(const Data& bytes) {
     auto notes = KeyedUnarchiver::unarchivedObject<TarnNoteEntryStorage>(bytes);
     if (!notes)
         return nullptr;
-    constexpr std::int64_t kFarAway = std::int64_t{1} << 52; // no song reaches there
+    constexpr std::int64_t kBeyondSongs = std::int64_t{1} << 52; // no song reaches there
     std::int64_t end = 0;
     notes->forEachKind([&]<typename Kind>(Kind) {
         for (const auto& entry : notes->template entries<Kind>()) {
             std::uint64_t length = 0;
             if constexpr (requires { entry->length(); })
                 length = entry->length();
-            if (entry->location() < kFarAway && length < kFarAway)
+            if (entry->location() < kBeyondSongs && length < kBeyondSongs)
                 end = std::max(end, entry->location() + static_cast<std::int64_t>(length));
         }
     });
