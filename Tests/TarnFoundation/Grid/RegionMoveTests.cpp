@@ -10,7 +10,7 @@ namespace {
 
 constexpr auto kGreatest = std::numeric_limits<std::int64_t>::max();
 
-TEST(RegionSpan, EndsSwapWhenOnePassesTheOther) {
+TEST(RegionSpanTests, EndsSwapWhenOnePassesTheOther) {
     const RegionSpan span{100, 50};
     EXPECT_EQ(span.withStart(120), (RegionSpan{120, 30}));
     EXPECT_EQ(span.withStart(180), (RegionSpan{150, 30}));
@@ -21,7 +21,7 @@ TEST(RegionSpan, EndsSwapWhenOnePassesTheOther) {
     EXPECT_DEATH((void)RegionSpan::between(-2, kGreatest), "overflow in subtraction");
 }
 
-TEST(RegionMove, TellsTheSpanAndTheNeighboursThatGo) {
+TEST(RegionMoveTests, TellsTheSpanAndTheNeighboursThatGo) {
     using Rule = RegionNeighborCollisionRule;
     const RegionSpan region{100, 50};
     const RegionNeighbours neighbours{RegionSpan{0, 100}, RegionSpan{150, 20}};
@@ -46,7 +46,7 @@ TEST(RegionMove, TellsTheSpanAndTheNeighboursThatGo) {
         SnappedAdjustmentError);
 }
 
-TEST(RegionMove, FreeSpaceLiesBetweenTheNearestEndsInTheBar) {
+TEST(RegionMoveTests, FreeSpaceLiesBetweenTheNearestEndsInTheBar) {
     const std::vector<RegionSpan> regions{{0, 120}, {110, 20}, {180, 5}, {190, 50}};
     EXPECT_EQ(freeSpaceInBar(100, 150, 200, regions), Range<std::int64_t>(130, 180));
     EXPECT_EQ(freeSpaceInBar(140, 150, 170, regions), Range<std::int64_t>(140, 170));
