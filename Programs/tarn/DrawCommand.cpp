@@ -1,8 +1,8 @@
 #include "Programs/tarn/Commands.h"
 
+#include "Platform/PlainText.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/OutputFile.h"
-#include "Programs/tarn/TextTable.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #include "Programs/tarn/ExportFormats.h"
 
-#include "Programs/tarn/AnnotationText.h"
+#include "Interchange/AnnotationText.h"
 #include "Programs/tarn/OutputFile.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 

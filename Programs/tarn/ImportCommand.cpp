@@ -1,9 +1,9 @@
+#include "Interchange/AnnotationText.h"
+#include "Interchange/NoteImport.h"
 #include "Platform/FileManager.h"
-#include "Programs/tarn/AnnotationText.h"
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/DocumentChange.h"
 #include "Programs/tarn/Failure.h"
-#include "Programs/tarn/NoteImport.h"
 #include "Programs/tarn/OutputFile.h"
 #include "Programs/tarn/RefusedOptions.h"
 
@@ -74,6 +74,8 @@ std::string importAnnotations(Song& document, const Data& bytes, const ImportOpt
                                                                     : parseLab(text);
         return replaceAnnotations(document, kind, table,
                                   {given(options.beatsPerBar), given(options.firstDownbeat)});
+    } catch (const BeatCountingError& error) {
+        throw Failure(ExitStatus::usage, error.what());
     } catch (const TextTableError& error) {
         throw Failure(ExitStatus::undecodableInput,
                       options.input + ":" + std::to_string(error.line()) + ": " + error.what());
@@ -96,10 +98,11 @@ void importIntoDocument(const CLI::App& command, const ImportOptions& options) {
         refuseOptions(command, options.input, {"--beats-per-bar", "--first-downbeat"});
     const Data bytes =
         contentsOf(options.input); // which may take its time, before others wait for the document
-    changeDocument(options.document, options.isDryRun, [&](Song& song) {
-        return std::vector{isMIDI ? importNotes(song, bytes, options)
-                                  : importAnnotations(song, bytes, options)};
-    });
+    changeDocument(options.document, {.isDryRun = options.isDryRun, .message = "Imported " + options.input},
+                   [&](Song& song) {
+                       return std::vector{isMIDI ? importNotes(song, bytes, options)
+                                                 : importAnnotations(song, bytes, options)};
+                   });
 }
 
 } // namespace

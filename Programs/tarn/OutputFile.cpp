@@ -1,11 +1,11 @@
 #include "Programs/tarn/OutputFile.h"
 
 #include "Platform/FileManager.h"
+#include "Platform/PlainText.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/ProgramCache.h"
-#include "Programs/tarn/SongPositions.h"
-#include "Programs/tarn/TerminalText.h"
-#include "Programs/tarn/TextTable.h"
+#include "Song/SongPositions.h"
+#include "Song/SongWaveform.h"
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
@@ -118,7 +118,7 @@ void writeSongPicture(const Song& document, const std::filesystem::path& file,
     const auto recording = document.recordingFile(file);
     const std::string cacheName = cacheNameOf(recording);
     markCacheUsed(cacheName);
-    const auto waveform = waveformForPicture(document, file, cacheName);
+    const auto waveform = waveformOfRecording(recording, cacheName);
     Error error;
     const auto produce = [&](std::ostream& out) {
         if (endingOf(output) == ".html")

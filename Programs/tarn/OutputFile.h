@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Pictures/SongPicture.h"
 #include "Platform/Error.h"
-#include "Programs/tarn/SongPicture.h"
 
 #include <filesystem>
 #include <initializer_list>

@@ -1,38 +1,10 @@
 #include "Programs/tarn/TerminalText.h"
 
-#include "Platform/UTF8.h"
+#include "Platform/PlainText.h"
 
 #include <ostream>
 
 namespace tarn::program {
-namespace {
-
-std::string withoutControls(std::string_view text, bool keepsLines) {
-    std::string result;
-    result.reserve(text.size());
-    for (std::size_t i = 0; i < text.size();) {
-        const char32_t character = nextUTF8(text, i);
-        const bool isShown = !isControl(character) || (keepsLines && character == '\n');
-        appendUTF8(result, isShown ? character : U' ');
-    }
-    return result;
-}
-
-} // namespace
-
-bool isControl(char32_t character) {
-    return character < 0x20 || (character >= 0x7F && character < 0xA0) || character == 0x061C ||
-           character == 0x200E || character == 0x200F || (character >= 0x2028 && character <= 0x202E) ||
-           (character >= 0x2066 && character <= 0x2069);
-}
-
-std::string printable(std::string_view text) {
-    return withoutControls(text, true);
-}
-
-std::string onOneLine(std::string_view text) {
-    return withoutControls(text, false);
-}
 
 PrintableOutput::PrintableOutput(std::ostream& stream) : mStream(stream), mTarget(stream.rdbuf(this)) {}
 

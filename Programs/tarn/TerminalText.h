@@ -4,19 +4,7 @@
 #include <string>
 #include <string_view>
 
-/// What the program prints for people. Names in documents and of files come from anywhere; none of them may
-/// steer the terminal or turn a line around.
 namespace tarn::program {
-
-/// Whether a character does something other than being shown: controls (C0 and C1), the separators of lines
-/// and paragraphs, and what sets the direction of the text around it. A line feed counts as one.
-[[nodiscard]] bool isControl(char32_t character);
-
-/// The text in well-formed UTF-8 with a blank for each control but line feeds, and U+FFFD for what is not
-/// UTF-8.
-[[nodiscard]] std::string printable(std::string_view text);
-/// The same with blanks for line feeds too.
-[[nodiscard]] std::string onOneLine(std::string_view text);
 
 /// Makes all that is written to a stream printable, line by line, for as long as it lives.
 class PrintableOutput : public std::streambuf {

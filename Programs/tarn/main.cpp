@@ -1,4 +1,5 @@
 #include "Platform/Log.h"
+#include "Platform/PlainText.h"
 #include "Platform/ProcessInfo.h"
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
@@ -80,7 +81,7 @@ std::string usageReason(const CLI::App* app, const CLI::Error& error, Words word
 std::string usageLine(const CLI::App* app, const CLI::Error& error, Words words) {
     const auto commands = app->get_subcommands();
     const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
-    return "tarn: " + tarn::program::onOneLine(usageReason(app, error, words)) + "; see 'tarn" + command +
+    return "tarn: " + tarn::onOneLine(usageReason(app, error, words)) + "; see 'tarn" + command +
            " --help'\n";
 }
 
@@ -92,6 +93,7 @@ tarn::program::ExitStatus statusFor(tarn::SongError::Kind kind) {
     case Kind::unreadable:
         return ExitStatus::unreadableInput;
     case Kind::undecodable:
+    case Kind::damaged:
     case Kind::unsupportedRecording:
         return ExitStatus::undecodableInput;
     case Kind::unsound:
@@ -115,6 +117,8 @@ const char* adviceFor(tarn::SongError::Kind kind) {
         return "; 'tarn analyze SONG' makes one";
     case Kind::undecodable:
         return "; this is not a tarn document, or a damaged one";
+    case Kind::damaged:
+        return "; 'tarn show --salvage' shows what can be read";
     case Kind::unsound:
         return "; such a document would not open again, and nothing was changed";
     case Kind::otherRecording:
@@ -131,6 +135,7 @@ const char* adviceFor(tarn::SongError::Kind kind) {
 /// The status of a command that went well, once what it printed has arrived.
 int statusAfterOutput() {
     using namespace tarn::program;
+    using tarn::onOneLine;
     if (std::cout.flush())
         return statusOf(ExitStatus::success);
     std::cerr << "tarn: standard output cannot be written; check the free space on the disk it goes to\n";
@@ -141,6 +146,7 @@ int statusAfterOutput() {
 
 int main(int argumentCount, char** arguments) {
     using namespace tarn::program;
+    using tarn::onOneLine;
     showMessagesToDevelopers();
     const PrintableOutput output(std::cout);
     const PrintableOutput errors(std::cerr);
@@ -154,6 +160,7 @@ int main(int argumentCount, char** arguments) {
     addAnalyzeCommand(app);
     addShowCommand(app);
     addEditCommand(app);
+    addHistoryCommands(app);
     addExportCommand(app);
     addImportCommand(app);
     addDrawCommand(app);

@@ -1,6 +1,6 @@
 #include "Tests/Platform/Threads.h"
 #include "Tests/Programs/ProgramTest.h"
-#include "Tests/Programs/SongTexts.h"
+#include "Tests/Song/SongTexts.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
 #include "Tests/Programs/ProgramTest.h"
 
-#include "Tests/Programs/SongTexts.h"
+#include "Tests/Song/SongTexts.h"
 
 #include <algorithm>
 #include <fcntl.h>

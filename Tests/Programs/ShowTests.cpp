@@ -1,5 +1,5 @@
 #include "Tests/Programs/ProgramTest.h"
-#include "Tests/Programs/SongTexts.h"
+#include "Tests/Song/SongTexts.h"
 
 #include <nlohmann/json.hpp>
 

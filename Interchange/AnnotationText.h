@@ -1,0 +1,72 @@
+#pragma once
+
+#include "Interchange/TextTable.h"
+#include "Platform/Export.h"
+#include "Song/Song.h"
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+/// A document's annotations as the text files of research tools and annotation editors. Times are seconds
+/// from the start of the recording.
+///
+/// | kind     | .csv columns          | .lab columns             |
+/// |----------|-----------------------|--------------------------|
+/// | beats    | time,bar,beat         | time beat                |
+/// | chords   | start,end,label       | start end label (Harte)  |
+/// | sections | start,end,label,color | start end label          |
+/// | regions  | start,end,label,kind  | start end label          |
+///
+/// Beats are the counted beats of the metre, numbered from 1; those before the first downbeat belong to bar
+/// 0, and where there is no downbeat all numbers are 0. A chord and a section end where the next one begins,
+/// the last with the recording; what comes before the first chord that sounds is no chord ("N", in .csv files
+/// "N.C."). What lies outside the recording is left out.
+///
+/// What is read back is written the same again, byte for byte. For that a few things are written as they
+/// would be read: of entries at one place the last one, of beats at one place one, a chord of unusual octaves
+/// as the nearest one that has a name.
+namespace TARN_PUBLIC tarn {
+
+enum class AnnotationKind { beats, chords, sections, regions };
+enum class AnnotationFormat { lab, csv };
+
+/// "verse", "chorus" or "bridge"; "region" for one of no special form.
+[[nodiscard]] std::string_view regionKind(const TarnRegionEntry& region);
+
+[[nodiscard]] std::string annotationText(const Song& document, AnnotationKind kind, AnnotationFormat format);
+
+/// How the beats of a list that holds times only are counted, as far as the user says.
+struct BeatCounting {
+    std::optional<int> beatsPerBar;   ///< 1 to kMostBeatsPerBar
+    std::optional<int> firstDownbeat; ///< which beat of the list opens the first bar, from 1
+    static constexpr int kMostBeatsPerBar = 32;
+};
+
+/// A BeatCounting that does not suit the list.
+class BeatCountingError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Replaces the document's beats, chords or sections by those of a table, in one change of the kind, and
+/// returns what was replaced. Times must ascend and lie in the recording. Columns are found by name (time,
+/// start or onset; end, offset or duration; label, name, chord or section; beat; color), else by the order of
+/// a .lab file.
+///
+/// Beats: the beat numbered 1 opens a bar; no bar begins where all are numbered 0. Beats without numbers are
+/// counted as `counting` says, else by the document's metre (4 beats to a bar where there is none) and so
+/// that bars begin as near as possible to its present downbeats (with the first beat where there are none);
+/// what was assumed is returned. The eighth-note positions of a grid that counts quarters are put halfway
+/// between the beats; the metre's numerator and the tempo are taken from the new grid.
+///
+/// Chords: a gap longer than 50 ms between an end and the next start becomes no chord. Sections: without a
+/// colour column the label's word verse, chorus or bridge gives the colour.
+///
+/// Throws TextTableError, or BeatCountingError where `counting` does not suit the list; the document is then
+/// unchanged. Regions abort.
+std::string replaceAnnotations(Song& document, AnnotationKind kind, const TextTable& table,
+                               const BeatCounting& counting = {});
+
+} // namespace tarn

@@ -1,0 +1,232 @@
+#include "Interchange/MIDIFileReader.h"
+
+#include "Platform/FatalError.h"
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <map>
+#include <string_view>
+#include <tuple>
+
+namespace tarn {
+namespace {
+
+constexpr std::uint8_t kSystemExclusive = 0xF0;
+constexpr std::uint8_t kSystemExclusiveContinued = 0xF7;
+constexpr std::uint8_t kMeta = 0xFF;
+constexpr std::uint8_t kEndOfTrack = 0x2F;
+constexpr std::uint8_t kSetTempo = 0x51;
+constexpr std::uint32_t kDefaultMicrosecondsPerQuarterNote = 500'000;
+
+/// Takes numbers and stretches from the beginning of bytes; what is not there throws.
+class ByteReader {
+public:
+    explicit ByteReader(std::span<const std::byte> bytes) : mBytes(bytes) {}
+
+    [[nodiscard]] bool isAtEnd() const { return mBytes.empty(); }
+    [[nodiscard]] std::uint8_t peek() const {
+        if (mBytes.empty())
+            throw MIDIFileError("it breaks off");
+        return std::to_integer<std::uint8_t>(mBytes.front());
+    }
+    std::uint8_t byte() {
+        const std::uint8_t value = peek();
+        mBytes = mBytes.subspan(1);
+        return value;
+    }
+    std::uint32_t bigEndian(int count) {
+        std::uint32_t value = 0;
+        for (int i = 0; i < count; ++i)
+            value = value << 8 | byte();
+        return value;
+    }
+    /// Seven bits a byte, at most four bytes.
+    std::uint32_t variableLength() {
+        std::uint32_t value = 0;
+        for (int i = 0; i < 4; ++i) {
+            const std::uint8_t next = byte();
+            value = value << 7 | (next & 0x7Fu);
+            if (next < 0x80)
+                return value;
+        }
+        throw MIDIFileError("it holds a number of more than four bytes");
+    }
+    std::uint8_t dataByte() {
+        const std::uint8_t value = byte();
+        if (value >= 0x80)
+            throw MIDIFileError("it holds a status byte where a value belongs");
+        return value;
+    }
+    std::span<const std::byte> take(std::size_t count) {
+        if (count > mBytes.size())
+            throw MIDIFileError("it breaks off");
+        const auto taken = mBytes.first(count);
+        mBytes = mBytes.subspan(count);
+        return taken;
+    }
+    bool takeTag(std::string_view tag) {
+        const auto name = take(tag.size());
+        return std::equal(name.begin(), name.end(), tag.begin(),
+                          [](std::byte b, char c) { return std::to_integer<char>(b) == c; });
+    }
+
+private:
+    std::span<const std::byte> mBytes;
+};
+
+/// How many values follow a channel message's status.
+int dataByteCount(std::uint8_t status) {
+    const int kind = status >> 4;
+    return kind == 0xC || kind == 0xD ? 1 : 2;
+}
+
+/// Pairs the beginnings and ends of one track's notes.
+class NotePairing {
+public:
+    explicit NotePairing(std::vector<MIDIFileNote>& notes) : mNotes(notes) {}
+
+    void begin(std::uint64_t tick, std::uint8_t channel, std::uint8_t note) {
+        mSounding[{channel, note}].push_back(mNotes.size());
+        mNotes.push_back({tick, tick, channel, note});
+    }
+    /// An end without a beginning is passed over.
+    void end(std::uint64_t tick, std::uint8_t channel, std::uint8_t note) {
+        const auto found = mSounding.find({channel, note});
+        if (found == mSounding.end() || found->second.empty())
+            return;
+        mNotes[found->second.front()].end = tick;
+        found->second.pop_front();
+    }
+    void endAll(std::uint64_t tick) {
+        for (auto& [key, indices] : mSounding) {
+            for (const std::size_t index : indices)
+                mNotes[index].end = tick;
+        }
+    }
+
+private:
+    std::vector<MIDIFileNote>& mNotes;
+    std::map<std::pair<std::uint8_t, std::uint8_t>, std::deque<std::size_t>> mSounding;
+};
+
+/// Ticks per second of a division by time code: minus the frames per second in the high byte, ticks per frame
+/// in the low one. 29 stands for 30 frames with some left out, 29.97 a second.
+double ticksPerSecond(std::uint16_t division) {
+    const int framesPerSecond = 256 - (division >> 8);
+    const int ticksPerFrame = division & 0xFF;
+    if ((framesPerSecond != 24 && framesPerSecond != 25 && framesPerSecond != 29 && framesPerSecond != 30) ||
+        ticksPerFrame == 0)
+        throw MIDIFileError("its time division is not valid");
+    constexpr double kDropFrameRate = 30'000.0 / 1'001.0;
+    return (framesPerSecond == 29 ? kDropFrameRate : framesPerSecond) * ticksPerFrame;
+}
+
+} // namespace
+
+MIDIFile::MIDIFile(std::span<const std::byte> bytes) {
+    ByteReader reader(bytes);
+    if (bytes.size() < 4 || !reader.takeTag("MThd"))
+        throw MIDIFileError("it is not a Standard MIDI File");
+    ByteReader header(reader.take(reader.bigEndian(4)));
+    const std::uint32_t format = header.bigEndian(2);
+    std::uint32_t remainingTracks = header.bigEndian(2);
+    const auto division = static_cast<std::uint16_t>(header.bigEndian(2));
+    if (format > 1)
+        throw MIDIFileError("its tracks are songs of their own (format " + std::to_string(format) +
+                            "); save it as format 0 or 1");
+    if (division >= 0x8000)
+        mTicksPerSecond = ticksPerSecond(division);
+    else if (division == 0)
+        throw MIDIFileError("its time division is not valid");
+    else
+        mTicksPerQuarterNote = division;
+
+    std::vector<TempoChange> tempoChanges;
+    while (remainingTracks > 0 && !reader.isAtEnd()) {
+        const bool isTrack = reader.takeTag("MTrk");
+        const auto chunk = reader.take(reader.bigEndian(4));
+        if (!isTrack)
+            continue;
+        readTrack(chunk, tempoChanges);
+        --remainingTracks;
+    }
+    if (remainingTracks > 0)
+        throw MIDIFileError("it breaks off");
+    makeTempoMap(std::move(tempoChanges));
+    std::stable_sort(mNotes.begin(), mNotes.end(), [](const MIDIFileNote& a, const MIDIFileNote& b) {
+        return std::tie(a.start, a.note, a.channel) < std::tie(b.start, b.note, b.channel);
+    });
+}
+
+void MIDIFile::readTrack(std::span<const std::byte> track, std::vector<TempoChange>& tempoChanges) {
+    ByteReader reader(track);
+    NotePairing pairing(mNotes);
+    std::uint64_t tick = 0;         // fewer than 2^28 for each event: no overflow
+    std::uint8_t runningStatus = 0; // none
+    while (!reader.isAtEnd()) {
+        tick += reader.variableLength();
+        const bool hasStatus = reader.peek() >= 0x80;
+        const std::uint8_t status = hasStatus ? reader.byte() : runningStatus;
+        if (status == kMeta) {
+            const std::uint8_t type = reader.byte();
+            ByteReader data(reader.take(reader.variableLength()));
+            if (type == kEndOfTrack)
+                break;
+            if (type == kSetTempo) {
+                // A tempo of nothing would stop the time.
+                if (const std::uint32_t microseconds = data.bigEndian(3))
+                    tempoChanges.push_back({tick, microseconds});
+            }
+            runningStatus = 0;
+        } else if (status == kSystemExclusive || status == kSystemExclusiveContinued) {
+            (void)reader.take(reader.variableLength());
+            runningStatus = 0;
+        } else if (status >= 0x80 && status < kSystemExclusive) {
+            std::array<std::uint8_t, 2> values{};
+            for (int i = 0; i < dataByteCount(status); ++i)
+                values[static_cast<std::size_t>(i)] = reader.dataByte();
+            runningStatus = status;
+            const std::uint8_t channel = status & 0x0F;
+            const bool begins = status >> 4 == 0x9 && values[1] > 0;
+            const bool ends = status >> 4 == 0x8 || (status >> 4 == 0x9 && values[1] == 0);
+            if (begins)
+                pairing.begin(tick, channel, values[0]);
+            else if (ends)
+                pairing.end(tick, channel, values[0]);
+        } else {
+            throw MIDIFileError("it holds a message that does not belong in a file");
+        }
+    }
+    pairing.endAll(tick);
+}
+
+void MIDIFile::makeTempoMap(std::vector<TempoChange> changes) {
+    if (!hasQuarterNotes()) {
+        mTempoMap = {{0, 0, 1 / mTicksPerSecond}};
+        return;
+    }
+    std::stable_sort(changes.begin(), changes.end(),
+                     [](const TempoChange& a, const TempoChange& b) { return a.tick < b.tick; });
+    const auto secondsPerTick = [&](std::uint32_t microseconds) {
+        return microseconds * 1e-6 / mTicksPerQuarterNote;
+    };
+    mTempoMap = {{0, 0, secondsPerTick(kDefaultMicrosecondsPerQuarterNote)}};
+    for (const TempoChange& change : changes)
+        mTempoMap.push_back(
+            {change.tick, seconds(change.tick), secondsPerTick(change.microsecondsPerQuarterNote)});
+}
+
+double MIDIFile::quarterNotes(std::uint64_t tick) const {
+    precondition(hasQuarterNotes(), "The file's ticks do not divide quarter notes");
+    return static_cast<double>(tick) / mTicksPerQuarterNote;
+}
+
+double MIDIFile::seconds(std::uint64_t tick) const {
+    const auto past = std::upper_bound(mTempoMap.begin(), mTempoMap.end(), tick,
+                                       [](std::uint64_t t, const Tempo& tempo) { return t < tempo.tick; });
+    const Tempo& tempo = *(past - 1); // the first one holds from tick 0
+    return tempo.seconds + static_cast<double>(tick - tempo.tick) * tempo.secondsPerTick;
+}
+
+} // namespace tarn

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Platform/Export.h"
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <stdexcept>
+#include <vector>
+
+/// Reads the notes and the tempo map of a Standard MIDI File (Standard MIDI Files 1.0, MIDI Manufacturers
+/// Association, 1996), formats 0 and 1. Nothing is trusted: any bytes give a file or an error, in time and
+/// memory proportional to their number.
+namespace TARN_PUBLIC tarn {
+
+struct MIDIFileNote {
+    std::uint64_t start = 0;  ///< ticks
+    std::uint64_t end = 0;    ///< ticks, not before the start
+    std::uint8_t channel = 0; ///< 0 to 15
+    std::uint8_t note = 0;    ///< MIDI note number, 0 to 127
+    friend bool operator==(const MIDIFileNote&, const MIDIFileNote&) = default;
+};
+
+class MIDIFileError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+class MIDIFile {
+public:
+    /// Throws MIDIFileError. Chunks of unknown kind are skipped. Of equal notes that sound at once the first
+    /// begun ends first; a note that does not end does so with its track.
+    explicit MIDIFile(std::span<const std::byte> bytes);
+
+    /// By start, then note, then channel.
+    [[nodiscard]] const std::vector<MIDIFileNote>& notes() const { return mNotes; }
+    /// Whether ticks divide quarter notes; else they divide seconds and there is no tempo.
+    [[nodiscard]] bool hasQuarterNotes() const { return mTicksPerQuarterNote > 0; }
+    /// Quarter notes from the file's beginning; requires hasQuarterNotes.
+    [[nodiscard]] double quarterNotes(std::uint64_t tick) const;
+    /// Seconds from the file's beginning, along the tempo map (120 beats per minute until it says otherwise).
+    [[nodiscard]] double seconds(std::uint64_t tick) const;
+
+private:
+    /// From this tick on, at which this many seconds have passed.
+    struct Tempo {
+        std::uint64_t tick = 0;
+        double seconds = 0;
+        double secondsPerTick = 0;
+    };
+    struct TempoChange {
+        std::uint64_t tick = 0;
+        std::uint32_t microsecondsPerQuarterNote = 0;
+    };
+
+    void readTrack(std::span<const std::byte> track, std::vector<TempoChange>& tempoChanges);
+    void makeTempoMap(std::vector<TempoChange> changes);
+
+    std::vector<MIDIFileNote> mNotes;
+    std::uint16_t mTicksPerQuarterNote = 0;
+    double mTicksPerSecond = 0; ///< where ticks divide seconds
+    std::vector<Tempo> mTempoMap;
+};
+
+} // namespace tarn

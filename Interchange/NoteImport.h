@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Interchange/MIDIFileReader.h"
+#include "Platform/Export.h"
+#include "Song/Song.h"
+#include "Song/SongPositions.h"
+
+#include <optional>
+#include <string>
+
+namespace TARN_PUBLIC tarn {
+
+/// Where the notes of a MIDI file are put in a song.
+struct NotePlacement {
+    /// Along the beats (a stored beat is an eighth note, as in the export) instead of by the file's time.
+    bool followsBeats = false;
+    /// Where the file begins: bar 1 along the beats, else the start of the recording.
+    std::optional<Position> at;
+    /// The only channel whose notes are taken, 1 to 16; without one all but 10, which plays percussion.
+    std::optional<int> channel;
+};
+
+/// Replaces the document's notes by those of a file, in one change, and returns what was replaced. Notes are
+/// spelled to suit the song's key; those that do not begin and end in the recording are left out. Throws
+/// EditRefused, the document being unchanged, for a file without notes, a song without beats to follow, and a
+/// position that the song does not have.
+std::string replaceNotes(Song& document, const MIDIFile& file, const NotePlacement& placement);
+
+} // namespace tarn

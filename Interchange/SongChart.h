@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Platform/Export.h"
+#include "Song/Song.h"
+
+#include <string>
+
+namespace TARN_PUBLIC tarn {
+
+/// What holds for the whole song, a line for each fact: recording, tempo, metre, key, tuning, number of bars.
+/// "unknown" where the document says nothing.
+[[nodiscard]] std::string songFacts(const Song& document);
+
+/// The first chords of the song, in order and without passages that have none; "unknown" without chords.
+[[nodiscard]] std::string firstChords(const Song& document, std::size_t count);
+
+/// The song as musicians write it down: bars with their beats, a chord's name on the beat nearest to its
+/// beginning and again at the beginning of each bar, "/" on beats on which it goes on; rows begin with the
+/// number of the first bar and its time, sections stand above their first bar, regions and markers follow
+/// with their bars and beats. Without bars, sections and chords with their times.
+[[nodiscard]] std::string songChart(const Song& document);
+
+} // namespace tarn

@@ -1,0 +1,18 @@
+#include "Song/ChartHarmony.h"
+
+namespace tarn {
+
+ChartHarmony::ChartHarmony(const Song& song, bool isAtConcertPitch)
+    : mShift(isAtConcertPitch ? 0 : song.properties.chartShift()), mKey(song.notes->globalKey()) {
+    if (mKey && mShift != 0)
+        mKey = KELPKey::makeWithTonicChord(mKey->tonicChord()->chordWithOffset(mShift));
+}
+
+KELPChordRef ChartHarmony::chord(const KELPChordRef& sounding) const {
+    if (!sounding || mShift == 0)
+        return sounding;
+    const auto moved = sounding->chordWithOffset(mShift);
+    return mKey ? mKey->scaleNormalizedChord(moved) : moved;
+}
+
+} // namespace tarn

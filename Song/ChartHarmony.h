@@ -1,0 +1,28 @@
+#pragma once
+
+#include "KELPMusic/KELPChord.h"
+#include "KELPMusic/KELPKey.h"
+#include "Platform/Export.h"
+#include "Song/Song.h"
+
+namespace TARN_PUBLIC tarn {
+
+/// Key and chords as a chart of the song writes them: moved by the properties' chartShift() and then spelled
+/// to suit the moved key; as they sound where nothing is moved, or at concert pitch.
+class ChartHarmony {
+public:
+    explicit ChartHarmony(const Song& song, bool isAtConcertPitch = false);
+
+    /// Null where the song has none.
+    [[nodiscard]] const KELPKeyRef& key() const { return mKey; }
+    /// No chord and null stay what they are.
+    [[nodiscard]] KELPChordRef chord(const KELPChordRef& sounding) const;
+    /// Semitones by which everything is moved.
+    [[nodiscard]] int shift() const { return mShift; }
+
+private:
+    int mShift;
+    KELPKeyRef mKey;
+};
+
+} // namespace tarn

@@ -1,0 +1,224 @@
+#include "Song/Edits/EditActions.h"
+
+#include "KELPMusic/KELPKey.h"
+#include "Song/CountedBeats.h"
+#include "TarnFoundation/SortedSearch.h"
+
+#include <algorithm>
+
+namespace tarn::edits {
+
+Action setKey(EditWords& words) {
+    const std::string text = words.word("a key");
+    auto tonic = KELPChord::chordWithString(text);
+    if (!words.isAtEnd() && tonic) {
+        const bool isMinor = words.oneOf({"major", "minor"}) == 1;
+        tonic = KELPChord::chordWithString(text + (isMinor ? "m" : ""));
+    }
+    if (!tonic || tonic->isNoChord() || tonic->addedBass() ||
+        (tonic->chordIntervals() != *KELPChordIntervalsWithID(1) &&
+         tonic->chordIntervals() != *KELPChordIntervalsWithID(2)))
+        throw EditWordError("'" + text + "' is not a valid key (C, Ebm, F# minor)");
+    return [=](Song& document) {
+        auto& notes = *document.notes;
+        const auto before = notes.globalKey();
+        const auto chordsBefore = notes.chordEntries();
+        const auto key = KELPKey::makeWithTonicChord(tonic);
+        notes.overrideGlobalKey(key);
+        const auto chords = notes.chordEntries();
+        std::size_t respelled = 0;
+        for (std::size_t i = 0; i < chords.size(); ++i) {
+            const auto& chord = chords[i]->chord();
+            respelled += chord && !(*chord == *chordsBefore[i]->chord());
+        }
+        return "key " + key->description() + " (was " + (before ? before->description() : "none") + "), " +
+               counted(respelled, "chord") + " respelled";
+    };
+}
+
+namespace {
+
+/// The chord that sounds at the place: the last one that begins at or before it.
+std::shared_ptr<TarnChordEntry> chordSoundingAt(const Song& document, const Position& at) {
+    const auto chords = document.notes->chordEntries();
+    const auto index = indexForSample(chords, SongPositions(document).frame(at));
+    if (!index)
+        refuse("no chord sounds at " + at.text);
+    return chords[*index];
+}
+
+std::string described(const Song& document, const TarnChordEntry& entry) {
+    return (entry.chord() ? entry.chord()->string() : "the chord") + " at " +
+           SongPositions(document).name(entry.location());
+}
+
+} // namespace
+
+Action addChord(EditWords& words) {
+    const auto chord = words.chord();
+    words.expect("at");
+    const Position at = words.position();
+    return [=](Song& document) {
+        auto& notes = *document.notes;
+        const auto entry = notes.newChordEntry();
+        entry->setLocation(SongPositions(document).frame(at));
+        entry->setChord(chord);
+        for (const auto& other : notes.chordEntries()) {
+            if (other->location() == entry->location())
+                refuse(described(document, *other) + " is there already; change-chord changes it");
+        }
+        notes.addChordEntry(entry);
+        return "chord " + described(document, *entry) + " added";
+    };
+}
+
+Action changeChord(EditWords& words) {
+    words.expect("at");
+    const Position at = words.position();
+    words.expect("to");
+    const auto chord = words.chord();
+    return [=](Song& document) {
+        const auto entry = chordSoundingAt(document, at);
+        const auto changed = document.notes->copyOfChordEntry(entry);
+        changed->setChord(chord);
+        document.notes->replaceChordEntry(entry, changed);
+        return "chord " + described(document, *changed) + " (was " +
+               (entry->chord() ? entry->chord()->string() : "none") + ")";
+    };
+}
+
+Action removeChord(EditWords& words) {
+    words.expect("at");
+    const Position at = words.position();
+    return [=](Song& document) {
+        const auto entry = chordSoundingAt(document, at);
+        document.notes->removeChordEntry(entry);
+        return "chord " + described(document, *entry) + " removed";
+    };
+}
+
+namespace {
+
+/// Whether both sound the same, however they are written.
+bool soundAlike(const KELPChordRef& a, const KELPChordRef& b) {
+    if (!a || !b || a->isNoChord() || b->isNoChord())
+        return a && b && a->isNoChord() == b->isNoChord();
+    const auto bassOf = [](const KELPChord& chord) {
+        return chord.addedBass().value_or(chord.root()).value();
+    };
+    return a->root().value() == b->root().value() && a->chordIntervals() == b->chordIntervals() &&
+           bassOf(*a) == bassOf(*b);
+}
+
+/// The chord that sounds at the frame; null before the first one.
+KELPChordRef soundingAt(const EntryList<TarnChordEntry>& chords, std::int64_t frame) {
+    const auto index = indexForSample(chords, frame);
+    return index ? chords[*index]->chord() : nullptr;
+}
+
+} // namespace
+
+Action replaceChords(EditWords& words) {
+    const auto from = words.chord();
+    words.expect("by");
+    const auto to = words.chord();
+    return [=](Song& song) {
+        auto& notes = *song.notes;
+        std::vector<std::shared_ptr<TarnChordEntry>> former;
+        std::vector<std::shared_ptr<TarnChordEntry>> changed;
+        for (const auto& entry : notes.chordEntries()) {
+            if (!soundAlike(entry->chord(), from))
+                continue;
+            former.push_back(entry);
+            changed.push_back(notes.copyOfChordEntry(entry));
+            changed.back()->setChord(to);
+        }
+        if (former.empty())
+            refuse("there is no chord " + from->string());
+        notes.replaceChordEntriesInArrayWithChordEntriesInArray(former, changed);
+        return counted(former.size(), "chord") + " " + from->string() + " became " + to->string();
+    };
+}
+
+Action copyBars(EditWords& words) {
+    const std::int64_t first = words.wholeNumber("the number of a bar");
+    const std::int64_t last = words.takeIf("to") ? words.wholeNumber("the number of a bar") : first;
+    words.expect("at");
+    const std::int64_t target = words.wholeNumber("the number of a bar");
+    return [=](Song& song) {
+        if (last < first)
+            refuse("bar " + std::to_string(last) + " comes before bar " + std::to_string(first));
+        auto& notes = *song.notes;
+        const SongPositions positions(song);
+        const BeatGrid grid = countedBeats(song);
+        const std::int64_t count = last - first + 1;
+        (void)positions.startOfBar(last); // refuses what the song does not have
+        (void)positions.startOfBar(target);
+        if (target + count - 1 > static_cast<std::int64_t>(positions.barCount()))
+            refuse("there are only " + counted(positions.barCount(), "bar"));
+        const std::int64_t gridEnd = std::max(song.recording.frameCount, grid.locations().back());
+        const auto barOf = [&](std::int64_t number) {
+            return grid.barLines().bar(static_cast<std::size_t>(number - 1));
+        };
+        const auto endOfBar = [&](std::int64_t number) { return grid.endOf(barOf(number), gridEnd); };
+
+        const auto chords = notes.chordEntries();
+        std::vector<std::pair<std::int64_t, KELPChordRef>> copied;
+        for (std::int64_t bar = 0; bar < count; ++bar) {
+            const auto source = barOf(first + bar);
+            const auto destination = barOf(target + bar);
+            // Beat by beat, so that bars may differ in tempo; what the shorter bar has no beat for is left
+            // out.
+            for (std::size_t beat = 0; beat < std::min(sizeOf(source), sizeOf(destination)); ++beat) {
+                const auto startsAndEnds = [&](Range<std::size_t> positionsOfBar) {
+                    const std::size_t position = positionsOfBar.lower + beat;
+                    return std::pair(grid.locations()[position],
+                                     grid.endOf({position, position + 1}, gridEnd));
+                };
+                const auto [start, end] = startsAndEnds(source);
+                const auto [to, toEnd] = startsAndEnds(destination);
+                if (bar == 0 && beat == 0) {
+                    if (const auto chord = soundingAt(chords, start))
+                        copied.emplace_back(to, chord);
+                }
+                for (const auto& entry : chords) {
+                    if (entry->location() < start || entry->location() >= end)
+                        continue;
+                    const double part =
+                        static_cast<double>(entry->location() - start) / static_cast<double>(end - start);
+                    const std::int64_t place =
+                        to + static_cast<std::int64_t>(part * static_cast<double>(toEnd - to));
+                    if (!copied.empty() && copied.back().first == place)
+                        copied.pop_back();
+                    copied.emplace_back(place, entry->chord());
+                }
+            }
+        }
+        const std::int64_t start = positions.startOfBar(target);
+        const std::int64_t end = endOfBar(target + count - 1);
+        const bool isEndFree = end < song.recording.frameCount &&
+                               std::none_of(chords.begin(), chords.end(),
+                                            [&](const auto& entry) { return entry->location() == end; });
+        // What sounded after the copied bars goes on to sound there.
+        if (const auto after = soundingAt(chords, end); isEndFree && after)
+            copied.emplace_back(end, after);
+        std::vector<std::shared_ptr<TarnChordEntry>> former;
+        for (const auto& entry : chords) {
+            if (entry->location() >= start && entry->location() < end)
+                former.push_back(entry);
+        }
+        std::vector<std::shared_ptr<TarnChordEntry>> added;
+        for (const auto& [place, chord] : copied) {
+            added.push_back(notes.newChordEntry());
+            added.back()->setLocation(place);
+            added.back()->setChord(chord);
+        }
+        if (former.empty() && added.empty())
+            refuse("there are no chords to copy");
+        notes.replaceChordEntriesInArrayWithChordEntriesInArray(former, added);
+        return counted(static_cast<std::size_t>(count), "bar") + " copied to bar " + std::to_string(target) +
+               ", with " + counted(added.size() - (isEndFree && soundingAt(chords, end) ? 1 : 0), "chord");
+    };
+}
+
+} // namespace tarn::edits

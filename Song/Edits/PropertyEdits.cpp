@@ -1,0 +1,44 @@
+#include "Song/Edits/EditActions.h"
+
+namespace tarn::edits {
+namespace {
+
+Action setText(EditWords& words, const char* what, std::string SongProperties::*property) {
+    std::string text = onOneLine(words.word(what));
+    return [=](Song& song) {
+        const std::string before = std::exchange(song.properties.*property, text);
+        return std::string(what) + " " + quoted(text) + " (was " + quoted(before) + ")";
+    };
+}
+
+Action setNumber(EditWords& words, const char* what, int SongProperties::*property, int least, int most) {
+    const std::int64_t number = words.wholeNumber(what);
+    if (number < least || number > most)
+        throw EditWordError(std::string(what) + " lies between " + std::to_string(least) + " and " +
+                            std::to_string(most));
+    return [=](Song& song) {
+        const int before = std::exchange(song.properties.*property, static_cast<int>(number));
+        return std::string(what) + " " + std::to_string(number) + " (was " + std::to_string(before) + ")";
+    };
+}
+
+} // namespace
+
+Action setTitle(EditWords& words) {
+    return setText(words, "title", &SongProperties::title);
+}
+
+Action setArtist(EditWords& words) {
+    return setText(words, "artist", &SongProperties::artist);
+}
+
+Action setCapo(EditWords& words) {
+    return setNumber(words, "capo", &SongProperties::capo, 0, SongProperties::kHighestCapo);
+}
+
+Action setTransposition(EditWords& words) {
+    return setNumber(words, "transposition", &SongProperties::transposition,
+                     -SongProperties::kFarthestTransposition, SongProperties::kFarthestTransposition);
+}
+
+} // namespace tarn::edits
