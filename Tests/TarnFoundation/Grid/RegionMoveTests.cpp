@@ -31,6 +31,9 @@ TEST(RegionMoveTests, TellsTheSpanAndTheNeighboursThatGo) {
     EXPECT_EQ(shifted(0, Rule::doNotMove).region, region) << "touching is no collision";
     EXPECT_THROW((void)shifted(1, Rule::doNotMove), ShiftRegionError);
     EXPECT_EQ(shifted(10, Rule::clipToNeighbor).region, (RegionSpan{110, 40}));
+    EXPECT_EQ(shifted(-100, Rule::clipToNeighbor).region, (RegionSpan{50, 50}))
+        << "from the start of the neighbour on, its end is where the region begins or ends";
+    EXPECT_THROW((void)shifted(-101, Rule::clipToNeighbor), RegionClippingError);
     const RegionMove move = shifted(-10, Rule::deleteNeighbor);
     EXPECT_EQ(move.region, (RegionSpan{90, 50}));
     EXPECT_TRUE(move.removesBefore);
