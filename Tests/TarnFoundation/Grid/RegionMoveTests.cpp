@@ -52,6 +52,8 @@ TEST(RegionMoveTests, TellsTheSpanAndTheNeighboursThatGo) {
 TEST(RegionMoveTests, FreeSpaceLiesBetweenTheNearestEndsInTheBar) {
     const std::vector<RegionSpan> regions{{0, 120}, {110, 20}, {180, 5}, {190, 50}};
     EXPECT_EQ(freeSpaceInBar(100, 150, 200, regions), Range<std::int64_t>(130, 180));
+    EXPECT_EQ(freeSpaceInBar(100, 130, 200, regions), Range<std::int64_t>(130, 180))
+        << "right after a region";
     EXPECT_EQ(freeSpaceInBar(140, 150, 170, regions), Range<std::int64_t>(140, 170));
     EXPECT_DEATH((void)freeSpaceInBar(100, 150, 149, regions), "must not end before the frame");
     EXPECT_DEATH((void)freeSpaceInBar(150, 150, 150, regions), "no room");
