@@ -28,7 +28,7 @@ bool containsInterval(const KELPChordIntervals& intervals, std::int32_t interval
     return std::find(above.begin(), above.end(), interval) != above.end();
 }
 
-// Whether the name holds an m or M that says minor or major by its case alone: one that neither ends a word
+// Whether the name holds an m or M whose case alone tells minor from major: one that neither ends a word
 // (dim, dom) nor begins one (maj, min, mi, ma7).
 bool dependsOnCaseOfM(std::string_view lowerCased) {
     const auto isLetter = [](char c) { return c >= 'a' && c <= 'z'; };

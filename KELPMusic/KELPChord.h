@@ -68,7 +68,7 @@ public:
     /// spelled as chord tones, after the added bass at most an octave below the root.
     [[nodiscard]] std::vector<KELPPitchRef> pitchesAtOctave(std::int32_t octave) const;
 
-    /// Root and bass moved by that many semitones. The root takes the name under which a tonic of this
+    /// Root and bass transposed by `semitones`. The root takes the name under which a tonic of this
     /// quality is known (Db and C#m, Eb and Ebm), the bass keeps its interval to the root. Whole octaves
     /// change nothing.
     [[nodiscard]] KELPChordRef chordWithOffset(int semitones) const;

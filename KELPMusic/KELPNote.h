@@ -32,8 +32,8 @@ public:
     /// takes up.
     [[nodiscard]] static std::optional<std::pair<KELPNote, std::size_t>>
     notePrefixOfString(std::string_view text);
-    /// The note that many fifths above C; beyond two accidentals (-15 … 19) the first enharmonic equivalent
-    /// within them.
+    /// The note `fifths` above C on the line of fifths; beyond two accidentals (-15 … 19) the first
+    /// enharmonic equivalent within them.
     [[nodiscard]] static KELPNote noteWithFifths(int fifths);
 
     /// Pitch class, 0 (C) to 11 (B).
@@ -50,9 +50,9 @@ public:
     [[nodiscard]] std::string string() const;
     [[nodiscard]] std::string description() const { return string(); }
 
-    /// The note that many semitones above (negative: below), spelled as chord tones are counted: 3 is the
-    /// minor third, 6 the diminished fifth, 8 the augmented fifth, 15 the augmented ninth, 18 the augmented
-    /// eleventh, 20 the minor thirteenth. Whole octaves keep the spelling.
+    /// The note `offset` semitones above this one (negative: below), spelled as chord tones are counted: 3 is
+    /// the minor third, 6 the diminished fifth, 8 the augmented fifth, 15 the augmented ninth, 18 the
+    /// augmented eleventh, 20 the minor thirteenth. Whole octaves keep the spelling.
     [[nodiscard]] KELPNote noteWithOffset(std::int8_t offset) const;
     /// The same value with at most one accidental.
     [[nodiscard]] KELPNote withoutDoubleAccidental() const;

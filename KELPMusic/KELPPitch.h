@@ -35,7 +35,7 @@ public:
     /// "C#4", "Bb-1".
     [[nodiscard]] std::string description() const;
 
-    /// The pitch that many semitones above (negative: below), spelled as KELPNote::noteWithOffset does but
+    /// The pitch `semitones` above this one (negative: below), spelled as KELPNote::noteWithOffset does but
     /// with at most one accidental. An octave that 32 bits cannot hold aborts; tryPitchAtOffset then returns
     /// null.
     [[nodiscard]] KELPPitchRef pitchAtOffset(int semitones) const;
@@ -55,7 +55,7 @@ public:
     void encodeWithCoder(KeyedArchiver& coder) const override;
 
 private:
-    /// The spelling of the pitch that many semitones above.
+    /// The spelling of the pitch `semitones` above this one.
     [[nodiscard]] KELPNote noteAtOffset(int semitones) const;
 
     KELPNote mNote;

@@ -31,8 +31,8 @@ protected:
         if (const auto told = delegate.lock())
             ((*told).*report)(std::forward<Arguments>(arguments)...);
     }
-    /// Asks the delegate; without one the answer is an empty value, so whoever works with the answers looks
-    /// at `hasDelegate` after the last of them.
+    /// Asks the delegate. Returns an empty value without one, so check `hasDelegate` after the last question
+    /// before relying on the answers.
     template <typename Answer, typename... Parameters, typename... Arguments>
     [[nodiscard]] Answer ask(Answer (Delegate::*question)(Parameters...), Arguments&&... arguments) const {
         const auto asked = delegate.lock();

@@ -31,8 +31,8 @@ enum class AnalysisRefusal : long {
 [[nodiscard]] std::shared_ptr<const Error> analysisRefusal(AnalysisRefusal reason,
                                                            std::shared_ptr<const Error> underlying = nullptr);
 
-/// Makes the analysis operations for an audio file. An operation that refuses the file is not made: the
-/// answer is nothing, as it is for a kind that a factory does not make. An engine derives from this class and
+/// Makes the analysis operations for an audio file. Returns nothing for an operation that refuses
+/// the file and for a kind that the factory does not make. An engine derives from this class and
 /// registers itself for the process.
 class AnalysisOperationFactory {
 public:

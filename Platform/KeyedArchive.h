@@ -158,7 +158,7 @@ public:
         return std::static_pointer_cast<T>(salvagedObject(bytes, T::classDescription(), faults));
     }
 
-    /// Whether the key is there, be it with $null.
+    /// Whether the key is there, even if its value is $null.
     [[nodiscard]] bool containsValue(std::string_view key) const;
 
     /// The object under the key, of class T or a subclass that is known by registerClass.

@@ -41,8 +41,8 @@ public:
     /// Ends the work here, whatever has been completed: counts as all of its units to the parent.
     void markFinished();
 
-    /// Begins again with so many units: nothing is completed, the mark of markFinished is gone, and the
-    /// children, finished or not, are forgotten; those that are not finished go on alone. Observers stay.
+    /// Begins again with `totalUnitCount` units: nothing is completed, the mark of markFinished is gone, and
+    /// the children, finished or not, are forgotten; unfinished ones continue on their own. Observers stay.
     void restart(std::int64_t totalUnitCount);
 
     /// Lets `child` stand for `pendingUnitCount` of this progress's units. A child has one parent at most;

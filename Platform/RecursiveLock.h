@@ -2,37 +2,15 @@
 
 #include "Platform/Export.h"
 
-#include <memory>
+#include <mutex>
 
 namespace TARN_PUBLIC tarn {
 
-/// Guards the state of a storage; the thread that holds it may take it again. (A std::recursive_mutex that
-/// does not bring its header into everything that includes a storage.)
-class RecursiveLock {
-public:
-    RecursiveLock();
-    ~RecursiveLock();
-    RecursiveLock(const RecursiveLock&) = delete;
-    RecursiveLock& operator=(const RecursiveLock&) = delete;
-
-    void lock();
-    void unlock();
-
-private:
-    struct State;
-    const std::unique_ptr<State> mState;
-};
+/// Guards the state of a storage; the thread that holds it may take it again. A class of its own so that what
+/// includes a storage need not include <mutex>.
+class RecursiveLock : public std::recursive_mutex {};
 
 /// Holds the lock from its construction to its destruction.
-class LockGuard {
-public:
-    explicit LockGuard(RecursiveLock& lock) : mLock(lock) { mLock.lock(); }
-    ~LockGuard() { mLock.unlock(); }
-    LockGuard(const LockGuard&) = delete;
-    LockGuard& operator=(const LockGuard&) = delete;
-
-private:
-    RecursiveLock& mLock;
-};
+using LockGuard = std::lock_guard<RecursiveLock>;
 
 } // namespace tarn

@@ -1,6 +1,6 @@
 #include "Song/GridReplacement.h"
 
-#include "TarnFoundation/Grid/BeatSpacing.h"
+#include "TarnFoundation/Grid/EvenSpacing.h"
 
 #include <algorithm>
 #include <map>

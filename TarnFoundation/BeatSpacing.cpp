@@ -24,15 +24,29 @@ std::optional<std::int64_t> tryDistanceBetweenEntries(const TarnBeatEntry& first
     return distanceBetween(firstEntry, secondEntry).value();
 }
 
+std::shared_ptr<TarnBeatEntry> newBeatEntry(TarnNoteEntryStorage& storage, const GridBeat& beat) {
+    auto made = storage.newBeatEntry();
+    made->setLocation(beat.location);
+    made->setDownbeat(beat.isDownbeat);
+    return made;
+}
+
+std::vector<std::shared_ptr<TarnBeatEntry>> newBeatEntries(TarnNoteEntryStorage& storage,
+                                                           std::span<const GridBeat> beats) {
+    std::vector<std::shared_ptr<TarnBeatEntry>> made;
+    made.reserve(beats.size());
+    for (const GridBeat& beat : beats)
+        made.push_back(newBeatEntry(storage, beat));
+    return made;
+}
+
 std::vector<std::shared_ptr<TarnBeatEntry>>
 newBeatEntriesAtLocations(TarnNoteEntryStorage& storage, std::span<const std::int64_t> locations) {
-    std::vector<std::shared_ptr<TarnBeatEntry>> beats;
+    std::vector<GridBeat> beats;
     beats.reserve(locations.size());
-    for (const std::int64_t location : locations) {
-        beats.push_back(storage.newBeatEntry());
-        beats.back()->setLocation(location);
-    }
-    return beats;
+    for (const std::int64_t location : locations)
+        beats.push_back({location});
+    return newBeatEntries(storage, beats);
 }
 
 } // namespace tarn

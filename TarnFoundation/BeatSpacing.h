@@ -1,7 +1,8 @@
 #pragma once
 
 #include "Platform/Export.h"
-#include "TarnFoundation/Grid/BeatSpacing.h"
+#include "TarnFoundation/Grid/BeatGrid.h"
+#include "TarnFoundation/Grid/EvenSpacing.h"
 
 #include <memory>
 
@@ -17,7 +18,12 @@ class TarnNoteEntryStorage;
 [[nodiscard]] std::optional<std::int64_t> tryDistanceBetweenEntries(const TarnBeatEntry& firstEntry,
                                                                     const TarnBeatEntry& secondEntry);
 
-/// New beats of the storage, not yet added to it, at these locations.
+/// A new beat of the storage, not yet added to it.
+[[nodiscard]] std::shared_ptr<TarnBeatEntry> newBeatEntry(TarnNoteEntryStorage& storage,
+                                                          const GridBeat& beat);
+[[nodiscard]] std::vector<std::shared_ptr<TarnBeatEntry>> newBeatEntries(TarnNoteEntryStorage& storage,
+                                                                         std::span<const GridBeat> beats);
+/// The same without downbeats.
 [[nodiscard]] std::vector<std::shared_ptr<TarnBeatEntry>>
 newBeatEntriesAtLocations(TarnNoteEntryStorage& storage, std::span<const std::int64_t> locations);
 

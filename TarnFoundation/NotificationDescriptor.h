@@ -67,8 +67,8 @@ template <typename Kind, typename Handler>
 }
 
 /// The same for every kind of the storage: calls `handler(kind, payload)`, where `kind` is a value of the
-/// kind's type (BeatKind, …), whose `kName` names it. Observers of several kinds that change together hear of
-/// each.
+/// kind's type (BeatKind, …), whose `kName` names it. When several kinds change together, the handler is
+/// called for each.
 template <typename Storage, typename Handler>
 [[nodiscard]] Subscription observeAllEntries(const std::shared_ptr<Storage>& storage, Handler handler) {
     Subscription all;

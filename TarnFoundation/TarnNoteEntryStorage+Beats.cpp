@@ -50,22 +50,6 @@ std::optional<ClosedRange<std::size_t>> span(const Beats& beats, std::uint64_t f
     return ClosedRange(*i, *j);
 }
 
-/// A new beat of the storage, not yet added to it.
-BeatRef newBeat(TarnNoteEntryStorage& storage, const GridBeat& beat) {
-    auto made = storage.newBeatEntry();
-    made->setLocation(beat.location);
-    made->setDownbeat(beat.isDownbeat);
-    return made;
-}
-
-std::vector<BeatRef> newBeats(TarnNoteEntryStorage& storage, std::span<const GridBeat> beats) {
-    std::vector<BeatRef> made;
-    made.reserve(beats.size());
-    for (const GridBeat& beat : beats)
-        made.push_back(newBeat(storage, beat));
-    return made;
-}
-
 double tempoOfSpacing(std::optional<double> spacing, double sampleRate) {
     return spacing ? sampleRate * 60.0 / *spacing : 0.0;
 }
@@ -197,8 +181,8 @@ std::uint64_t TarnNoteEntryStorage::setLocationOfBarEntry(std::uint64_t identifi
     const GridEdit edit = bar.grid.barMoved(bar.position, to, limitedBy);
     // The moved bar's beats receive the earlier identifiers, and are listed after those of the previous bar.
     const auto previousSize = bar.position - edit.replaced.lower;
-    const auto moved = newBeats(*this, std::span(edit.beats).subspan(previousSize));
-    auto added = newBeats(*this, std::span(edit.beats).first(previousSize));
+    const auto moved = newBeatEntries(*this, std::span(edit.beats).subspan(previousSize));
+    auto added = newBeatEntries(*this, std::span(edit.beats).first(previousSize));
     added.insert(added.end(), moved.begin(), moved.end());
     replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(bar.beats, edit.replaced), added);
     return moved.front()->eventId();
@@ -219,7 +203,7 @@ std::uint64_t TarnNoteEntryStorage::setNumberOfBeats(std::int64_t count, std::ui
     const BarInGrid bar(beats, inBarIdentifiedBy);
     const std::int64_t size = useQuarterNoteSpacing() ? checkedMultiply<std::int64_t>(count, 2) : count;
     const GridEdit edit = bar.grid.barRefilled(bar.position, size, limitedBy);
-    const auto added = newBeats(*this, edit.beats);
+    const auto added = newBeatEntries(*this, edit.beats);
     replaceBeatEntriesInArrayWithBeatEntriesInArray(beatsAt(bar.beats, edit.replaced), added);
     return added.front()->eventId();
 }
@@ -292,7 +276,7 @@ std::vector<std::uint64_t> TarnNoteEntryStorage::replaceBeatEntries(
     std::vector<BeatRef> made(bars.size());
     for (const std::size_t first : {0u, 1u}) {
         for (std::size_t i = first; i < bars.size(); i += 2)
-            made[i] = newBeat(*this, bars[i]);
+            made[i] = tarn::newBeatEntry(*this, bars[i]);
     }
     added.insert(added.end(), made.begin(), made.end());
 

@@ -1,6 +1,7 @@
 #include "TarnFoundation/UserEntries/TarnNoteEntryStorage.h"
 
 #include "Platform/Log.h"
+#include "Platform/RecursiveLock.h"
 #include "TarnFoundation/BeatGridReading.h"
 #include "TarnFoundation/UserEntries/EntryOrder.h"
 
@@ -56,14 +57,17 @@ void TarnNoteEntryStorage::enforceConsistencyOfBeatEntriesInArray(BeatDraft& bea
 
 void TarnNoteEntryStorage::enforceQuarterNoteSpacingOfBeatEntriesInArray(
     std::vector<std::shared_ptr<TarnBeatEntry>>& beats) const {
-    const BarLines barLines = barLinesOf(beats);
-    const auto removed = barLines.unpaired();
+    std::vector<std::size_t> removed;
+    takeUnpaired(
+        beats.size(), [&](std::size_t position) { return nextDownbeat(beats, position); },
+        [&](std::size_t position) { removed.push_back(position); });
     if (removed.empty())
         return;
-    if (barLines.barCount() == 0) {
+    const std::size_t firstDownbeat = nextDownbeat(beats, 0);
+    if (firstDownbeat == beats.size()) {
         mLog.write(LogLevel::debug, "Removing last beat entry at odd position.");
     } else {
-        if (sizeOf(barLines.pickup()) % 2 == 1)
+        if (firstDownbeat % 2 == 1)
             mLog.write(LogLevel::debug, "Removing first beat entry at odd position.");
         mLog.write(LogLevel::debug, "Removing {} beat entries at odd positions.",
                    [&] { return std::vector{logPublic(removed.size())}; });

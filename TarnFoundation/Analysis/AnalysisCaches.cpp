@@ -38,8 +38,8 @@ std::filesystem::path pathInDirectory(std::filesystem::path directory, std::stri
 }
 
 /// Whether names that differ in their case only are the same file in this folder. That depends on the file
-/// system, and on some on the folder, not on the operating system alone, so the folder is asked whether it
-/// also answers to its own name in the other case: nothing has to be written for that.
+/// system, and on some on the folder, not on the operating system alone, so this tests
+/// whether the folder is also found under its own name in the other case, which needs no writing.
 bool ignoresCase(const std::filesystem::path& folder) {
     std::string name = textOfPath(folder.filename());
     for (char& c : name) {

@@ -39,7 +39,7 @@ inline constexpr CacheKind kCacheKinds[] = {kSpectrogramCaches, kWaveformCaches,
 /// one with capitals where `ignoresCase`.
 [[nodiscard]] std::string cacheName(const std::string& identifier, bool ignoresCase);
 
-/// Logs that a cache holds no sound archive. A sound archive of something else does not matter.
+/// Logs that a cache holds no sound archive. A sound archive of another class is not reported.
 void reportUndecodableCache(const Error& error);
 
 /// The archived object of class `Class` in the file. Nothing when everything is calculated again (`force`),
@@ -71,7 +71,7 @@ void writeSpectrogram(const KELPSpectrogramOperation& operation, const std::file
 [[nodiscard]] bool hasChordResults(const ChordDetectionOperation& operation);
 /// Replaces the file by the operation's candidates; a failure is logged.
 void writeChordResults(const ChordDetectionOperation& operation, const std::filesystem::path& to);
-/// Sets the operation's candidates to those of the file. A failure, be it a missing file, is logged and
+/// Sets the operation's candidates to those of the file. A failure, including a missing file, is logged and
 /// leaves them unchanged.
 void readChordResults(ChordDetectionOperation& operation, const std::filesystem::path& from);
 

@@ -14,8 +14,8 @@
 namespace TARN_PUBLIC tarn {
 
 /// On the main thread, when the first operation of a run starts and after all stages have ended; without an
-/// object when the controller has gone. Nothing waits for the first of them, so a main thread that is busy
-/// meanwhile may hear from a stage before.
+/// object when the controller has gone. Nothing waits for the first of them, so when the
+/// main thread is busy, a notification of a stage may come before it.
 inline constexpr const char* TarnMusicInformationRetrievalDidBeginProcessingNotification =
     "TarnMusicInformationRetrievalDidBeginProcessingNotification";
 inline constexpr const char* TarnMusicInformationRetrievalDidFinishProcessingNotification =

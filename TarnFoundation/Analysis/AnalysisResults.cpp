@@ -1,6 +1,7 @@
 #include "TarnFoundation/Analysis/AnalysisResults.h"
 
 #include "Platform/CheckedArithmetic.h"
+#include "TarnFoundation/BeatSpacing.h"
 
 #include <algorithm>
 #include <limits>
@@ -69,24 +70,17 @@ std::optional<EntryList<TarnBeatEntry>> newBeatEntries(TarnNoteEntryStorage& sto
                                                        const std::vector<std::int64_t>& locations,
                                                        std::int64_t downbeatLocation,
                                                        std::int64_t tatumCount) {
-    std::vector<std::shared_ptr<TarnBeatEntry>> beats;
-    beats.reserve(locations.size());
-    for (const std::int64_t location : locations) {
-        beats.push_back(storage.newBeatEntry());
-        beats.back()->setLocation(location);
-        beats.back()->setDownbeat(false);
-    }
-    const auto downbeat = std::find_if(
-        beats.begin(), beats.end(), [&](const auto& beat) { return beat->location() == downbeatLocation; });
-    if (downbeat == beats.end())
+    auto beats = newBeatEntriesAtLocations(storage, locations);
+    const auto downbeat = std::find(locations.begin(), locations.end(), downbeatLocation);
+    if (downbeat == locations.end())
         return std::nullopt;
     precondition(tatumCount != 0, "A bar without tatums has no next downbeat");
-    (*downbeat)->setDownbeat(true);
+    BarLines bars(beats.size(), {static_cast<std::size_t>(downbeat - locations.begin())});
     // One bar is `tatumCount` stored beats, not as many as the numerator of its time signature.
-    for (auto rest = beats.end() - downbeat; tatumCount > 0 && rest > tatumCount;) {
-        rest -= tatumCount;
-        (*(beats.end() - rest))->setDownbeat(true);
-    }
+    if (tatumCount > 0)
+        bars = bars.markedEvery(static_cast<std::size_t>(tatumCount));
+    for (const std::size_t position : bars.downbeats())
+        beats[position]->setDownbeat(true);
     return EntryList<TarnBeatEntry>(std::move(beats));
 }
 

@@ -4,6 +4,7 @@
 #include "Platform/FatalError.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tarn::analysis {
 
@@ -62,6 +63,7 @@ Run::Run() : mQueue(std::make_shared<OperationQueue>()) {
 
 const char* Run::start(std::span<const Stage> stages, Progress& progress,
                        const std::shared_ptr<Operation>& begin, const std::shared_ptr<Operation>& finish) {
+    precondition(!std::exchange(mHasStarted, true), "A run is started once");
     std::vector<MadeStage> made;
     if (const char* refusal = makeOperations(stages, made))
         return refusal;

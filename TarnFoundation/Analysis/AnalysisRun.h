@@ -43,17 +43,19 @@ public:
     /// Makes the operations in the order of the table and queues them all at once, between `begin`, which
     /// nothing waits for, and `finish`, which waits for all of them; `progress` begins again and consists of
     /// theirs. The first refusal of a stage that cannot be made, or null: after a refusal nothing has been
-    /// queued and the progress is as it was. Called once. A dependency that is not in the table aborts.
+    /// queued and the progress is as it was. A second call aborts, and so does a dependency that is not in
+    /// the table.
     [[nodiscard]] const char* start(std::span<const Stage> stages, Progress& progress,
                                     const std::shared_ptr<Operation>& begin,
                                     const std::shared_ptr<Operation>& finish);
 
-    /// Cancels what is in the queue, and the operations that have finished as well: results that are still on
-    /// their way to the main thread are told by `isCancelled` that nobody wants them. Any thread may cancel.
+    /// Cancels what is in the queue, and the operations that have finished as well: whoever carries a result
+    /// to the main thread sees from `isCancelled` that it is no longer wanted. Any thread may cancel.
     void cancel();
 
 private:
     const std::shared_ptr<OperationQueue> mQueue;
+    bool mHasStarted = false;
     std::mutex mMutex; ///< guards the operations
     /// Held weakly: a finished operation may hold much of the song's audio.
     std::vector<std::weak_ptr<Operation>> mOperations;

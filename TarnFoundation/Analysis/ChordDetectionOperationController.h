@@ -14,7 +14,7 @@ namespace TARN_PUBLIC tarn {
 
 /// Runs chord detection alone and hands the chords it finds to a completion handler. The document answers the
 /// operation's questions and makes the entries, but none is inserted. Made with std::make_shared; dropping it
-/// lets a running detection go on unheard.
+/// does not stop a running detection, but its results are lost.
 class ChordDetectionOperationController
     : public ChordDetectionOperationDelegate,
       public std::enable_shared_from_this<ChordDetectionOperationController> {

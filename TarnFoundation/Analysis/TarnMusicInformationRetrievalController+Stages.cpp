@@ -31,7 +31,8 @@ bool isWanted(const std::shared_ptr<const Operation>& finder) {
 
 } // namespace
 
-/// In the order in which the operations are made: the first that cannot be made says why there is no run.
+/// In the order in which the operations are made: the first that cannot be made gives the reason why the run
+/// is refused.
 std::vector<analysis::Stage> TarnMusicInformationRetrievalController::stages() {
     return {
         {.name = "tuning",
@@ -209,7 +210,7 @@ void TarnMusicInformationRetrievalController::beatDetectionOperationDidBeginProc
     postOnMainQueue(TarnBeatDetectionDidBeginProcessingNotification);
 }
 
-/// Waits for the main thread: whoever is told the tempo hears of it before the beats are aligned.
+/// Waits for the main thread: observers receive the tempo before the beats are aligned.
 void TarnMusicInformationRetrievalController::beatDetectionOperationDidEndProcessing(
     const std::vector<std::int64_t>& beats, double overallTempo, BeatDetectionOperation& operation) {
     {

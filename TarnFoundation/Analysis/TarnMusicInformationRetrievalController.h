@@ -36,7 +36,7 @@ struct Stage;
 ///
 /// Made with std::make_shared, used on the main thread, which has to drain its queue during a run. The
 /// operations hold the controller weakly: dropping it cancels nothing, but stages that have not started then
-/// do nothing, and nobody hears of the results of those that have. Call cancelProcessing first to stop those
+/// do nothing, and the results of those that have are lost. Call cancelProcessing first to stop those
 /// as well.
 class TarnMusicInformationRetrievalController
     : public std::enable_shared_from_this<TarnMusicInformationRetrievalController>,

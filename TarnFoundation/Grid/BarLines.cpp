@@ -93,17 +93,4 @@ std::vector<std::size_t> BarLines::quarterNotes() const {
     return positions;
 }
 
-std::vector<std::size_t> BarLines::unpaired() const {
-    if (mDownbeats.empty())
-        return mPositionCount % 2 == 1 ? std::vector{mPositionCount - 1} : std::vector<std::size_t>();
-    std::vector<std::size_t> positions;
-    if (mDownbeats.front() % 2 == 1)
-        positions.push_back(0);
-    for (std::size_t i = 0; i < barCount(); ++i) {
-        if (sizeOf(bar(i)) % 2 == 1)
-            positions.push_back(bar(i).upper - 1);
-    }
-    return positions;
-}
-
 } // namespace tarn

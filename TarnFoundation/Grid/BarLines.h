@@ -69,10 +69,6 @@ public:
     /// The positions of the quarter notes, ascending. The last one is left out when its bar, the last, has an
     /// odd number of positions: no eighth follows it.
     [[nodiscard]] std::vector<std::size_t> quarterNotes() const;
-    /// The positions, ascending, that have to go so that the pickup and every bar have an even number of
-    /// them: the first of an odd pickup, the last of each odd bar (the downbeat itself when the bar has no
-    /// other), and the last of an odd grid without downbeats.
-    [[nodiscard]] std::vector<std::size_t> unpaired() const;
 
     friend bool operator==(const BarLines&, const BarLines&) = default;
 
@@ -100,6 +96,22 @@ void takeQuarterNotes(std::size_t count, NextDownbeat nextDownbeat, Take take) {
         const std::size_t next = nextDownbeat(downbeat + 1);
         const bool isOddLastBar = next == count && (next - downbeat) % 2 == 1;
         takeEverySecond(downbeat, next - isOddLastBar);
+        downbeat = next;
+    }
+}
+
+/// Pruning of a grid that is stored in eighths: calls `take`, likewise, with the positions that have to go so
+/// that the pickup and every bar have an even number of them: the first of an odd pickup, the last of each
+/// odd bar (the downbeat itself when the bar has no other), and the last of an odd grid without downbeats.
+template <typename NextDownbeat, typename Take>
+void takeUnpaired(std::size_t count, NextDownbeat nextDownbeat, Take take) {
+    std::size_t downbeat = nextDownbeat(0);
+    if (downbeat % 2 == 1)
+        take(downbeat < count ? 0 : count - 1);
+    while (downbeat < count) {
+        const std::size_t next = nextDownbeat(downbeat + 1);
+        if ((next - downbeat) % 2 == 1)
+            take(next - 1);
         downbeat = next;
     }
 }

@@ -1,7 +1,7 @@
 #include "TarnFoundation/Grid/BeatGrid.h"
 
 #include "Platform/CheckedArithmetic.h"
-#include "TarnFoundation/Grid/BeatSpacing.h"
+#include "TarnFoundation/Grid/EvenSpacing.h"
 
 #include <algorithm>
 
@@ -123,17 +123,6 @@ BeatGrid BeatGrid::with(const GridEdit& edit) const {
     std::stable_sort(after.begin(), after.end(),
                      [](const GridBeat& a, const GridBeat& b) { return a.location < b.location; });
     return BeatGrid(after);
-}
-
-BeatGrid BeatGrid::pruned() const {
-    const auto removed = mBarLines.unpaired();
-    std::vector<std::size_t> kept;
-    kept.reserve(size());
-    for (std::size_t position = 0; position < size(); ++position) {
-        if (!std::binary_search(removed.begin(), removed.end(), position))
-            kept.push_back(position);
-    }
-    return keeping(kept);
 }
 
 GridEdit BeatGrid::barMoved(std::size_t position, std::int64_t to, std::int64_t gridEnd) const {

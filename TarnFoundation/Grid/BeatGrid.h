@@ -77,8 +77,6 @@ public:
     [[nodiscard]] BeatGrid with(const GridEdit& edit) const;
     /// The same beats with other bar lines.
     [[nodiscard]] BeatGrid with(BarLines barLines) const { return {mLocations, std::move(barLines)}; }
-    /// Of a grid in eighths: without the positions that have no partner (BarLines::unpaired).
-    [[nodiscard]] BeatGrid pruned() const;
     /// Moves the bar line at the position, the first of its bar, to a frame. The two bars that meet there
     /// keep their numbers of beats, which are spaced evenly. Pickup before it becomes a bar that starts at
     /// frame 0; at the first position nothing lies before. The last bar ends at `gridEnd`. Aborts when `to`

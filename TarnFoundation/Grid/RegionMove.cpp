@@ -113,7 +113,7 @@ RegionSpan clipped(RegionSpan region, const RegionNeighbours& neighbours) {
     return region;
 }
 
-/// Settles collisions with the neighbours; throws `Collision` when the rule gives up.
+/// Settles collisions with the neighbours; throws `Collision` when the rule forbids them.
 template <typename Collision>
 RegionMove settled(const RegionSpan& region, const RegionNeighbours& neighbours,
                    RegionNeighborCollisionRule rule) {

@@ -20,12 +20,12 @@ enum class RegionBoundary { start, end };
 enum class RegionSnapGrid { none, beat, bar };
 
 enum class RegionNeighborCollisionRule {
-    doNotMove,      ///< give up
+    doNotMove,      ///< the move fails
     clipToNeighbor, ///< end where the neighbour begins, begin where it ends
     deleteNeighbor, ///< remove the neighbour
 };
 
-/// An error that is told by its case alone.
+/// An error that is fully described by its case.
 template <typename CaseType>
 class CaseError : public std::exception {
 public:
@@ -61,15 +61,16 @@ struct RegionNeighbours {
     std::optional<RegionSpan> after;
 };
 
-/// What comes of moving a region: its new span, and which neighbours go. Regions that touch do not collide.
+/// The outcome of moving a region: its new span, and which neighbours are removed. Regions that touch do not
+/// collide.
 struct RegionMove {
     RegionSpan region;
     bool removesBefore = false;
     bool removesAfter = false;
 
-    /// Moves one boundary by so many snap points, or frames when there are none. A step past either end of
-    /// the points stays on the last one there. `threshold` is the least length; by no frames nothing is
-    /// checked. Throws SnappedAdjustmentError, RegionClippingError or, when the rule gives up,
+    /// Moves one boundary by `by` snap points, or by `by` frames when there are none. A step past either end
+    /// of the points stays on the last one there. `threshold` is the least length; by no frames nothing is
+    /// checked. Throws SnappedAdjustmentError, RegionClippingError or, when the rule is `doNotMove`,
     /// AdjustRegionEntryError.
     [[nodiscard]] static RegionMove ofBoundary(const RegionSpan& region, RegionBoundary boundary,
                                                std::int64_t by, SnapPoints points, std::int64_t threshold,
@@ -79,7 +80,7 @@ struct RegionMove {
     /// Moves a whole region likewise. On points the start goes to one and the end then falls on the one
     /// nearest to it: the length may change, even to zero. By frames, a distance forward beyond the length
     /// makes the region longer: it begins at its old end. Throws SnappedShiftError, RegionClippingError or,
-    /// when the rule gives up, ShiftRegionError.
+    /// when the rule is `doNotMove`, ShiftRegionError.
     [[nodiscard]] static RegionMove ofRegion(const RegionSpan& region, std::int64_t by, SnapPoints points,
                                              const RegionNeighbours& neighbours,
                                              RegionNeighborCollisionRule rule);

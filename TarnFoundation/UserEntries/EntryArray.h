@@ -22,7 +22,7 @@ public:
     /// New contents in the making, with what is known of them so that it need not be found out again.
     struct Draft {
         std::vector<Pointer> entries;
-        std::size_t orderedCount = 0; ///< so many entries at the beginning are in order of location
+        std::size_t orderedCount = 0; ///< the entries at the beginning known to be in order of location
         bool isDistinct = false;      ///< no entry occurs twice
         std::uint64_t epoch = 0;      ///< when the locations were looked at
     };
@@ -50,6 +50,7 @@ public:
     void store(const Entries& entries);
 
 private:
+    void sort() const;
     [[nodiscard]] bool isOrderedFrom(std::size_t orderedCount) const;
 
     Entries mStored;

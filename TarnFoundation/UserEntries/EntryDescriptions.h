@@ -21,7 +21,7 @@ template <typename Object>
     return text.value_or(kMissingObjectDescription);
 }
 
-/// Fixed notation with so many digits after the point, whatever the locale.
+/// Fixed notation with `digits` digits after the point, in every locale.
 [[nodiscard]] inline std::string describe(double value, int digits) {
     char text[400]; // the largest double has 309 digits before the point
     const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, digits).ptr;

@@ -4,7 +4,6 @@
 #include "Platform/FatalError.h"
 #include "Platform/KeyValueObserving.h"
 #include "Platform/NotificationCenter.h"
-#include "Platform/RecursiveLock.h"
 #include "TarnFoundation/UserEntries/EntryArray.h"
 #include "TarnFoundation/UserEntries/KELPChangeset.h"
 
@@ -13,6 +12,8 @@
 #include <utility>
 
 namespace TARN_PUBLIC tarn {
+
+class RecursiveLock;
 
 /// The user-information keys of one storage class's notifications.
 struct StorageUserInfoKeys {
@@ -27,8 +28,8 @@ struct StorageUserInfoKeys {
 ///   void enforceConsistencyOfUserEntriesInArray(EntryArray<Entry>::Draft&) for each of its kinds: called
 ///       under the lock on the new contents of an array before they are stored
 ///   void invalidateDisplayOfEntries(removed, added): called without the lock after the contents were stored.
-/// The operations that are templates are defined in EntryStorageImplementation.h, which only the sources of
-/// storages include.
+/// The operations are defined in EntryStorageImplementation.h, which only the sources of storages include;
+/// that of the class itself instantiates `template class EntryStorage<Storage>;`.
 ///
 /// One recursive lock guards the counter and the arrays; every core operation takes it for exactly its array
 /// work. Notices and notifications go out on the caller's thread without the lock, so observers may call
@@ -54,17 +55,14 @@ public:
     }
 
     /// The identifier that the next new entry receives.
-    [[nodiscard]] std::uint64_t nextEventId() const {
-        const LockGuard guard(mStorageLock);
-        return mNextEventID;
-    }
+    [[nodiscard]] std::uint64_t nextEventId() const;
 
 protected:
     template <typename AnyStorage, typename Kind>
     friend class EntriesOfKind;
 
-    EntryStorage() = default;
-    ~EntryStorage() = default;
+    EntryStorage();
+    ~EntryStorage();
 
     // Core operations. `array` is always one of the storage's own.
 
@@ -130,25 +128,16 @@ protected:
         NotificationCenter::defaultCenter().post(notification, sharedSelf(), std::move(userInfo));
     }
 
-    RecursiveLock& storageLock() const { return mStorageLock; }
-    void setNextEventId(std::uint64_t identifier) {
-        const LockGuard guard(mStorageLock);
-        mNextEventID = identifier;
-    }
+    RecursiveLock& storageLock() const { return *mStorageLock; }
+    void setNextEventId(std::uint64_t identifier);
     /// Continues with the source's identifiers. The source's lock is not taken.
-    void takeOverNextEventId(const EntryStorage& source) {
-        const LockGuard guard(mStorageLock);
-        mNextEventID = source.mNextEventID;
-    }
+    void takeOverNextEventId(const EntryStorage& source) { setNextEventId(source.mNextEventID); }
 
 private:
     static const StorageUserInfoKeys& keys() { return Storage::userInfoKeys(); }
     Storage& self() { return static_cast<Storage&>(*this); }
 
-    std::uint64_t takeEventId() {
-        const LockGuard guard(mStorageLock);
-        return mNextEventID++;
-    }
+    std::uint64_t takeEventId();
 
     /// Performs `work` on the array between the key-value notices and returns the difference of the sorted
     /// entries.
@@ -167,7 +156,7 @@ private:
     template <typename Entry>
     void store(EntryArray<Entry>& array, const EntryList<Entry>& removed, const EntryList<Entry>& added);
 
-    mutable RecursiveLock mStorageLock;
+    const std::unique_ptr<RecursiveLock> mStorageLock;
     std::uint64_t mNextEventID = 0;
 };
 

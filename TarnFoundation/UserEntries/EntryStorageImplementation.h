@@ -3,6 +3,7 @@
 #include "Platform/Export.h"
 #include "Platform/KeyedArchive.h"
 #include "Platform/Log.h"
+#include "Platform/RecursiveLock.h"
 #include "TarnFoundation/UserEntries/EntriesOfKind.h"
 #include "TarnFoundation/UserEntries/EntryOrder.h"
 #include "TarnFoundation/UserEntries/EntryStorage.h"
@@ -24,9 +25,14 @@ inline std::uint64_t currentLocationEpoch() {
 
 template <typename EntryType>
 auto EntryArray<EntryType>::sorted() const -> const Entries& {
+    if (!mSortedIsValid || mEpoch != currentLocationEpoch())
+        sort();
+    return mSorted;
+}
+
+template <typename EntryType>
+void EntryArray<EntryType>::sort() const {
     const auto epoch = currentLocationEpoch();
-    if (mSortedIsValid && mEpoch == epoch)
-        return mSorted;
     const std::size_t ordered = mEpoch == epoch ? mOrderedCount : 0;
     mSorted = mStored;
     if (!isOrderedFrom(ordered)) {
@@ -37,7 +43,6 @@ auto EntryArray<EntryType>::sorted() const -> const Entries& {
     mSortedIsValid = true;
     mEpoch = epoch;
     mOrderedCount = mSorted.isSameListAs(mStored) ? mStored.size() : 0;
-    return mSorted;
 }
 
 template <typename EntryType>
@@ -115,10 +120,34 @@ bool EntryArray<EntryType>::isOrderedFrom(std::size_t orderedCount) const {
 // EntryStorage
 
 template <typename Storage>
+EntryStorage<Storage>::EntryStorage() : mStorageLock(std::make_unique<RecursiveLock>()) {}
+
+template <typename Storage>
+EntryStorage<Storage>::~EntryStorage() = default;
+
+template <typename Storage>
+std::uint64_t EntryStorage<Storage>::nextEventId() const {
+    const LockGuard guard(storageLock());
+    return mNextEventID;
+}
+
+template <typename Storage>
+std::uint64_t EntryStorage<Storage>::takeEventId() {
+    const LockGuard guard(storageLock());
+    return mNextEventID++;
+}
+
+template <typename Storage>
+void EntryStorage<Storage>::setNextEventId(std::uint64_t identifier) {
+    const LockGuard guard(storageLock());
+    mNextEventID = identifier;
+}
+
+template <typename Storage>
 template <typename Entry>
 EntryList<Entry> EntryStorage<Storage>::userEntriesInArray(const EntryArray<Entry>& array,
                                                            std::uint64_t start, std::uint64_t length) const {
-    const LockGuard guard(mStorageLock);
+    const LockGuard guard(storageLock());
     return array.inRange(start, length);
 }
 
@@ -147,21 +176,21 @@ template <typename Storage>
 template <typename Entry>
 bool EntryStorage<Storage>::userEntriesContainsEntry(const EntryArray<Entry>& array,
                                                      const std::shared_ptr<Entry>& entry) const {
-    const LockGuard guard(mStorageLock);
+    const LockGuard guard(storageLock());
     return entry && array.contains(*entry);
 }
 
 template <typename Storage>
 template <typename Entry>
 EntryList<Entry> EntryStorage<Storage>::sortedUserEntriesFromArray(const EntryArray<Entry>& array) const {
-    const LockGuard guard(mStorageLock);
+    const LockGuard guard(storageLock());
     return array.sorted();
 }
 
 template <typename Storage>
 template <typename Entry>
 EntryList<Entry> EntryStorage<Storage>::storedUserEntriesFromArray(const EntryArray<Entry>& array) const {
-    const LockGuard guard(mStorageLock);
+    const LockGuard guard(storageLock());
     return array.stored();
 }
 
@@ -239,7 +268,7 @@ template <typename Storage>
 template <typename Entry, typename Restored>
 bool EntryStorage<Storage>::storeRestored(EntryArray<Entry>& array, const Restored& restored,
                                           const EntryList<Entry>& added) {
-    const LockGuard guard(mStorageLock);
+    const LockGuard guard(storageLock());
     for (const auto& entry : added) {
         const std::uint64_t following = entry->eventId() + 1; // 0 after the greatest identifier
         mNextEventID = std::max(mNextEventID, following);
@@ -253,7 +282,7 @@ bool EntryStorage<Storage>::storeRestored(EntryArray<Entry>& array, const Restor
 template <typename Storage>
 template <typename Entry>
 std::pair<EntryList<Entry>, bool> EntryStorage<Storage>::snapshot(const EntryArray<Entry>& array) const {
-    const LockGuard guard(mStorageLock);
+    const LockGuard guard(storageLock());
     return {array.sorted(), array.isDistinct()};
 }
 
@@ -262,7 +291,7 @@ template <typename Entry>
 void EntryStorage<Storage>::store(EntryArray<Entry>& array, const EntryList<Entry>& removed,
                                   const EntryList<Entry>& added) {
     {
-        const LockGuard guard(mStorageLock);
+        const LockGuard guard(storageLock());
         auto draft = array.replacing(removed, added);
         self().enforceConsistencyOfUserEntriesInArray(draft);
         array.store(std::move(draft));

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <vector>
 
 namespace TARN_PUBLIC tarn {
@@ -15,17 +16,17 @@ namespace TARN_PUBLIC tarn {
 /// Event identifiers, for testing entries against a list of others by identity in constant time.
 class IdentifierSet {
 public:
-    /// Aborts when the list holds an absent entry.
-    template <typename Entries>
-    explicit IdentifierSet(const Entries& entries) {
-        const std::size_t count = entries.size();
+    /// Of entries or of their identifiers. Aborts when the list holds an absent entry.
+    template <typename Items>
+    explicit IdentifierSet(const Items& items) {
+        const std::size_t count = items.size();
         if (count > 0) {
             std::uint64_t greatest = 0;
             mLeast = std::numeric_limits<std::uint64_t>::max();
-            for (const auto& entry : entries) {
-                precondition(entry != nullptr, "A list of entries must not hold an absent one");
-                mLeast = std::min(mLeast, entry->eventId());
-                greatest = std::max(greatest, entry->eventId());
+            for (const auto& item : items) {
+                const std::uint64_t identifier = identifierOf(item);
+                mLeast = std::min(mLeast, identifier);
+                greatest = std::max(greatest, identifier);
             }
             mSpread = greatest - mLeast;
         }
@@ -36,11 +37,11 @@ public:
             mBits.resize(mSpread / kBitsPerWord + 1);
         else
             mTable = IntegerTable(count);
-        for (const auto& entry : entries)
-            insert(entry->eventId() - mLeast);
+        for (const auto& item : items)
+            insert(identifierOf(item) - mLeast);
     }
 
-    /// Whether no identifier occurred twice among the entries.
+    /// Whether no identifier occurred twice.
     [[nodiscard]] bool isOfDistinctEntries() const { return mIsOfDistinctEntries; }
 
     [[nodiscard]] bool contains(std::uint64_t identifier) const {
@@ -52,6 +53,13 @@ public:
 
 private:
     static constexpr std::uint64_t kBitsPerWord = 64;
+
+    static std::uint64_t identifierOf(std::uint64_t identifier) { return identifier; }
+    template <typename Entry>
+    static std::uint64_t identifierOf(const std::shared_ptr<Entry>& entry) {
+        precondition(entry != nullptr, "A list of entries must not hold an absent one");
+        return entry->eventId();
+    }
 
     [[nodiscard]] bool hasBit(std::uint64_t offset) const {
         return (mBits[offset / kBitsPerWord] >> offset % kBitsPerWord & 1) != 0;

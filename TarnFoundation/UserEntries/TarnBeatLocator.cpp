@@ -3,8 +3,11 @@
 #include "Platform/IntegerTable.h"
 #include "Platform/Log.h"
 #include "TarnFoundation/SortedSearch.h"
+#include "TarnFoundation/UserEntries/IdentifierSet.h"
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
 #include <span>
 
 namespace tarn {
@@ -44,18 +47,38 @@ std::uint64_t identifierAtOrBefore(std::uint64_t sample, std::size_t count, Loca
     return high < 0 ? kNotFound : identifierAt(static_cast<std::size_t>(high));
 }
 
+/// Whether each one is greater than the one before.
+bool isAscending(const std::vector<std::uint64_t>& identifiers) {
+    return std::adjacent_find(identifiers.begin(), identifiers.end(), std::greater_equal<>()) ==
+           identifiers.end();
+}
+
+/// Of beats with one identifier the first one's index counts.
+void moveToFirstPositions(std::vector<TarnBeatLocatorBarEntry>& bars,
+                          const std::vector<std::uint64_t>& identifiers) {
+    IntegerTable firstPositions(identifiers.size());
+    for (std::size_t i = 0; i < identifiers.size(); ++i)
+        firstPositions.insert(identifiers[i], i);
+    for (auto& bar : bars) {
+        const std::size_t first = firstPositions.insert(bar.eventId(), bar.index()).first;
+        bar = TarnBeatLocatorBarEntry::entryWithIndex(first, bar.beatEntry());
+    }
+}
+
 } // namespace
 
 void TarnBeatLocator::updateWithNoteEntryStorage(const TarnNoteEntryStorage& storage) {
     mBeatEntries = withoutNegativeLocations(storage.beatEntriesFilteredByTimeSignature());
     mBarEntries.clear();
-    IntegerTable firstPositions(mBeatEntries.size()); // where the first of equal beats lies
-    for (std::size_t i = 0; i < mBeatEntries.size(); ++i) {
-        const auto& beat = mBeatEntries.uncheckedAt(i);
-        const std::size_t first = firstPositions.insert(beat->eventId(), i).first;
+    std::vector<std::uint64_t> identifiers; // apart from the entries, since those lie scattered in memory
+    identifiers.reserve(mBeatEntries.size());
+    for (const auto& beat : mBeatEntries) {
         if (beat->isDownbeat())
-            mBarEntries.push_back(TarnBeatLocatorBarEntry::entryWithIndex(first, beat));
+            mBarEntries.push_back(TarnBeatLocatorBarEntry::entryWithIndex(identifiers.size(), beat));
+        identifiers.push_back(beat->eventId());
     }
+    if (!isAscending(identifiers) && !IdentifierSet(identifiers).isOfDistinctEntries())
+        moveToFirstPositions(mBarEntries, identifiers);
     if (mBarEntries.empty()) {
         mAverageSampleSpacing = 0;
         mFirstSample = 0;

@@ -7,6 +7,7 @@
 
 namespace tarn {
 
+template class EntryStorage<TarnNoteEntryStorage>;
 #define TARN_INSTANTIATE_KIND(Stem, ...) template class EntriesOfKind<TarnNoteEntryStorage, Stem##Kind>;
 TARN_NOTE_ENTRY_STORAGE_KINDS(TARN_INSTANTIATE_KIND)
 #undef TARN_INSTANTIATE_KIND

@@ -200,7 +200,7 @@ public:
     std::uint64_t setLocationOfBarEntry(std::uint64_t identifiedBy, std::int64_t to, std::int64_t limitedBy);
     /// Counted beats of the bar that the beat opens. An unknown identifier aborts.
     [[nodiscard]] std::int64_t getNumberOfBeats(std::uint64_t inBarIdentifiedBy) const;
-    /// Fills the bar with so many counted beats (at least 1), evenly spaced; the last bar ends at
+    /// Fills the bar with `count` counted beats (at least 1), evenly spaced; the last bar ends at
     /// `limitedBy`. Returns the identifier of its new downbeat. An unknown identifier aborts, and so does a
     /// last bar that would end before it starts.
     std::uint64_t setNumberOfBeats(std::int64_t count, std::uint64_t inBarIdentifiedBy,

@@ -1,6 +1,10 @@
 #include "TarnFoundation/UserEntries/TarnUserEntryStorage.h"
 
+#include "TarnFoundation/UserEntries/EntryStorageImplementation.h"
+
 namespace tarn {
+
+template class EntryStorage<TarnUserEntryStorage>;
 
 const StorageUserInfoKeys& TarnUserEntryStorage::userInfoKeys() {
     static constexpr StorageUserInfoKeys keys{TarnUserEntryStorageChangesetKey,

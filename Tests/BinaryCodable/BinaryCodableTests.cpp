@@ -113,7 +113,7 @@ void expectBytes(const T& value, const Bytes& bytes) {
     EXPECT_EQ(BinaryDataEncoder().encode(decoded), bytes) << "differs after a round trip";
 }
 
-TEST(BinaryCodable, writesValuesAsLittleEndianBytesAndReadsThemBack) {
+TEST(BinaryCodableTests, WritesValuesAsLittleEndianBytesAndReadsThemBack) {
     expectBytes<std::uint32_t>(1, {1, 0, 0, 0});
     expectBytes<std::int16_t>(-2, {0xFE, 0xFF});
     expectBytes<std::int8_t>(-128, {0x80});
@@ -137,7 +137,7 @@ TEST(BinaryCodable, writesValuesAsLittleEndianBytesAndReadsThemBack) {
                   !BinaryEncodable<Nothing>);
 }
 
-TEST(BinaryCodable, acceptsTheThreeKindsOfInputAndContinuesInBufferedData) {
+TEST(BinaryCodableTests, AcceptsTheThreeKindsOfInputAndContinuesInBufferedData) {
     const std::vector<std::byte> raw{std::byte{5}, std::byte{1}};
     EXPECT_EQ(BinaryDataDecoder().decode<std::uint16_t>(std::span(raw)), 0x105);
     EXPECT_EQ(BinaryDataDecoder().decode<std::uint8_t>(Bytes{5, 1}), 5); // what follows is left alone
@@ -147,7 +147,7 @@ TEST(BinaryCodable, acceptsTheThreeKindsOfInputAndContinuesInBufferedData) {
     EXPECT_TRUE(data->isAtEnd());
 }
 
-TEST(BinaryCodable, statesWhatIsWrongWithTheBytes) {
+TEST(BinaryCodableTests, StatesWhatIsWrongWithTheBytes) {
     EXPECT_EQ(failureOf({1, 2, 3}, [](auto& c) { c.decode(4); }),
               "Not enough bytes available to decode. Requested 4, but received 3.");
     EXPECT_EQ(failureOf({1, 2}, [](auto& c) { c.decode(std::numeric_limits<std::size_t>::max()); }),
@@ -166,7 +166,7 @@ TEST(BinaryCodable, statesWhatIsWrongWithTheBytes) {
     EXPECT_EQ(failureOf<std::vector<Nothing>>({}), "no failure");
 }
 
-TEST(BinaryCodable, textsEndAtTheirTerminatorOrTakeTheRest) {
+TEST(BinaryCodableTests, TextsEndAtTheirTerminatorOrTakeTheRest) {
     read({'a', 'b', 0, 'c', 0}, [](BinaryDecodingContainer container) {
         EXPECT_EQ(container.decode(StringEncoding::utf8, std::uint8_t{0}), "ab");
         EXPECT_EQ(container.decode(StringEncoding::utf8), std::string("c\0", 2));
@@ -190,7 +190,7 @@ TEST(BinaryCodable, textsEndAtTheirTerminatorOrTakeTheRest) {
     }
 }
 
-TEST(BinaryCodable, boundedContainersCountEveryReadInThemselvesAndAroundThem) {
+TEST(BinaryCodableTests, BoundedContainersCountEveryReadInThemselvesAndAroundThem) {
     read({1, 2, 'a', 0, 5, 6, 7, 8}, [](BinaryDecodingContainer outer) {
         EXPECT_EQ(outer.remainingLength(), std::nullopt);
         auto middle = outer.nestedContainer(6);
@@ -222,7 +222,7 @@ TEST(BinaryCodable, boundedContainersCountEveryReadInThemselvesAndAroundThem) {
               "Not enough data to create a a type of Float");
 }
 
-TEST(BufferedData, readsAcrossPiecesAndAsksAgainAfterShortOnes) {
+TEST(BufferedDataTests, ReadsAcrossPiecesAndAsksAgainAfterShortOnes) {
     const auto data = inPieces({{1}, {}, {2, 3}, {4}, {'x', 'y'}, {'z', 0, 9}, {}});
     EXPECT_THAT(data->peek(3), ElementsAre(1, 2, 3));
     EXPECT_THAT(data->peek(1), ElementsAre(1));
@@ -246,7 +246,7 @@ TEST(BufferedData, readsAcrossPiecesAndAsksAgainAfterShortOnes) {
     EXPECT_TRUE(silent->isAtEnd());
 }
 
-TEST(BufferedData, asksForNoMoreThanItsCapacityAtATime) {
+TEST(BufferedDataTests, AsksForNoMoreThanItsCapacityAtATime) {
     std::size_t largest = 0, delivered = 0;
     const auto deliver = [&](std::size_t length) {
         largest = std::max(largest, length);
@@ -258,7 +258,7 @@ TEST(BufferedData, asksForNoMoreThanItsCapacityAtATime) {
     EXPECT_EQ(largest, 100U);
 }
 
-TEST(StringEncoding, convertsStrictlyInBothDirections) {
+TEST(StringEncodingTests, ConvertsStrictlyInBothDirections) {
     const auto utf8 = StringEncoding::utf8;
     const auto utf16 = StringEncoding::utf16LittleEndian;
     const std::tuple<const char*, StringEncoding, std::optional<std::string>, Bytes> cases[] = {
@@ -295,7 +295,7 @@ TEST(StringEncoding, convertsStrictlyInBothDirections) {
     }
 }
 
-TEST(BinaryCodableDeathTest, anEnumerationValueWithoutRawValueIsFatal) {
+TEST(BinaryCodableDeathTest, AnEnumerationValueWithoutRawValueIsFatal) {
     EXPECT_DEATH((void)BinaryDataEncoder().encode(Kind::unlisted), "A value of Kind has no raw value");
 }
 

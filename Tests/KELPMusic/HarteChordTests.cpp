@@ -8,7 +8,7 @@
 
 namespace tarn {
 
-TEST(HarteChord, LabelsOfChords) {
+TEST(HarteChordTests, LabelsOfChords) {
     // Basses are degrees of the major scale on the root, spelled as the bass is spelled.
     const auto cases =
         pairsOf("C=C:maj F#m=F#:min Bb7=Bb:7 Gm7b5=G:hdim7 Am(maj7)=A:minmaj7 C5=C:(1,5) C69=C:maj6(9) "
@@ -22,7 +22,7 @@ TEST(HarteChord, LabelsOfChords) {
         << "degrees beyond the thirteenth";
 }
 
-TEST(HarteChord, EveryQualityComesBackFromItsOwnLabel) {
+TEST(HarteChordTests, EveryQualityComesBackFromItsOwnLabel) {
     std::set<std::string> labels;
     for (const KELPChordDefinition& row : gChords) {
         for (const char* root : {"C", "F#", "Bb"}) {
@@ -36,7 +36,7 @@ TEST(HarteChord, EveryQualityComesBackFromItsOwnLabel) {
     }
 }
 
-TEST(HarteChord, ReadsWhatAnnotationsHold) {
+TEST(HarteChordTests, ReadsWhatAnnotationsHold) {
     // Also the tones of a quality in another octave, and a chord whose quality is not in the table.
     const auto cases = pairsOf(
         "C=C C/5=C/G C/b3=C/Eb A:min/b7=Am/G Ab:(1,3,5)=Ab D:(b3,5,b7)=Dm7 E:5=E5 E:(1,5)=E5 F:7(#9)=F7#9 "

@@ -25,7 +25,7 @@ std::string voicing(const KELPChord& chord, int octave) {
     return names;
 }
 
-TEST(KELPChordTable, EveryNameBelongsToOneRowAndThePrintedOneIsSearchable) {
+TEST(KELPChordTableTests, EveryNameBelongsToOneRowAndThePrintedOneIsSearchable) {
     std::set<std::string_view> allNames;
     std::set<KELPChordIntervals> records;
     std::size_t count = 0;
@@ -46,7 +46,7 @@ TEST(KELPChordTable, EveryNameBelongsToOneRowAndThePrintedOneIsSearchable) {
     EXPECT_EQ(records.size(), gChords.size());
 }
 
-TEST(KELPChord, EveryNameOnEveryRootRoundTrips) {
+TEST(KELPChordTests, EveryNameOnEveryRootRoundTrips) {
     for (const auto& row : gChords) {
         for (const auto root : kNamedNoteEntries) {
             const std::string printed = std::string(root).append(row.name);
@@ -65,7 +65,7 @@ TEST(KELPChord, EveryNameOnEveryRootRoundTrips) {
     }
 }
 
-TEST(KELPChord, TextsThatPeopleType) {
+TEST(KELPChordTests, TextsThatPeopleType) {
     const auto texts = pairsOf(
         "c=C bb=Bb bbm7=Bbm7 b7=B7 CM7=Cmaj7 Cm7=Cm7 CM=C CMAJ7=Cmaj7 cMin7=Cm7 CSUS4=Csus4 DDIM=Ddim "
         "D♭maj7=Dbmaj7 C7♯9=C7#9 F♯ø=F#m7b5 FØ7=Fm7b5 C∆7=Cmaj7 C6/9=C69 C6/9/E=C69/E am/g=Am/G "
@@ -83,7 +83,7 @@ TEST(KELPChord, TextsThatPeopleType) {
     EXPECT_FALSE(KELPChord::chordWithString(std::string_view("C\0m", 3)));
 }
 
-TEST(KELPChord, HostileTextsGiveAChordThatRoundTripsOrNothing) {
+TEST(KELPChordTests, HostileTextsGiveAChordThatRoundTripsOrNothing) {
     std::mt19937 random(7);
     const std::string_view pieces[] = {"C", "b",    "#",    "m", "M",   "7",   "/",   "maj",
                                        "♭", "\xE2", "\xFF", "(", "6/9", "sus", "N.C."};
@@ -98,7 +98,7 @@ TEST(KELPChord, HostileTextsGiveAChordThatRoundTripsOrNothing) {
     EXPECT_FALSE(KELPChord::chordWithString("C" + std::string(1 << 20, '/')));
 }
 
-TEST(KELPChord, VoicingsAreSpelledAsChordTonesWithTheBassBelow) {
+TEST(KELPChordTests, VoicingsAreSpelledAsChordTonesWithTheBassBelow) {
     const auto cases = pairsOf(
         "C@4=C4,E4,G4 C/E@4=E3,C4,E4,G4 C/C@4=C3,C4,E4,G4 C/B@4=B3,C4,E4,G4 C/B#@4=B#2,C4,E4,G4 "
         "Ab/Cb@4=Cb4,Ab4,C5,Eb5 Abm@3=Ab3,Cb4,Eb4 B@3=B3,D#4,F#4 D#@4=D#4,F##4,A#4 Cdim7@4=C4,Eb4,Gb4,Bbb4 "
@@ -127,7 +127,7 @@ TEST(KELPChord, VoicingsAreSpelledAsChordTonesWithTheBassBelow) {
     }
 }
 
-TEST(KELPChord, TranspositionNamesTonicsAsMusiciansDo) {
+TEST(KELPChordTests, TranspositionNamesTonicsAsMusiciansDo) {
     const std::tuple<const char*, int, const char*> cases[] = {
         {"C", 1, "Db"},         {"Cm", 1, "C#m"},    {"C", 3, "Eb"},       {"Am", 6, "Ebm"},
         {"C", 6, "F#"},         {"Gm7", 1, "G#m7"},  {"C/E", 1, "Db/F"},   {"C/E", -1, "B/D#"},
@@ -153,7 +153,7 @@ TEST(KELPChord, TranspositionNamesTonicsAsMusiciansDo) {
     }
 }
 
-TEST(KELPChord, KeySignatures) {
+TEST(KELPChordTests, KeySignatures) {
     const std::tuple<const char*, int, bool> cases[] = {
         {"C", 0, false},   {"G", 1, false},    {"F", -1, false},   {"F#", 6, false},  {"Gb", -6, false},
         {"C#", 7, false},  {"Cb", -7, false},  {"G#", -4, false},  {"Fb", 4, false},  {"Am", 0, true},
@@ -172,7 +172,7 @@ TEST(KELPChord, KeySignatures) {
     EXPECT_EQ(KELPChord::noChord()->midiKeyValue(), 0);
 }
 
-TEST(KELPChord, EqualityIsThatOfTheWrittenChord) {
+TEST(KELPChordTests, EqualityIsThatOfTheWrittenChord) {
     const char* names[] = {"C", "Cm", "C#", "Db", "C/E", "C/G", "C/Fb", "N.C."};
     for (const char* a : names) {
         for (const char* b : names)
@@ -184,7 +184,7 @@ TEST(KELPChord, EqualityIsThatOfTheWrittenChord) {
     EXPECT_EQ(fromRecord->chordWithNewRoot(KELPNote::noteWithValue(3, true), KELPNote())->string(), "Eb/C");
 }
 
-TEST(KELPChord, IntervalRecords) {
+TEST(KELPChordTests, IntervalRecords) {
     EXPECT_EQ(*KELPChordIntervalsWithID(1), (KELPChordIntervals{0, 4, 7}));
     EXPECT_EQ(*KELPChordIntervalsWithID(2), (KELPChordIntervals{0, 3, 7}));
     EXPECT_EQ(KELPChordIntervalsWithID(45), &gChords.back().intervals);

@@ -11,7 +11,7 @@ KELPKeyRef key(std::string_view tonic) {
     return KELPKey::makeWithTonicChord(KELPChord::chordWithString(tonic));
 }
 
-TEST(KELPKey, SpellsChordsAsTheKeyDoes) {
+TEST(KELPKeyTests, SpellsChordsAsTheKeyDoes) {
     const auto cases = pairsOf(
         // notes of the scale
         "F:A#=Bb E:Abm=G#m Gb:B=Cb F#:F=E# Cb:E7=Fb7 C#:Cdim=B#dim Bbm:F#=Gb Eb:G#/D#=Ab/Eb "
@@ -33,7 +33,7 @@ TEST(KELPKey, SpellsChordsAsTheKeyDoes) {
     EXPECT_EQ(key("C")->scaleNormalizedChord(nullptr), nullptr);
 }
 
-TEST(KELPKey, NormalizingChangesNoSoundAndSettles) {
+TEST(KELPKeyTests, NormalizingChangesNoSoundAndSettles) {
     for (int tonicFifths = -15; tonicFifths <= 19; ++tonicFifths) {
         for (const int mode : {1, 2}) {
             const auto inKey = KELPKey::makeWithTonicChord(KELPChord::chordWithRoot(
@@ -58,7 +58,7 @@ TEST(KELPKey, NormalizingChangesNoSoundAndSettles) {
     }
 }
 
-TEST(KELPKey, NeedsATonic) {
+TEST(KELPKeyTests, NeedsATonic) {
     EXPECT_EQ(KELPKey::makeWithTonicChord(nullptr), nullptr);
     EXPECT_EQ(key("N.C."), nullptr);
     EXPECT_EQ(key("F#m7")->description(), "F# minor");

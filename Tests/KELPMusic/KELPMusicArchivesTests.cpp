@@ -19,7 +19,7 @@ void expectRoundTrip(const std::shared_ptr<const T>& value) {
     EXPECT_EQ(read->description(), value->description());
 }
 
-TEST(KELPMusicArchives, ValuesComeBackEqual) {
+TEST(KELPMusicArchivesTests, ValuesComeBackEqual) {
     for (int fifths = -15; fifths <= 19; ++fifths) {
         const auto note = KELPNote::noteWithFifths(fifths);
         expectRoundTrip(std::make_shared<const KELPNote>(note));
@@ -50,7 +50,7 @@ TEST(KELPMusicArchives, ValuesComeBackEqual) {
         std::make_shared<const KELPStringedInstrumentDescription>("", std::vector<KELPPitchRef>(), 0));
 }
 
-TEST(KELPMusicArchives, ImpossibleValuesAreRefused) {
+TEST(KELPMusicArchivesTests, ImpossibleValuesAreRefused) {
     const auto data = [](std::initializer_list<int> bytes) {
         Data result;
         for (int byte : bytes)

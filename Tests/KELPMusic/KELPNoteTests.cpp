@@ -13,7 +13,7 @@ KELPNote note(std::string_view name) {
     return KELPNote::noteWithString(name).value();
 }
 
-TEST(KELPNote, NamesOfPitchClasses) {
+TEST(KELPNoteTests, NamesOfPitchClasses) {
     const char* sharps[] = {"C", "C#", "D", "D#", "E", "F", "F#", "G", "G#", "A", "A#", "B"};
     const char* flats[] = {"C", "Db", "D", "Eb", "E", "F", "Gb", "G", "Ab", "A", "Bb", "B"};
     for (int value = 0; value < 12; ++value) {
@@ -26,7 +26,7 @@ TEST(KELPNote, NamesOfPitchClasses) {
     EXPECT_EQ(KELPNote::noteWithValue(INT_MAX).value(), 7);
 }
 
-TEST(KELPNote, EverySpellingRoundTripsAndKnowsItsSound) {
+TEST(KELPNoteTests, EverySpellingRoundTripsAndKnowsItsSound) {
     constexpr int kLetterSemitones[] = {0, 2, 4, 5, 7, 9, 11};
     std::set<std::string> names;
     for (int letter = 0; letter < 7; ++letter) {
@@ -50,7 +50,7 @@ TEST(KELPNote, EverySpellingRoundTripsAndKnowsItsSound) {
         EXPECT_EQ(note(name).string(), name);
 }
 
-TEST(KELPNote, FifthsBeyondTwoAccidentalsKeepTheSound) {
+TEST(KELPNoteTests, FifthsBeyondTwoAccidentalsKeepTheSound) {
     for (int fifths : {-16, -100, 20, 31, 32, 100, INT_MAX, INT_MIN}) {
         const KELPNote folded = KELPNote::noteWithFifths(fifths);
         EXPECT_EQ(((std::int64_t{fifths} - folded.fifths()) % 12), 0) << fifths;
@@ -58,7 +58,7 @@ TEST(KELPNote, FifthsBeyondTwoAccidentalsKeepTheSound) {
     }
 }
 
-TEST(KELPNote, TextsThatNameNotes) {
+TEST(KELPNoteTests, TextsThatNameNotes) {
     const auto texts =
         pairsOf("c=C bb=Bb B♭=Bb f♯=F# F♯♯=F## F\xF0\x9D\x84\xAA=F## e♭♭=Ebb Bbb=Bbb bbb=Bbb E#=E# cb=Cb "
                 "a\xF0\x9D\x84\xAB=Abb");
@@ -72,7 +72,7 @@ TEST(KELPNote, TextsThatNameNotes) {
     EXPECT_FALSE(KELPNote::noteWithString(std::string_view("C\0", 2)));
 }
 
-TEST(KELPNote, OffsetsAreSpelledAsChordTones) {
+TEST(KELPNoteTests, OffsetsAreSpelledAsChordTones) {
     const std::tuple<const char*, std::int8_t, const char*> cases[] = {
         {"C", 3, "Eb"},   {"C", 4, "E"},    {"C", 6, "Gb"},    {"C", 8, "G#"},   {"C", 10, "Bb"},
         {"C", 13, "Db"},  {"C", 15, "D#"},  {"C", 18, "F#"},   {"C", 20, "Ab"},  {"C", 21, "A"},

@@ -14,7 +14,7 @@ KELPPitch pitch(std::string_view name, int octave) {
     return {KELPNote::noteWithString(name).value(), octave};
 }
 
-TEST(KELPPitch, OctavesFollowTheLetterAndMIDINumbersStayInRange) {
+TEST(KELPPitchTests, OctavesFollowTheLetterAndMIDINumbersStayInRange) {
     const std::tuple<const char*, int, int> cases[] = {
         {"C", 4, 60},   {"A", 4, 69},      {"Cb", 4, 59},      {"B#", 3, 60}, {"B#", 4, 72},
         {"Cbb", 4, 58}, {"C", -1, 0},      {"G", 9, 127},      {"Cb", -1, 0}, {"G#", 9, 127},
@@ -24,7 +24,7 @@ TEST(KELPPitch, OctavesFollowTheLetterAndMIDINumbersStayInRange) {
     EXPECT_EQ(pitch("Bb", -1).description(), "Bb-1");
 }
 
-TEST(KELPPitch, OffsetsMoveTheSoundAndCrossOctaves) {
+TEST(KELPPitchTests, OffsetsMoveTheSoundAndCrossOctaves) {
     const std::tuple<const char*, int, int, const char*> cases[] = {
         {"C", 4, -1, "B3"}, {"B", 3, 1, "C4"},    {"C", 4, 12, "C5"},  {"Cb", 4, -12, "Cb3"},
         {"C", 4, 1, "Db4"}, {"F", 4, 5, "Bb4"},   {"Cb", 4, 2, "Db4"}, {"B", 4, 4, "D#5"},
@@ -41,7 +41,7 @@ TEST(KELPPitch, OffsetsMoveTheSoundAndCrossOctaves) {
     EXPECT_DEATH((void)KELPPitch::pitchWithNoteAtSemitones(KELPNote(), 61), "does not sound at this pitch");
 }
 
-TEST(KELPPitch, FretsOfTheStringsThatCanPlayIt) {
+TEST(KELPPitchTests, FretsOfTheStringsThatCanPlayIt) {
     const auto guitar = KELPStringedInstrumentDescription::stringedInstrumentDescription();
     EXPECT_THAT(pitch("E", 4).possibleFretsWithTuning(*guitar), ElementsAre(24, 19, 14, 9, 5, 0));
     EXPECT_THAT(pitch("Fb", 4).possibleFretsWithTuning(*guitar), ElementsAre(24, 19, 14, 9, 5, 0));
@@ -54,7 +54,7 @@ TEST(KELPPitch, FretsOfTheStringsThatCanPlayIt) {
     EXPECT_TRUE(pitch("C", 4).possibleFretsWithTuning({"None", {}, 24}).empty());
 }
 
-TEST(KELPStringedInstrumentDescription, PresetsAreDistinctAndTuned) {
+TEST(KELPStringedInstrumentDescriptionTests, PresetsAreDistinctAndTuned) {
     const auto& presets = KELPStringedInstrumentDescription::presets();
     EXPECT_EQ(presets.front()->description(), "Guitar (E2 A2 D3 G3 B3 E4, 24 frets)");
     for (const auto& preset : presets)
@@ -78,7 +78,7 @@ TEST(KELPStringedInstrumentDescription, PresetsAreDistinctAndTuned) {
     EXPECT_FALSE(KELPStringedInstrumentDescription::presetNamed("Theremin"));
 }
 
-TEST(KELPStringedInstrumentDescription, EqualityLooksAtEveryField) {
+TEST(KELPStringedInstrumentDescriptionTests, EqualityLooksAtEveryField) {
     const auto guitar = KELPStringedInstrumentDescription::stringedInstrumentDescription();
     const auto copy = guitar->copy();
     EXPECT_NE(copy, guitar);

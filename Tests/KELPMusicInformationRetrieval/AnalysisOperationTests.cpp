@@ -125,7 +125,7 @@ std::vector<std::string> linesOf(const std::string& last) {
     return record.lines;
 }
 
-TEST(AnalysisOperation, aDelegateThatGoesIsNeitherWorkedForNorAskedNorTold) {
+TEST(AnalysisOperationTests, ADelegateThatGoesIsNeitherWorkedForNorAskedNorTold) {
     const auto check = [](const auto& lines, const std::vector<std::string>& whole) {
         EXPECT_EQ(lines("never"), whole);
         for (std::size_t i = 0; i < whole.size(); ++i) {

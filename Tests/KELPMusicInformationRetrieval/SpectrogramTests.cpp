@@ -23,7 +23,7 @@ std::shared_ptr<Spectrogram> read(const Data& bytes) {
     return KeyedUnarchiver::unarchivedObject<Spectrogram>(bytes);
 }
 
-TEST(Spectrogram, archivesItsCompleteColumns) {
+TEST(SpectrogramTests, ArchivesItsCompleteColumns) {
     for (const std::uint8_t count : {0, 1, 3, 4, 5, 100}) { // also beyond those that were expected
         const auto copy = read(KeyedArchiver::archivedData(spectrogramWith(count)));
         ASSERT_TRUE(copy);
@@ -39,7 +39,7 @@ TEST(Spectrogram, archivesItsCompleteColumns) {
     }
 }
 
-TEST(Spectrogram, damagedArchivesGiveNothing) {
+TEST(SpectrogramTests, DamagedArchivesGiveNothing) {
     using Fields = std::array<double, 8>;
     const auto readsForged = [](const Fields& fields) {
         return reads<Spectrogram>([&](KeyedArchiver& coder) {
@@ -67,7 +67,7 @@ TEST(Spectrogram, damagedArchivesGiveNothing) {
     }
 }
 
-TEST(Spectrogram, tellsWhatItExpectsUntilItIsFinished) {
+TEST(SpectrogramTests, TellsWhatItExpectsUntilItIsFinished) {
     for (const std::uint8_t count : {2, 5}) {
         const auto spectrogram = std::make_shared<Spectrogram>(kLayout);
         spectrogram->setTuningFrequency(432);
@@ -82,7 +82,7 @@ TEST(Spectrogram, tellsWhatItExpectsUntilItIsFinished) {
     }
 }
 
-TEST(SpectrogramDeathTest, misuseAborts) {
+TEST(SpectrogramDeathTest, MisuseAborts) {
     const auto spectrogram = spectrogramWith(2);
     EXPECT_DEATH((void)spectrogram->column(2), "This spectrogram column is not complete");
     EXPECT_DEATH(spectrogram->appendColumn(std::array<std::uint8_t, 1>{}), "one cell for each bin");
@@ -94,7 +94,7 @@ TEST(SpectrogramDeathTest, misuseAborts) {
     EXPECT_DEATH(Spectrogram{tooLarge}, "Unusable spectrogram layout");
 }
 
-TEST(SpectrogramConcurrency, completeColumnsAreReadAndArchivedWhileOthersAreAppended) {
+TEST(SpectrogramConcurrencyTests, CompleteColumnsAreReadAndArchivedWhileOthersAreAppended) {
     const auto spectrogram = std::make_shared<Spectrogram>(kLayout); // expects three columns
     std::thread writer([&] {
         spectrogram->setTuningFrequency(432);

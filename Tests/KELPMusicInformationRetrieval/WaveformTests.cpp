@@ -33,7 +33,7 @@ std::shared_ptr<Waveform> readWaveform(const Data& bytes) {
     return KeyedUnarchiver::unarchivedObject<Waveform>(bytes);
 }
 
-TEST(Waveform, coarserLevelsFollowAsSoonAsTheirPointsAreComplete) {
+TEST(WaveformTests, CoarserLevelsFollowAsSoonAsTheirPointsAreComplete) {
     const auto waveform = waveformWith(256 * 17 + 1, 16);
     const Point first{-3, 4, 16}; // the root of (100 + 400) / 2, rounded
     EXPECT_EQ(waveform->points(0).size(), 16U);
@@ -56,7 +56,7 @@ TEST(Waveform, coarserLevelsFollowAsSoonAsTheirPointsAreComplete) {
     EXPECT_EQ(Waveform::framesPerPoint(5), 256U * 1024);
 }
 
-TEST(Waveform, readsBackFromItsArchiveAlsoWhenTheFileBrokeOff) {
+TEST(WaveformTests, ReadsBackFromItsArchiveAlsoWhenTheFileBrokeOff) {
     const std::pair<std::int64_t, int> cases[] = {
         {256 * 1000, 1000}, {256 * 1000, 7}, {256 * 9 + 1, 10}, {1, 1}, {1000, 0}, {0, 0}};
     for (const auto& [frameCount, pointCount] : cases) {
@@ -72,7 +72,7 @@ TEST(Waveform, readsBackFromItsArchiveAlsoWhenTheFileBrokeOff) {
     }
 }
 
-TEST(Waveform, damagedArchivesGiveNothing) {
+TEST(WaveformTests, DamagedArchivesGiveNothing) {
     const auto readsForged = [](std::int64_t frameCount, double sampleRate, std::size_t byteCount) {
         return reads<Waveform>([=](KeyedArchiver& coder) {
             coder.encodeInt("frameCount", frameCount);
@@ -90,7 +90,7 @@ TEST(Waveform, damagedArchivesGiveNothing) {
         EXPECT_FALSE(readsForged(512, sampleRate, 6)) << sampleRate;
 }
 
-TEST(WaveformDeathTest, misuseAborts) {
+TEST(WaveformDeathTest, MisuseAborts) {
     EXPECT_DEATH(Waveform(-1, 44100), "Unusable number of frames for a waveform");
     const auto waveform = waveformWith(256, 0);
     EXPECT_DEATH((void)KeyedArchiver::archivedData(waveform), "Only a finished waveform can be archived");
@@ -99,7 +99,7 @@ TEST(WaveformDeathTest, misuseAborts) {
     EXPECT_DEATH(waveform->appendPoint({}), "A finished waveform takes no more points");
 }
 
-TEST(WaveformConcurrency, completePointsAreReadWhileOthersAreAppended) {
+TEST(WaveformConcurrencyTests, CompletePointsAreReadWhileOthersAreAppended) {
     constexpr int kPointCount = 1 << 20;
     Waveform waveform(std::int64_t{256} * kPointCount, 44100);
     std::thread writer([&] {

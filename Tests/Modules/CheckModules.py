@@ -13,6 +13,8 @@ SYSTEM_INCLUDE = re.compile(r"^\s*#\s*include\s+<(?!\w+>)")
 OF_COMPILERS_AND_SYSTEMS = re.compile(
     r"__builtin|__attribute__|__declspec|__int128|\[\[gnu::|\[\[clang::|#\s*pragma\s+(?!once)"
     r"|\b(_WIN32|_MSC_VER|__linux__|__APPLE__|__unix__|__GNUC__|__clang__|__MINGW\w+__)\b")
+# What lies deeper than its module: musical values know no document.
+GRID = re.compile(r'^\s*#\s*include\s+"(?!TarnFoundation/Grid/|Platform/(CheckedArithmetic|Range|FatalError|Export)\.h")')
 # Those that use more than the standard library.
 USING_LIBRARIES = {"Platform", "AnalysisEngine", "Interchange"}
 HIDDEN = re.compile(r"^namespace tarn\b")
@@ -35,6 +37,8 @@ def main():
                     included.add(found[1])
                     if found[1] not in allowed | {module}:
                         faults.append(f"{place}: {module} does not depend on {found[1]}")
+                if file.parent == ROOT / "TarnFoundation/Grid" and GRID.match(line):
+                    faults.append(f"{place}: musical values know Platform's arithmetic and ranges, and nothing else")
                 if module != "Platform" and OF_COMPILERS_AND_SYSTEMS.search(line):
                     faults.append(f"{place}: this belongs into Platform/")
                 if file.suffix == ".h" and "Platform" in allowed | {module} and HIDDEN.match(line):

@@ -11,8 +11,8 @@ namespace {
 
 using Texts = std::map<std::string, std::string>;
 
-struct BundleTest : testing::Test {
-    BundleTest() { bundle.setResourceFolder(folder.path()); }
+struct BundleTests : testing::Test {
+    BundleTests() { bundle.setResourceFolder(folder.path()); }
     void writeTable(const std::string& language, const std::string& text,
                     const std::string& table = "Localizable") const {
         writeText(folder.path() / (language + ".lproj") / (table + ".strings"), text);
@@ -23,7 +23,7 @@ struct BundleTest : testing::Test {
 
 } // namespace
 
-TEST_F(BundleTest, readsStringsFiles) {
+TEST_F(BundleTests, ReadsStringsFiles) {
     writeTable("en", R"(/* "commented" = "out"; */ // to the end of the line "a" = "b";
 "plain" = "text";"beside"="it";
 "quote \"\\\n\t\'" /* between */ = // and here
@@ -57,7 +57,7 @@ apart";
         EXPECT_EQ(bundle.localizedString(key, "missing"), "missing") << key;
 }
 
-TEST_F(BundleTest, looksInEachPreferredLanguageFromTheRegionalToTheGeneral) {
+TEST_F(BundleTests, LooksInEachPreferredLanguageFromTheRegionalToTheGeneral) {
     writeTable("de-AT", R"("January" = "Jänner";)");
     writeTable("de", R"("January" = "Januar"; "March" = "März";)");
     writeTable("fr", R"("January" = "janvier"; "March" = "mars"; "May" = "mai";)");
@@ -83,7 +83,7 @@ TEST_F(BundleTest, looksInEachPreferredLanguageFromTheRegionalToTheGeneral) {
     EXPECT_EQ(bundle.localizedString("January"), "January");
 }
 
-TEST_F(BundleTest, startsWithTheLanguagesOfTheEnvironment) {
+TEST_F(BundleTests, StartsWithTheLanguagesOfTheEnvironment) {
     for (const std::string language : {"de", "fr", "it", "es"})
         writeTable(language, "\"language\" = \"" + language + "\";");
     const std::tuple<const char*, const char*, const char*, const char*, const char*> cases[] = {
@@ -104,7 +104,7 @@ TEST_F(BundleTest, startsWithTheLanguagesOfTheEnvironment) {
     }
 }
 
-TEST_F(BundleTest, theShippedTablesHoldTheSameKeysAndEnglishIsItsOwnKey) {
+TEST_F(BundleTests, TheShippedTablesHoldTheSameKeysAndEnglishIsItsOwnKey) {
     const auto resources =
         (std::filesystem::path(TARN_TEST_DATA) / "../../../TarnFoundation/Resources").lexically_normal();
     bundle.setResourceFolder(resources);

@@ -39,7 +39,7 @@ void expectProductsUpTo(T limit, T factor) {
 
 } // namespace
 
-TEST(CheckedArithmetic, givesWhatFitsAndNothingElse) {
+TEST(CheckedArithmeticTests, GivesWhatFitsAndNothingElse) {
     for (std::int64_t a = -128; a < 256; ++a) {
         for (std::int64_t b = -128; b < 256; ++b) {
             if (std::in_range<std::int8_t>(a) && std::in_range<std::int8_t>(b))
@@ -58,7 +58,7 @@ TEST(CheckedArithmetic, givesWhatFitsAndNothingElse) {
     }
 }
 
-TEST(CheckedArithmetic, knowsTheEdgesOfTheWidestTypes) {
+TEST(CheckedArithmeticTests, KnowsTheEdgesOfTheWidestTypes) {
     for (const std::int64_t factor :
          {2LL, 3LL, 1LL << 31, (1LL << 31) + 1, 1LL << 62, -2LL, -3LL, -(1LL << 31), -(1LL << 40)}) {
         expectProductsUpTo(kGreatest<std::int64_t>, factor);

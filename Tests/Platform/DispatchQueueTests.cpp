@@ -14,7 +14,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kLong{20000};
 
-TEST(MainQueue, SyncRunsAtOnceOnTheMainThreadAndAsyncLater) {
+TEST(MainQueueTests, SyncRunsAtOnceOnTheMainThreadAndAsyncLater) {
     MainQueue::becomeMainThread();
     std::vector<int> order;
     MainQueue::async([&] {
@@ -32,7 +32,7 @@ TEST(MainQueue, SyncRunsAtOnceOnTheMainThreadAndAsyncLater) {
     EXPECT_EQ(MainQueue::runPending(), 0U);
 }
 
-TEST(MainQueue, BlocksMayDrainTheQueue) {
+TEST(MainQueueTests, BlocksMayDrainTheQueue) {
     MainQueue::becomeMainThread();
     int ran = 0;
     MainQueue::async([&] { EXPECT_EQ(MainQueue::runPending(), 2U); });
@@ -42,7 +42,7 @@ TEST(MainQueue, BlocksMayDrainTheQueue) {
     EXPECT_EQ(ran, 2);
 }
 
-TEST(MainQueue, RunUntilReturnsTheCondition) {
+TEST(MainQueueTests, RunUntilReturnsTheCondition) {
     MainQueue::becomeMainThread();
     EXPECT_TRUE(MainQueue::runUntil([] { return true; }, milliseconds(0)));
     EXPECT_FALSE(MainQueue::runUntil([] { return false; }, milliseconds(0)));
@@ -57,7 +57,7 @@ TEST(MainQueue, RunUntilReturnsTheCondition) {
     MainQueue::runPending();
 }
 
-TEST(MainQueue, OnlyTheMainThreadDrains) {
+TEST(MainQueueTests, OnlyTheMainThreadDrains) {
     MainQueue::becomeMainThread();
     EXPECT_TRUE(MainQueue::isMainThread());
     std::async(std::launch::async, [] { EXPECT_FALSE(MainQueue::isMainThread()); }).get();
@@ -77,7 +77,7 @@ TEST(MainQueue, OnlyTheMainThreadDrains) {
         "exception left background work");
 }
 
-TEST(MainQueueConcurrency, SyncFromManyThreadsWhileTheMainThreadDrains) {
+TEST(MainQueueConcurrencyTests, SyncFromManyThreadsWhileTheMainThreadDrains) {
     MainQueue::becomeMainThread();
     int unguarded = 0; // touched on the main thread only
     std::atomic<int> finished = 0;

@@ -11,7 +11,7 @@
 
 namespace tarn {
 
-TEST(FatalErrorDeathTest, saysWhyOnStandardErrorAndInTheLog) {
+TEST(FatalErrorDeathTest, SaysWhyOnStandardErrorAndInTheLog) {
     const auto stop = [] {
         setLogSink([](const LogMessage& message) {
             std::fprintf(stderr, "log %s %d %s", message.category.c_str(), message.level == LogLevel::fault,
@@ -23,7 +23,7 @@ TEST(FatalErrorDeathTest, saysWhyOnStandardErrorAndInTheLog) {
     EXPECT_DEATH(precondition(1 > 2, "One is not above two"), "One is not above two");
 }
 
-TEST(FatalErrorDeathTest, aFailingSinkNeitherRepeatsNorStopsTheEnd) {
+TEST(FatalErrorDeathTest, AFailingSinkNeitherRepeatsNorStopsTheEnd) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto withSink = [](LogSink sink) {
         setLogSink(std::move(sink));

@@ -13,14 +13,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
-struct FileLockConcurrency : testing::Test {
+struct FileLockConcurrencyTests : testing::Test {
     const TemporaryFolder folder;
     const std::filesystem::path file = folder.path() / pathOfText(".Größe ♯.lock");
 };
 
 } // namespace
 
-TEST_F(FileLockConcurrency, oneHolderAtATimeHasIt) {
+TEST_F(FileLockConcurrencyTests, OneHolderAtATimeHasIt) {
     // Atomic because the thread sanitizer does not see that locks on files order threads.
     std::atomic<int> holders = 0, turns = 0;
     inThreads(4, [&](int) {
@@ -36,7 +36,7 @@ TEST_F(FileLockConcurrency, oneHolderAtATimeHasIt) {
     EXPECT_TRUE(folder.fileNames().empty()) << "it goes with its last holder";
 }
 
-TEST_F(FileLockConcurrency, itIsGivenUpWithItsHolderOnly) {
+TEST_F(FileLockConcurrencyTests, ItIsGivenUpWithItsHolderOnly) {
     Error error;
     auto first = FileLock::acquire(file, 0ms);
     ASSERT_TRUE(first);
@@ -47,7 +47,7 @@ TEST_F(FileLockConcurrency, itIsGivenUpWithItsHolderOnly) {
     EXPECT_TRUE(FileLock::acquire(folder.path() / "other", 0ms));
 }
 
-TEST_F(FileLockConcurrency, whatAnEndedProcessLeftIsTakenOverAndNobodysFileRemoved) {
+TEST_F(FileLockConcurrencyTests, WhatAnEndedProcessLeftIsTakenOverAndNobodysFileRemoved) {
     writeText(file, "");
     EXPECT_TRUE(FileLock::acquire(file, 0ms));
     EXPECT_TRUE(folder.fileNames().empty());

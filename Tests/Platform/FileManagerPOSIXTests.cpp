@@ -38,11 +38,11 @@ namespace fs = std::filesystem;
 
 constexpr uid_t kUnprivilegedUser = 65534;
 
-using FileManagerPOSIX = FileManagerTest;
+using FileManagerPOSIXTests = FileManagerTests;
 
 } // namespace
 
-TEST_F(FileManagerPOSIX, systemFoldersFollowTheDesktopConventions) {
+TEST_F(FileManagerPOSIXTests, SystemFoldersFollowTheDesktopConventions) {
     for (const char* xdg : {"/else", "", "relative", static_cast<const char*>(nullptr)}) {
         const EnvironmentVariable home("HOME", "/home/me"), cache("XDG_CACHE_HOME", xdg),
             config("XDG_CONFIG_HOME", xdg);
@@ -54,7 +54,7 @@ TEST_F(FileManagerPOSIX, systemFoldersFollowTheDesktopConventions) {
     EXPECT_TRUE(FileManager::cachesDirectory().is_absolute());
 }
 
-TEST_F(FileManagerPOSIX, readsPipesAndDevicesToABoundAndNeverWaitsForAWriter) {
+TEST_F(FileManagerPOSIXTests, ReadsPipesAndDevicesToABoundAndNeverWaitsForAWriter) {
     const fs::path pipe = folder.path() / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_EQ(FileManager::contentsOf(pipe), Data());
@@ -77,7 +77,7 @@ TEST_F(FileManagerPOSIX, readsPipesAndDevicesToABoundAndNeverWaitsForAWriter) {
     }
 }
 
-TEST_F(FileManagerPOSIX, atomicWritesKeepThePermissions) {
+TEST_F(FileManagerPOSIXTests, AtomicWritesKeepThePermissions) {
     const mode_t mask = ::umask(027);
     EXPECT_TRUE(FileManager::writeAtomically(bytesOf("first"), file));
     EXPECT_EQ(fs::status(file).permissions(), fs::perms{0640});
@@ -87,7 +87,7 @@ TEST_F(FileManagerPOSIX, atomicWritesKeepThePermissions) {
     EXPECT_EQ(fs::status(file).permissions(), fs::perms{0606});
 }
 
-TEST_F(FileManagerPOSIX, atomicWritesFollowSymbolicLinksAndKeepThem) {
+TEST_F(FileManagerPOSIXTests, AtomicWritesFollowSymbolicLinksAndKeepThem) {
     const fs::path real = folder.path() / "real";
     fs::create_directory(real);
     fs::create_symlink("real/target", folder.path() / "inner");
@@ -100,7 +100,7 @@ TEST_F(FileManagerPOSIX, atomicWritesFollowSymbolicLinksAndKeepThem) {
     EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(real / "target")));
 }
 
-TEST_F(FileManagerPOSIX, aPipeIsWrittenInPlace) {
+TEST_F(FileManagerPOSIXTests, APipeIsWrittenInPlace) {
     const fs::path pipe = folder.path() / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     const int reader = ::open(pipe.c_str(), O_RDWR);
@@ -111,7 +111,7 @@ TEST_F(FileManagerPOSIX, aPipeIsWrittenInPlace) {
     EXPECT_TRUE(fs::is_fifo(pipe));
 }
 
-TEST_F(FileManagerPOSIX, aFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
+TEST_F(FileManagerPOSIXTests, AFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
     writeText(file, "old");
     fs::create_symlink("loop", folder.path() / "loop");
     EXPECT_EQ(failure(folder.path() / "loop"), ELOOP);
@@ -141,7 +141,7 @@ TEST_F(FileManagerPOSIX, aFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
     EXPECT_EQ(::seteuid(self), 0);
 }
 
-TEST_F(FileManagerPOSIX, aFolderThatCannotBeFlushedIsReportedOnceTheNewFileIsThere) {
+TEST_F(FileManagerPOSIXTests, AFolderThatCannotBeFlushedIsReportedOnceTheNewFileIsThere) {
     Error error;
     gFoldersCannotBeFlushed = true;
     EXPECT_FALSE(FileManager::writeAtomically(bytesOf("new"), file, &error));
@@ -151,7 +151,7 @@ TEST_F(FileManagerPOSIX, aFolderThatCannotBeFlushedIsReportedOnceTheNewFileIsThe
     EXPECT_EQ(folder.fileNames(), std::set<std::string>{"file"});
 }
 
-TEST_F(FileManagerPOSIX, aDeviceThatTakesNothingEndsTheWrite) {
+TEST_F(FileManagerPOSIXTests, ADeviceThatTakesNothingEndsTheWrite) {
     Error error;
     gWritesNothing = true;
     EXPECT_FALSE(FileManager::write(bytesOf("text"), file, &error));
@@ -162,7 +162,7 @@ TEST_F(FileManagerPOSIX, aDeviceThatTakesNothingEndsTheWrite) {
     EXPECT_EQ(textOf(file), "");
 }
 
-TEST_F(FileManagerPOSIX, aSaveRemovesWhatKilledSavesHaveLeft) {
+TEST_F(FileManagerPOSIXTests, ASaveRemovesWhatKilledSavesHaveLeft) {
     const pid_t child = ::fork();
     if (child == 0)
         ::_exit(0);
@@ -183,7 +183,7 @@ TEST_F(FileManagerPOSIX, aSaveRemovesWhatKilledSavesHaveLeft) {
     ::close(descriptor);
 }
 
-TEST_F(FileManagerPOSIX, aWriteInPlaceReportsAFullDisk) {
+TEST_F(FileManagerPOSIXTests, AWriteInPlaceReportsAFullDisk) {
     Error error;
     if (!fs::exists("/dev/full"))
         GTEST_SKIP() << "no device that is always full";

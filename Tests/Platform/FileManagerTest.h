@@ -6,7 +6,7 @@
 
 namespace tarn {
 
-struct FileManagerTest : testing::Test {
+struct FileManagerTests : testing::Test {
     const TemporaryFolder folder;
     const std::filesystem::path file = folder.path() / "file";
 

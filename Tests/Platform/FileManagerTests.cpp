@@ -10,14 +10,14 @@ namespace tarn {
 
 namespace fs = std::filesystem;
 
-TEST_F(FileManagerTest, theApplicationMayMoveTheCaches) {
+TEST_F(FileManagerTests, TheApplicationMayMoveTheCaches) {
     FileManager::setCachesDirectory("/moved");
     EXPECT_EQ(FileManager::cachesDirectory(), "/moved");
     FileManager::setCachesDirectory({});
     EXPECT_NE(FileManager::cachesDirectory(), "/moved");
 }
 
-TEST_F(FileManagerTest, readsWholeFilesOfAnySize) {
+TEST_F(FileManagerTests, ReadsWholeFilesOfAnySize) {
     for (const std::size_t size : {0U, 1U, 4095U, 4096U, 100'000U}) {
         const std::string text(size, 'x');
         ASSERT_TRUE(FileManager::write(bytesOf(text), file));
@@ -26,7 +26,7 @@ TEST_F(FileManagerTest, readsWholeFilesOfAnySize) {
     }
 }
 
-TEST_F(FileManagerTest, tellsWhyAFileCannotBeRead) {
+TEST_F(FileManagerTests, TellsWhyAFileCannotBeRead) {
     const fs::path missing = folder.path() / "missing";
     writeText(file, "0123456789");
     EXPECT_TRUE(FileManager::isReadableFile(file));
@@ -46,7 +46,7 @@ TEST_F(FileManagerTest, tellsWhyAFileCannotBeRead) {
     EXPECT_EQ(error.code, EISDIR);
 }
 
-TEST_F(FileManagerTest, aPathWithANULIsRefusedEverywhere) {
+TEST_F(FileManagerTests, APathWithANULIsRefusedEverywhere) {
     fs::path path = file;
     path += fs::path::string_type(1, fs::path::value_type{});
     path += ".waveform";
@@ -64,7 +64,7 @@ TEST_F(FileManagerTest, aPathWithANULIsRefusedEverywhere) {
     EXPECT_TRUE(folder.fileNames().empty());
 }
 
-TEST_F(FileManagerTest, namesAreKeptInAnyScriptAndLength) {
+TEST_F(FileManagerTests, NamesAreKeptInAnyScriptAndLength) {
     for (const std::string name : {"Größe ♯ 𝄞", "歌", "two words"}) {
         const fs::path named = folder.path() / pathOfText(name) / pathOfText(name);
         EXPECT_TRUE(FileManager::createDirectories(named.parent_path()));
@@ -84,14 +84,14 @@ TEST_F(FileManagerTest, namesAreKeptInAnyScriptAndLength) {
     EXPECT_EQ(folder.fileNames().size(), 4U);
 }
 
-TEST_F(FileManagerTest, aFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
+TEST_F(FileManagerTests, AFailedAtomicWriteLeavesTheOldFileAndNothingElse) {
     writeText(file, "old");
     EXPECT_EQ(failure(folder.path() / "missing" / "file"), ENOENT);
     EXPECT_EQ(failure(folder.path()), EISDIR);
     EXPECT_EQ(failure(folder.path() / std::string(300, 'n')), ENAMETOOLONG);
 }
 
-TEST_F(FileManagerTest, whatIsStreamedReplacesTheFileAsAWhole) {
+TEST_F(FileManagerTests, WhatIsStreamedReplacesTheFileAsAWhole) {
     const std::string text(200'000, 'x'); // several blocks
     writeText(file, "old");
     EXPECT_TRUE(FileManager::streamAtomically(
@@ -104,7 +104,7 @@ TEST_F(FileManagerTest, whatIsStreamedReplacesTheFileAsAWhole) {
     EXPECT_EQ(textOf(file), text + "end");
 }
 
-TEST_F(FileManagerTest, aKilledSaveLeavesTheOldFileAndTheNextOneTidiesUp) {
+TEST_F(FileManagerTests, AKilledSaveLeavesTheOldFileAndTheNextOneTidiesUp) {
     // The same in both processes, and another in every build.
     const fs::path killed = testing::TempDir() + "tarn-killed-save-" +
                             std::to_string(std::hash<std::string>()(textOfPath(fs::current_path())));

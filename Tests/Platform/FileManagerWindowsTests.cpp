@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using FileManagerWindows = FileManagerTest;
+using FileManagerWindowsTests = FileManagerTests;
 
 /// Opens the file in a way that others must put up with, for the time of `work`.
 template <typename Work>
@@ -25,14 +25,14 @@ void whileOpen(const fs::path& file, DWORD access, DWORD sharing, const Work& wo
 
 } // namespace
 
-TEST_F(FileManagerWindows, systemFoldersFollowTheDesktopConventions) {
+TEST_F(FileManagerWindowsTests, SystemFoldersFollowTheDesktopConventions) {
     const EnvironmentVariable caches("LOCALAPPDATA", "C:\\Users\\Jörg ♯\\Local"),
         configuration("APPDATA", "relative");
     EXPECT_EQ(textOfPath(FileManager::cachesDirectory()), "C:\\Users\\Jörg ♯\\Local");
     EXPECT_EQ(FileManager::configurationDirectory(), fs::temp_directory_path());
 }
 
-TEST_F(FileManagerWindows, namesThatReachOtherFilesAreRefused) {
+TEST_F(FileManagerWindowsTests, NamesThatReachOtherFilesAreRefused) {
     for (const char* name : {"CON", "nul.tarn", "Com1", "LPT¹.txt", "aux .mid", "file:stream", "a?",
                              "tab\there", "period.", "blank ", "b*", "NUL/inner"}) {
         SCOPED_TRACE(name);
@@ -47,7 +47,7 @@ TEST_F(FileManagerWindows, namesThatReachOtherFilesAreRefused) {
         EXPECT_TRUE(FileManager::writeAtomically(bytesOf("text"), folder.path() / name)) << name;
 }
 
-TEST_F(FileManagerWindows, namesOfHalfASurrogatePairAreReadAndTold) {
+TEST_F(FileManagerWindowsTests, NamesOfHalfASurrogatePairAreReadAndTold) {
     fs::path path = folder.path() / L"half \xD834";
     Error error;
     EXPECT_FALSE(FileManager::contentsOf(path, &error));
@@ -57,7 +57,7 @@ TEST_F(FileManagerWindows, namesOfHalfASurrogatePairAreReadAndTold) {
     EXPECT_EQ(pathOfText("\U0001D11E\xFF"), fs::path(L"\xD834\xDD1E\xFFFD"));
 }
 
-TEST_F(FileManagerWindows, aWriteProtectedFileIsRefused) {
+TEST_F(FileManagerWindowsTests, AWriteProtectedFileIsRefused) {
     writeText(file, "old");
     ::SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_READONLY);
     EXPECT_EQ(failure(file), EACCES);
@@ -66,14 +66,14 @@ TEST_F(FileManagerWindows, aWriteProtectedFileIsRefused) {
     EXPECT_EQ(textOf(file), "new");
 }
 
-TEST_F(FileManagerWindows, atomicWritesKeepTheAttributes) {
+TEST_F(FileManagerWindowsTests, AtomicWritesKeepTheAttributes) {
     writeText(file, "old");
     ::SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_HIDDEN);
     EXPECT_TRUE(FileManager::writeAtomically(bytesOf("new"), file));
     EXPECT_TRUE(::GetFileAttributesW(file.c_str()) & FILE_ATTRIBUTE_HIDDEN);
 }
 
-TEST_F(FileManagerWindows, aFileThatAnotherKeepsOpenIsNotReplaced) {
+TEST_F(FileManagerWindowsTests, AFileThatAnotherKeepsOpenIsNotReplaced) {
     writeText(file, "old");
     whileOpen(file, GENERIC_READ, FILE_SHARE_READ, [&] {
         EXPECT_NE(failure(file, false), 0);
@@ -87,7 +87,7 @@ TEST_F(FileManagerWindows, aFileThatAnotherKeepsOpenIsNotReplaced) {
     EXPECT_TRUE(FileManager::writeAtomically(bytesOf("new"), file));
 }
 
-TEST_F(FileManagerWindows, aSaveRemovesWhatKilledSavesHaveLeft) {
+TEST_F(FileManagerWindowsTests, ASaveRemovesWhatKilledSavesHaveLeft) {
     const auto nameFor = [](unsigned long process) {
         return ".tarn-" + std::to_string(process) + "-999999.tmp";
     };

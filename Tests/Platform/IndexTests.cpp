@@ -7,7 +7,7 @@
 
 namespace tarn {
 
-TEST(IndexSet, keepsPositionsInOrderOnce) {
+TEST(IndexSetTests, KeepsPositionsInOrderOnce) {
     IndexSet set(std::vector<std::size_t>{5, 1, 5, 2});
     set.insert(3);
     set.insert(1);
@@ -17,7 +17,7 @@ TEST(IndexSet, keepsPositionsInOrderOnce) {
     EXPECT_FALSE(set.contains(4));
 }
 
-TEST(IndexSet, describesRuns) {
+TEST(IndexSetTests, DescribesRuns) {
     constexpr auto last = std::numeric_limits<std::size_t>::max();
     EXPECT_EQ(IndexSet().description(), "{}");
     EXPECT_EQ((IndexSet{0, 1, 2, 5, 7, 8}).description(), "{0-2, 5, 7-8}");
@@ -25,7 +25,7 @@ TEST(IndexSet, describesRuns) {
               "{0, " + std::to_string(last) + "}"); // no run around the end
 }
 
-TEST(IndexPath, isOrderedLevelByLevelWithPrefixesFirst) {
+TEST(IndexPathTests, IsOrderedLevelByLevelWithPrefixesFirst) {
     EXPECT_LT(IndexPath(), (IndexPath{0}));
     EXPECT_LT((IndexPath{1}), (IndexPath{1, 0}));
     EXPECT_LT((IndexPath{1, 9}), (IndexPath{2}));

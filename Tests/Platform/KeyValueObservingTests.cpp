@@ -15,7 +15,7 @@ struct Document : KeyValueObservable {
     }
 };
 
-TEST(KeyValueObserving, TellsTheObserversOfTheKeyBeforeAndAfter) {
+TEST(KeyValueObservingTests, TellsTheObserversOfTheKeyBeforeAndAfter) {
     Document document;
     std::vector<std::string> heard;
     const auto observe = [&](const std::string& label, const std::string& key) {
@@ -37,7 +37,7 @@ TEST(KeyValueObserving, TellsTheObserversOfTheKeyBeforeAndAfter) {
     EXPECT_EQ(heard, (std::vector<std::string>{"1 will beats", "1 did beats"}));
 }
 
-TEST(KeyValueObserving, ObserversMayRemoveThemselvesAndDropTheObject) {
+TEST(KeyValueObservingTests, ObserversMayRemoveThemselvesAndDropTheObject) {
     auto document = std::make_unique<Document>();
     const auto captured = std::make_shared<int>(0);
     int calls = 0;
@@ -55,7 +55,7 @@ TEST(KeyValueObserving, ObserversMayRemoveThemselvesAndDropTheObject) {
     EXPECT_EQ(captured.use_count(), 1);
 }
 
-TEST(KeyValueObservingConcurrency, ThreadsObserveWhileOthersChange) {
+TEST(KeyValueObservingConcurrencyTests, ThreadsObserveWhileOthersChange) {
     std::atomic<int> permanentCalls = 0;
     Document observed;
     const auto permanent = observed.observeKey("key", [&](auto&&...) { ++permanentCalls; });

@@ -25,7 +25,7 @@ using enum KeyedArchiveErrorCode;
 using Reference = BinaryPropertyListWriter::Reference;
 using Members = std::vector<std::pair<std::string, Reference>>;
 
-class KeyedArchive : public testing::Test {
+class KeyedArchiveTests : public testing::Test {
 protected:
     static void SetUpTestSuite() { registerClasses(); }
 };
@@ -105,7 +105,7 @@ struct Forge {
     Data finish(Reference root) { return finish(Members{{"root", root}}); }
 };
 
-TEST_F(KeyedArchive, ValuesOfEveryTypeSurviveAtTheirExtremes) {
+TEST_F(KeyedArchiveTests, ValuesOfEveryTypeSurviveAtTheirExtremes) {
     KeyedArchiver archiver;
     std::vector<std::function<void(KeyedUnarchiver&)>> checks;
     const auto add = [&]<typename T>(auto encode, auto decode, const std::vector<T>& values) {
@@ -162,7 +162,7 @@ TEST_F(KeyedArchive, ValuesOfEveryTypeSurviveAtTheirExtremes) {
     EXPECT_FALSE(coder.failed()) << coder.error().localizedDescription();
 }
 
-TEST_F(KeyedArchive, IllFormedTextIsMendedOnEncoding) {
+TEST_F(KeyedArchiveTests, IllFormedTextIsMendedOnEncoding) {
     const std::vector<std::pair<std::string, std::string>> cases{
         {"a\xFF", "a\uFFFD"},
         {"\xC3", "\uFFFD"},                               // cut off
@@ -178,7 +178,7 @@ TEST_F(KeyedArchive, IllFormedTextIsMendedOnEncoding) {
     }
 }
 
-TEST_F(KeyedArchive, OnlyAdmittedClassesAreMade) {
+TEST_F(KeyedArchiveTests, OnlyAdmittedClassesAreMade) {
     const Data beat = KeyedArchiver::archivedData(makeMark<Beat>(1, 2));
     EXPECT_NE(KeyedUnarchiver::unarchivedObject<Beat>(beat), nullptr);
     EXPECT_EQ(KeyedUnarchiver::unarchivedObject<Mark>(beat)->className(), "TestBeat");
@@ -200,7 +200,7 @@ TEST_F(KeyedArchive, OnlyAdmittedClassesAreMade) {
     EXPECT_EQ(coder.decodeObject<Mark>("a"), nullptr) << "a failed archive gives nothing more";
 }
 
-TEST_F(KeyedArchive, ReasonsNameTheValueAndItsClass) {
+TEST_F(KeyedArchiveTests, ReasonsNameTheValueAndItsClass) {
     using Change = std::function<void(Forge&, Members&)>;
     const auto nameWith = [](const Change& change) {
         Forge forge;
@@ -238,7 +238,7 @@ TEST_F(KeyedArchive, ReasonsNameTheValueAndItsClass) {
     expectFailure<Mark>(text, damagedValue, "not a well-formed text");
 }
 
-TEST_F(KeyedArchive, ElementsOfArraysAreCheckedOneByOne) {
+TEST_F(KeyedArchiveTests, ElementsOfArraysAreCheckedOneByOne) {
     auto song = std::make_shared<Song>();
     song->marks = {makeMark<Mark>(1, 1), makeMark<Beat>(2, 2)};
     const Data bytes = KeyedArchiver::archivedData(song);
@@ -252,7 +252,7 @@ TEST_F(KeyedArchive, ElementsOfArraysAreCheckedOneByOne) {
                         "Element 1 of \"marks\" of TestSong is empty");
 }
 
-TEST_F(KeyedArchive, NestingIsBoundedOnBothSides) {
+TEST_F(KeyedArchiveTests, NestingIsBoundedOnBothSides) {
     const auto chain = [](std::size_t length) {
         std::shared_ptr<Name> outermost;
         for (std::size_t i = 0; i < length; ++i) {
@@ -267,7 +267,7 @@ TEST_F(KeyedArchive, NestingIsBoundedOnBothSides) {
     EXPECT_DEATH(KeyedArchiver::archivedData(chain(kKeyedArchiveMaximumDepth + 1)), "nested too deep");
 }
 
-TEST_F(KeyedArchive, ContentsReferredToAgainAndAgainDoNotMultiply) {
+TEST_F(KeyedArchiveTests, ContentsReferredToAgainAndAgainDoNotMultiply) {
     // 3,000 songs hold the same array of 3,000 references.
     Forge arrays;
     const auto mark = arrays.object(arrays.membersOfMark("TestMark"));
@@ -302,7 +302,7 @@ TEST_F(KeyedArchive, ContentsReferredToAgainAndAgainDoNotMultiply) {
     EXPECT_EQ(forgedCoder.error().code, static_cast<long>(tooLarge));
 }
 
-TEST_F(KeyedArchive, EqualValuesAreStoredOnceAndABeatTakesAtMostEightyBytes) {
+TEST_F(KeyedArchiveTests, EqualValuesAreStoredOnceAndABeatTakesAtMostEightyBytes) {
     const auto sizeWith = [](const std::string& second, double number) {
         KeyedArchiver archiver;
         archiver.encodeString("a", std::string(1000, 'x'));
@@ -324,7 +324,7 @@ TEST_F(KeyedArchive, EqualValuesAreStoredOnceAndABeatTakesAtMostEightyBytes) {
     EXPECT_LE(bytes.size(), 80 * kCount);
 }
 
-TEST_F(KeyedArchive, MisuseAborts) {
+TEST_F(KeyedArchiveTests, MisuseAborts) {
     EXPECT_DEATH(
         {
             KeyedArchiver archiver;
@@ -348,7 +348,7 @@ TEST_F(KeyedArchive, MisuseAborts) {
 }
 
 // What the standard library of another language reads and writes, it reads and writes alike.
-TEST_F(KeyedArchive, AnIndependentPropertyListReaderAgrees) {
+TEST_F(KeyedArchiveTests, AnIndependentPropertyListReaderAgrees) {
     if (std::system("python3 -c 'import plistlib'") != 0)
         GTEST_SKIP() << "python3 is not installed";
     const TemporaryFolder folder;
@@ -422,7 +422,7 @@ Data randomGraph(std::mt19937& random, bool& isSound) {
     return forge.finish(forge.uid(2));
 }
 
-TEST_F(KeyedArchive, DamagedArchivesGiveAnObjectOrAReason) {
+TEST_F(KeyedArchiveTests, DamagedArchivesGiveAnObjectOrAReason) {
     const Data valid = KeyedArchiver::archivedData(makeSong());
     const auto whole = KeyedUnarchiver::unarchivedObject<Song>(valid);
     ASSERT_NE(whole, nullptr);

@@ -10,19 +10,19 @@ namespace tarn {
 namespace {
 
 /// Restores the default sink.
-struct LogTest : testing::Test {
-    ~LogTest() override {
+struct LogTests : testing::Test {
+    ~LogTests() override {
         setLogSink({});
         setLogLevel(LogLevel::fault);
         setLogShowsPrivateArguments(false);
     }
     const Log log{"org.example", "Tests"};
 };
-using LogConcurrency = LogTest;
+using LogConcurrencyTests = LogTests;
 
 } // namespace
 
-TEST_F(LogTest, fillsPlaceholdersInOrderAndHidesPrivateArguments) {
+TEST_F(LogTests, FillsPlaceholdersInOrderAndHidesPrivateArguments) {
     const std::tuple<const char*, std::vector<LogArgument>, const char*, const char*> cases[] = {
         {"plain", {}, "plain", "plain"},
         {"{} of {}", {logPublic(1), logPrivate("me")}, "1 of <private>", "1 of me"},
@@ -36,7 +36,7 @@ TEST_F(LogTest, fillsPlaceholdersInOrderAndHidesPrivateArguments) {
     }
 }
 
-TEST_F(LogTest, aDisabledLogBuildsNoArguments) {
+TEST_F(LogTests, ADisabledLogBuildsNoArguments) {
     int built = 0;
     int delivered = 0;
     setLogSink([&](const LogMessage&) { ++delivered; });
@@ -48,7 +48,7 @@ TEST_F(LogTest, aDisabledLogBuildsNoArguments) {
     EXPECT_EQ(built + delivered, 2);
 }
 
-TEST_F(LogTest, theDefaultSinkShowsFaultsOnlyUntilItIsAskedForMore) {
+TEST_F(LogTests, TheDefaultSinkShowsFaultsOnlyUntilItIsAskedForMore) {
     const auto written = [&] {
         testing::internal::CaptureStderr();
         log.write(LogLevel::info, "quiet");
@@ -62,7 +62,7 @@ TEST_F(LogTest, theDefaultSinkShowsFaultsOnlyUntilItIsAskedForMore) {
     EXPECT_EQ(written(), "[org.example:Tests] error: path /home/me\n");
 }
 
-TEST_F(LogTest, survivesASinkThatThrowsLogsOrReplacesItself) {
+TEST_F(LogTests, SurvivesASinkThatThrowsLogsOrReplacesItself) {
     std::vector<std::string> texts;
     setLogSink([&](const LogMessage& message) {
         texts.push_back(message.text(true));
@@ -75,7 +75,7 @@ TEST_F(LogTest, survivesASinkThatThrowsLogsOrReplacesItself) {
     EXPECT_EQ(texts, (std::vector<std::string>{"a", "second b"}));
 }
 
-TEST_F(LogTest, signpostsOfOverlappingIntervalsDiffer) {
+TEST_F(LogTests, SignpostsOfOverlappingIntervalsDiffer) {
     std::vector<std::string> texts;
     EXPECT_FALSE(setLogSink([&](const LogMessage& message) { texts.push_back(message.text(false)); }));
     const auto first = log.makeSignpost(), second = log.makeSignpost();
@@ -86,7 +86,7 @@ TEST_F(LogTest, signpostsOfOverlappingIntervalsDiffer) {
                                   "signpost end Analysis " + std::to_string(second)}));
 }
 
-TEST_F(LogConcurrency, aSinkIsCalledByOneThreadAtATimeAndNeverAfterItsReplacement) {
+TEST_F(LogConcurrencyTests, ASinkIsCalledByOneThreadAtATimeAndNeverAfterItsReplacement) {
     constexpr int kThreads = 8, kMessages = 200;
     int replacedCount = 0, afterReplacement = 0; // deliberately not atomic: the log serialises
     std::vector<std::thread> threads;

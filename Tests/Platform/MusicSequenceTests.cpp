@@ -16,12 +16,12 @@ namespace {
 using Bytes = std::vector<int>;
 constexpr unsigned kErase = kMusicSequenceFileFlagsEraseFile;
 
-struct MusicSequenceTest : testing::Test {
-    MusicSequenceTest() {
+struct MusicSequenceTests : testing::Test {
+    MusicSequenceTests() {
         EXPECT_EQ(NewMusicSequence(&sequence), kMusicSuccess);
         EXPECT_EQ(MusicSequenceGetTempoTrack(sequence, &tempoTrack), kMusicSuccess);
     }
-    ~MusicSequenceTest() override {
+    ~MusicSequenceTests() override {
         EXPECT_EQ(DisposeMusicSequence(sequence), kMusicSuccess);
         EXPECT_EQ(liveMusicSequenceCount(), 0U);
     }
@@ -74,7 +74,7 @@ struct MusicSequenceTest : testing::Test {
 
 } // namespace
 
-TEST_F(MusicSequenceTest, writesASmallFileByteForByte) {
+TEST_F(MusicSequenceTests, WritesASmallFileByteForByte) {
     const MusicTrack track = newTrack();
     EXPECT_EQ(addMeta(track, 0, 0x03, {'N', 'o'}), kMusicSuccess);
     EXPECT_EQ(addProgram(track, 0, 5), kMusicSuccess);
@@ -97,7 +97,7 @@ TEST_F(MusicSequenceTest, writesASmallFileByteForByte) {
     // clang-format on
 }
 
-TEST_F(MusicSequenceTest, ordersTheEventsOfOneTick) {
+TEST_F(MusicSequenceTests, OrdersTheEventsOfOneTick) {
     const MusicTrack track = newTrack();
     addNote(track, 1, 72, 1);      // begins where the others end
     addNote(track, 0, 60, 1);      // ends at tick 1
@@ -117,7 +117,7 @@ TEST_F(MusicSequenceTest, ordersTheEventsOfOneTick) {
     // clang-format on
 }
 
-TEST_F(MusicSequenceTest, roundsPositionsAndEndsToTheNearestTick) {
+TEST_F(MusicSequenceTests, RoundsPositionsAndEndsToTheNearestTick) {
     const std::tuple<double, float, int, int> cases[] = {
         {0.125, 0.25F, 13, 25},   // halves upwards: 12.5 and 37.5
         {0.124, 0.002F, 12, 1},   // 12.4 to 12.6
@@ -131,7 +131,7 @@ TEST_F(MusicSequenceTest, roundsPositionsAndEndsToTheNearestTick) {
     }
 }
 
-TEST_F(MusicSequenceTest, writesDeltaTimesInTheirShortestForm) {
+TEST_F(MusicSequenceTests, WritesDeltaTimesInTheirShortestForm) {
     const std::pair<int, Bytes> cases[] = {{0x7F, {0x7F, 0xC1, 0}},
                                            {0x80, {0x81, 0x00, 0xC1, 0}},
                                            {0x3FFF, {0xFF, 0x7F, 0xC1, 0}},
@@ -149,7 +149,7 @@ TEST_F(MusicSequenceTest, writesDeltaTimesInTheirShortestForm) {
     EXPECT_EQ(writeFile(1), kMusicSuccess);
 }
 
-TEST_F(MusicSequenceTest, refusesWhatTheFormatCannotHoldAndKeepsTheEarlierFile) {
+TEST_F(MusicSequenceTests, RefusesWhatTheFormatCannotHoldAndKeepsTheEarlierFile) {
     writeText(file, "earlier");
     for (const double position : {double{0x10000000}, 9.1e15, 1e300}) {
         MusicSequence other = nullptr;
@@ -169,7 +169,7 @@ TEST_F(MusicSequenceTest, refusesWhatTheFormatCannotHoldAndKeepsTheEarlierFile) 
     EXPECT_EQ(MusicSequenceNewTrack(sequence, &track), kMusicTooLarge);
 }
 
-TEST_F(MusicSequenceTest, refusesBadArgumentsAndStaysAsItWas) {
+TEST_F(MusicSequenceTests, RefusesBadArgumentsAndStaysAsItWas) {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
     constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
     const MusicTrack track = newTrack();
@@ -202,13 +202,13 @@ TEST_F(MusicSequenceTest, refusesBadArgumentsAndStaysAsItWas) {
     EXPECT_EQ(written(), before);
 }
 
-TEST_F(MusicSequenceTest, acceptsTheSlowestAndTheFastestTempo) {
+TEST_F(MusicSequenceTests, AcceptsTheSlowestAndTheFastestTempo) {
     EXPECT_EQ(MusicTrackNewExtendedTempoEvent(tempoTrack, 0, 60e6 / 0xFFFFFF), kMusicSuccess);
     EXPECT_EQ(MusicTrackNewExtendedTempoEvent(tempoTrack, 1, 60e6), kMusicSuccess);
     EXPECT_EQ(lastTrack(1), (Bytes{0, 0xFF, 0x51, 3, 0xFF, 0xFF, 0xFF, 1, 0xFF, 0x51, 3, 0, 0, 1}));
 }
 
-TEST_F(MusicSequenceTest, replacesAFileOnlyWhenAskedAndOnlyWhenWhole) {
+TEST_F(MusicSequenceTests, ReplacesAFileOnlyWhenAskedAndOnlyWhenWhole) {
     const auto create = [&](const std::filesystem::path& path, unsigned flags) {
         return MusicSequenceFileCreate(sequence, path, MusicSequenceFileType::midi, flags, 480);
     };
@@ -222,7 +222,7 @@ TEST_F(MusicSequenceTest, replacesAFileOnlyWhenAskedAndOnlyWhenWhole) {
     EXPECT_EQ(folder.fileNames(), std::set<std::string>{"out.mid"});
 }
 
-TEST_F(MusicSequenceTest, anIndependentReaderFindsEveryNote) {
+TEST_F(MusicSequenceTests, AnIndependentReaderFindsEveryNote) {
     if (std::system("command -v midicsv >/dev/null") != 0)
         GTEST_SKIP() << "midicsv is not installed";
     using Event = std::pair<std::string, long>;

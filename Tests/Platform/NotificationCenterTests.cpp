@@ -16,7 +16,7 @@ namespace {
 using Names = std::vector<std::string>;
 
 /// Observers that note what they receive.
-struct NotificationCenterTest : testing::Test {
+struct NotificationCenterTests : testing::Test {
     NotificationCenter::Token listen(const std::string& label, const std::string& name = "n",
                                      const std::shared_ptr<int>& sender = nullptr,
                                      const std::shared_ptr<OperationQueue>& queue = nullptr) {
@@ -26,9 +26,9 @@ struct NotificationCenterTest : testing::Test {
     NotificationCenter center;
     Names heard;
 };
-using NotificationCenterConcurrency = NotificationCenterTest;
+using NotificationCenterConcurrencyTests = NotificationCenterTests;
 
-TEST_F(NotificationCenterTest, DeliversByNameAndSenderInOrderOfRegistration) {
+TEST_F(NotificationCenterTests, DeliversByNameAndSenderInOrderOfRegistration) {
     const auto song = std::make_shared<int>(1), other = std::make_shared<int>(1);
     listen("all", "");
     listen("beats", "beats");
@@ -51,7 +51,7 @@ TEST_F(NotificationCenterTest, DeliversByNameAndSenderInOrderOfRegistration) {
     }
 }
 
-TEST_F(NotificationCenterTest, HandsOverTheUserInformationByType) {
+TEST_F(NotificationCenterTests, HandsOverTheUserInformationByType) {
     center.addObserver("n", nullptr, nullptr, [](const Notification& notification) {
         ASSERT_TRUE(notification.value<int>("count"));
         EXPECT_EQ(*notification.value<int>("count"), 7);
@@ -61,7 +61,7 @@ TEST_F(NotificationCenterTest, HandsOverTheUserInformationByType) {
     center.post("n", nullptr, {{"count", 7}});
 }
 
-TEST_F(NotificationCenterTest, ALaterObjectAtTheAddressOfASenderIsAnotherSender) {
+TEST_F(NotificationCenterTests, ALaterObjectAtTheAddressOfASenderIsAnotherSender) {
     int storage = 0;
     const auto keep = [](int*) {};
     auto first = std::shared_ptr<int>(&storage, keep);
@@ -78,7 +78,7 @@ TEST_F(NotificationCenterTest, ALaterObjectAtTheAddressOfASenderIsAnotherSender)
                  "must be owned");
 }
 
-TEST_F(NotificationCenterTest, ObserversMayChangeInsideADelivery) {
+TEST_F(NotificationCenterTests, ObserversMayChangeInsideADelivery) {
     NotificationCenter::Token self, later;
     self = center.addObserver("n", nullptr, nullptr, [&](const Notification&) {
         heard.push_back("self");
@@ -110,7 +110,7 @@ struct Target {
     static inline int finalCalls = 0;
 };
 
-TEST_F(NotificationCenterTest, TargetsAreHeldWeaklyAndLiveThroughTheirCalls) {
+TEST_F(NotificationCenterTests, TargetsAreHeldWeaklyAndLiveThroughTheirCalls) {
     int gone = 0;
     center.addObserver("gone", nullptr, nullptr, [&](const Notification&) { ++gone; });
     auto target = std::make_shared<Target>(center);
@@ -132,7 +132,7 @@ TEST_F(NotificationCenterTest, TargetsAreHeldWeaklyAndLiveThroughTheirCalls) {
     EXPECT_EQ(target->calls, 0) << "removed before its turn in the first delivery";
 }
 
-TEST_F(NotificationCenterTest, ReleasesWhatRemovedAndDeadObserversCaptured) {
+TEST_F(NotificationCenterTests, ReleasesWhatRemovedAndDeadObserversCaptured) {
     const auto captured = std::make_shared<int>(0);
     const auto token = center.addObserver("n", nullptr, nullptr, [captured](const Notification&) {});
     EXPECT_EQ(captured.use_count(), 2);
@@ -159,7 +159,7 @@ TEST_F(NotificationCenterTest, ReleasesWhatRemovedAndDeadObserversCaptured) {
     EXPECT_EQ(posts, 1);
 }
 
-TEST_F(NotificationCenterTest, MayGoBeforeItsTokensAndInsideADelivery) {
+TEST_F(NotificationCenterTests, MayGoBeforeItsTokensAndInsideADelivery) {
     auto own = std::make_unique<NotificationCenter>();
     int calls = 0;
     const auto first = own->addObserver("n", nullptr, nullptr, [&](const Notification&) { own.reset(); });
@@ -169,7 +169,7 @@ TEST_F(NotificationCenterTest, MayGoBeforeItsTokensAndInsideADelivery) {
     first->remove();
 }
 
-TEST_F(NotificationCenterTest, ObserversWithAQueueHearOnIt) {
+TEST_F(NotificationCenterTests, ObserversWithAQueueHearOnIt) {
     const auto queue = OperationQueue::mainQueue();
     listen("first", "n", nullptr, queue);
     const auto removed = listen("removed before its turn", "n", nullptr, queue);
@@ -181,7 +181,7 @@ TEST_F(NotificationCenterTest, ObserversWithAQueueHearOnIt) {
     EXPECT_EQ(heard, (Names{"first", "last"}));
 }
 
-TEST_F(NotificationCenterTest, SignalsDeliverUntilDisposedOf) {
+TEST_F(NotificationCenterTests, SignalsDeliverUntilDisposedOf) {
     auto sender = std::make_shared<int>(0);
     const auto signal = notificationSignal(center, "n", sender);
     int calls = 0;
@@ -200,7 +200,7 @@ TEST_F(NotificationCenterTest, SignalsDeliverUntilDisposedOf) {
     EXPECT_EQ(calls, 1) << "a sender that has gone is not any sender";
 }
 
-TEST_F(NotificationCenterConcurrency, EightThreadsAddPostAndRemove) {
+TEST_F(NotificationCenterConcurrencyTests, EightThreadsAddPostAndRemove) {
     const auto sender = std::make_shared<int>(0);
     std::atomic<int> permanentCalls = 0, callsAfterOwnRemoval = 0;
     center.addObserver("n", nullptr, nullptr, [&](const Notification&) { ++permanentCalls; });

@@ -29,7 +29,7 @@ struct Gate {
     void open() { promise.set_value(); }
 };
 
-TEST(OperationQueue, ReadyOperationsRunInOrderOfAddition) {
+TEST(OperationQueueTests, ReadyOperationsRunInOrderOfAddition) {
     Names names;
     OperationQueue queue;
     queue.setMaxConcurrentOperationCount(1);
@@ -58,7 +58,7 @@ TEST(OperationQueue, ReadyOperationsRunInOrderOfAddition) {
     EXPECT_EQ(names.back(), "late");
 }
 
-TEST(OperationQueue, CancellingAllLeavesOnlyTheRunningOneToLook) {
+TEST(OperationQueueTests, CancellingAllLeavesOnlyTheRunningOneToLook) {
     OperationQueue queue;
     queue.setMaxConcurrentOperationCount(1);
     std::promise<void> started;
@@ -80,7 +80,7 @@ TEST(OperationQueue, CancellingAllLeavesOnlyTheRunningOneToLook) {
     EXPECT_EQ(ran, 100) << "what is added afterwards runs";
 }
 
-TEST(OperationQueue, TellsStatesAndFinishesTheProgress) {
+TEST(OperationQueueTests, TellsStatesAndFinishesTheProgress) {
     for (const bool isCancelled : {false, true}) {
         OperationQueue queue;
         const auto parent = Progress::discrete(12);
@@ -106,7 +106,7 @@ TEST(OperationQueue, TellsStatesAndFinishesTheProgress) {
     }
 }
 
-TEST(OperationQueue, DependenciesReachAcrossQueuesThatHaveGone) {
+TEST(OperationQueueTests, DependenciesReachAcrossQueuesThatHaveGone) {
     Names names;
     Gate gate;
     const auto second = noting(names, "second");
@@ -128,7 +128,7 @@ TEST(OperationQueue, DependenciesReachAcrossQueuesThatHaveGone) {
     EXPECT_EQ(names, (Names{"second", "third"}));
 }
 
-TEST(OperationQueue, MayBeDroppedByItsOwnOperation) {
+TEST(OperationQueueTests, MayBeDroppedByItsOwnOperation) {
     auto queue = std::make_shared<OperationQueue>();
     queue->setMaxConcurrentOperationCount(1);
     Names names;
@@ -144,7 +144,7 @@ TEST(OperationQueue, MayBeDroppedByItsOwnOperation) {
     EXPECT_EQ(names, Names{"last"});
 }
 
-TEST(OperationQueue, CyclesNeverRunAndAreLetGoWithTheirQueues) {
+TEST(OperationQueueTests, CyclesNeverRunAndAreLetGoWithTheirQueues) {
     const auto captured = std::make_shared<std::atomic<int>>(0);
     const auto make = [&] { return std::make_shared<BlockOperation>([captured] { ++*captured; }); };
     {
@@ -165,7 +165,7 @@ TEST(OperationQueue, CyclesNeverRunAndAreLetGoWithTheirQueues) {
     EXPECT_EQ(captured.use_count(), 1) << "nothing is left of the cycles";
 }
 
-TEST(OperationQueue, ALongChainNeitherNestsInRunningNorInGoing) {
+TEST(OperationQueueTests, ALongChainNeitherNestsInRunningNorInGoing) {
     constexpr int kLength = 20000;
     for (const bool runs : {true, false}) {
         Operations chain;
@@ -185,7 +185,7 @@ TEST(OperationQueue, ALongChainNeitherNestsInRunningNorInGoing) {
     }
 }
 
-TEST(OperationQueue, TheMainQueueRunsOneAfterAnotherOnTheMainThread) {
+TEST(OperationQueueTests, TheMainQueueRunsOneAfterAnotherOnTheMainThread) {
     MainQueue::becomeMainThread();
     const auto& queue = OperationQueue::mainQueue();
     Names heard;
@@ -206,7 +206,7 @@ TEST(OperationQueue, TheMainQueueRunsOneAfterAnotherOnTheMainThread) {
     EXPECT_TRUE(MainQueue::runUntil([&] { return dependent->isFinished(); }, std::chrono::seconds(20)));
 }
 
-TEST(OperationQueue, WrongUseAborts) {
+TEST(OperationQueueTests, WrongUseAborts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     MainQueue::becomeMainThread();
     OperationQueue queue;
@@ -227,7 +227,7 @@ TEST(OperationQueue, WrongUseAborts) {
         "exception left background work: odd");
 }
 
-TEST(OperationQueueConcurrency, NeverMoreAtATimeThanAllowed) {
+TEST(OperationQueueConcurrencyTests, NeverMoreAtATimeThanAllowed) {
     for (const int limit : {1, 2, 5}) {
         OperationQueue queue;
         queue.setMaxConcurrentOperationCount(limit);
@@ -251,7 +251,7 @@ TEST(OperationQueueConcurrency, NeverMoreAtATimeThanAllowed) {
     }
 }
 
-TEST(OperationQueueConcurrency, EightThreadsBuildGraphsCancelAndWait) {
+TEST(OperationQueueConcurrencyTests, EightThreadsBuildGraphsCancelAndWait) {
     constexpr int kThreads = 8, kRounds = 25;
     const auto shared = std::make_shared<OperationQueue>();
     std::atomic<int> ran = 0, outOfOrder = 0, expected = 0;
@@ -293,7 +293,7 @@ TEST(OperationQueueConcurrency, EightThreadsBuildGraphsCancelAndWait) {
 }
 
 /// Runs while the process ends: its thread must not stumble over what is destroyed.
-TEST(OperationQueueConcurrency, TheProcessMayEndWhileOperationsRun) {
+TEST(OperationQueueConcurrencyTests, TheProcessMayEndWhileOperationsRun) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {

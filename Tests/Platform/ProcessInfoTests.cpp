@@ -5,14 +5,14 @@
 
 namespace tarn {
 
-TEST(ProcessInfo, anEmptyEnvironmentVariableIsThere) {
+TEST(ProcessInfoTests, AnEmptyEnvironmentVariableIsThere) {
     const EnvironmentVariable empty("TARN_TEST_VARIABLE", "");
     EXPECT_TRUE(ProcessInfo::hasEnvironmentVariable("TARN_TEST_VARIABLE"));
     const EnvironmentVariable absent("TARN_TEST_VARIABLE", nullptr);
     EXPECT_FALSE(ProcessInfo::hasEnvironmentVariable("TARN_TEST_VARIABLE"));
 }
 
-TEST(ProcessInfoDeathTest, suddenTerminationIsCounted) {
+TEST(ProcessInfoDeathTest, SuddenTerminationIsCounted) {
     {
         const SuddenTerminationGuard outer;
         const SuddenTerminationGuard inner;

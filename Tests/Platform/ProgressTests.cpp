@@ -13,7 +13,7 @@ namespace {
 
 using ProgressPointer = std::shared_ptr<Progress>;
 
-TEST(Progress, CountsOfOneAlone) {
+TEST(ProgressTests, CountsOfOneAlone) {
     const std::tuple<std::int64_t, std::int64_t, double, bool> cases[] = {
         {0, 0, 0, false}, {0, 5, 0, false}, {-1, 0, 0, false}, {4, 1, 0.25, false},
         {4, 4, 1, true},  {4, 9, 1, true},  {4, -2, 0, false}};
@@ -30,7 +30,7 @@ TEST(Progress, CountsOfOneAlone) {
     }
 }
 
-TEST(Progress, AChildContributesItsUnitsOnceHoweverItEnds) {
+TEST(ProgressTests, AChildContributesItsUnitsOnceHoweverItEnds) {
     using Step = std::function<void(ProgressPointer&)>;
     const auto completed = [](std::int64_t count) -> Step {
         return [=](auto& child) { child->setCompletedUnitCount(count); };
@@ -72,7 +72,7 @@ TEST(Progress, AChildContributesItsUnitsOnceHoweverItEnds) {
     }
 }
 
-TEST(Progress, UnfinishedChildrenMoveTheFractionOnly) {
+TEST(ProgressTests, UnfinishedChildrenMoveTheFractionOnly) {
     const auto parent = Progress::discrete(18), middle = Progress::discrete(4), leaf = Progress::discrete(2);
     parent->addChild(middle, 12);
     middle->addChild(leaf, 2);
@@ -89,7 +89,7 @@ TEST(Progress, UnfinishedChildrenMoveTheFractionOnly) {
     EXPECT_FALSE(parent->isFinished());
 }
 
-TEST(Progress, ParentsAndChildrenDoNotKeepEachOther) {
+TEST(ProgressTests, ParentsAndChildrenDoNotKeepEachOther) {
     auto parent = Progress::discrete(2), child = Progress::discrete(1);
     parent->addChild(child, 1);
     const std::weak_ptr<Progress> weakParent = parent;
@@ -99,7 +99,7 @@ TEST(Progress, ParentsAndChildrenDoNotKeepEachOther) {
     EXPECT_TRUE(child->isFinished());
 }
 
-TEST(Progress, ObserversHearEveryChangeBelowWithoutLocks) {
+TEST(ProgressTests, ObserversHearEveryChangeBelowWithoutLocks) {
     const auto parent = Progress::discrete(10), child = Progress::discrete(2);
     parent->addChild(child, 10);
     std::vector<std::string> heard;
@@ -125,7 +125,7 @@ TEST(Progress, ObserversHearEveryChangeBelowWithoutLocks) {
     EXPECT_TRUE(heard.empty());
 }
 
-TEST(Progress, RestartForgetsWhatWasDone) {
+TEST(ProgressTests, RestartForgetsWhatWasDone) {
     const auto progress = Progress::discrete(4), finished = Progress::discrete(1),
                unfinished = Progress::discrete(2);
     int notices = 0;
@@ -148,7 +148,7 @@ TEST(Progress, RestartForgetsWhatWasDone) {
     EXPECT_EQ(notices, 2);
 }
 
-TEST(Progress, WrongTreesAbort) {
+TEST(ProgressTests, WrongTreesAbort) {
     const auto make = [] { return Progress::discrete(1); };
     const auto parent = make(), child = make(), leaf = make(), other = make(), huge = make(), last = make();
     parent->addChild(child, 1);
@@ -163,7 +163,7 @@ TEST(Progress, WrongTreesAbort) {
     EXPECT_DEATH(static_cast<void>(huge->completedUnitCount()), "overflow");
 }
 
-TEST(ProgressConcurrency, ATreeFinishesExactlyWithItsLeaves) {
+TEST(ProgressConcurrencyTests, ATreeFinishesExactlyWithItsLeaves) {
     constexpr int kThreads = 8, kChildren = 50;
     const auto root = Progress::discrete(kThreads);
     std::atomic<int> finishedReports = 0;

@@ -12,7 +12,7 @@ std::span<const std::byte> bytesOf(std::string_view text) {
     return std::as_bytes(std::span(text));
 }
 
-TEST(SHA256, PublishedDigests) {
+TEST(SHA256Tests, PublishedDigests) {
     EXPECT_EQ(SHA256::hexDigestOf({}), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
     EXPECT_EQ(SHA256::hexDigestOf(bytesOf("abc")),
               "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
@@ -22,7 +22,7 @@ TEST(SHA256, PublishedDigests) {
               "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
 }
 
-TEST(SHA256, PiecesGiveTheDigestOfTheWhole) {
+TEST(SHA256Tests, PiecesGiveTheDigestOfTheWhole) {
     const std::string text(200, 'x'); // more than three blocks
     for (std::size_t first = 0; first <= text.size(); ++first) {
         SHA256 hash;

@@ -8,7 +8,7 @@ namespace tarn {
 namespace {
 
 /// A text that records its changes as a document does.
-struct UndoManagerTest : testing::Test {
+struct UndoManagerTests : testing::Test {
     void set(const std::string& value) {
         manager.registerUndo([this, before = text] { set(before); });
         text = value;
@@ -19,7 +19,7 @@ struct UndoManagerTest : testing::Test {
     std::string text;
 };
 
-TEST_F(UndoManagerTest, TheOutermostGroupIsOneStep) {
+TEST_F(UndoManagerTests, TheOutermostGroupIsOneStep) {
     set("a");
     manager.beginUndoGrouping();
     append("b");
@@ -40,7 +40,7 @@ TEST_F(UndoManagerTest, TheOutermostGroupIsOneStep) {
     EXPECT_EQ(seen, " a<> > > a<> abcd< abcd< a<>") << "texts, and whether they can be undone and redone";
 }
 
-TEST_F(UndoManagerTest, ANewStepDiscardsWhatCouldBeRedone) {
+TEST_F(UndoManagerTests, ANewStepDiscardsWhatCouldBeRedone) {
     set("a");
     manager.undo();
     manager.beginUndoGrouping();
@@ -50,7 +50,7 @@ TEST_F(UndoManagerTest, ANewStepDiscardsWhatCouldBeRedone) {
     EXPECT_FALSE(manager.canRedo());
 }
 
-TEST_F(UndoManagerTest, DisablingIsCounted) {
+TEST_F(UndoManagerTests, DisablingIsCounted) {
     manager.beginUndoGrouping();
     manager.disableUndoRegistration();
     manager.disableUndoRegistration();
@@ -66,7 +66,7 @@ TEST_F(UndoManagerTest, DisablingIsCounted) {
     EXPECT_FALSE(manager.canUndo());
 }
 
-TEST_F(UndoManagerTest, ActionsMayGroupAndAskWhatIsGoingOn) {
+TEST_F(UndoManagerTests, ActionsMayGroupAndAskWhatIsGoingOn) {
     bool wasUndoing = false, wasRedoing = false;
     manager.registerUndo([&] {
         wasUndoing = manager.isUndoing() && !manager.isRedoing();
@@ -82,7 +82,7 @@ TEST_F(UndoManagerTest, ActionsMayGroupAndAskWhatIsGoingOn) {
     EXPECT_FALSE(manager.canUndo()) << "the redone action registered nothing";
 }
 
-TEST_F(UndoManagerTest, AnActionThatThrowsLeavesTheManagerUsable) {
+TEST_F(UndoManagerTests, AnActionThatThrowsLeavesTheManagerUsable) {
     manager.beginUndoGrouping();
     manager.registerUndo([] { throw std::runtime_error("no"); });
     append("a");
@@ -95,7 +95,7 @@ TEST_F(UndoManagerTest, AnActionThatThrowsLeavesTheManagerUsable) {
     EXPECT_EQ(text, "a") << "the part that was undone can be redone";
 }
 
-TEST_F(UndoManagerTest, RemovingAllActionsKeepsTheOpenGroup) {
+TEST_F(UndoManagerTests, RemovingAllActionsKeepsTheOpenGroup) {
     set("a");
     set("b");
     manager.undo();
@@ -107,7 +107,7 @@ TEST_F(UndoManagerTest, RemovingAllActionsKeepsTheOpenGroup) {
     EXPECT_FALSE(manager.canUndo());
 }
 
-TEST_F(UndoManagerTest, AnActionMayLetGoOfTheManager) {
+TEST_F(UndoManagerTests, AnActionMayLetGoOfTheManager) {
     auto shared = std::make_shared<UndoManager>();
     const std::weak_ptr<UndoManager> weak = shared;
     shared->beginUndoGrouping();
@@ -119,7 +119,7 @@ TEST_F(UndoManagerTest, AnActionMayLetGoOfTheManager) {
     EXPECT_TRUE(weak.expired());
 }
 
-TEST_F(UndoManagerTest, WrongUseAborts) {
+TEST_F(UndoManagerTests, WrongUseAborts) {
     EXPECT_DEATH(manager.endUndoGrouping(), "endUndoGrouping without beginUndoGrouping");
     EXPECT_DEATH(manager.enableUndoRegistration(), "enableUndoRegistration without disableUndoRegistration");
     manager.registerUndo([this] { manager.undo(); });

@@ -10,16 +10,16 @@ namespace tarn {
 
 namespace {
 
-struct UserDefaultsTest : testing::Test {
+struct UserDefaultsTests : testing::Test {
     const TemporaryFolder folder;
     const std::filesystem::path file = folder.path() / "defaults.txt";
     UserDefaults defaults{file};
 };
-using UserDefaultsConcurrency = UserDefaultsTest;
+using UserDefaultsConcurrencyTests = UserDefaultsTests;
 
 } // namespace
 
-TEST_F(UserDefaultsTest, keepsAnyKeyAndValueInTheFile) {
+TEST_F(UserDefaultsTests, KeepsAnyKeyAndValueInTheFile) {
     const auto made = folder.path() / "made" / "defaults.txt";
     const std::map<std::string, std::string> values = {
         {"plain", "value"}, {"a=b\\", "c=d\\"},   {"line\nbreak", "\r\n\ttext\n"},
@@ -39,7 +39,7 @@ TEST_F(UserDefaultsTest, keepsAnyKeyAndValueInTheFile) {
     EXPECT_EQ(reading.string("gone"), std::nullopt);
 }
 
-TEST_F(UserDefaultsTest, readsAFileWrittenByHand) {
+TEST_F(UserDefaultsTests, ReadsAFileWrittenByHand) {
     writeText(file, "no separator\r\nTempo=120\r\n  Name  =  a b  \r\n\nTempo = 90\nlast = x");
     const UserDefaults reading(file);
     EXPECT_EQ(reading.integerForKey("Tempo"), 90);
@@ -47,7 +47,7 @@ TEST_F(UserDefaultsTest, readsAFileWrittenByHand) {
     EXPECT_EQ(reading.string("last"), "x");
 }
 
-TEST_F(UserDefaultsTest, readsTextAsTheTypeThatIsAsked) {
+TEST_F(UserDefaultsTests, ReadsTextAsTheTypeThatIsAsked) {
     constexpr auto kLargest = std::numeric_limits<std::int64_t>::max();
     const std::tuple<const char*, bool, std::int64_t, double> cases[] = {
         {"YES", true, 0, 0},
@@ -75,7 +75,7 @@ TEST_F(UserDefaultsTest, readsTextAsTheTypeThatIsAsked) {
     }
 }
 
-TEST_F(UserDefaultsTest, looksAmongTheProcessTheFileAndTheRegisteredInThisOrder) {
+TEST_F(UserDefaultsTests, LooksAmongTheProcessTheFileAndTheRegisteredInThisOrder) {
     defaults.registerDefaults({{"key", "1"}});
     defaults.registerDefaults({{"key", "2"}});
     EXPECT_EQ(defaults.integerForKey("key"), 2);
@@ -92,7 +92,7 @@ TEST_F(UserDefaultsTest, looksAmongTheProcessTheFileAndTheRegisteredInThisOrder)
     EXPECT_EQ(textOf(file), "");
 }
 
-TEST_F(UserDefaultsTest, changesKeepWhatOthersWroteMeanwhile) {
+TEST_F(UserDefaultsTests, ChangesKeepWhatOthersWroteMeanwhile) {
     UserDefaults first(file), second(file);
     EXPECT_TRUE(first.setBool("first", true));
     EXPECT_TRUE(second.setBool("second", true));
@@ -100,7 +100,7 @@ TEST_F(UserDefaultsTest, changesKeepWhatOthersWroteMeanwhile) {
     EXPECT_EQ(textOf(file), "first = YES\nsecond = YES\n");
 }
 
-TEST_F(UserDefaultsTest, aValueThatCannotBeWrittenHoldsAndGoesAlongWithTheNext) {
+TEST_F(UserDefaultsTests, AValueThatCannotBeWrittenHoldsAndGoesAlongWithTheNext) {
     const auto obstacle = folder.path() / "settings";
     writeText(obstacle, "a file where the folder should be");
     UserDefaults hindered(obstacle / "defaults.txt");
@@ -111,7 +111,7 @@ TEST_F(UserDefaultsTest, aValueThatCannotBeWrittenHoldsAndGoesAlongWithTheNext) 
     EXPECT_EQ(textOf(obstacle / "defaults.txt"), "first = 1\nsecond = 2\n");
 }
 
-TEST_F(UserDefaultsConcurrency, threadsReadAndChangeOneStore) {
+TEST_F(UserDefaultsConcurrencyTests, ThreadsReadAndChangeOneStore) {
     inThreads(8, [&](int i) {
         const auto key = std::to_string(i);
         for (int value = 1; value <= 5; ++value) {

@@ -12,7 +12,7 @@ using Machine = StateMachine<std::string>;
 using Outcome = TransitionOutcome;
 
 /// A player whose actions write down their calls; `during` runs within the named action.
-class StateMachineTest : public testing::Test {
+class StateMachineTests : public testing::Test {
 protected:
     std::vector<std::string> log;
     std::map<std::string, std::function<void()>> during;
@@ -35,7 +35,7 @@ protected:
     }
 };
 
-TEST_F(StateMachineTest, runsExitAndEnterAroundTheChangeOfTheStack) {
+TEST_F(StateMachineTests, RunsExitAndEnterAroundTheChangeOfTheStack) {
     EXPECT_EQ(machine.replace("playing"), Outcome::performed);
     EXPECT_EQ(machine.push("menu"), Outcome::performed);
     EXPECT_EQ(machine.push("menu"), Outcome::performed);
@@ -58,7 +58,7 @@ TEST_F(StateMachineTest, runsExitAndEnterAroundTheChangeOfTheStack) {
                                  "enter playing: pop menu>playing in playing"));
 }
 
-TEST_F(StateMachineTest, refusesWhatIsNotDeclaredAndSaysSo) {
+TEST_F(StateMachineTests, RefusesWhatIsNotDeclaredAndSaysSo) {
     EXPECT_EQ(machine.push("menu"), Outcome::refused); // without a handler, too
     std::vector<Machine::Refusal> refusals;
     machine.setRefusalHandler([&](const Machine::Refusal& refusal) { refusals.push_back(refusal); });
@@ -80,7 +80,7 @@ TEST_F(StateMachineTest, refusesWhatIsNotDeclaredAndSaysSo) {
     EXPECT_THROW(StateMachine<int>(3, {{1, {}}}, {}), std::invalid_argument);
 }
 
-TEST_F(StateMachineTest, requestsDuringActionsWaitTheirTurnAndAreJudgedThen) {
+TEST_F(StateMachineTests, RequestsDuringActionsWaitTheirTurnAndAreJudgedThen) {
     std::vector<std::string> refused;
     machine.setRefusalHandler([&](const Machine::Refusal& refusal) {
         refused.push_back(refusal.from);
@@ -104,7 +104,7 @@ TEST_F(StateMachineTest, requestsDuringActionsWaitTheirTurnAndAreJudgedThen) {
                                  "enter playing: pop menu>playing in playing"));
 }
 
-TEST_F(StateMachineTest, anExceptionLeavesAMachineThatGoesOn) {
+TEST_F(StateMachineTests, AnExceptionLeavesAMachineThatGoesOn) {
     during["exit stopped"] = [&] {
         machine.push("menu");
         throw std::runtime_error("not now");

@@ -24,7 +24,7 @@ Positions downbeatsOf(const Document& storage) {
     return positions;
 }
 
-TEST(BeatSpacing, EvenSpacingTruncatesASinglePrecisionQuotient) {
+TEST(BeatSpacingTests, EvenSpacingTruncatesASinglePrecisionQuotient) {
     EXPECT_EQ(evenlySpacedLocations(4, 0, 1000), (Locations{0, 250, 500, 750}));
     EXPECT_EQ(evenlySpacedLocations(4, 0, 3), (Locations{0, 1, 2, 3})) << "a step of at least 1";
     EXPECT_EQ(evenlySpacedLocations(3, -10, 10), (Locations{-10, -4, 2}));
@@ -35,7 +35,7 @@ TEST(BeatSpacing, EvenSpacingTruncatesASinglePrecisionQuotient) {
     EXPECT_DEATH((void)evenlySpacedLocations(2, -1, kGreatest), "overflow");
 }
 
-TEST(BeatSpacing, DistanceAssertsTheOrderOfItsBeats) {
+TEST(BeatSpacingTests, DistanceAssertsTheOrderOfItsBeats) {
     TarnBeatEntry first(1), second(2);
     second.setLocation(30);
     EXPECT_EQ(distanceBetweenEntries(first, second), 30);
@@ -45,7 +45,7 @@ TEST(BeatSpacing, DistanceAssertsTheOrderOfItsBeats) {
         "ordered\"");
 }
 
-TEST(BeatGridEditing, ShiftingMovesEveryDownbeatAroundTheGrid) {
+TEST(BeatGridEditingTests, ShiftingMovesEveryDownbeatAroundTheGrid) {
     for (const auto& [offset, expected] : std::vector<std::pair<std::int64_t, Positions>>{
              {0, {0, 3}}, {1, {1, 4}}, {3, {0, 3}}, {4, {1, 4}}, {-1, {2, 5}}, {-6, {0, 3}}, {60, {0, 3}}}) {
         const auto storage = makeStorage(evenGrid(6, 10, {0, 3}), kFourEight);
@@ -60,7 +60,7 @@ TEST(BeatGridEditing, ShiftingMovesEveryDownbeatAroundTheGrid) {
     EXPECT_DEATH(makeStorage(evenGrid(6, 10, {0}))->shiftDownbeatsByOffset(-7), "cannot be shifted back");
 }
 
-TEST(BeatGridEditing, ShiftingKeepsQuarterNoteParity) {
+TEST(BeatGridEditingTests, ShiftingKeepsQuarterNoteParity) {
     // Eight beats with downbeats at positions 0 and 4.
     const auto expectShifted = [](std::int64_t first, std::int64_t offset, const Grid& after) {
         const auto storage = makeStorage(evenGrid(8, 10, {0, 4}, first), kFourFour);
@@ -76,7 +76,7 @@ TEST(BeatGridEditing, ShiftingKeepsQuarterNoteParity) {
     expectShifted(0, 1, gridOf("10* 20 30 40 50* 60 60 70"));
 }
 
-TEST(BeatGridEditing, BeatsBetweenAreGivenInGridOrder) {
+TEST(BeatGridEditingTests, BeatsBetweenAreGivenInGridOrder) {
     const auto storage = makeStorage(evenGrid(6, 10, {0}), kFourFour);
     const auto id = [&](std::size_t i) { return idAt(storage, i); };
     EXPECT_EQ(locations(storage->beatEntriesBetween(id(1), id(4))), (Locations{20, 30}));
@@ -87,7 +87,7 @@ TEST(BeatGridEditing, BeatsBetweenAreGivenInGridOrder) {
     EXPECT_TRUE(storage->beatEntriesBetweenInclusive(id(2), 12345).empty());
 }
 
-TEST(BeatGridEditing, OffsettingWrapsDownbeatsWithinTheSpan) {
+TEST(BeatGridEditingTests, OffsettingWrapsDownbeatsWithinTheSpan) {
     // The span of positions 1 to 4 of six.
     const auto expectSpan = [](const Positions& downbeats, std::int64_t by, const char* span) {
         const auto storage = makeStorage(evenGrid(6, 10, downbeats), kFourEight);
@@ -113,7 +113,7 @@ TEST(BeatGridEditing, OffsettingWrapsDownbeatsWithinTheSpan) {
                  "length of their span");
 }
 
-TEST(BeatGridEditing, SpacingAndTempo) {
+TEST(BeatGridEditingTests, SpacingAndTempo) {
     EXPECT_EQ(makeStorage({})->averageBeatEntrySpacing(), std::nullopt);
     EXPECT_EQ(makeStorage({})->tempoFromBeatEntries(44100), 0.0);
     EXPECT_TRUE(std::isnan(makeStorage({{5, true}})->averageBeatEntrySpacing().value()));
@@ -124,7 +124,7 @@ TEST(BeatGridEditing, SpacingAndTempo) {
     EXPECT_DEATH((void)makeStorage({{kLeast}, {1}})->averageBeatEntrySpacing(), "overflow");
 }
 
-TEST(BeatGridEditing, MovingABarLineSpacesTheTwoBarsThatMeetThere) {
+TEST(BeatGridEditingTests, MovingABarLineSpacesTheTwoBarsThatMeetThere) {
     const auto expectMoved = [](const Grid& before, std::size_t position, std::int64_t to,
                                 const char* after) {
         const auto storage = makeStorage(before, kFourEight);
@@ -151,7 +151,7 @@ TEST(BeatGridEditing, MovingABarLineSpacesTheTwoBarsThatMeetThere) {
                  "before the start of the previous");
 }
 
-TEST(BeatGridEditing, NumberOfBeatsInABar) {
+TEST(BeatGridEditingTests, NumberOfBeatsInABar) {
     const auto quarters = makeStorage(evenGrid(16, 10, {0, 7, 8}), kFourFour);
     EXPECT_EQ(quarters->getNumberOfBeats(idAt(quarters, 0)), 3);
     EXPECT_EQ(quarters->getNumberOfBeats(idAt(quarters, 7)), 1);
@@ -177,7 +177,7 @@ TEST(BeatGridEditing, NumberOfBeatsInABar) {
     EXPECT_DEATH((void)storage->setNumberOfBeats(1, 999, 1700), "This entry does not exist!");
 }
 
-TEST(BeatGridEditing, RebuildingARangeJoinsTheOldGridAtBothEnds) {
+TEST(BeatGridEditingTests, RebuildingARangeJoinsTheOldGridAtBothEnds) {
     const auto expectRebuilt = [](const Grid& before, Range<std::int64_t> range, const Locations& downbeats,
                                   const char* after, std::int64_t beatsPerBar = 2) {
         const auto storage = makeStorage(before, kFourFour);
@@ -237,7 +237,7 @@ Document randomQuarterNoteStorage(std::mt19937_64& random, std::int64_t spacing)
     return makeStorage(beats, kFourFour);
 }
 
-TEST(BeatGridEditing, RandomRebuildsKeepTheGridConsistent) {
+TEST(BeatGridEditingTests, RandomRebuildsKeepTheGridConsistent) {
     for (std::uint64_t seed = 1; seed <= 2000 && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937_64 random(seed);
@@ -290,7 +290,7 @@ TEST(BeatGridEditing, RandomRebuildsKeepTheGridConsistent) {
     }
 }
 
-TEST(BeatGridEditing, RandomEditsAreUndoableAndKeepCounts) {
+TEST(BeatGridEditingTests, RandomEditsAreUndoableAndKeepCounts) {
     for (std::uint64_t seed = 1; seed <= 2000 && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937_64 random(seed);

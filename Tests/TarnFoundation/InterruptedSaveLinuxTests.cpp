@@ -88,15 +88,15 @@ struct Saver {
 
 } // namespace
 
-class InterruptedSave : public testing::Test {
+class InterruptedSaveTests : public testing::Test {
 protected:
-    InterruptedSave() {
+    InterruptedSaveTests() {
         FileManager::setCachesDirectory(mFolder.path() / "caches");
         setLogSink([](const LogMessage&) {});
         for (const char* name : {"song", "export", "waveform"})
             fs::create_directory(mFolder.path() / name);
     }
-    ~InterruptedSave() override {
+    ~InterruptedSaveTests() override {
         setLogSink({});
         FileManager::setCachesDirectory({});
     }
@@ -157,7 +157,7 @@ private:
         std::make_shared<Controller>("song.wav", "song", mDocuments[0]);
 };
 
-TEST_F(InterruptedSave, LeavesTheOldFileOrTheNewOne) {
+TEST_F(InterruptedSaveTests, LeavesTheOldFileOrTheNewOne) {
     for (const Saver& saver : savers()) {
         SCOPED_TRACE(saver.what);
         saver.save(1);

@@ -32,7 +32,7 @@ std::shared_ptr<Storage> reopened(const std::shared_ptr<Storage>& storage) {
     return read;
 }
 
-TEST(Limits, AMillionEntriesAreKeptAndSaved) {
+TEST(LimitsTests, AMillionEntriesAreKeptAndSaved) {
 #ifdef __SANITIZE_ADDRESS__
     constexpr std::int64_t kCount = 100'000; // the sanitizer would take most of a minute for them
 #else
@@ -49,7 +49,7 @@ TEST(Limits, AMillionEntriesAreKeptAndSaved) {
     EXPECT_EQ(identifiers(read->beatEntries()), identifiers(document->beatEntries()));
 }
 
-TEST(Limits, SectionsBeyondSixteenBitsAndANameOfAMegabyte) {
+TEST(LimitsTests, SectionsBeyondSixteenBitsAndANameOfAMegabyte) {
     const auto structure = std::make_shared<TarnSongStructureStorage>();
     std::vector<std::shared_ptr<TarnSectionEntry>> sections(65'535);
     for (auto& section : sections)
@@ -93,7 +93,7 @@ Document documentAt(std::int64_t first, std::int64_t second) {
     return document;
 }
 
-TEST(Limits, TriesReturnNothingOverWhatCannotBeComputed) {
+TEST(LimitsTests, TriesReturnNothingOverWhatCannotBeComputed) {
     const auto document = reopened(makeDocumentWithBeats({kLeast, kGreatest}));
     const auto beats = document->beatEntries();
     const auto endless = document->newRegionEntry();
@@ -128,7 +128,7 @@ TEST(Limits, TriesReturnNothingOverWhatCannotBeComputed) {
     EXPECT_EQ(KELPPitch(KELPNote(), 4).tryPitchAtOffset(12)->octave(), 5);
 }
 
-TEST(Limits, AnExportThatCannotBeExpressedLeavesNoFile) {
+TEST(LimitsTests, AnExportThatCannotBeExpressedLeavesNoFile) {
     const TemporaryFolder folder;
     const auto file = folder.path() / "song.mid";
     const auto exported = [&](const Document& document, double sampleRate) {

@@ -10,7 +10,7 @@ using namespace tarn::fixtures;
 
 namespace {
 
-TEST(Markers, AreInsertedOnceAtAFrame) {
+TEST(MarkersTests, AreInsertedOnceAtAFrame) {
     const auto document = makeDocument();
     const NotificationRecorder recorder(document);
     const auto marker = document->insertMarkerEntry(48000);
@@ -31,7 +31,7 @@ KELPKeyRef keyOf(const char* tonic) {
     return KELPKey::makeWithTonicChord(KELPChord::chordWithString(tonic));
 }
 
-TEST(GlobalKey, IsThatOfTheEarliestKeyEntry) {
+TEST(GlobalKeyTests, IsThatOfTheEarliestKeyEntry) {
     const auto document = makeDocument();
     EXPECT_EQ(document->globalKey(), nullptr);
     addKey(*document, 100, "G");
@@ -43,7 +43,7 @@ TEST(GlobalKey, IsThatOfTheEarliestKeyEntry) {
     EXPECT_EQ(document->globalKey(), nullptr) << "later entries do not stand in for the first";
 }
 
-TEST(OverriddenKey, SpellsEveryChordAgainInOneStepOfUndo) {
+TEST(OverriddenKeyTests, SpellsEveryChordAgainInOneStepOfUndo) {
     const auto document = makeDocument();
     for (const auto& [location, tonic] : {std::pair(0, "G"), {50, "D"}, {70, "C"}})
         addKey(*document, location, tonic);
@@ -77,7 +77,7 @@ TEST(OverriddenKey, SpellsEveryChordAgainInOneStepOfUndo) {
     EXPECT_EQ(identifiers(document->chordEntries()), newChords);
 }
 
-TEST(OverriddenKey, NeedsNeitherChordsNorAnEarlierKeyNorAnUndoManager) {
+TEST(OverriddenKeyTests, NeedsNeitherChordsNorAnEarlierKeyNorAnUndoManager) {
     const auto document = makeDocument();
     const NotificationRecorder recorder(document);
     document->overrideGlobalKey(keyOf("C#m"));

@@ -15,7 +15,7 @@ NotificationCenter& center() {
     return NotificationCenter::defaultCenter();
 }
 
-TEST(NotificationDescriptor, MakesTypedPayloadsOfAStoragesChanges) {
+TEST(NotificationDescriptorTests, MakesTypedPayloadsOfAStoragesChanges) {
     const auto document = makeDocument();
     const auto other = makeDocument();
     Names log;
@@ -41,7 +41,7 @@ TEST(NotificationDescriptor, MakesTypedPayloadsOfAStoragesChanges) {
         center().removeObserver(token);
 }
 
-TEST(NotificationDescriptor, ObservesOneKindOrEveryKindWhileTheSubscriptionLasts) {
+TEST(NotificationDescriptorTests, ObservesOneKindOrEveryKindWhileTheSubscriptionLasts) {
     const auto document = makeDocument();
     const auto structure = std::make_shared<TarnSongStructureStorage>();
     Names log;
@@ -62,7 +62,7 @@ TEST(NotificationDescriptor, ObservesOneKindOrEveryKindWhileTheSubscriptionLasts
     EXPECT_EQ(log, (Names{"key 1", "a key", "chord 1", "section 1", "bounds 1"}));
 }
 
-TEST(NotificationDescriptor, IsAnOrdinaryValueForAnyPayloadAndQueue) {
+TEST(NotificationDescriptorTests, IsAnOrdinaryValueForAnyPayloadAndQueue) {
     const NotificationDescriptor<std::size_t> descriptor{
         "SomethingHappened", [](const UserInfo& userInfo) { return userInfo.size(); }};
     const auto queue = std::make_shared<OperationQueue>();
@@ -80,7 +80,7 @@ TEST(NotificationDescriptor, IsAnOrdinaryValueForAnyPayloadAndQueue) {
     center().removeObserver(token);
 }
 
-TEST(NotificationDescriptor, AbortsWithoutAChangesetOfItsKind) {
+TEST(NotificationDescriptorTests, AbortsWithoutAChangesetOfItsKind) {
     const auto document = makeDocument();
     const auto token = document->addObserver(markersDidChangeNotification(), [](const auto&) {});
     const auto post = [&](UserInfo userInfo) {

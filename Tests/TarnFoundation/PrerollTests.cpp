@@ -7,14 +7,14 @@ namespace {
 using namespace test;
 constexpr TimeSignature kCommonTime{4, 4};
 
-TEST(Preroll, SnapsBackOntoTheBeatAtOrBeforeTheFrame) {
+TEST(PrerollTests, SnapsBackOntoTheBeatAtOrBeforeTheFrame) {
     const TarnPrerollController controller(makeStorage(evenGrid(4, 100, {0}, 100)), 1);
     for (const auto& [frame, snapped] : {std::pair(99, 99), {100, 100}, {199, 100}, {200, 200}, {9999, 400}})
         EXPECT_EQ(controller.snappedFrameForCountIn(frame), snapped);
     EXPECT_EQ(controller.snappedFrameForCountInClosestTo(199), 100);
 }
 
-TEST(Preroll, NeedsAFullCountInOfStoredBeatsBeforeTheFrame) {
+TEST(PrerollTests, NeedsAFullCountInOfStoredBeatsBeforeTheFrame) {
     const auto expectLastFrame = [](std::optional<TimeSignature> signature, std::int64_t bars,
                                     std::int64_t frame) { // that requires them; beats lie 10 apart
         const TarnPrerollController controller(makeStorage(evenGrid(40, 10, {0}), signature), bars);
@@ -34,7 +34,7 @@ TEST(Preroll, NeedsAFullCountInOfStoredBeatsBeforeTheFrame) {
                  "overflow");
 }
 
-TEST(Preroll, ArtificialBeatsComeBeforeTheFirstAndGoAwayTogether) {
+TEST(PrerollTests, ArtificialBeatsComeBeforeTheFirstAndGoAwayTogether) {
     // Seven gaps of 703 frames in all: 100.43 frames each.
     auto grid = evenGrid(24, 100, {0, 8, 16});
     for (std::size_t i = 7; i < grid.size(); ++i)
@@ -59,7 +59,7 @@ TEST(Preroll, ArtificialBeatsComeBeforeTheFirstAndGoAwayTogether) {
     EXPECT_EQ(beatsOf(storage->beatEntries()), expected);
 }
 
-TEST(Preroll, ArtificialSpacingIsASeventhRoundedToTheNearestFrame) {
+TEST(PrerollTests, ArtificialSpacingIsASeventhRoundedToTheNearestFrame) {
     for (const auto& [eighth, first] : {std::pair(73, -10), {74, -11}, {75, -11}}) {
         auto grid = evenGrid(8, 10, {0});
         grid[7].location = eighth;
@@ -69,7 +69,7 @@ TEST(Preroll, ArtificialSpacingIsASeventhRoundedToTheNearestFrame) {
     }
 }
 
-TEST(Preroll, GeneratingStopsWhereItCannotWork) {
+TEST(PrerollTests, GeneratingStopsWhereItCannotWork) {
     const auto generate = [](const Document& storage, std::int64_t frame) {
         TarnPrerollController(storage, 1).generateArtificialBeatEntriesForPrerollFrame(frame);
     };
@@ -81,7 +81,7 @@ TEST(Preroll, GeneratingStopsWhereItCannotWork) {
     EXPECT_EQ(beatsOf(longer->beatEntries()), evenGrid(16, 10, {0}));
 }
 
-TEST(Preroll, PrerollGoesBackByBarsFromTheBeatBeforeTheFrame) {
+TEST(PrerollTests, PrerollGoesBackByBarsFromTheBeatBeforeTheFrame) {
     // Pickup at 0, 10; downbeats at 20, 60, 100.
     const auto storage = makeStorage(evenGrid(14, 10, {2, 6, 10}));
     const auto expect = [&](std::int64_t frame, std::int64_t bars, std::int64_t preroll) {

@@ -97,39 +97,39 @@ Song amongRegions(const Spans& spans) {
 
 // A boundary
 
-TEST(RegionEditing, ABoundaryMovesFreelyByFrames) {
+TEST(RegionEditingTests, ABoundaryMovesFreelyByFrames) {
     EXPECT_EQ(onGrid({1000, 500}).spanAfter({.boundary = start, .by = -70}), Span(930, 570));
     EXPECT_EQ(onGrid({1000, 500}).spanAfter({.boundary = start, .by = 499}), Span(1499, 1));
     EXPECT_EQ(onGrid({1000, 500}).spanAfter({.boundary = end, .by = 70}), Span(1000, 570));
     EXPECT_EQ(onGrid({1000, 500}).spanAfter({.boundary = end, .by = -499}), Span(1000, 1));
 }
 
-TEST(RegionEditing, ABoundaryMovesByFramesWhereTheGridHasNoPoints) {
+TEST(RegionEditingTests, ABoundaryMovesByFramesWhereTheGridHasNoPoints) {
     EXPECT_EQ(Song({{1000, 500}}).spanAfter({.boundary = end, .by = 70, .on = Grid::beat}), Span(1000, 570));
     Song withoutBars({{1000, 500}});
     addBeats(*withoutBars.document, {0, 1000, 2000});
     EXPECT_EQ(withoutBars.spanAfter({.boundary = end, .by = 70, .on = Grid::bar}), Span(1000, 570));
 }
 
-TEST(RegionEditing, ABoundaryMovesOverBeats) {
+TEST(RegionEditingTests, ABoundaryMovesOverBeats) {
     EXPECT_EQ(onGrid({1000, 1000}).spanAfter({.boundary = end, .by = 1, .on = Grid::beat}), Span(1000, 2000));
     EXPECT_EQ(onGrid({0, 3000}).spanAfter({.boundary = end, .by = -2, .on = Grid::beat}), Span(0, 1000));
     EXPECT_EQ(onGrid({0, 3000}).spanAfter({.boundary = start, .by = 2, .on = Grid::beat}), Span(2000, 1000));
 }
 
-TEST(RegionEditing, ABoundaryMovesOverBars) {
+TEST(RegionEditingTests, ABoundaryMovesOverBars) {
     EXPECT_EQ(onGrid({0, 500}).spanAfter({.boundary = end, .by = 1, .on = Grid::bar}), Span(0, 2000));
     EXPECT_EQ(onGrid({2000, 500}).spanAfter({.boundary = start, .by = -1, .on = Grid::bar}), Span(0, 2500));
 }
 
-TEST(RegionEditing, InQuarterNotesEverySecondStoredBeatIsABeat) {
+TEST(RegionEditingTests, InQuarterNotesEverySecondStoredBeatIsABeat) {
     Song song({{0, 500}});
     addBeats(*song.document, {0, 500, 1000, 1500, 2000}, {0, 4});
     song.document->setTimeSignature(2, 4);
     EXPECT_EQ(song.spanAfter({.boundary = end, .by = 1, .on = Grid::beat}), Span(0, 1000));
 }
 
-TEST(RegionEditing, BetweenTwoPointsTheFirstStepLeadsToTheOneInItsDirection) {
+TEST(RegionEditingTests, BetweenTwoPointsTheFirstStepLeadsToTheOneInItsDirection) {
     for (const std::uint64_t length : {1400, 1500, 1600}) { // nearer to 1000, halfway, nearer to 2000
         EXPECT_EQ(onGrid({0, length}).spanAfter({.boundary = end, .by = 1, .on = Grid::beat}), Span(0, 2000));
         EXPECT_EQ(onGrid({0, length}).spanAfter({.boundary = end, .by = 2, .on = Grid::beat}), Span(0, 3000));
@@ -139,7 +139,7 @@ TEST(RegionEditing, BetweenTwoPointsTheFirstStepLeadsToTheOneInItsDirection) {
     EXPECT_EQ(onGrid({0, 2400}).spanAfter({.boundary = end, .by = -2, .on = Grid::beat}), Span(0, 1000));
 }
 
-TEST(RegionEditing, NoStepsSnapABoundaryToTheNearestPoint) {
+TEST(RegionEditingTests, NoStepsSnapABoundaryToTheNearestPoint) {
     EXPECT_EQ(onGrid({0, 1400}).spanAfter({.boundary = end, .on = Grid::beat}), Span(0, 1000));
     EXPECT_EQ(onGrid({0, 1500}).spanAfter({.boundary = end, .on = Grid::beat}), Span(0, 2000))
         << "the later of two equally near";
@@ -147,7 +147,7 @@ TEST(RegionEditing, NoStepsSnapABoundaryToTheNearestPoint) {
     EXPECT_EQ(onGrid({-900, 2000}).spanAfter({.boundary = start, .on = Grid::beat}), Span(0, 1100));
 }
 
-TEST(RegionEditing, ABoundaryStaysOnTheOutermostPoints) {
+TEST(RegionEditingTests, ABoundaryStaysOnTheOutermostPoints) {
     EXPECT_EQ(onGrid({1000, 1000}).spanAfter({.boundary = end, .by = 1, .on = Grid::bar}), Span(1000, 1000));
     EXPECT_EQ(onGrid({1000, 1000}).spanAfter({.boundary = end, .by = kGreatest, .on = Grid::beat}),
               Span(1000, 2000));
@@ -155,7 +155,7 @@ TEST(RegionEditing, ABoundaryStaysOnTheOutermostPoints) {
               Span(0, 2000));
 }
 
-TEST(RegionEditing, NoBoundaryReachesTheOther) {
+TEST(RegionEditingTests, NoBoundaryReachesTheOther) {
     constexpr auto empty = SnappedAdjustmentErrorCase::zeroLengthRegion;
     onGrid({1000, 500}).expectError(empty, {.boundary = start, .by = 500});
     onGrid({1000, 500}).expectError(empty, {.boundary = start, .by = 501});
@@ -164,7 +164,7 @@ TEST(RegionEditing, NoBoundaryReachesTheOther) {
     onGrid({1000, 1000}).expectError(empty, {.boundary = start, .by = 1, .on = Grid::beat});
 }
 
-TEST(RegionEditing, TheThresholdIsTheLeastLength) {
+TEST(RegionEditingTests, TheThresholdIsTheLeastLength) {
     constexpr auto tooShort = SnappedAdjustmentErrorCase::lengthBelowThreshold;
     onGrid({0, 500}).expectError(tooShort, {.boundary = start, .by = 100, .threshold = 401});
     onGrid({0, 500}).expectError(tooShort, {.boundary = end, .by = -100, .threshold = 401});
@@ -174,24 +174,24 @@ TEST(RegionEditing, TheThresholdIsTheLeastLength) {
     EXPECT_EQ(onGrid({0, 500}).spanAfter({.boundary = end, .by = -100, .threshold = 400}), Span(0, 400));
 }
 
-TEST(RegionEditing, ByNoFramesNoLengthIsChecked) {
+TEST(RegionEditingTests, ByNoFramesNoLengthIsChecked) {
     EXPECT_EQ(onGrid({1000, 500}).spanAfter({.boundary = start, .threshold = 5000}), Span(1000, 500));
     EXPECT_EQ(onGrid({1000, 0}).spanAfter({.boundary = end}), Span(1000, 0));
 }
 
 // A whole region
 
-TEST(RegionEditing, ARegionMovesFreelyByFrames) {
+TEST(RegionEditingTests, ARegionMovesFreelyByFrames) {
     EXPECT_EQ(onGrid({1000, 100}).spanAfter({.by = 99}), Span(1099, 100));
     EXPECT_EQ(onGrid({1000, 100}).spanAfter({.by = -5000}), Span(-4000, 100));
     EXPECT_EQ(Song({{1000, 100}}).spanAfter({.by = -7, .on = Grid::bar}), Span(993, 100)) << "without bars";
 }
 
-TEST(RegionEditing, ARegionMovedForwardBeyondItsLengthBeginsAtItsOldEnd) {
+TEST(RegionEditingTests, ARegionMovedForwardBeyondItsLengthBeginsAtItsOldEnd) {
     EXPECT_EQ(onGrid({1000, 100}).spanAfter({.by = 300}), Span(1100, 500));
 }
 
-TEST(RegionEditing, OnTheGridTheStartMovesByPointsAndTheEndToTheNearest) {
+TEST(RegionEditingTests, OnTheGridTheStartMovesByPointsAndTheEndToTheNearest) {
     EXPECT_EQ(onGrid({0, 1000}).spanAfter({.by = 2, .on = Grid::beat}), Span(2000, 1000));
     EXPECT_EQ(onGrid({2000, 1000}).spanAfter({.by = -2, .on = Grid::beat}), Span(0, 1000));
     EXPECT_EQ(onGrid({0, 1400}).spanAfter({.by = 1, .on = Grid::beat}), Span(1000, 1000));
@@ -200,25 +200,25 @@ TEST(RegionEditing, OnTheGridTheStartMovesByPointsAndTheEndToTheNearest) {
     EXPECT_EQ(onGrid({3500, 2000}).spanAfter({.by = -1, .on = Grid::beat}), Span(3000, 0));
 }
 
-TEST(RegionEditing, TheFirstPointInTheDirectionIsTheFirstStepOfARegion) {
+TEST(RegionEditingTests, TheFirstPointInTheDirectionIsTheFirstStepOfARegion) {
     EXPECT_EQ(onGrid({900, 500}).spanAfter({.by = 1, .on = Grid::beat}), Span(1000, 1000));
     EXPECT_EQ(onGrid({1100, 500}).spanAfter({.by = -1, .on = Grid::beat}), Span(1000, 1000));
     EXPECT_EQ(onGrid({1100, 500}).spanAfter({.by = -2, .on = Grid::beat}), Span(0, 1000));
     EXPECT_EQ(onGrid({-500, 1000}).spanAfter({.by = 1, .on = Grid::beat}), Span(0, 1000));
 }
 
-TEST(RegionEditing, ByNoStepsARegionStaysBetweenThePoints) {
+TEST(RegionEditingTests, ByNoStepsARegionStaysBetweenThePoints) {
     EXPECT_EQ(onGrid({1100, 500}).spanAfter({.on = Grid::beat}), Span(1100, 500));
 }
 
-TEST(RegionEditing, ARegionNeedsAPointInItsDirection) {
+TEST(RegionEditingTests, ARegionNeedsAPointInItsDirection) {
     constexpr auto missing = SnappedShiftErrorCase::missingSnapPoint;
     onGrid({3000, 100}).expectError(missing, {.by = 1, .on = Grid::beat});
     onGrid({2000, 100}).expectError(missing, {.by = 1, .on = Grid::bar});
     onGrid({0, 1000}).expectError(missing, {.by = -1, .on = Grid::beat});
 }
 
-TEST(RegionEditing, TheStartMustReachAPointOfTheGrid) {
+TEST(RegionEditingTests, TheStartMustReachAPointOfTheGrid) {
     constexpr auto out = SnappedShiftErrorCase::shiftOutOfBounds;
     EXPECT_EQ(onGrid({0, 0}).spanAfter({.by = 3, .on = Grid::beat}), Span(3000, 0));
     onGrid({0, 0}).expectError(out, {.by = 4, .on = Grid::beat});
@@ -229,14 +229,14 @@ TEST(RegionEditing, TheStartMustReachAPointOfTheGrid) {
     onGrid({3000, 500}).expectError(out, {.by = kLeast, .on = Grid::beat});
 }
 
-TEST(RegionEditing, ForwardTheEndMayReachTheLastPointAndNotPassIt) {
+TEST(RegionEditingTests, ForwardTheEndMayReachTheLastPointAndNotPassIt) {
     EXPECT_EQ(onGrid({1000, 1000}).spanAfter({.by = 1, .on = Grid::beat}), Span(2000, 1000));
     onGrid({1000, 1001}).expectError(SnappedShiftErrorCase::shiftOutOfBounds, {.by = 1, .on = Grid::beat});
 }
 
 // Neighbours
 
-TEST(RegionEditing, RegionsThatTouchDoNotCollide) {
+TEST(RegionEditingTests, RegionsThatTouchDoNotCollide) {
     const Spans row{{0, 1000}, {1000, 500}, {1500, 500}};
     for (const Rule rule : {Rule::doNotMove, Rule::clipToNeighbor, Rule::deleteNeighbor}) {
         EXPECT_EQ(amongRegions(row).spansAfter({.rule = rule}), row);
@@ -244,7 +244,7 @@ TEST(RegionEditing, RegionsThatTouchDoNotCollide) {
     }
 }
 
-TEST(RegionEditing, ACollisionStopsTheMove) {
+TEST(RegionEditingTests, ACollisionStopsTheMove) {
     const Spans row{{0, 1000}, {1000, 500}, {1500, 500}};
     amongRegions(row).expectError(AdjustRegionEntryErrorCase::abortedOnCollision,
                                   {.boundary = start, .by = -1});
@@ -253,7 +253,7 @@ TEST(RegionEditing, ACollisionStopsTheMove) {
     amongRegions(row).expectError(ShiftRegionErrorCase::abortedOnCollision, {.by = 1});
 }
 
-TEST(RegionEditing, ACollisionDeletesTheNeighbour) {
+TEST(RegionEditingTests, ACollisionDeletesTheNeighbour) {
     auto song = amongRegions({{0, 1100}, {1000, 600}, {1500, 500}});
     EXPECT_EQ(song.spansAfter({.rule = Rule::deleteNeighbor}), Spans({{1000, 600}}));
     EXPECT_EQ(song.removed, (Identifiers{1, 0, 2})) << "the region, the one before, the one after";
@@ -262,7 +262,7 @@ TEST(RegionEditing, ACollisionDeletesTheNeighbour) {
               Spans({{999, 500}, {1500, 500}}));
 }
 
-TEST(RegionEditing, ACollisionClipsTheRegion) {
+TEST(RegionEditingTests, ACollisionClipsTheRegion) {
     const Move clip{.rule = Rule::clipToNeighbor};
     EXPECT_EQ(amongRegions({{0, 1100}, {1000, 600}, {1500, 500}}).spansAfter(clip),
               Spans({{0, 1100}, {1100, 400}, {1500, 500}}));
@@ -270,7 +270,7 @@ TEST(RegionEditing, ACollisionClipsTheRegion) {
               Spans({{0, 1000}, {1000, 500}, {1500, 500}}));
 }
 
-TEST(RegionEditing, OnlyTheNeighboursByLocationAreLookedAt) {
+TEST(RegionEditingTests, OnlyTheNeighboursByLocationAreLookedAt) {
     EXPECT_EQ(amongRegions({{0, 1000}, {1000, 500}, {1500, 500}, {1600, 10}})
                   .spansAfter({.boundary = end, .by = 300, .rule = Rule::deleteNeighbor}),
               Spans({{0, 1000}, {1000, 800}, {1600, 10}}))
@@ -280,7 +280,7 @@ TEST(RegionEditing, OnlyTheNeighboursByLocationAreLookedAt) {
               Span(1000, 500));
 }
 
-TEST(RegionEditing, ANeighbourThatReachesPastTheRegionSwapsItsEnds) {
+TEST(RegionEditingTests, ANeighbourThatReachesPastTheRegionSwapsItsEnds) {
     EXPECT_EQ(amongRegions({{0, 5000}, {1000, 500}}).spansAfter({.rule = Rule::clipToNeighbor}),
               Spans({{0, 5000}, {1500, 3500}}));
     EXPECT_EQ(amongRegions({{0, 1000}, {1000, 500}, {1500, 500}})
@@ -288,7 +288,7 @@ TEST(RegionEditing, ANeighbourThatReachesPastTheRegionSwapsItsEnds) {
               Spans({{0, 1000}, {500, 500}, {1500, 500}}));
 }
 
-TEST(RegionEditing, AClippedRegionMustNotPassItsNeighbourNorLoseItsLength) {
+TEST(RegionEditingTests, AClippedRegionMustNotPassItsNeighbourNorLoseItsLength) {
     constexpr auto swallowed = RegionClippingErrorCase::zeroLengthRegion;
     const Rule clip = Rule::clipToNeighbor;
     const Spans row{{0, 1000}, {1000, 500}, {1500, 500}};
@@ -301,7 +301,7 @@ TEST(RegionEditing, AClippedRegionMustNotPassItsNeighbourNorLoseItsLength) {
 
 // Every move
 
-TEST(RegionEditing, NoRandomMoveOverlapsANeighbourOrMissesTheGrid) {
+TEST(RegionEditingTests, NoRandomMoveOverlapsANeighbourOrMissesTheGrid) {
     int moves = 0;
     for (unsigned seed = 0; seed < 5000; ++seed) {
         SCOPED_TRACE(seed);
@@ -342,12 +342,12 @@ TEST(RegionEditing, NoRandomMoveOverlapsANeighbourOrMissesTheGrid) {
 
 // Errors and limits
 
-TEST(RegionEditing, AbortsBeyondTheFrames) {
+TEST(RegionEditingTests, AbortsBeyondTheFrames) {
     EXPECT_DEATH(onGrid({1000, 100}).moved({.boundary = end, .by = kGreatest}), "overflow in addition");
     EXPECT_DEATH(onGrid({1000, 100}).moved({.by = kGreatest}), "overflow in addition");
 }
 
-TEST(RegionEditing, ErrorsAreEqualByTheirCase) {
+TEST(RegionEditingTests, ErrorsAreEqualByTheirCase) {
     using Error = SnappedShiftError;
     const Error missing(Error::Case::missingSnapPoint, "a");
     const Error alsoMissing(Error::Case::missingSnapPoint, "b");
@@ -356,7 +356,7 @@ TEST(RegionEditing, ErrorsAreEqualByTheirCase) {
     EXPECT_EQ(std::hash<Error>()(missing), std::hash<Error>()(alsoMissing));
 }
 
-TEST(RegionEditing, SettingABoundaryPastTheOtherSwapsThem) {
+TEST(RegionEditingTests, SettingABoundaryPastTheOtherSwapsThem) {
     const auto spanAfter = [](auto setBoundary, std::int64_t frame) {
         TarnRegionEntry region(0);
         region.setRange({100, 50});

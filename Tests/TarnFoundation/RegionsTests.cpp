@@ -9,7 +9,7 @@ using namespace tarn::fixtures;
 
 namespace {
 
-TEST(Regions, AreFoundByTwoRulesOfContainment) {
+TEST(RegionsTests, AreFoundByTwoRulesOfContainment) {
     // Of each frame the positions in `stored`; -1: none.
     using Found = std::vector<int>;
     const auto expectFound = [](const std::vector<Span>& stored, const Locations& frames,
@@ -34,7 +34,7 @@ TEST(Regions, AreFoundByTwoRulesOfContainment) {
     expectFound({}, {0}, {-1}, {-1});
 }
 
-TEST(Regions, HaveNeighboursByLocation) {
+TEST(RegionsTests, HaveNeighboursByLocation) {
     const auto document = makeDocument();
     const auto regions = addRegions(*document, {{300, 1}, {100, 500}, {200, 1}});
     const auto expect = [&](const auto& entry, const auto& before, const auto& after) {
@@ -50,7 +50,7 @@ TEST(Regions, HaveNeighboursByLocation) {
     expect(none, none, none);
 }
 
-TEST(Regions, AreFilteredByRangeExpressionsInTheirOrder) {
+TEST(RegionsTests, AreFilteredByRangeExpressionsInTheirOrder) {
     const auto document = makeDocument();
     const auto regions =
         addRegions(*document, {{30, 10}, {10, 10}, {20, 0}, {-5, 25}}); // ends 40, 20, 20, 20
@@ -70,7 +70,7 @@ TEST(Regions, AreFilteredByRangeExpressionsInTheirOrder) {
     }
 }
 
-TEST(Regions, FillTheFreeSpaceOfTheBarThatTheyAreDroppedInto) {
+TEST(RegionsTests, FillTheFreeSpaceOfTheBarThatTheyAreDroppedInto) {
     // Without a span nothing happens.
     const auto expectFilled = [](const Document& document, std::int64_t frame, std::int64_t frameCount,
                                  std::optional<Span> filled) {
@@ -111,7 +111,7 @@ TEST(Regions, FillTheFreeSpaceOfTheBarThatTheyAreDroppedInto) {
         expectFilled(barsWith({occupied}), 2000, 9000, std::nullopt);
 }
 
-TEST(Regions, AbortWhereNoneCanBeDropped) {
+TEST(RegionsTests, AbortWhereNoneCanBeDropped) {
     const auto document = makeDocumentWithBeats({1000, 2000, 3000, 4000, 5000, 6000}, {0, 4});
     const auto drop = [&](std::int64_t frame, std::int64_t frameCount) {
         document->addRegionEntryExpandedToFitBarSurroundingFrame(document->newRegionEntry(), frame,

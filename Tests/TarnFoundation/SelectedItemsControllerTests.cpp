@@ -10,7 +10,7 @@ using namespace tarn::fixtures;
 namespace {
 
 /// A document with two entries of each kind that can be selected, and a selection whose notices are logged.
-class SelectedItemsController : public ::testing::Test {
+class SelectedItemsControllerTests : public ::testing::Test {
 protected:
     void SetUp() override {
         document->addChordEntriesFromArray(chords);
@@ -54,7 +54,7 @@ protected:
     std::vector<Subscription> tokens;
 };
 
-TEST_F(SelectedItemsController, FirstOfAKindClearsAllButTheRegion) {
+TEST_F(SelectedItemsControllerTests, FirstOfAKindClearsAllButTheRegion) {
     EXPECT_EQ(selected(), "c- r- m- n-");
     const auto expect = [&](const char* expected) { EXPECT_EQ(selected(), expected); };
     controller->selectChordEntry(chords[0]);
@@ -85,7 +85,7 @@ TEST_F(SelectedItemsController, FirstOfAKindClearsAllButTheRegion) {
     EXPECT_TRUE(held) << "a copy";
 }
 
-TEST_F(SelectedItemsController, AreThoseThatWerePassedAlsoWhenObserversReassignThem) {
+TEST_F(SelectedItemsControllerTests, AreThoseThatWerePassedAlsoWhenObserversReassignThem) {
     const auto token = controller->observeKey("selectedChordEntry", [&](const auto&, KeyValueChange change) {
         if (change == KeyValueChange::didChange && !controller->selectedChordEntry()) {
             markers.clear();
@@ -100,7 +100,7 @@ TEST_F(SelectedItemsController, AreThoseThatWerePassedAlsoWhenObserversReassignT
     EXPECT_EQ(selected(), "c- r- m8 n-");
 }
 
-TEST_F(SelectedItemsController, DropOutWhenTheyDisappearFromTheDocument) {
+TEST_F(SelectedItemsControllerTests, DropOutWhenTheyDisappearFromTheDocument) {
     const auto expect = [&](const char* expected, std::size_t notices) {
         EXPECT_EQ(selected(), expected);
         EXPECT_EQ(log.size(), notices) << expected;
@@ -140,7 +140,7 @@ TEST_F(SelectedItemsController, DropOutWhenTheyDisappearFromTheDocument) {
     expect("c- r- m- n-", 2);
 }
 
-TEST_F(SelectedItemsController, ClearTheOthersWhenNoSelectedNoteIsLeft) {
+TEST_F(SelectedItemsControllerTests, ClearTheOthersWhenNoSelectedNoteIsLeft) {
     // A chord is selected beside notes only when an observer does so while the notes are being selected.
     const auto token = controller->observeKey("selectedNoteEntries", [&](const auto&, KeyValueChange change) {
         if (change == KeyValueChange::willChange && !controller->selectedNoteEntries())
@@ -155,7 +155,7 @@ TEST_F(SelectedItemsController, ClearTheOthersWhenNoSelectedNoteIsLeft) {
                           "will selectedNoteEntries c- r2 m- n6,7", "did selectedNoteEntries c- r2 m- n-"}));
 }
 
-TEST_F(SelectedItemsController, IgnoreOtherDocumentsAndNotificationsWithoutAChangeset) {
+TEST_F(SelectedItemsControllerTests, IgnoreOtherDocumentsAndNotificationsWithoutAChangeset) {
     controller->selectRegionEntry(regions[0]);
     controller->selectChordEntry(chords[0]);
     log.clear();
@@ -168,7 +168,7 @@ TEST_F(SelectedItemsController, IgnoreOtherDocumentsAndNotificationsWithoutAChan
     EXPECT_EQ(selected(), "c0 r2 m- n-");
 }
 
-TEST_F(SelectedItemsController, AreFollowedOnlyWhileTheControllerLives) {
+TEST_F(SelectedItemsControllerTests, AreFollowedOnlyWhileTheControllerLives) {
     controller->selectChordEntry(chords[0]);
     const std::weak_ptr<TarnSelectedItemsController> weak = controller;
     std::string last;

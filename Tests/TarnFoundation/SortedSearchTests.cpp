@@ -33,7 +33,7 @@ Index firstWhere(std::size_t count, Condition condition) {
     return std::nullopt;
 }
 
-TEST(SortedSearch, ValuesStrictlyPastAndBeforeOfAnyComparableType) {
+TEST(SortedSearchTests, ValuesStrictlyPastAndBeforeOfAnyComparableType) {
     const std::deque<std::string> names{"bar", "beat", "tatum"};
     EXPECT_EQ(indexOfElementPast(names, "beat"), 2u);
     EXPECT_EQ(indexOfElementBefore(names, "c"), 1u);
@@ -48,7 +48,7 @@ struct Named {
     friend bool operator==(const Named& a, const Named& b) { return a.name == b.name; }
 };
 
-TEST(SortedSearch, StepsOverAnElementThatEqualsTheValueAlthoughItIsOrderedPastOrBeforeIt) {
+TEST(SortedSearchTests, StepsOverAnElementThatEqualsTheValueAlthoughItIsOrderedPastOrBeforeIt) {
     const std::vector<Named> values{{1, 'a'}, {2, 'b'}, {3, 'c'}};
     EXPECT_EQ(indexOfElementPast(values, {1, 'b'}), 2u);
     EXPECT_EQ(indexOfElementPast(values, {2, 'c'}), std::nullopt);
@@ -56,7 +56,7 @@ TEST(SortedSearch, StepsOverAnElementThatEqualsTheValueAlthoughItIsOrderedPastOr
     EXPECT_EQ(indexOfElementBefore(values, {2, 'a'}), std::nullopt);
 }
 
-TEST(SortedSearch, PrimitivesFindTheBoundsOfAPredicate) {
+TEST(SortedSearchTests, PrimitivesFindTheBoundsOfAPredicate) {
     const std::vector<int> values{1, 3, 3, 5};
     EXPECT_EQ(lowerBound(values, 3, std::less<>()), 1u);
     EXPECT_EQ(lowerBound(values, 3, std::less_equal<>()), 3u);
@@ -65,7 +65,7 @@ TEST(SortedSearch, PrimitivesFindTheBoundsOfAPredicate) {
     EXPECT_EQ(lowerBound(std::vector<int>(), 3, std::less<>()), 0u);
 }
 
-TEST(SortedSearch, StepsFromTheClosestValueCountItWhenItLiesAhead) {
+TEST(SortedSearchTests, StepsFromTheClosestValueCountItWhenItLiesAhead) {
     const Locations values{10, 20, 30};
     const std::pair<std::int64_t, Locations> cases[] = {// -2, -1, 0, 1 and 2 steps away
                                                         {12, {10, 10, 10, 20, 30}},
@@ -82,7 +82,7 @@ TEST(SortedSearch, StepsFromTheClosestValueCountItWhenItLiesAhead) {
     EXPECT_EQ(closest(Locations(), 1, 1), std::nullopt);
 }
 
-TEST(SortedSearch, EntriesByLocation) {
+TEST(SortedSearchTests, EntriesByLocation) {
     const auto entries = beatsAt(evenGrid(3, 100, {}, 100));
     EXPECT_EQ(identifierForSample(entries, 250), entries[1]->eventId());
     EXPECT_EQ(indexOfEntryAfter(entries, *entries[1]), 2u);
@@ -101,7 +101,7 @@ TEST(SortedSearch, EntriesByLocation) {
     EXPECT_DEATH((void)indexOfClosestElement(std::vector{kLeast, kGreatest}, 0), "overflow");
 }
 
-TEST(SortedSearch, EntriesInRangeExpressions) {
+TEST(SortedSearchTests, EntriesInRangeExpressions) {
     const auto entries = beatsAt(evenGrid(3, 100, {}, 100));
     using Sample = std::int64_t;
     EXPECT_EQ(locations(entriesIn(entries, ClosedRange<Sample>(100, 200))), (Locations{100, 200}));
@@ -125,7 +125,7 @@ TEST(SortedSearch, EntriesInRangeExpressions) {
               (std::vector<std::string>{"be", "bar"}));
 }
 
-TEST(SortedSearch, NothingIsFoundAmongNothing) {
+TEST(SortedSearchTests, NothingIsFoundAmongNothing) {
     const EntryList<TarnBeatEntry> none;
     const TarnMarkerEntry entry(1);
     for (const Index& index : {firstIndexOfEntryWithId(none, 0), indexOfEntryAfter(none, entry),
@@ -138,7 +138,7 @@ TEST(SortedSearch, NothingIsFoundAmongNothing) {
     EXPECT_DEATH((void)indexOfQuarterNoteEntryAfter(none, 0), "only be searched among beats");
 }
 
-TEST(SortedSearch, AgreesWithLinearDefinitionsOnRandomGrids) {
+TEST(SortedSearchTests, AgreesWithLinearDefinitionsOnRandomGrids) {
     for (std::uint64_t seed = 1; seed <= 3000 && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937_64 random(seed);

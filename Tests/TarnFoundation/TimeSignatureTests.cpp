@@ -5,7 +5,7 @@ namespace {
 
 using namespace test;
 
-TEST(TimeSignature, ADocumentWithoutOneReadsFourFourYetHasNoQuarterNoteSpacing) {
+TEST(TimeSignatureTests, ADocumentWithoutOneReadsFourFourYetHasNoQuarterNoteSpacing) {
     const auto storage = makeStorage(evenGrid(4, 10, {0}));
     storage->setUseLegacyBeatFiltering(false);
     EXPECT_EQ(storage->timeSignature(), (TimeSignature{4, 4}));
@@ -15,7 +15,7 @@ TEST(TimeSignature, ADocumentWithoutOneReadsFourFourYetHasNoQuarterNoteSpacing) 
     EXPECT_EQ(storage->beatEntriesFilteredByTimeSignature().size(), 4u);
 }
 
-TEST(TimeSignature, TheEarliestEntryIsReadAndSettingReplacesAllInOneChange) {
+TEST(TimeSignatureTests, TheEarliestEntryIsReadAndSettingReplacesAllInOneChange) {
     const auto storage = makeStorage({});
     const auto late = at(500, storage->newTimeSignatureEntry());
     late->setDenominator(8);
@@ -32,7 +32,7 @@ TEST(TimeSignature, TheEarliestEntryIsReadAndSettingReplacesAllInOneChange) {
     EXPECT_EQ(storage->timeSignature(), (TimeSignature{6, 8}));
 }
 
-TEST(TimeSignature, QuarterNoteViewKeepsEverySecondBeatOfEachStretch) {
+TEST(TimeSignatureTests, QuarterNoteViewKeepsEverySecondBeatOfEachStretch) {
     const auto expectView = [](std::size_t count, const Positions& downbeats, const Locations& view) {
         const auto storage = makeStorage(evenGrid(count, 1, downbeats));
         EXPECT_EQ(locations(storage->beatEntriesFilteredByTimeSignatureDenominator(4)), view) << count;
@@ -44,7 +44,7 @@ TEST(TimeSignature, QuarterNoteViewKeepsEverySecondBeatOfEachStretch) {
     expectView(5, {0, 4}, {0, 2});       // a lone last downbeat goes as well
 }
 
-TEST(TimeSignature, ApplyingMarksEveryNumeratorthBeatFromTheFirstDownbeat) {
+TEST(TimeSignatureTests, ApplyingMarksEveryNumeratorthBeatFromTheFirstDownbeat) {
     TarnTimeSignatureEntry entry(99);
     const auto expectMarked = [&](TimeSignature signature, const Positions& before, const Positions& after) {
         const auto storage = makeStorage(evenGrid(12, 10, before));
@@ -67,7 +67,7 @@ TEST(TimeSignature, ApplyingMarksEveryNumeratorthBeatFromTheFirstDownbeat) {
     EXPECT_TRUE(storage->_beatEntriesWithTimeSignature(entry, beats)->isSameListAs(beats));
 }
 
-TEST(TimeSignature, InfersTheNumeratorFromTheMostFrequentBarLength) {
+TEST(TimeSignatureTests, InfersTheNumeratorFromTheMostFrequentBarLength) {
     // A first length without a downbeat is pickup.
     const auto expectInferred = [](const Positions& barLengths, bool pickup, std::int64_t denominator,
                                    TimeSignature result) {
@@ -98,7 +98,7 @@ TEST(TimeSignature, InfersTheNumeratorFromTheMostFrequentBarLength) {
     EXPECT_TRUE(storage->timeSignatureEntries().empty());
 }
 
-TEST(TimeSignature, MigrationInsertsMidpointsOutsideUndoAndOnlyOnce) {
+TEST(TimeSignatureTests, MigrationInsertsMidpointsOutsideUndoAndOnlyOnce) {
     for (const auto& [before, after] : {std::pair("", ""),
                                         {"50*", "50* 51"},
                                         {"0* 101 200*", "0* 50 101 150 200* 249"},
@@ -156,7 +156,7 @@ Grid quarterNoteView(const Grid& grid) {
     return view;
 }
 
-TEST(TimeSignature, QuarterNoteViewAgreesWithItsRuleOnRandomGrids) {
+TEST(TimeSignatureTests, QuarterNoteViewAgreesWithItsRuleOnRandomGrids) {
     for (std::uint64_t seed = 1; seed <= 3000 && !HasFailure(); ++seed) {
         std::mt19937_64 random(seed);
         const auto grid = randomGrid(random);

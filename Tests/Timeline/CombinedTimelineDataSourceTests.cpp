@@ -43,7 +43,7 @@ struct Source : TimelineDataSource {
     }
 };
 
-TEST(CombinedTimelineDataSource, namesTheItemsOfARowBySectionAndIndex) {
+TEST(CombinedTimelineDataSourceTests, NamesTheItemsOfARowBySectionAndIndex) {
     const auto rows = std::make_shared<Rows>();
     const auto beats = std::make_shared<Source>(Ranges{{9, 9}, {10, 10}, {20, 20}, {35, 35}});
     const auto regions = std::make_shared<Source>(Ranges{{15, 20}, {-5, 40}, {0, 10}, {9, 11}, {40, 50}});
@@ -71,7 +71,7 @@ TEST(CombinedTimelineDataSource, namesTheItemsOfARowBySectionAndIndex) {
     EXPECT_THAT(source.indexesForItems(0), IsEmpty());
 }
 
-TEST(CombinedTimelineDataSource, putsPointsOutsideTheSongIntoItsFirstAndItsLastRow) {
+TEST(CombinedTimelineDataSourceTests, PutsPointsOutsideTheSongIntoItsFirstAndItsLastRow) {
     using Limits = std::numeric_limits<Frame>;
     const auto rows = std::make_shared<Rows>();
     const auto beats = std::make_shared<Source>(
@@ -85,13 +85,13 @@ TEST(CombinedTimelineDataSource, putsPointsOutsideTheSongIntoItsFirstAndItsLastR
     EXPECT_THAT(source.indexesForItems(1), ElementsAre(IndexPath{0, 2}, IndexPath{0, 3}));
 }
 
-TEST(WrappedTimelineProtocol, findsRowsWhateverTheGuess) {
+TEST(WrappedTimelineProtocolTests, FindsRowsWhateverTheGuess) {
     const Rows rows;
     for (Frame frame = 0; frame < 35; ++frame)
         EXPECT_EQ(rows.rowIndex(frame), frame < 10 ? 0 : frame < 20 ? 1 : 3) << frame;
 }
 
-TEST(TimelineItemIndex, findsWhatASearchThroughAllItemsFinds) {
+TEST(TimelineItemIndexTests, FindsWhatASearchThroughAllItemsFinds) {
     std::mt19937 random(3);
     for (int round = 0; round < 500; ++round) {
         Ranges ranges;
@@ -121,7 +121,7 @@ TEST(TimelineItemIndex, findsWhatASearchThroughAllItemsFinds) {
     }
 }
 
-TEST(CombinedTimelineDataSourceDeathTest, stopsOnPathsThatNameNoItem) {
+TEST(CombinedTimelineDataSourceDeathTest, StopsOnPathsThatNameNoItem) {
     const CombinedTimelineDataSource source(std::make_shared<Rows>(),
                                             {std::make_shared<Source>(Ranges{{1, 2}})});
     EXPECT_DEATH((void)source.item({0, 1}), "has no such item");

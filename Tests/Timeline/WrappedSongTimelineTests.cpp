@@ -49,7 +49,7 @@ WrappedSongTimeline timelineOf(Layout layout) {
     return timeline;
 }
 
-TEST(WrappedSongTimeline, startsWithDefaultsAndAsksTheDelegateOnlyOnReload) {
+TEST(WrappedSongTimelineTests, StartsWithDefaultsAndAsksTheDelegateOnlyOnReload) {
     auto song = std::make_shared<Song>(Layout());
     WrappedSongTimeline timeline(song);
     EXPECT_EQ(song->questions, "");
@@ -71,7 +71,7 @@ TEST(WrappedSongTimeline, startsWithDefaultsAndAsksTheDelegateOnlyOnReload) {
     EXPECT_EQ(timeline.sampleRate(), 44100);
 }
 
-TEST(WrappedSongTimeline, spreadsASongOverRows) {
+TEST(WrappedSongTimelineTests, SpreadsASongOverRows) {
     const auto timeline = timelineOf({});
     EXPECT_EQ(timeline.framesPerRow(), 30000);
     EXPECT_EQ(timeline.continuousRowCount(), 3.5);
@@ -104,7 +104,7 @@ TEST(WrappedSongTimeline, spreadsASongOverRows) {
     EXPECT_THAT(timelineOf({10, -3, 1, 4}).rowRanges(), ElementsAre(FrameRange(0, 7), FrameRange(7, 10)));
 }
 
-TEST(WrappedSongTimeline, aSongOfNegativeLengthHasFramesOnlyOutsideItself) {
+TEST(WrappedSongTimelineTests, ASongOfNegativeLengthHasFramesOnlyOutsideItself) {
     const auto withoutRows = timelineOf({.frameCount = -5, .firstRowOffset = 0});
     EXPECT_EQ(withoutRows.rowIndex(-5), -1);
     EXPECT_EQ(withoutRows.rowIndex(-6), 0);
@@ -113,7 +113,7 @@ TEST(WrappedSongTimeline, aSongOfNegativeLengthHasFramesOnlyOutsideItself) {
     EXPECT_EQ(oneRow.rowIndex(kSmallest), 0);
 }
 
-TEST(WrappedSongTimeline, dragsTheFirstRowOffsetAroundOneRow) {
+TEST(WrappedSongTimelineTests, DragsTheFirstRowOffsetAroundOneRow) {
     const auto timeline = timelineOf({});
     const std::pair<Frame, Frame> drags[] = {{-6000, 29000}, {26000, 1000},  {0, 5000},   {-5000, 0},
                                              {25000, 0},     {-5001, 29999}, {-35000, 0}, {-95001, 29999}};
@@ -122,7 +122,7 @@ TEST(WrappedSongTimeline, dragsTheFirstRowOffsetAroundOneRow) {
     EXPECT_EQ(timelineOf({100000, 0, 1, 3.9}).newFirstRowOffset(4), 1);
 }
 
-TEST(WrappedSongTimeline, gridLinesLeaveOutTheLowerBoundAndIncludeTheUpper) {
+TEST(WrappedSongTimelineTests, GridLinesLeaveOutTheLowerBoundAndIncludeTheUpper) {
     EXPECT_THAT(framesOnGridWithSpacing(10, {0, 30}), ElementsAre(10, 20, 30));
     EXPECT_THAT(framesOnGridWithSpacing(10, {1, 39}), ElementsAre(10, 20, 30));
     EXPECT_THAT(framesOnGridWithSpacing(10, {10, 10}), IsEmpty());
@@ -147,7 +147,7 @@ std::optional<FrameRange> definedRange(const Layout& layout, Frame row) {
     return lower <= upper ? std::optional(FrameRange(lower, upper)) : std::nullopt;
 }
 
-TEST(WrappedSongTimeline, findsRowsAsALinearSearchThroughRandomLayoutsDoes) {
+TEST(WrappedSongTimelineTests, FindsRowsAsALinearSearchThroughRandomLayoutsDoes) {
     std::mt19937_64 random(8);
     const auto between = [&random](double low, double high) {
         return std::uniform_real_distribution<double>(low, high)(random);
@@ -212,7 +212,7 @@ TEST(WrappedSongTimeline, findsRowsAsALinearSearchThroughRandomLayoutsDoes) {
     EXPECT_GT(emptyRows, 1000); // fewer than one frame per row
 }
 
-TEST(WrappedSongTimeline, triesReturnNothingWhereTheOthersAbort) {
+TEST(WrappedSongTimelineTests, TriesReturnNothingWhereTheOthersAbort) {
     const auto timeline = timelineOf({});
     EXPECT_EQ(timeline.tryContinuousRowCount(), 3.5);
     EXPECT_EQ(timeline.tryRowCount(), 4);
@@ -234,7 +234,7 @@ TEST(WrappedSongTimeline, triesReturnNothingWhereTheOthersAbort) {
     EXPECT_FALSE(tryFramesOnGridWithSpacing(0, {0, 10}) || tryFramesOnGridWithSpacing(10, {0, kLargest}));
 }
 
-TEST(WrappedSongTimelineDeathTest, abortsOnNumbersThatAreNotALayout) {
+TEST(WrappedSongTimelineDeathTest, AbortsOnNumbersThatAreNotALayout) {
     const auto stops = [](Layout layout, const char* message, auto ask) {
         const auto timeline = timelineOf(layout);
         EXPECT_DEATH(ask(timeline), message);

@@ -19,7 +19,7 @@ void detectKey(Song& song, std::optional<int> key) {
     operation.main();
 }
 
-TEST(AnalysisResults, aKeyIsInsertedOnTheMainQueueAsItsTonicTriad) {
+TEST(AnalysisResultsTests, AKeyIsInsertedOnTheMainQueueAsItsTonicTriad) {
     const std::pair<int, const char*> cases[] = {
         {0, "C"},   {1, "Db"},   {3, "Eb"},   {6, "F#"},   {8, "Ab"},   {10, "Bb"},  {11, "B"},
         {12, "Cm"}, {13, "C#m"}, {15, "D#m"}, {18, "F#m"}, {20, "G#m"}, {22, "Bbm"}, {23, "Bm"},
@@ -35,7 +35,7 @@ TEST(AnalysisResults, aKeyIsInsertedOnTheMainQueueAsItsTonicTriad) {
     }
 }
 
-TEST(AnalysisResults, withoutAKeyNoEntryIsInserted) {
+TEST(AnalysisResultsTests, WithoutAKeyNoEntryIsInserted) {
     Song song;
     detectKey(song, std::nullopt);
     MainQueue::runPending();
@@ -66,7 +66,7 @@ Event eventAfterAlignment(Song& song, const std::vector<std::int64_t>& beats, st
 
 const Locations kTenBeats{0, 10, 20, 30, 40, 50, 60, 70, 80, 90};
 
-TEST(AnalysisResults, everyTatumCountThBeatFromTheDownbeatIsADownbeat) {
+TEST(AnalysisResultsTests, EveryTatumCountThBeatFromTheDownbeatIsADownbeat) {
     const auto expectBeats = [](const Locations& beats, std::int64_t downbeat, std::int64_t tatumCount,
                                 const char* marked, const char* signature) {
         Song song;
@@ -83,7 +83,7 @@ TEST(AnalysisResults, everyTatumCountThBeatFromTheDownbeatIsADownbeat) {
     expectBeats({7, 5, 5, 9}, 5, 2, "7 5* 5 9*", "1/4"); // the first of equals, as reported
 }
 
-TEST(AnalysisResults, aDownbeatThatIsNotABeatIsReportedWithoutBeats) {
+TEST(AnalysisResultsTests, ADownbeatThatIsNotABeatIsReportedWithoutBeats) {
     const auto expectNoBeats = [](const Locations& beats, std::int64_t downbeat, std::int64_t tatumCount) {
         Song song;
         EXPECT_EQ(eventAfterAlignment(song, beats, downbeat, tatumCount),
@@ -94,7 +94,7 @@ TEST(AnalysisResults, aDownbeatThatIsNotABeatIsReportedWithoutBeats) {
     expectNoBeats({}, 0, 4);
 }
 
-TEST(AnalysisResults, aDetectionWithoutBeatsForgetsTheEarlierOnes) {
+TEST(AnalysisResultsTests, ADetectionWithoutBeatsForgetsTheEarlierOnes) {
     Song song;
     song.open();
     scripted::Beats operation(song.script, "beats");
@@ -105,7 +105,7 @@ TEST(AnalysisResults, aDetectionWithoutBeatsForgetsTheEarlierOnes) {
     EXPECT_FALSE(song.controller->beatLocations());
 }
 
-TEST(AnalysisResults, anEmptyListOfChordsIsInsertedToo) {
+TEST(AnalysisResultsTests, AnEmptyListOfChordsIsInsertedToo) {
     Song song;
     song.open();
     const auto operation =
@@ -118,7 +118,7 @@ TEST(AnalysisResults, anEmptyListOfChordsIsInsertedToo) {
                                                     {{"chordDetector", "legacy chords"}})}));
 }
 
-TEST(AnalysisResults, chordsAreNotInsertedBesideOneThatTheUserAddsMeanwhile) {
+TEST(AnalysisResultsTests, ChordsAreNotInsertedBesideOneThatTheUserAddsMeanwhile) {
     Song song;
     song.open();
     const auto operation = std::make_shared<scripted::Chords<DetectChordsOperation>>(song.script, "chords");
@@ -135,7 +135,7 @@ TEST(AnalysisResults, chordsAreNotInsertedBesideOneThatTheUserAddsMeanwhile) {
     EXPECT_EQ(fixtures::chordsOf(song.storage->chordEntries()), Lines{"D@10"});
 }
 
-TEST(AnalysisResultsDeathTest, resultsOutOfRangeAbort) {
+TEST(AnalysisResultsDeathTest, ResultsOutOfRangeAbort) {
     Song song;
     for (const std::int64_t tatumCount : {-2, 512}) { // even where no beat is the downbeat
         EXPECT_DEATH(eventAfterAlignment(song, {10}, 11, tatumCount),

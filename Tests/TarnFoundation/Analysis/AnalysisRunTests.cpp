@@ -29,7 +29,7 @@ void runAndCancelAfter(Song& song, const std::string& stage) {
     song.run();
 }
 
-TEST(AnalysisRunConcurrency, resultsThatComeAfterCancellingAreNotHandedOver) {
+TEST(AnalysisRunConcurrencyTests, ResultsThatComeAfterCancellingAreNotHandedOver) {
     for (const auto& [stage, report] :
          {std::pair("tuning", TarnTuningEstimationDidFinishProcessingNotification),
           {"beats", TarnBeatDetectionDidFinishProcessingNotification},
@@ -43,7 +43,7 @@ TEST(AnalysisRunConcurrency, resultsThatComeAfterCancellingAreNotHandedOver) {
     }
 }
 
-TEST(AnalysisRunConcurrency, resultsThatWaitForTheMainThreadAreNotHandedOverWhenItCancels) {
+TEST(AnalysisRunConcurrencyTests, ResultsThatWaitForTheMainThreadAreNotHandedOverWhenItCancels) {
     Song song;
     song.open();
     const auto chords = std::make_shared<scripted::Chords<DetectChordsOperation>>(song.script, "chords");
@@ -78,7 +78,7 @@ std::future<std::string> askForKey(Song& song) {
     });
 }
 
-TEST(AnalysisRunConcurrency, chordDetectionWaitsForTheMainThreadOnlyWhenAKeyIsOnItsWay) {
+TEST(AnalysisRunConcurrencyTests, ChordDetectionWaitsForTheMainThreadOnlyWhenAKeyIsOnItsWay) {
     Song song;
     song.open();
     auto withoutKey = askForKey(song); // nobody drains the main queue
@@ -96,12 +96,20 @@ TEST(AnalysisRunConcurrency, chordDetectionWaitsForTheMainThreadOnlyWhenAKeyIsOn
     EXPECT_EQ(withKey.get(), "C# minor");
 }
 
-TEST(AnalysisRunDeathTest, aDependencyHasToBeInTheTable) {
+TEST(AnalysisRunDeathTest, ADependencyHasToBeInTheTable) {
     const auto make = [] { return std::make_shared<BlockOperation>([] {}); };
     const std::vector<analysis::Stage> stages{{.name = "key", .make = make, .dependencies = {"tuning"}}};
     const auto progress = Progress::discrete(0);
     EXPECT_DEATH(static_cast<void>(analysis::Run().start(stages, *progress, make(), make())),
                  "not in the table");
+}
+
+TEST(AnalysisRunDeathTest, ARunStartsOnce) {
+    const auto make = [] { return std::make_shared<BlockOperation>([] {}); };
+    const auto progress = Progress::discrete(0);
+    analysis::Run run;
+    ASSERT_EQ(run.start({}, *progress, make(), make()), nullptr);
+    EXPECT_DEATH(static_cast<void>(run.start({}, *progress, make(), make())), "started once");
 }
 
 } // namespace

@@ -10,8 +10,8 @@ using scripted::Events;
 using scripted::Lines;
 
 /// A song whose chords alone are detected, without a controller's progress.
-struct ChordDetectionOperationControllerConcurrency : testing::Test {
-    ChordDetectionOperationControllerConcurrency() { song.script->progress = Progress::discrete(0); }
+struct ChordDetectionOperationControllerConcurrencyTests : testing::Test {
+    ChordDetectionOperationControllerConcurrencyTests() { song.script->progress = Progress::discrete(0); }
 
     /// Notes the handler's name and what it receives.
     ChordDetectionOperationController::CompletionHandler handler(const std::string& name) {
@@ -36,8 +36,8 @@ struct ChordDetectionOperationControllerConcurrency : testing::Test {
         std::make_shared<ChordDetectionOperationController>("song.wav", song.storage, song.factory);
 };
 
-TEST_F(ChordDetectionOperationControllerConcurrency,
-       handsOverTheChordsOnTheOperationsThreadWithoutInserting) {
+TEST_F(ChordDetectionOperationControllerConcurrencyTests,
+       HandsOverTheChordsOnTheOperationsThreadWithoutInserting) {
     controller->run(handler("first"));
     EXPECT_EQ(controller->operation(), song.factory->operations["chords"]);
     finish();
@@ -54,7 +54,7 @@ TEST_F(ChordDetectionOperationControllerConcurrency,
     EXPECT_FALSE(std::filesystem::exists(song.cache("Chords")));
 }
 
-TEST_F(ChordDetectionOperationControllerConcurrency, aRefusedFileGivesNoChordsAtOnce) {
+TEST_F(ChordDetectionOperationControllerConcurrencyTests, ARefusedFileGivesNoChordsAtOnce) {
     song.script->refused = {"chords"};
     controller->run(handler("refused"));
     EXPECT_EQ(song.script->events(), (Events{Event{"refused", {}, true}}));
@@ -63,7 +63,7 @@ TEST_F(ChordDetectionOperationControllerConcurrency, aRefusedFileGivesNoChordsAt
     EXPECT_EQ(song.factory->made, Lines{"chords"}) << "there is no fallback";
 }
 
-TEST_F(ChordDetectionOperationControllerConcurrency, theLastHandlerIsCalledOnceAndMayRunAgain) {
+TEST_F(ChordDetectionOperationControllerConcurrencyTests, TheLastHandlerIsCalledOnceAndMayRunAgain) {
     song.script->whileWorking = [&, isFirst = true](const std::string&) mutable {
         if (std::exchange(isFirst, false))
             MainQueue::sync([&] {
@@ -85,7 +85,7 @@ TEST_F(ChordDetectionOperationControllerConcurrency, theLastHandlerIsCalledOnceA
     EXPECT_EQ(handlers, (Events{handled("second"), handled("third")}));
 }
 
-TEST_F(ChordDetectionOperationControllerConcurrency, aDroppedOrCancelledDetectionCallsNobody) {
+TEST_F(ChordDetectionOperationControllerConcurrencyTests, ADroppedOrCancelledDetectionCallsNobody) {
     song.script->whileWorking = [&](const std::string&) { controller->operation()->cancel(); };
     controller->run(handler("cancelled"));
     finish();

@@ -47,7 +47,7 @@ inline Event posted(const std::string& notification, const Values& values = {}) 
 inline Event postedByWorker(const std::string& notification, const Values& values = {}) {
     return {notification, values, false};
 }
-/// A stage works on its inputs. That many units of the controller's progress are complete, and the activity
+/// A stage works on its inputs. The controller's progress has completed `completedUnits`, and the activity
 /// that it shows is the stage's.
 inline Event worked(const std::string& stage, int completedUnits, Values inputs = {}) {
     inputs["completed units"] = std::to_string(completedUnits);

@@ -14,8 +14,8 @@ using DetectChords = scripted::Chords<DetectChordsOperation>;
 using LegacyChords = scripted::Chords<LegacyChordDetectionOperation>;
 
 /// An operation, a file, and what is logged.
-struct TarnChordResultsCache : testing::Test {
-    TarnChordResultsCache() {
+struct TarnChordResultsCacheTests : testing::Test {
+    TarnChordResultsCacheTests() {
         setLogSink([this](const LogMessage& message) {
             EXPECT_EQ(message.subsystem + message.category, "");
             EXPECT_EQ(message.level, LogLevel::error);
@@ -25,7 +25,7 @@ struct TarnChordResultsCache : testing::Test {
             EXPECT_FALSE(message.arguments.at(1).isPrivate);
         });
     }
-    ~TarnChordResultsCache() override { setLogSink({}); }
+    ~TarnChordResultsCacheTests() override { setLogSink({}); }
 
     TemporaryFolder folder;
     std::filesystem::path file = folder.path() / "song.chordScores";
@@ -33,7 +33,7 @@ struct TarnChordResultsCache : testing::Test {
     Lines logged;
 };
 
-TEST_F(TarnChordResultsCache, isWrittenByteForByte) {
+TEST_F(TarnChordResultsCacheTests, IsWrittenByteForByte) {
     const std::pair<TopK, std::string> cases[] = {
         {{}, "ChRE100a\x01\0\0\0\0"s},
         {{{44100, {{3, 0.5F}, {17, 0.25F}}}},
@@ -55,7 +55,7 @@ TEST_F(TarnChordResultsCache, isWrittenByteForByte) {
     }
 }
 
-TEST_F(TarnChordResultsCache, readingFailsWithAReasonAndChangesNothing) {
+TEST_F(TarnChordResultsCacheTests, ReadingFailsWithAReasonAndChangesNothing) {
     const std::string failed = "Failed to read scored chord results cache from ";
     const std::string missing = "Missing chord results header";
     const std::string notText = "Unable to create string from data with ";
@@ -87,14 +87,14 @@ TEST_F(TarnChordResultsCache, readingFailsWithAReasonAndChangesNothing) {
     EXPECT_EQ(operation.topKResults(), before);
 }
 
-TEST_F(TarnChordResultsCache, aFailureToWriteIsLogged) {
+TEST_F(TarnChordResultsCacheTests, AFailureToWriteIsLogged) {
     file = folder.path() / "no folder" / "song.chordScores";
     Controller::writeCacheForChordDetectionOperation(operation, file);
     EXPECT_THAT(logged, testing::ElementsAre(testing::StartsWith(
                             "Failed to write scored chord results cache to " + file.string() + "\nError: ")));
 }
 
-TEST_F(TarnChordResultsCache, legacyDetectionHasNone) {
+TEST_F(TarnChordResultsCacheTests, LegacyDetectionHasNone) {
     LegacyChords legacy{std::make_shared<scripted::Script>(), "legacy chords"};
     Controller::writeCacheForChordDetectionOperation(legacy, file);
     Controller::readCacheForChordDetectionOperation(legacy, file);
@@ -106,7 +106,7 @@ TEST_F(TarnChordResultsCache, legacyDetectionHasNone) {
     EXPECT_TRUE(Controller::hasCachedResults(operation));
 }
 
-TEST(TarnChordResults, framesReadBackAndFailWhereTheBytesEnd) {
+TEST(TarnChordResultsTests, FramesReadBackAndFailWhereTheBytesEnd) {
     const Frame frame{44100, {3, 17}, {0.5F, 0.25F}};
     const auto bytes = BinaryDataEncoder().encode(frame);
     EXPECT_EQ(BinaryDataDecoder().decode<Frame>(bytes), frame);
@@ -129,7 +129,7 @@ TEST(TarnChordResults, framesReadBackAndFailWhereTheBytesEnd) {
                  BinaryDecodingError);
 }
 
-TEST(TarnChordResults, convertsFromAndToTheOperationsList) {
+TEST(TarnChordResultsTests, ConvertsFromAndToTheOperationsList) {
     const TopK results{{5, {{0, 1}, {255, 0.5F}}}, {3, {}}};
     EXPECT_EQ(TarnChordResults::fromTopKResults(results).topKResults(), results);
     TarnChordResults uneven;
@@ -137,7 +137,7 @@ TEST(TarnChordResults, convertsFromAndToTheOperationsList) {
     EXPECT_EQ(uneven.topKResults(), (TopK{{1, {{7, 1}, {8, 2}}}, {2, {{7, 1}}}}));
 }
 
-TEST(TarnChordResultsDeathTest, valuesOutOfRangeAbort) {
+TEST(TarnChordResultsDeathTest, ValuesOutOfRangeAbort) {
     const char* const outOfRange = "Integer value out of range of its target type";
     for (const TopK& results : {TopK{{-1, {}}}, TopK{{0, {{256, 0}}}}, TopK{{0, {{-1, 0}}}}})
         EXPECT_DEATH((void)TarnChordResults::fromTopKResults(results), outOfRange);

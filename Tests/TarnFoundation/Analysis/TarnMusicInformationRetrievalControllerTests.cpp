@@ -125,7 +125,7 @@ Events eventsOfRun(Song& song) {
     return song.script->events();
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, aFreshRunFindsEverythingAndKeepsCaches) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, AFreshRunFindsEverythingAndKeepsCaches) {
     Song song;
     EXPECT_EQ(eventsOfRun(song), kFreshRun);
     EXPECT_EQ(textOf(song.cache("Spectrograms/u.spectrogram")), archiveOf(scripted::completeSpectrogram(2)));
@@ -133,7 +133,8 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, aFreshRunFindsEverythin
     EXPECT_EQ(song.factory->waveformCache, song.cache("Waveforms/u.waveform"));
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, aCompleteDocumentLacksOnlyTheScoresOfItsChords) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests,
+     ACompleteDocumentLacksOnlyTheScoresOfItsChords) {
     Song song;
     song.fillDocument();
     cacheWaveformAndSpectrogram(song);
@@ -148,7 +149,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, aCompleteDocumentLacksO
     EXPECT_EQ(textOf(song.cache("Spectrograms/u.spectrogram")), archiveOf(scripted::completeSpectrogram(3)));
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, legacyDetectionHasNoScoresAndFindsNothingMore) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, LegacyDetectionHasNoScoresAndFindsNothingMore) {
     Song song;
     song.script->refused = {"chords"};
     song.fillDocument();
@@ -160,7 +161,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, legacyDetectionHasNoSco
     EXPECT_EQ(textOf(song.cache("Chords/u.chordScores")), "");
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, withoutATempoBeatsAreDetectedButNotAligned) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, WithoutATempoBeatsAreDetectedButNotAligned) {
     Song song;
     song.script->refused = {"chords"};
     song.fillDocument();
@@ -181,7 +182,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, withoutATempoBeatsAreDe
     EXPECT_EQ(eventsOfRun(song), expected);
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, aForcedRunWorksInEveryStageAndKeepsTheChords) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, AForcedRunWorksInEveryStageAndKeepsTheChords) {
     Song song;
     song.fillDocument();
     cacheWaveformAndSpectrogram(song);
@@ -215,7 +216,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, aForcedRunWorksInEveryS
     EXPECT_EQ(textOf(song.cache("Spectrograms/u.spectrogram")), archiveOf(scripted::completeSpectrogram(2)));
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, laterStagesHearWhatTheApplicationInserts) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, LaterStagesHearWhatTheApplicationInserts) {
     Song song;
     song.afterNotification = [&](const Notification& notification) {
         if (const auto* pitch = notification.value<std::shared_ptr<TarnStandardPitchEntry>>("standardPitch"))
@@ -228,8 +229,8 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, laterStagesHearWhatTheA
                      worked("chords", 5, {{"tuning", "442"}, {"key", "C# minor"}, {"beats", kBeats}})}));
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency,
-     aRunThatIsCancelledAtItsBeginningEndsBeforeItsStages) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests,
+     ARunThatIsCancelledAtItsBeginningEndsBeforeItsStages) {
     Song song;
     song.afterNotification = [&](const Notification&) { song.controller->cancelProcessing(); };
     song.run();
@@ -237,7 +238,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency,
     EXPECT_FALSE(std::filesystem::exists(song.cache("Spectrograms/u.spectrogram")));
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, cancellingEndsTheRunWithWhatIsInTheDocument) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, CancellingEndsTheRunWithWhatIsInTheDocument) {
     for (const std::string last : kStages) {
         SCOPED_TRACE(last);
         Song song;
@@ -259,7 +260,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, cancellingEndsTheRunWit
     }
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, aControllerDroppedAtOncePostsWithoutItself) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, AControllerDroppedAtOncePostsWithoutItself) {
     Song song;
     song.open();
     ASSERT_TRUE(song.controller->beginProcessingError());
@@ -272,7 +273,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, aControllerDroppedAtOnc
                 kRunEndsWithoutController}));
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, aDroppedControllerIsNotHeardOfAgain) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, ADroppedControllerIsNotHeardOfAgain) {
     for (const std::string last : kStages) {
         SCOPED_TRACE(last);
         Song song;
@@ -289,7 +290,8 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, aDroppedControllerIsNot
     }
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, anApplicationMayDropTheControllerInAnyNotification) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests,
+     AnApplicationMayDropTheControllerInAnyNotification) {
     constexpr std::size_t kNotificationsOfAFreshRun = 17;
     for (std::size_t last = 0; last < kNotificationsOfAFreshRun; ++last) {
         SCOPED_TRACE(last);
@@ -307,8 +309,8 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, anApplicationMayDropThe
     }
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency,
-     stagesRunTwoAtATimeWhileAnotherThreadWatchesAndCancels) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests,
+     StagesRunTwoAtATimeWhileAnotherThreadWatchesAndCancels) {
     for (int run = 0; run < 20; ++run) {
         Song song(false);
         song.open();
@@ -336,7 +338,7 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency,
     }
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, aSecondRunLeavesTheFirstAlone) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, ASecondRunLeavesTheFirstAlone) {
     Song song(false);
     song.open();
     ASSERT_TRUE(song.controller->beginProcessingError());
@@ -387,7 +389,7 @@ std::vector<QueuedStage> queuedStages(const std::set<std::string>& refused) {
     return stages;
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, stagesAreQueuedWithTheirDependencies) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, StagesAreQueuedWithTheirDependencies) {
     EXPECT_EQ(
         queuedStages({}),
         (std::vector<QueuedStage>{
@@ -404,14 +406,14 @@ TEST(TarnMusicInformationRetrievalControllerConcurrency, stagesAreQueuedWithThei
         }));
 }
 
-TEST(TarnMusicInformationRetrievalControllerConcurrency, legacyChordsWaitForTheBeatsToo) {
+TEST(TarnMusicInformationRetrievalControllerConcurrencyTests, LegacyChordsWaitForTheBeatsToo) {
     const auto stages = queuedStages({"chords"});
     ASSERT_EQ(stages.size(), 9U);
     EXPECT_EQ(stages[6], (QueuedStage{.name = "legacy chords", .dependencies = {"beats", "key"}}));
     EXPECT_EQ(stages[7], (QueuedStage{.name = "alignment", .dependencies = {"beats", "legacy chords"}}));
 }
 
-TEST(TarnMusicInformationRetrievalController, anOperationThatCannotBeMadeEndsTheBeginning) {
+TEST(TarnMusicInformationRetrievalControllerTests, AnOperationThatCannotBeMadeEndsTheBeginning) {
     const auto expectRefusal = [](const std::set<std::string>& refused, const Lines& asked,
                                   const std::string& message) {
         SCOPED_TRACE(message);
@@ -445,7 +447,7 @@ TEST(TarnMusicInformationRetrievalController, anOperationThatCannotBeMadeEndsThe
         "Failed to load audio file for chord detection.");
 }
 
-TEST(TarnMusicInformationRetrievalController, withoutAnEngineEveryFileIsRefused) {
+TEST(TarnMusicInformationRetrievalControllerTests, WithoutAnEngineEveryFileIsRefused) {
     TemporaryFolder texts;
     writeText(texts.path() / "xx.lproj" / "Localizable.strings",
               "\"Failed to load audio file for tuning estimation.\" = \"translated\";");
@@ -462,7 +464,7 @@ TEST(TarnMusicInformationRetrievalController, withoutAnEngineEveryFileIsRefused)
     Bundle::framework().setResourceFolder({});
 }
 
-TEST(TarnMusicInformationRetrievalController, aSongHasThreeCacheFilesOfItsOwn) {
+TEST(TarnMusicInformationRetrievalControllerTests, ASongHasThreeCacheFilesOfItsOwn) {
     using Caches = TarnMusicInformationRetrievalController;
     TemporaryFolder caches;
     FileManager::setCachesDirectory(caches.path() / "made on demand");
@@ -478,7 +480,7 @@ TEST(TarnMusicInformationRetrievalController, aSongHasThreeCacheFilesOfItsOwn) {
     FileManager::setCachesDirectory({});
 }
 
-TEST(TarnMusicInformationRetrievalController, noIdentifierLeadsOutOfItsFolderOrToAnotherSongsFile) {
+TEST(TarnMusicInformationRetrievalControllerTests, NoIdentifierLeadsOutOfItsFolderOrToAnotherSongsFile) {
     using Caches = TarnMusicInformationRetrievalController;
     TemporaryFolder caches;
     FileManager::setCachesDirectory(caches.path());
@@ -511,7 +513,7 @@ TEST(TarnMusicInformationRetrievalController, noIdentifierLeadsOutOfItsFolderOrT
     FileManager::setCachesDirectory({});
 }
 
-TEST(TarnMusicInformationRetrievalController, onlyAnUndecodableCacheIsLogged) {
+TEST(TarnMusicInformationRetrievalControllerTests, OnlyAnUndecodableCacheIsLogged) {
     Song song;
     song.open();
     const auto file = song.cache("Spectrograms/u.spectrogram");
@@ -531,7 +533,7 @@ TEST(TarnMusicInformationRetrievalController, onlyAnUndecodableCacheIsLogged) {
     EXPECT_FALSE(read());
 }
 
-TEST(TarnMusicInformationRetrievalControllerDeathTest, logsAndMarksIntervalsOnlyWhenTheEnvironmentSaysSo) {
+TEST(TarnMusicInformationRetrievalControllerDeathTest, LogsAndMarksIntervalsOnlyWhenTheEnvironmentSaysSo) {
     testing::FLAGS_gtest_death_test_style = "threadsafe"; // the log is made once in a process
     const auto spectrogramStage = [](const char* variable) {
         const EnvironmentVariable debug("KELP_MIR_DEBUG", variable);

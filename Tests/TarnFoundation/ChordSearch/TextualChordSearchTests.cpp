@@ -32,7 +32,7 @@ Names found(std::string_view text) {
     return namesOf(Search::_arrayWithChordsMatchingSearchString(text));
 }
 
-TEST(TextualChordSearch, ARootAloneOffersTheWholeTable) {
+TEST(TextualChordSearchTests, ARootAloneOffersTheWholeTable) {
     const auto results = Search::_arrayWithChordsMatchingSearchString("C");
     ASSERT_EQ(results.size(), 45u);
     for (std::size_t i = 0; i < results.size(); ++i) {
@@ -43,7 +43,7 @@ TEST(TextualChordSearch, ARootAloneOffersTheWholeTable) {
     EXPECT_EQ(found("F♯"), found("F#"));
 }
 
-TEST(TextualChordSearch, ARootOfTwoCharactersGoesBeforeOneOfOneCharacter) {
+TEST(TextualChordSearchTests, ARootOfTwoCharactersGoesBeforeOneOfOneCharacter) {
     const std::pair<const char*, const char*> roots[] = {
         {"Db", "Db"}, {"bb", "Bb"}, {"B♭", "Bb"}, {"ab", "Ab"}, {"E#", "E#"}};
     for (const auto& [typed, root] : roots) {
@@ -52,13 +52,13 @@ TEST(TextualChordSearch, ARootOfTwoCharactersGoesBeforeOneOfOneCharacter) {
     }
 }
 
-TEST(TextualChordSearch, AThirdCharacterBelongsToTheQuality) {
+TEST(TextualChordSearchTests, AThirdCharacterBelongsToTheQuality) {
     EXPECT_THAT(found("Bbb"), IsEmpty()) << "no double accidental";
     EXPECT_THAT(found("F##"), IsEmpty());
     EXPECT_THAT(found("B5"), ElementsAre("B5"));
 }
 
-TEST(TextualChordSearch, FindsEveryQualityWithANameThatBeginsWithTheText) {
+TEST(TextualChordSearchTests, FindsEveryQualityWithANameThatBeginsWithTheText) {
     EXPECT_THAT(found("Csus"), ElementsAre("Csus4", "Csus2"));
     EXPECT_THAT(found("Cdim"), ElementsAre("Cdim", "Cdim7"));
     EXPECT_THAT(found("Cadd"), ElementsAre("C6", "Cadd9"));
@@ -69,24 +69,24 @@ TEST(TextualChordSearch, FindsEveryQualityWithANameThatBeginsWithTheText) {
     EXPECT_THAT(found("Cmaj1"), ElementsAre("Cmaj13"));
 }
 
-TEST(TextualChordSearch, ReadsLettersOfAnyAlphabetInLowerCase) {
+TEST(TextualChordSearchTests, ReadsLettersOfAnyAlphabetInLowerCase) {
     EXPECT_THAT(found("CØ"), ElementsAre("Cm7b5"));
     EXPECT_THAT(found("Cδ9"), ElementsAre("Cmaj9"));
     EXPECT_EQ(found("cδ"), found("C△"));
 }
 
-TEST(TextualChordSearch, DoesNotTellMajorFromMinorByTheCaseOfM) {
+TEST(TextualChordSearchTests, DoesNotTellMajorFromMinorByTheCaseOfM) {
     EXPECT_THAT(found("CM7"), ElementsAre("Cm7", "Cmaj7", "Cm7b5", "Cmaj7#5", "Cm9", "Cmaj7#11"));
     EXPECT_EQ(found("CM7"), found("Cm7"));
 }
 
-TEST(TextualChordSearch, AnExactMatchComesFirst) {
+TEST(TextualChordSearchTests, AnExactMatchComesFirst) {
     EXPECT_EQ(found("Cmin").front(), "Cm");
     EXPECT_EQ(found("CMAJ7").front(), "Cmaj7");
     EXPECT_EQ(found("Ebmaj/BB").front(), "Eb/Bb");
 }
 
-TEST(TextualChordSearch, EveryRowOfTheTableIsFoundByEachOfItsNames) {
+TEST(TextualChordSearchTests, EveryRowOfTheTableIsFoundByEachOfItsNames) {
     for (const auto root : {"C", "F#", "Bb"}) {
         for (const auto& row : gChords) {
             const std::string printed = std::string(root).append(row.name);
@@ -100,7 +100,7 @@ TEST(TextualChordSearch, EveryRowOfTheTableIsFoundByEachOfItsNames) {
     }
 }
 
-TEST(TextualChordSearch, ASlashAtTheEndOffersTheInversions) {
+TEST(TextualChordSearchTests, ASlashAtTheEndOffersTheInversions) {
     EXPECT_THAT(found("G/"), ElementsAre("G/B", "G/D"));
     EXPECT_THAT(found("G7/"), ElementsAre("G7/B", "G7/D", "G7/F"));
     EXPECT_THAT(found("Dbm7/"), ElementsAre("Dbm7/Fb", "Dbm7/Ab", "Dbm7/Cb"));
@@ -111,32 +111,32 @@ TEST(TextualChordSearch, ASlashAtTheEndOffersTheInversions) {
     EXPECT_THAT(found("AM/"), ElementsAre("Am/C", "Am/E")) << "the quality is read in lower case";
 }
 
-TEST(TextualChordSearch, OnlyTheLastSlashCountsForInversions) {
+TEST(TextualChordSearchTests, OnlyTheLastSlashCountsForInversions) {
     EXPECT_THAT(found("C/g/"), ElementsAre("C/E", "C/G"));
     EXPECT_THAT(found("G//"), IsEmpty());
 }
 
-TEST(TextualChordSearch, WhatIsNotAChordHasNoInversions) {
+TEST(TextualChordSearchTests, WhatIsNotAChordHasNoInversions) {
     for (const char* text : {"Gfoo/", "C\xFF/", "/", "/G"})
         EXPECT_THAT(found(text), IsEmpty()) << text;
     EXPECT_THAT(Search::_arrayWithPossibleSlashChordsForChord(nullptr), IsEmpty());
     EXPECT_THAT(Search::_arrayWithPossibleSlashChordsForChord(KELPChord::noChord()), IsEmpty());
 }
 
-TEST(TextualChordSearch, PutsTheBassUnderEveryQualityFound) {
+TEST(TextualChordSearchTests, PutsTheBassUnderEveryQualityFound) {
     EXPECT_THAT(found("Csus/g"), ElementsAre("Csus4/G", "Csus2/G"));
     EXPECT_THAT(found("am7/G"),
                 ElementsAre("Am7/G", "Amaj7/G", "Am7b5/G", "Amaj7#5/G", "Am9/G", "Amaj7#11/G"));
     EXPECT_THAT(found("Calt/F♯"), ElementsAre("C7alt/F#"));
 }
 
-TEST(TextualChordSearch, FindsNothingOverABassThatIsNotANote) {
+TEST(TextualChordSearchTests, FindsNothingOverABassThatIsNotANote) {
     for (const char* text : {"Am/x", "Am/bm", "Am/♭", "C6/9", "C7/9", "Cfoo/G"})
         EXPECT_THAT(found(text), IsEmpty()) << text;
 }
 
 // The bass is lower-cased, and names of notes begin with a capital.
-TEST(TextualChordSearch, NeverFindsABassUnderABareRoot) {
+TEST(TextualChordSearchTests, NeverFindsABassUnderABareRoot) {
     for (const char* text : {"D/F#", "D/f", "C/e", "C/B", "C/b"})
         EXPECT_THAT(found(text), IsEmpty()) << text;
     const KELPNote aFlat = KELPNote::noteWithString("Ab").value();
@@ -147,14 +147,14 @@ TEST(TextualChordSearch, NeverFindsABassUnderABareRoot) {
     EXPECT_THAT(overBass("e"), IsEmpty());
 }
 
-TEST(TextualChordSearch, FindsNothingWithoutARootOrWithAnUnknownQuality) {
+TEST(TextualChordSearchTests, FindsNothingWithoutARootOrWithAnUnknownQuality) {
     for (const char* text : {"", " ", "x", "h", "#", "♭", " C", "7", "Cfoo", "C ", "N.C."})
         EXPECT_THAT(found(text), IsEmpty()) << text;
     EXPECT_THAT(found(std::string_view("C\0", 2)), IsEmpty());
     EXPECT_THAT(found("C" + std::string(1 << 20, '/') + "g"), IsEmpty());
 }
 
-TEST(TextualChordSearch, FindsNothingInBytesThatAreNotUTF8) {
+TEST(TextualChordSearchTests, FindsNothingInBytesThatAreNotUTF8) {
     for (const char* text : {"\xFF", "\xC3", "C\xC3", "C\xE2\x99", "C\xE2", "C\xF0\x9F\x8E\xB5", "\xC0\x80",
                              "Cm\xFF/g", "Cm/\xFF"})
         EXPECT_THAT(found(text), IsEmpty()) << text;
@@ -178,14 +178,14 @@ Names promoted(const ChordDetectionResultArray& results, std::string_view text) 
     return namesOf(Search::_arrayByPromotingExactMatchTo(results, text));
 }
 
-TEST(TextualChordSearch, PromotesTheFirstMatchAndKeepsTheOthersInOrder) {
+TEST(TextualChordSearchTests, PromotesTheFirstMatchAndKeepsTheOthersInOrder) {
     const auto results = resultsFor({"C", "Am", "F", "Am", "G7"});
     EXPECT_THAT(promoted(results, "AM"), ElementsAre("Am", "C", "F", "Am", "G7"));
     EXPECT_EQ(Search::_arrayByPromotingExactMatchTo(results, "am").front(), results[1]);
     EXPECT_THAT(promoted(results, "gdom7"), ElementsAre("G7", "C", "Am", "F", "Am"));
 }
 
-TEST(TextualChordSearch, PromotesNothingWithoutAMatch) {
+TEST(TextualChordSearchTests, PromotesNothingWithoutAMatch) {
     const auto results = resultsFor({"C", "Am", "C#"});
     for (const char* text : {"C", "D", "", "\xFF", "Db"}) // chords match that are written alike
         EXPECT_EQ(Search::_arrayByPromotingExactMatchTo(results, text), results) << text;
@@ -193,14 +193,14 @@ TEST(TextualChordSearch, PromotesNothingWithoutAMatch) {
 }
 
 // Such as a chord manager may leave.
-TEST(TextualChordSearch, AResultWithoutAChordMatchesNoText) {
+TEST(TextualChordSearchTests, AResultWithoutAChordMatchesNoText) {
     auto results = resultsFor({"C", "Am"});
     results.insert(results.begin(), KELPChordDetectionResult::resultForChord(nullptr, 0.5F));
     EXPECT_EQ(Search::_arrayByPromotingExactMatchTo(results, "am").front(), results[2]);
     EXPECT_EQ(Search::_arrayByPromotingExactMatchTo(results, "x"), results);
 }
 
-TEST(TextualChordSearch, UntransposedResultsKeepScoreAndOrder) {
+TEST(TextualChordSearchTests, UntransposedResultsKeepScoreAndOrder) {
     struct SemitoneDown : ChordManager {
         [[nodiscard]] KELPChordRef untransposedChord(const KELPChordRef& chord) const override {
             return chord->transposedBy(-1);
@@ -232,7 +232,7 @@ TEST(KELPTextualChordSearchControllerDeathTest, MustLiveInASharedPointer) {
     EXPECT_DEATH(onStack.performSearchUsingString("C"), "must live in a shared pointer");
 }
 
-TEST(KELPTextualChordSearchController, EverySearchDeliversOnTheMainQueue) {
+TEST(KELPTextualChordSearchControllerTests, EverySearchDeliversOnTheMainQueue) {
     MainQueue::becomeMainThread();
     const auto controller = std::make_shared<KELPTextualChordSearchController>();
     const auto receiver = std::make_shared<Receiver>();
@@ -245,7 +245,7 @@ TEST(KELPTextualChordSearchController, EverySearchDeliversOnTheMainQueue) {
     EXPECT_EQ(receiver->sender, controller.get());
 }
 
-TEST(KELPTextualChordSearchController, ControllerAndDelegateAreHeldWeakly) {
+TEST(KELPTextualChordSearchControllerTests, ControllerAndDelegateAreHeldWeakly) {
     MainQueue::becomeMainThread();
     auto controller = std::make_shared<KELPTextualChordSearchController>();
     auto lost = std::make_shared<Receiver>();

@@ -9,7 +9,7 @@
 namespace tarn {
 namespace {
 
-TEST(TarnFormatting, durationsShowWhatHasPassed) {
+TEST(TarnFormattingTests, DurationsShowWhatHasPassed) {
     const auto expectDuration = [](double seconds, const char* text, const char* withTenths) {
         EXPECT_EQ(formattedDuration(seconds), text) << seconds;
         EXPECT_EQ(formattedDuration(seconds, DurationPrecision::tenths), withTenths) << seconds;
@@ -32,7 +32,7 @@ TEST(TarnFormatting, durationsShowWhatHasPassed) {
     expectDuration(1e300, "-:--", "-:--");
 }
 
-TEST(TarnFormatting, ordinalsEndByTheirLastTwoDigits) {
+TEST(TarnFormattingTests, OrdinalsEndByTheirLastTwoDigits) {
     for (const char* text : {"0th",   "1st",   "2nd",   "3rd",   "4th",
                              "10th",  "11th",  "12th",  "13th",  "14th",
                              "21st",  "22nd",  "101st", "111th", "112th",
@@ -40,7 +40,7 @@ TEST(TarnFormatting, ordinalsEndByTheirLastTwoDigits) {
         EXPECT_EQ(formattedOrdinal(std::strtoll(text, nullptr, 10)), text);
 }
 
-TEST(TarnFormatting, datesAreNamedByTheirDistanceInCalendarDays) {
+TEST(TarnFormattingTests, DatesAreNamedByTheirDistanceInCalendarDays) {
     using namespace std::chrono;
     Bundle::framework().setPreferredLanguages({});
     const local_days today(year(2026) / 3 / 3); // a Tuesday
@@ -63,7 +63,7 @@ TEST(TarnFormatting, datesAreNamedByTheirDistanceInCalendarDays) {
     EXPECT_EQ(formattedRelativeDate(start + minutes(1), start + hours(1)), "Today");
 }
 
-TEST(TarnURLFactory, encodesWhatIsNotUnreserved) {
+TEST(TarnURLFactoryTests, EncodesWhatIsNotUnreserved) {
     const TarnURLFactory urls("https://example.org/tarn/");
     EXPECT_EQ(urls.helpURL("beats"), "https://example.org/tarn/help/beats");
     EXPECT_EQ(urls.helpURL("a/b c?&#%~", "caf\u00E9"),

@@ -11,7 +11,7 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-TEST(KELPMapping, mapsInBothDirections) {
+TEST(KELPMappingTests, MapsInBothDirections) {
     const KELPLinearMapping tempo({40, 240}, {0, 1});
     const KELPLinearMapping flipped({0, 10}, {300, 100});
     const KELPLogarithmicMapping octaves({110, 880}, {0, 300});
@@ -34,7 +34,7 @@ TEST(KELPMapping, mapsInBothDirections) {
     EXPECT_EQ(odd.inverseMap(123.4), 0.7);
 }
 
-TEST(KELPMapping, staysWithinTheScaleWhereAsked) {
+TEST(KELPMappingTests, StaysWithinTheScaleWhereAsked) {
     const KELPLinearMapping flipped({0, 10}, {300, 100});
     const KELPLogarithmicMapping octaves({880, 110}, {0, 300});
     const auto clamp = KELPClamping::toScale;
@@ -50,7 +50,7 @@ TEST(KELPMapping, staysWithinTheScaleWhereAsked) {
     EXPECT_TRUE(std::isnan(octaves.map(std::nan(""), clamp)));
 }
 
-TEST(KELPMapping, aScaleWithoutLengthGivesTheFirstEndOfTheOther) {
+TEST(KELPMappingTests, AScaleWithoutLengthGivesTheFirstEndOfTheOther) {
     const KELPLinearMapping fromPoint({5, 5}, {1, 2});
     EXPECT_EQ(fromPoint.map(5), 1);
     EXPECT_EQ(fromPoint.map(7, KELPClamping::toScale), 1);
@@ -61,7 +61,7 @@ TEST(KELPMapping, aScaleWithoutLengthGivesTheFirstEndOfTheOther) {
     EXPECT_EQ(KELPLogarithmicMapping({7, 7}, {0, 1}).inverseMap(1), 7);
 }
 
-TEST(KELPMappingDeathTest, refusesScalesThatAreNone) {
+TEST(KELPMappingDeathTest, RefusesScalesThatAreNone) {
     EXPECT_DEATH(KELPLinearMapping({0, kInfinity}, {0, 1}), "must be finite");
     EXPECT_DEATH(KELPLinearMapping({0, 1}, {std::nan(""), 1}), "must be finite");
     EXPECT_DEATH(KELPLogarithmicMapping({0, 100}, {0, 1}), "above zero");

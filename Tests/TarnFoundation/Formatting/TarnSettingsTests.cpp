@@ -21,14 +21,14 @@ std::string rawValues() {
     return all;
 }
 
-TEST(TarnSettings, rawValuesAreThoseInTheUsersSettings) {
+TEST(TarnSettingsTests, RawValuesAreThoseInTheUsersSettings) {
     EXPECT_EQ(rawValues<TarnChordsDisplay>(), "names diagrams namesAndDiagrams hidden ");
     EXPECT_EQ(rawValues<TarnChordsSize>(), "medium small large ");
     EXPECT_EQ(rawValues<TarnNotationDisplay>(), "letters german solfege romanNumerals nashville ");
     EXPECT_EQ(rawValues<TarnMetronomeInstrument>(), "woodblock agogo bongo cowbell triangle drumKit ");
 }
 
-TEST(TarnSettings, metronomeSoundsAreDistinctPercussionNotes) {
+TEST(TarnSettingsTests, MetronomeSoundsAreDistinctPercussionNotes) {
     std::set<int> notes;
     for (const auto& choice : choices<TarnMetronomeInstrument>()) {
         const auto [downbeat, beat] = metronomeNotes(choice.value);

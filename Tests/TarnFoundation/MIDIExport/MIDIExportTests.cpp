@@ -130,9 +130,9 @@ struct File {
     }
 };
 
-struct MIDIExport : testing::Test {
-    MIDIExport() { Bundle::framework().setPreferredLanguages({"en"}); }
-    ~MIDIExport() override {
+struct MIDIExportTests : testing::Test {
+    MIDIExportTests() { Bundle::framework().setPreferredLanguages({"en"}); }
+    ~MIDIExportTests() override {
         setMusicSequenceFault(nullptr);
         EXPECT_EQ(liveMusicSequenceCount(), 0U);
         EXPECT_EQ(ProcessInfo::suddenTerminationDisableCount(), 0);
@@ -143,7 +143,7 @@ struct MIDIExport : testing::Test {
     const Document document = makeDocument();
 };
 
-struct MIDIExportRead : MIDIExport {
+struct MIDIExportReadTests : MIDIExportTests {
     void SetUp() override {
         if (std::system("/usr/bin/python3 -c 'import mido' 2>/dev/null") != 0)
             GTEST_SKIP() << "python3-mido is not installed";
@@ -207,7 +207,7 @@ MusicStatus failAfterSomeCalls(const char* operation) {
 
 // Tracks
 
-TEST_F(MIDIExportRead, notesAndChordsHaveATrackAndAChannelEach) {
+TEST_F(MIDIExportReadTests, NotesAndChordsHaveATrackAndAChannelEach) {
     addNote(*document, kSecond, kSecond, 60);
     addChord(*document, 0, "C");
     const File read = exported(document, {{"exportNotes", true}, {"exportChords", true}});
@@ -223,7 +223,7 @@ TEST_F(MIDIExportRead, notesAndChordsHaveATrackAndAChannelEach) {
                 ElementsAre(chordTone(0, 1920, 60), chordTone(0, 1920, 64), chordTone(0, 1920, 67)));
 }
 
-TEST_F(MIDIExportRead, onlyWhatTheOptionsAskForIsWritten) {
+TEST_F(MIDIExportReadTests, OnlyWhatTheOptionsAskForIsWritten) {
     addNote(*document, 0, kSecond, 60);
     addChord(*document, 0, "C");
     EXPECT_THAT(exported(document, {}).tracks, IsEmpty());
@@ -235,7 +235,7 @@ TEST_F(MIDIExportRead, onlyWhatTheOptionsAskForIsWritten) {
     EXPECT_EQ(chords.tracks[0].name, "Chords");
 }
 
-TEST_F(MIDIExportRead, everyTrackHasTheTransposedKey) {
+TEST_F(MIDIExportReadTests, EveryTrackHasTheTransposedKey) {
     addKey(*document, 0, "Bb");
     const std::pair<int, const char*> keys[] = {{0, "Bb"}, {2, "C"}, {-3, "G"}, {24, "Bb"}};
     for (const auto& [transpose, key] : keys) {
@@ -247,7 +247,7 @@ TEST_F(MIDIExportRead, everyTrackHasTheTransposedKey) {
     }
 }
 
-TEST_F(MIDIExportRead, theFirstKeyMayBeMinorOrMissing) {
+TEST_F(MIDIExportReadTests, TheFirstKeyMayBeMinorOrMissing) {
     const auto key = [&] { return exported(document, {{"exportNotes", true}}).tracks.at(0).key; };
     EXPECT_EQ(key(), "");
     addKey(*document, kSecond, "F#m");
@@ -259,19 +259,19 @@ TEST_F(MIDIExportRead, theFirstKeyMayBeMinorOrMissing) {
 
 // Notes
 
-TEST_F(MIDIExportRead, aNoteNeverBeginsBeforeTheFile) {
+TEST_F(MIDIExportReadTests, ANoteNeverBeginsBeforeTheFile) {
     addNote(*document, -kSecond / 2, std::uint64_t{kSecond}, 60);
     addNote(*document, -kSecond, std::uint64_t{kSecond} / 2, 61);
     EXPECT_THAT(exportedNotes(), ElementsAre(Note{.start = 0, .end = 240, .pitch = 60}));
 }
 
-TEST_F(MIDIExportRead, aNoteWithALengthLastsATickAtLeast) {
+TEST_F(MIDIExportReadTests, ANoteWithALengthLastsATickAtLeast) {
     addNote(*document, kSecond, 0, 60);
     addNote(*document, kSecond, 1, 61);
     EXPECT_THAT(exportedNotes(), ElementsAre(Note{.start = 480, .end = 481, .pitch = 61}));
 }
 
-TEST_F(MIDIExportRead, transpositionKeepsNotesWithinTheirRange) {
+TEST_F(MIDIExportReadTests, TranspositionKeepsNotesWithinTheirRange) {
     addNote(*document, 0, 100, 20);
     addNote(*document, 0, 100, 110);
     const auto pitches = [&](int transpose) {
@@ -283,7 +283,7 @@ TEST_F(MIDIExportRead, transpositionKeepsNotesWithinTheirRange) {
     EXPECT_EQ(pitches(-24), std::pair(0, 86));
 }
 
-TEST_F(MIDIExportRead, theTranspositionIsAnIntegerOfAnyTypeUpToTheRangeOfAByte) {
+TEST_F(MIDIExportReadTests, TheTranspositionIsAnIntegerOfAnyTypeUpToTheRangeOfAByte) {
     addNote(*document, 0, 100, 60);
     addKey(*document, 0, "A");
     const auto expectNote = [&](const std::any& transpose, int pitch, const char* key) {
@@ -303,7 +303,7 @@ TEST_F(MIDIExportRead, theTranspositionIsAnIntegerOfAnyTypeUpToTheRangeOfAByte) 
 
 // Chords
 
-TEST_F(MIDIExportRead, aChordSoundsFromMiddleCUpUntilTheNextOne) {
+TEST_F(MIDIExportReadTests, AChordSoundsFromMiddleCUpUntilTheNextOne) {
     addChord(*document, kSecond, "N.C.");
     addChord(*document, 0, "Am7");
     EXPECT_THAT(exportedChords(document), ElementsAre(chordTone(0, 480, 69), chordTone(0, 480, 72),
@@ -312,7 +312,7 @@ TEST_F(MIDIExportRead, aChordSoundsFromMiddleCUpUntilTheNextOne) {
     EXPECT_EQ(exportedChords(document, {{"transposeAmount", -24}}).at(0).pitch, 69);
 }
 
-TEST_F(MIDIExportRead, aToneOfTwoChordsIsStruckAgainATickAfterItsEnd) {
+TEST_F(MIDIExportReadTests, AToneOfTwoChordsIsStruckAgainATickAfterItsEnd) {
     addChord(*document, 0, "C");
     addChord(*document, kSecond, "Em");
     addChord(*document, 2 * kSecond, "N.C.");
@@ -321,13 +321,13 @@ TEST_F(MIDIExportRead, aToneOfTwoChordsIsStruckAgainATickAfterItsEnd) {
                             chordTone(480, 960, 64), chordTone(480, 960, 67), chordTone(480, 960, 71)));
 }
 
-TEST_F(MIDIExportRead, theLastChordEndsWithTheLastBeat) {
+TEST_F(MIDIExportReadTests, TheLastChordEndsWithTheLastBeat) {
     const auto song = makeDocumentWithBeats({0, kSecond / 2, 3 * kSecond});
     addChord(*song, kSecond, "C");
     EXPECT_EQ(exportedChords(song).at(0), chordTone(480, 3 * 480, 60));
 }
 
-TEST_F(MIDIExportRead, aChordAfterTheLastBeatLastsABar) {
+TEST_F(MIDIExportReadTests, AChordAfterTheLastBeatLastsABar) {
     const auto lengthInTicks = [&](const Document& song, int timing) {
         addChord(*song, 10 * kSecond, "C");
         const Note tone = exportedChords(song, {{"timing", timing}}).at(0);
@@ -343,7 +343,7 @@ TEST_F(MIDIExportRead, aChordAfterTheLastBeatLastsABar) {
 
 // Time
 
-TEST_F(MIDIExportRead, inSecondsAQuarterNoteLastsOneWhateverTheBeats) {
+TEST_F(MIDIExportReadTests, InSecondsAQuarterNoteLastsOneWhateverTheBeats) {
     const auto song = makeDocumentWithBeats({0, kSecond / 4, kSecond / 2});
     for (const std::any& timing : {std::any(), std::any(0), std::any(3), std::any(2.0)}) {
         const File read = exported(song, {{"timing", timing}});
@@ -352,7 +352,7 @@ TEST_F(MIDIExportRead, inSecondsAQuarterNoteLastsOneWhateverTheBeats) {
     }
 }
 
-TEST_F(MIDIExportRead, aFixedTempoIsWrittenWithTheMetre) {
+TEST_F(MIDIExportReadTests, AFixedTempoIsWrittenWithTheMetre) {
     const auto song = makeDocumentWithBeats({0, kSecond / 4, kSecond / 2});
     for (const std::any& timing : {std::any(2), std::any(MIDIExportTiming::fixedTempo)}) {
         const File read = exported(song, {{"timing", timing}});
@@ -361,7 +361,7 @@ TEST_F(MIDIExportRead, aFixedTempoIsWrittenWithTheMetre) {
     }
 }
 
-TEST_F(MIDIExportRead, theSongsTemposAndMetresAreWrittenWhereTheyChange) {
+TEST_F(MIDIExportReadTests, TheSongsTemposAndMetresAreWrittenWhereTheyChange) {
     const auto song = makeDocumentWithBeats(
         {0, 11025, 22050, 33075, 44100, 55125, 66150, 88200, 110250, 132300}, {0, 4, 7, 9});
     const File read = exported(song, {{"timing", 1}});
@@ -372,7 +372,7 @@ TEST_F(MIDIExportRead, theSongsTemposAndMetresAreWrittenWhereTheyChange) {
                                                {.tick = 7 * 240, .numerator = 1, .denominator = 4}}));
 }
 
-TEST_F(MIDIExportRead, inEveryTimingNotesLieWhereTheTimelinePutsThem) {
+TEST_F(MIDIExportReadTests, InEveryTimingNotesLieWhereTheTimelinePutsThem) {
     std::mt19937 random(62);
     const auto tick = [](double position) { return std::lround(std::max(0.0, position) * 480); };
     const Positions bars[] = {{0, 8, 16, 24, 32}, {3, 9, 15, 20, 25, 33}, {5}, {}};
@@ -398,7 +398,7 @@ TEST_F(MIDIExportRead, inEveryTimingNotesLieWhereTheTimelinePutsThem) {
     }
 }
 
-TEST_F(MIDIExportRead, theTempoMapLeadsEveryNoteToItsTime) {
+TEST_F(MIDIExportReadTests, TheTempoMapLeadsEveryNoteToItsTime) {
     std::mt19937 random(1962);
     for (int round = 0; round < 12; ++round) {
         SCOPED_TRACE(round);
@@ -440,15 +440,15 @@ TEST_F(MIDIExportRead, theTempoMapLeadsEveryNoteToItsTime) {
 
 // Notes of one pitch
 
-TEST_F(MIDIExport, notesWithoutDurationAreLeftOut) {
+TEST_F(MIDIExportTests, NotesWithoutDurationAreLeftOut) {
     EXPECT_EQ(cleanedMIDIExportNotes({{60, 1, 0}, {60, 2, -1}, {60, 3, 1}}), (ExportNotes{{60, 3, 1}}));
 }
 
-TEST_F(MIDIExport, ofNotesThatBeginTogetherTheLongestStays) {
+TEST_F(MIDIExportTests, OfNotesThatBeginTogetherTheLongestStays) {
     EXPECT_EQ(cleanedMIDIExportNotes({{60, 1, 1}, {60, 1, 2}}), (ExportNotes{{60, 1, 2}}));
 }
 
-TEST_F(MIDIExport, ofNotesThatBeginWithinATickTheFirstStays) {
+TEST_F(MIDIExportTests, OfNotesThatBeginWithinATickTheFirstStays) {
     EXPECT_EQ(cleanedMIDIExportNotes({{60, 1.001, 5}, {60, 1, 2}}), (ExportNotes{{60, 1, 2}}));
     EXPECT_EQ(cleanedMIDIExportNotes({{60, 0, 1}, {60, kTick, 1}}), (ExportNotes{{60, 0, 1}}));
     // The tick counts from the note that stays, not from one that was left out.
@@ -456,7 +456,7 @@ TEST_F(MIDIExport, ofNotesThatBeginWithinATickTheFirstStays) {
               (ExportNotes{{60, 0, 1.6 * kTick - kTick}, {60, 1.6 * kTick, 1}}));
 }
 
-TEST_F(MIDIExport, aNoteEndsATickBeforeTheNextOne) {
+TEST_F(MIDIExportTests, ANoteEndsATickBeforeTheNextOne) {
     EXPECT_EQ(cleanedMIDIExportNotes({{60, 0, 2}, {60, 1, 2}}), (ExportNotes{{60, 0, 1 - kTick}, {60, 1, 2}}))
         << "overlapping";
     EXPECT_EQ(cleanedMIDIExportNotes({{60, 0, 1}, {60, 1, 1}}), (ExportNotes{{60, 0, 1 - kTick}, {60, 1, 1}}))
@@ -465,19 +465,19 @@ TEST_F(MIDIExport, aNoteEndsATickBeforeTheNextOne) {
     EXPECT_EQ(cleanedMIDIExportNotes(apart), apart);
 }
 
-TEST_F(MIDIExport, otherPitchesAreLeftAlone) {
+TEST_F(MIDIExportTests, OtherPitchesAreLeftAlone) {
     EXPECT_EQ(cleanedMIDIExportNotes({{61, 0, 2}, {60, 0, 2}, {62, 0, 2}}),
               (ExportNotes{{60, 0, 2}, {61, 0, 2}, {62, 0, 2}}));
 }
 
-TEST_F(MIDIExport, notesAreSortedByPositionThenPitch) {
+TEST_F(MIDIExportTests, NotesAreSortedByPositionThenPitch) {
     EXPECT_EQ(cleanedMIDIExportNotes({{70, 1, 1}, {50, 2, 1}, {60, 0, 1}, {40, 1, 1}}),
               (ExportNotes{{60, 0, 1}, {40, 1, 1}, {70, 1, 1}, {50, 2, 1}}));
 }
 
 // Refusals
 
-TEST_F(MIDIExport, everyRefusedOperationEndsTheExportWithItsError) {
+TEST_F(MIDIExportTests, EveryRefusedOperationEndsTheExportWithItsError) {
     addBeats(*document, {0, 10000, 20000, 30000, 40000}, {0, 2, 4});
     addNote(*document, 0, 10000, 60);
     addChord(*document, 0, "C");
@@ -526,7 +526,7 @@ TEST_F(MIDIExport, everyRefusedOperationEndsTheExportWithItsError) {
     EXPECT_EQ(gOperations, called);
 }
 
-TEST_F(MIDIExport, theSampleRateIsCheckedBeforeAnythingElse) {
+TEST_F(MIDIExportTests, TheSampleRateIsCheckedBeforeAnythingElse) {
     gOperations.clear();
     setMusicSequenceFault(failAfterSomeCalls);
     for (const double rate : {0.0, -1.0, -0.0, std::numeric_limits<double>::quiet_NaN()}) {
@@ -540,14 +540,14 @@ TEST_F(MIDIExport, theSampleRateIsCheckedBeforeAnythingElse) {
     EXPECT_TRUE(folder.fileNames().empty());
 }
 
-TEST_F(MIDIExport, aFileThatCannotBeWrittenLeavesTheEarlierOne) {
+TEST_F(MIDIExportTests, AFileThatCannotBeWrittenLeavesTheEarlierOne) {
     Error error;
     EXPECT_FALSE(document->exportToMIDIFileAtURL(folder.path() / "missing" / "out.mid", kRate, {}, &error));
     EXPECT_EQ(error.localizedDescription(), "Could not create music sequence output file.");
     EXPECT_TRUE(folder.fileNames().empty());
 }
 
-TEST_F(MIDIExport, aNoteThatIsTooLateForTheFileLeavesTheEarlierFile) {
+TEST_F(MIDIExportTests, ANoteThatIsTooLateForTheFileLeavesTheEarlierFile) {
     writeText(file, "earlier");
     addNote(*document, std::int64_t{1} << 60, std::uint64_t{1} << 50, 60);
     Error error;
@@ -556,14 +556,14 @@ TEST_F(MIDIExport, aNoteThatIsTooLateForTheFileLeavesTheEarlierFile) {
     EXPECT_EQ(textOf(file), "earlier");
 }
 
-TEST_F(MIDIExport, aTempoSlowerThanTheFileCanHoldIsRefused) {
+TEST_F(MIDIExportTests, ATempoSlowerThanTheFileCanHoldIsRefused) {
     addBeats(*document, {0, 10 * kSecond}); // 3 quarter notes per minute
     Error error;
     EXPECT_FALSE(document->exportToMIDIFileAtURL(file, kRate, {{"timing", 2}}, &error));
     EXPECT_EQ(error.localizedDescription(), "Could not get tempo track.");
 }
 
-TEST_F(MIDIExport, abortsOverWhatCannotBeExpressed) {
+TEST_F(MIDIExportTests, AbortsOverWhatCannotBeExpressed) {
     addBeats(*document, {0, 22050});
     document->setTimeSignature(4, 0);
     EXPECT_DEATH(document->exportToMIDIFile(file, kRate, {{"timing", 1}}), "no power of two");

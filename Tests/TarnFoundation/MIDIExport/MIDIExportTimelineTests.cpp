@@ -39,7 +39,7 @@ const LeadIn& leadInOf(const MIDIExportTimeline& timeline) {
     return std::get<Mapping::FollowSongTempo>(timeline.mapping.kind).leadIn;
 }
 
-TEST(MIDIExportTimeline, describesBarsByTheirPulses) {
+TEST(MIDIExportTimelineTests, DescribesBarsByTheirPulses) {
     const auto expectBars = [](const Positions& downbeats, const Signatures& events) {
         const auto document = evenSong(0, 1600, downbeats);
         document->setTimeSignature(7, 16);
@@ -104,18 +104,18 @@ void expectNoLeadIn(const Start& start) {
     EXPECT_FALSE(leadIn.beatsPerMinute);
 }
 
-TEST(MIDIExportTimeline, aSongThatStartsWithinATwentiethOfASecondNeedsNoLeadIn) {
+TEST(MIDIExportTimelineTests, ASongThatStartsWithinATwentiethOfASecondNeedsNoLeadIn) {
     expectNoLeadIn({.firstBeat = 2204, .downbeats = {0, 4}});
     expectNoLeadIn({.firstBeat = 2204});
     expectLeadIn({.firstBeat = 2205, .downbeats = {0, 4}}, {.length = 2, .anchor = 0, .quarterNotes = 2});
 }
 
-TEST(MIDIExportTimeline, theAnchorIsTheFirstBeatOrWhereThatIsTooEarlyTheFirstDownbeat) {
+TEST(MIDIExportTimelineTests, TheAnchorIsTheFirstBeatOrWhereThatIsTooEarlyTheFirstDownbeat) {
     expectLeadIn({.firstBeat = 22050, .downbeats = {3, 7}}, {.length = 2, .anchor = 0, .quarterNotes = 0.5});
     expectLeadIn({.firstBeat = 882, .downbeats = {3, 7}}, {.length = 2, .anchor = 3, .quarterNotes = 2});
 }
 
-TEST(MIDIExportTimeline, aPickupIsRoundedToWholeBars) {
+TEST(MIDIExportTimelineTests, APickupIsRoundedToWholeBars) {
     expectLeadIn({.downbeats = {4, 8}}, {.length = 2, .anchor = 4, .quarterNotes = 2});
     // 2.52 quarter notes; halfway between bars; beyond that.
     expectLeadIn({.firstBeat = 882, .downbeats = {5, 9}}, {.length = 2, .anchor = 5, .quarterNotes = 2});
@@ -123,29 +123,29 @@ TEST(MIDIExportTimeline, aPickupIsRoundedToWholeBars) {
     expectLeadIn({.downbeats = {7, 11}}, {.length = 4, .anchor = 7, .quarterNotes = 4});
 }
 
-TEST(MIDIExportTimeline, atLeastHalfOfTheStretchBeforeTheAnchorRemains) {
+TEST(MIDIExportTimelineTests, AtLeastHalfOfTheStretchBeforeTheAnchorRemains) {
     expectLeadIn({.firstBeat = 44100, .downbeats = {3, 7}}, {.length = 2, .anchor = 0, .quarterNotes = 0.5});
     expectLeadIn({.firstBeat = 44982, .downbeats = {3, 7}}, {.length = 4, .anchor = 0, .quarterNotes = 2.5});
     expectLeadIn({.firstBeat = 22050, .downbeats = {5, 9}}, {.length = 4, .anchor = 0, .quarterNotes = 1.5});
 }
 
-TEST(MIDIExportTimeline, barsOfTheLeadInAreTheFirstBars) {
+TEST(MIDIExportTimelineTests, BarsOfTheLeadInAreTheFirstBars) {
     expectLeadIn({.firstBeat = 11025, .downbeats = {4, 7, 10}},
                  {.length = 3, .anchor = 0, .quarterNotes = 1});
     expectLeadIn({.firstBeat = 44100}, {.length = 4, .anchor = 0, .quarterNotes = 4}); // the document's 4/4
 }
 
-TEST(MIDIExportTimeline, beatsBeforeTheSongsStartCountAsAPickup) {
+TEST(MIDIExportTimelineTests, BeatsBeforeTheSongsStartCountAsAPickup) {
     expectLeadIn({.firstBeat = -kPulse, .downbeats = {4, 8}}, {.length = 2, .anchor = 4, .quarterNotes = 2});
     expectNoLeadIn({.firstBeat = -10 * kPulse, .downbeats = {4, 8}}); // the downbeat as well
 }
 
-TEST(MIDIExportTimeline, placesChangesOfMetreAfterTheLeadIn) {
+TEST(MIDIExportTimelineTests, PlacesChangesOfMetreAfterTheLeadIn) {
     const auto timeline = timelineOf(evenSong(882, 30, {3, 7, 13}), kFollow);
     EXPECT_EQ(timeline.timeSignatureEvents, (Signatures{{0, {2, 4}}, {4, {3, 4}}}));
 }
 
-TEST(MIDIExportTimeline, keepsOnlyAudibleTempoChanges) {
+TEST(MIDIExportTimelineTests, KeepsOnlyAudibleTempoChanges) {
     EXPECT_EQ(timelineOf(evenSong(0, 50, {0, 4, 8}), kFollow).tempoEvents, (Tempos{{0, 60}}));
     // The lead-in's 78.9 beats per minute, then the song's 60 from the anchor at its whole bar.
     const Tempos tempos = timelineOf(evenSong(882, 12, {3, 7}), kFollow).tempoEvents;
@@ -161,7 +161,7 @@ TEST(MIDIExportTimeline, keepsOnlyAudibleTempoChanges) {
     EXPECT_EQ(kept.front().beatsPerMinute, 8e6 * 30 / 2000001); // the first of equals
 }
 
-TEST(MIDIExportTimeline, aFixedTempoIsThatOfTheUpperMedianInterval) {
+TEST(MIDIExportTimelineTests, AFixedTempoIsThatOfTheUpperMedianInterval) {
     const std::pair<Locations, double> cases[] = {
         {{11760}, 113}, // 112.5
         {{10000, 11760, 10000, 11760}, 113},
@@ -196,7 +196,7 @@ double roomFor(const Exported& exported) {
     return leadInOf(timeline).length;
 }
 
-TEST(MIDIExportTimeline, aFixedTempoMakesRoomForTheEarliestEntryByWholeBars) {
+TEST(MIDIExportTimelineTests, AFixedTempoMakesRoomForTheEarliestEntryByWholeBars) {
     EXPECT_EQ(roomFor({.notes = {kFirstDownbeat}}), 0);
     EXPECT_EQ(roomFor({.notes = {kFirstDownbeat - 1}}), 2);
     EXPECT_EQ(roomFor({.notes = {kFirstDownbeat - 4 * kPulse}}), 2);
@@ -204,7 +204,7 @@ TEST(MIDIExportTimeline, aFixedTempoMakesRoomForTheEarliestEntryByWholeBars) {
     EXPECT_EQ(roomFor({.notes = {-3 * kPulse}}), 8) << "extrapolated along the first interval";
 }
 
-TEST(MIDIExportTimeline, onlyExportedEntriesNeedRoom) {
+TEST(MIDIExportTimelineTests, OnlyExportedEntriesNeedRoom) {
     const Locations notes{kFirstDownbeat + 30 * kPulse, kFirstDownbeat};
     const Locations chords{kFirstDownbeat - 5 * kPulse};
     EXPECT_EQ(roomFor({.notes = notes, .chords = chords}), 4);
@@ -212,12 +212,12 @@ TEST(MIDIExportTimeline, onlyExportedEntriesNeedRoom) {
     EXPECT_EQ(roomFor({.notes = notes, .chords = chords, .exportsNotes = false}), 4);
 }
 
-TEST(MIDIExportTimeline, withoutEntriesTheSongsStartNeedsRoom) {
+TEST(MIDIExportTimelineTests, WithoutEntriesTheSongsStartNeedsRoom) {
     EXPECT_EQ(roomFor({}), 6) << "five quarter notes before the downbeat";
     EXPECT_EQ(roomFor({.notes = {kFirstDownbeat}, .exportsNotes = false, .exportsChords = false}), 6);
 }
 
-TEST(MIDIExportTimeline, extrapolatesAlongTheFirstAndTheLastInterval) {
+TEST(MIDIExportTimelineTests, ExtrapolatesAlongTheFirstAndTheLastInterval) {
     const auto document = makeDocumentWithBeats({1000, 2000, 4000, 5000}, {1});
     document->setTimeSignature(4, 4);
     addNote(*document, 2000, 0, 60);
@@ -228,7 +228,7 @@ TEST(MIDIExportTimeline, extrapolatesAlongTheFirstAndTheLastInterval) {
         EXPECT_DOUBLE_EQ(timeline.mapping(frame), position) << frame;
 }
 
-TEST(MIDIExportTimeline, aRepeatedBeatIsSkippedWithItsDownbeat) {
+TEST(MIDIExportTimelineTests, ARepeatedBeatIsSkippedWithItsDownbeat) {
     const auto document = makeDocumentWithBeats({1000, 2000, 2000, 3000, 4000}, {2, 4});
     const auto grid = PulseGrid::make(document->beatEntries());
     ASSERT_TRUE(grid);
@@ -237,7 +237,7 @@ TEST(MIDIExportTimeline, aRepeatedBeatIsSkippedWithItsDownbeat) {
     EXPECT_FALSE(PulseGrid::make(makeDocumentWithBeats({5, 5, 5})->beatEntries()));
 }
 
-TEST(MIDIExportTimeline, withoutAGridPositionsAreSeconds) {
+TEST(MIDIExportTimelineTests, WithoutAGridPositionsAreSeconds) {
     const auto song = evenSong(0, 20, {0, 4});
     const auto oneBeat = evenSong(0, 1, {0});
     const std::pair<Document, std::int64_t> cases[] = {
@@ -251,7 +251,7 @@ TEST(MIDIExportTimeline, withoutAGridPositionsAreSeconds) {
     }
 }
 
-TEST(MIDIExportTimeline, aSignatureWithAZeroMakesNoLeadIn) {
+TEST(MIDIExportTimelineTests, ASignatureWithAZeroMakesNoLeadIn) {
     for (const TimeSignature signature : {TimeSignature{0, 4}, TimeSignature{4, 0}, TimeSignature{0, 0}}) {
         const auto document = evenSong(44100, 20, {6});
         document->setTimeSignature(signature.numerator, signature.denominator);
@@ -266,7 +266,7 @@ TEST(MIDIExportTimeline, aSignatureWithAZeroMakesNoLeadIn) {
     }
 }
 
-TEST(MIDIExportTimeline, aTempoThatCannotBeComparedAborts) {
+TEST(MIDIExportTimelineTests, ATempoThatCannotBeComparedAborts) {
     // Beyond 2^63 microseconds per quarter note.
     const auto document = makeDocumentWithBeats({0, std::int64_t{1} << 62});
     EXPECT_DEATH((void)timelineOf(document, kFollow, 1e-3), "cannot be converted to an integer");

@@ -67,7 +67,7 @@ Names describeAll(const TarnNoteEntryStorage& document) {
     return lines;
 }
 
-TEST(DocumentArchive, RoundTripsEveryKindExactly) {
+TEST(DocumentArchiveTests, RoundTripsEveryKindExactly) {
     const auto document = makeFullDocument();
     Error error;
     const auto read = decoded<TarnNoteEntryStorage>(document, &error);
@@ -77,7 +77,7 @@ TEST(DocumentArchive, RoundTripsEveryKindExactly) {
     EXPECT_EQ(KeyedArchiver::archivedData(read).size(), KeyedArchiver::archivedData(document).size());
 }
 
-TEST(DocumentArchive, PassesBeatsThroughConsistencyAsTheyAreDecoded) {
+TEST(DocumentArchiveTests, PassesBeatsThroughConsistencyAsTheyAreDecoded) {
     // Beats are read before the time signature, so odd ones stay until the next edit.
     const auto document = makeDocumentWithBeats({0, 1, 2});
     document->setTimeSignature(4, 4);
@@ -88,7 +88,7 @@ TEST(DocumentArchive, PassesBeatsThroughConsistencyAsTheyAreDecoded) {
     EXPECT_EQ(read->beatEntries().size(), 4u);
 }
 
-TEST(DocumentArchive, NeedsItsCounterAndEntriesOfTheRightKind) {
+TEST(DocumentArchiveTests, NeedsItsCounterAndEntriesOfTheRightKind) {
     const auto read = readInParts<TarnNoteEntryStorage>("beatEntryArray", std::make_shared<TarnBeatEntry>(1),
                                                         std::make_shared<TarnMarkerEntry>(1));
     ASSERT_TRUE(read);
@@ -96,7 +96,7 @@ TEST(DocumentArchive, NeedsItsCounterAndEntriesOfTheRightKind) {
     EXPECT_EQ(read->newNoteEntry()->eventId(), 7u);
 }
 
-TEST(DocumentArchive, LeavesOutEntriesThatLackWhatTheyMustHave) {
+TEST(DocumentArchiveTests, LeavesOutEntriesThatLackWhatTheyMustHave) {
     const auto document = makeDocument();
     addChord(*document, 0, "A");
     document->addChordEntry(at(5, document->newChordEntry()));
@@ -122,7 +122,7 @@ TEST(DocumentArchive, LeavesOutEntriesThatLackWhatTheyMustHave) {
               "TarnNoteEntryStorage cannot be made: a value of TarnChordEntry is missing or not valid");
 }
 
-TEST(DocumentArchive, GivesAReasonOrADocumentForDamagedBytes) {
+TEST(DocumentArchiveTests, GivesAReasonOrADocumentForDamagedBytes) {
     const auto bytes = KeyedArchiver::archivedData(makeFullDocument());
     constexpr unsigned kSeed = 20;
     std::mt19937 random(kSeed);
@@ -141,7 +141,7 @@ TEST(DocumentArchive, GivesAReasonOrADocumentForDamagedBytes) {
     EXPECT_GT(refused, 1500);
 }
 
-TEST(DocumentArchive, OpensInAnIndependentReader) {
+TEST(DocumentArchiveTests, OpensInAnIndependentReader) {
     if (std::system("/usr/bin/python3 -c 'import plistlib' > /dev/null 2>&1") != 0)
         GTEST_SKIP() << "needs Python 3";
     const TemporaryFolder folder;
@@ -176,7 +176,7 @@ assert archive["$archiver"] == "NSKeyedArchiver" and "instrumentDescription" in 
     EXPECT_EQ(std::system(("/usr/bin/python3 '" + script.string() + "' '" + file.string() + "'").c_str()), 0);
 }
 
-TEST(DocumentFile, TellsItsFailuresApart) {
+TEST(DocumentFileTests, TellsItsFailuresApart) {
     const TemporaryFolder folder;
     const auto open = [](const std::filesystem::path& file) {
         Error error;

@@ -46,7 +46,7 @@ bool contentsEqual(const Item& a, const Item& b) {
     return a.number == b.number;
 }
 
-TEST(KELPChangeset, DescribesWhatWasAddedAndRemoved) {
+TEST(KELPChangesetTests, DescribesWhatWasAddedAndRemoved) {
     const Changeset changeset(items("ABC"), items("ACD"));
     EXPECT_EQ(letters(changeset.addedItems()), "D");
     EXPECT_EQ(letters(changeset.removedItems()), "B");
@@ -57,7 +57,7 @@ TEST(KELPChangeset, DescribesWhatWasAddedAndRemoved) {
                                                  "\n\tchanged: " + IndexSet().description() + "\n]")));
 }
 
-TEST(KELPChangeset, ReturnsChangedItemsAtTheOldPositionsOfTheNewList) {
+TEST(KELPChangesetTests, ReturnsChangedItemsAtTheOldPositionsOfTheNewList) {
     const Changeset changeset(std::vector<Item>{{'A', 1}, {'B', 1}},
                               std::vector<Item>{{'X', 1}, {'A', 1}, {'B', 2}}, contentsEqual);
     EXPECT_EQ(changeset.changed(), IndexSet({1}));
@@ -68,7 +68,7 @@ TEST(KELPChangeset, ReturnsChangedItemsAtTheOldPositionsOfTheNewList) {
     EXPECT_DEATH((void)beyond.changedItems(), "out of range");
 }
 
-TEST(KELPChangeset, AgreesWithItsDefinitionOnRandomLists) {
+TEST(KELPChangesetTests, AgreesWithItsDefinitionOnRandomLists) {
     for (unsigned seed = 0; seed < 5000; ++seed) {
         std::mt19937 random(seed);
         const auto randomList = [&] {

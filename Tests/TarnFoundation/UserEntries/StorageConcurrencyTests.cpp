@@ -28,7 +28,7 @@ std::shared_ptr<Entry> placed(std::shared_ptr<Entry> entry, int thread, int roun
     return at(round % 7 * kThreads + thread, std::move(entry));
 }
 
-TEST(StorageConcurrency, LosesNoEditAndNoNotification) {
+TEST(StorageConcurrencyTests, LosesNoEditAndNoNotification) {
     const auto document = makeDocument();
     std::atomic<int> notifications = 0, notices = 0;
     const auto token = NotificationCenter::defaultCenter().addObserver(
@@ -67,7 +67,7 @@ TEST(StorageConcurrency, LosesNoEditAndNoNotification) {
     EXPECT_EQ(notices, 6 * kThreads * kRounds);
 }
 
-TEST(StorageConcurrency, ReadsObservesAndArchivesWhileOthersEdit) {
+TEST(StorageConcurrencyTests, ReadsObservesAndArchivesWhileOthersEdit) {
     const auto document = makeDocument();
     document->setTimeSignature(4, 4);
     const auto quiet = makeDocumentWithBeats({5, 3, 9, 1}); // read without its lock, so nobody edits it
@@ -119,7 +119,7 @@ TEST(StorageConcurrency, ReadsObservesAndArchivesWhileOthersEdit) {
 }
 
 /// A document whose changes are recorded, and threads that edit it.
-struct UndoRecorderConcurrency : testing::Test {
+struct UndoRecorderConcurrencyTests : testing::Test {
     Document document = makeDocument();
     std::shared_ptr<UndoManager> manager = document->undoManager = std::make_shared<UndoManager>();
     TarnNoteEntryStorageUndoRecorder recorder{document, manager};
@@ -138,7 +138,7 @@ struct UndoRecorderConcurrency : testing::Test {
     }
 };
 
-TEST_F(UndoRecorderConcurrency, StepsAreInTheOrderOfTheChangesOfAllThreads) {
+TEST_F(UndoRecorderConcurrencyTests, StepsAreInTheOrderOfTheChangesOfAllThreads) {
     inThreads(kThreads, [&](int thread) {
         for (int round = 1; round < 2 * kRounds; round += 2) // every change is a step of its own
             edit(thread, round);
@@ -152,7 +152,7 @@ TEST_F(UndoRecorderConcurrency, StepsAreInTheOrderOfTheChangesOfAllThreads) {
     EXPECT_EQ(contents(), edited);
 }
 
-TEST_F(UndoRecorderConcurrency, OneThreadUndoesWhileTheOthersEdit) {
+TEST_F(UndoRecorderConcurrencyTests, OneThreadUndoesWhileTheOthersEdit) {
     const auto first = document->newChordEntry();
     document->addChordEntry(first);
     inThreads(kThreads, [&](int thread) {

@@ -23,7 +23,7 @@ IndexPath path(std::uint64_t bar, std::uint64_t beat) {
     return indexPathForBeatInBar(beat, bar);
 }
 
-TEST(TarnBeatLocator, AnEmptyGridGivesZero) {
+TEST(TarnBeatLocatorTests, AnEmptyGridGivesZero) {
     for (const auto& locator : {TarnBeatLocator(), locatorOf(Grid{}), locatorOf({{-5, true}})}) {
         EXPECT_FALSE(locator.hasBeatEntries() || locator.hasBarEntries());
         EXPECT_EQ(locator.firstSample(), 0u);
@@ -33,7 +33,7 @@ TEST(TarnBeatLocator, AnEmptyGridGivesZero) {
     }
 }
 
-TEST(TarnBeatLocator, NamesSamplesByBarAndBeat) {
+TEST(TarnBeatLocatorTests, NamesSamplesByBarAndBeat) {
     const auto locator = locatorOf(evenGrid(9, 25, {0, 4, 8}));
     EXPECT_EQ(locator.averageSampleSpacing(), 66.0) << "200 over 3 bars, in whole samples";
     std::string names;
@@ -70,7 +70,7 @@ TEST(TarnBeatLocator, NamesSamplesByBarAndBeat) {
         << "a tie goes to the later";
 }
 
-TEST(TarnBeatLocator, SamplesBeforeTheFirstDownbeat) {
+TEST(TarnBeatLocatorTests, SamplesBeforeTheFirstDownbeat) {
     // Downbeats at 1000 and 1400: spacing 700, half of it before the first downbeat is 650.
     const auto grid = evenGrid(8, 100, {0, 4}, 1000);
     const auto locator = locatorOf(grid);
@@ -98,7 +98,7 @@ TEST(TarnBeatLocator, SamplesBeforeTheFirstDownbeat) {
     EXPECT_EQ(unmarked.sampleOfBarBeatIndex(path(0, 1)), 0u);
 }
 
-TEST(TarnBeatLocator, NegativeSamplesAreVeryLargeOnes) {
+TEST(TarnBeatLocatorTests, NegativeSamplesAreVeryLargeOnes) {
     const auto locator = locatorOf(evenGrid(8, 100, {0, 4}));
     const auto sample = static_cast<std::uint64_t>(std::int64_t{-1});
     EXPECT_EQ(locator.barBeatIndexOfSample(sample), path(1, 0));
@@ -108,7 +108,7 @@ TEST(TarnBeatLocator, NegativeSamplesAreVeryLargeOnes) {
     EXPECT_EQ(locatorOf({{0, true}, {100}}).barBeatIndexOfSample(150), path(0, 0));
 }
 
-TEST(TarnBeatLocator, TakesTheViewOfTheSignatureWithoutBeatsBeforeTheSong) {
+TEST(TarnBeatLocatorTests, TakesTheViewOfTheSignatureWithoutBeatsBeforeTheSong) {
     const auto storage = makeStorage(evenGrid(12, 10, {0, 4, 8}, -40), TimeSignature{2, 4});
     const auto locator = locatorOf(storage);
     EXPECT_EQ(beatsOf(locator.beatEntries()), gridOf("0* 20 40* 60"));
@@ -150,7 +150,7 @@ IndexPath walk(const TarnBeatLocator& locator, std::uint64_t sample) {
     }
 }
 
-TEST(TarnBeatLocator, AgreesWithADirectWalkOnRandomGrids) {
+TEST(TarnBeatLocatorTests, AgreesWithADirectWalkOnRandomGrids) {
     for (std::uint64_t seed = 1; seed <= 3000 && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937_64 random(seed);

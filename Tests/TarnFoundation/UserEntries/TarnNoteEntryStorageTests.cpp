@@ -34,7 +34,7 @@ struct DisplayLog : TarnNoteEntryStorageDisplay, TarnNoteEntryStorageDelegate {
     }
 };
 
-TEST(TarnNoteEntryStorage, NumbersEntriesAndCopies) {
+TEST(TarnNoteEntryStorageTests, NumbersEntriesAndCopies) {
     const auto document = makeDocument();
     EXPECT_EQ(document->newChordEntry()->eventId(), 0u);
     const auto verse = document->newVerseRegionEntry();
@@ -45,7 +45,7 @@ TEST(TarnNoteEntryStorage, NumbersEntriesAndCopies) {
     EXPECT_EQ(identifiers(copies), (Identifiers{3, 4}));
 }
 
-TEST(TarnNoteEntryStorage, ReadsByLocationAndRangesInStoredOrder) {
+TEST(TarnNoteEntryStorageTests, ReadsByLocationAndRangesInStoredOrder) {
     const auto document = makeDocument();
     std::vector<std::shared_ptr<TarnMarkerEntry>> markers;
     for (const std::int64_t location : {300, 100, 200, 100, -2})
@@ -63,7 +63,7 @@ TEST(TarnNoteEntryStorage, ReadsByLocationAndRangesInStoredOrder) {
     EXPECT_EQ(rangeOfUserEntriesInArray(EntryList<TarnMarkerEntry>()), Bounds(0, 0));
 }
 
-TEST(TarnNoteEntryStorage, SharesAListUntilItsKindChanges) {
+TEST(TarnNoteEntryStorageTests, SharesAListUntilItsKindChanges) {
     const auto document = makeDocumentWithBeats({1, 2, 3});
     document->addMarkerEntriesFromArray({markerAt(*document, 9), markerAt(*document, 8)});
     const auto beats = document->beatEntries();
@@ -73,7 +73,7 @@ TEST(TarnNoteEntryStorage, SharesAListUntilItsKindChanges) {
     EXPECT_EQ(locations(markers), (Locations{8, 9}));
 }
 
-TEST(TarnNoteEntryStorage, GoesThroughAChangeInOrder) {
+TEST(TarnNoteEntryStorageTests, GoesThroughAChangeInOrder) {
     const auto document = makeDocument();
     const auto display = std::make_shared<DisplayLog>();
     auto& log = display->log;
@@ -100,7 +100,7 @@ TEST(TarnNoteEntryStorage, GoesThroughAChangeInOrder) {
     NotificationCenter::defaultCenter().removeObserver(token);
 }
 
-TEST(TarnNoteEntryStorage, CarriesTheListsThatWerePassed) {
+TEST(TarnNoteEntryStorageTests, CarriesTheListsThatWerePassed) {
     const auto document = makeDocument();
     const auto stranger = markerAt(*document, 1);
     const auto marker = markerAt(*document, 2);
@@ -126,7 +126,7 @@ TEST(TarnNoteEntryStorage, CarriesTheListsThatWerePassed) {
     EXPECT_EQ(recorder.notifications[0].object, std::shared_ptr<const void>(document));
 }
 
-TEST(TarnNoteEntryStorage, LetsObserversEditAndLeave) {
+TEST(TarnNoteEntryStorageTests, LetsObserversEditAndLeave) {
     const auto document = makeDocument();
     NotificationCenter::Token observing;
     observing = NotificationCenter::defaultCenter().addObserver(
@@ -140,7 +140,7 @@ TEST(TarnNoteEntryStorage, LetsObserversEditAndLeave) {
     EXPECT_EQ(document->chordEntries().size(), 1u);
 }
 
-TEST(TarnNoteEntryStorage, LetsObserversDropTheLastReferenceToIt) {
+TEST(TarnNoteEntryStorageTests, LetsObserversDropTheLastReferenceToIt) {
     // Called in the course of a change: the change goes on to its end, and then the storage goes.
     int posted = 0;
     const auto count = [&](const Notification&) { ++posted; };
@@ -184,7 +184,7 @@ TEST(TarnNoteEntryStorage, LetsObserversDropTheLastReferenceToIt) {
                [](auto& storage) { storage.eliminateBogusEntries(); });
 }
 
-TEST(TarnNoteEntryStorage, ChangesItsInstrument) {
+TEST(TarnNoteEntryStorageTests, ChangesItsInstrument) {
     const auto document = makeDocument();
     const auto display = std::make_shared<DisplayLog>();
     document->display = display;
@@ -204,7 +204,7 @@ TEST(TarnNoteEntryStorage, ChangesItsInstrument) {
         EXPECT_EQ(*recorder.notifications[0].value<KELPInstrumentRef>(key), expected) << key;
 }
 
-TEST(TarnNoteEntryStorage, SignalsTheChangesOfItsOwn) {
+TEST(TarnNoteEntryStorageTests, SignalsTheChangesOfItsOwn) {
     const auto document = makeDocument();
     const auto other = makeDocument();
     int count = 0;
@@ -218,7 +218,7 @@ TEST(TarnNoteEntryStorage, SignalsTheChangesOfItsOwn) {
     EXPECT_EQ(count, 1);
 }
 
-TEST(TarnNoteEntryStorage, SettersOfWholeListsChangeNothingThatIsRead) {
+TEST(TarnNoteEntryStorageTests, SettersOfWholeListsChangeNothingThatIsRead) {
     const auto document = makeDocumentWithBeats({5});
     const NotificationRecorder recorder(document);
     document->setBeatEntries({});
@@ -226,7 +226,7 @@ TEST(TarnNoteEntryStorage, SettersOfWholeListsChangeNothingThatIsRead) {
     EXPECT_TRUE(recorder.notifications.empty());
 }
 
-TEST(TarnNoteEntryStorage, CheckpointsLeaveOutNotesRegionsAndMarkers) {
+TEST(TarnNoteEntryStorageTests, CheckpointsLeaveOutNotesRegionsAndMarkers) {
     // Odd beats survive in a checkpoint: its beats come before its time signature.
     const auto document = makeDocumentWithBeats({0, 1, 2});
     document->setTimeSignature(4, 4);
@@ -244,7 +244,7 @@ TEST(TarnNoteEntryStorage, CheckpointsLeaveOutNotesRegionsAndMarkers) {
     EXPECT_TRUE(checkpoint->useLegacyBeatFiltering());
 }
 
-TEST(TarnNoteEntryStorage, PopulateTakesOverAsItStands) {
+TEST(TarnNoteEntryStorageTests, PopulateTakesOverAsItStands) {
     const auto source = makeDocument();
     source->addMarkerEntriesFromArray({markerAt(*source, 9), markerAt(*source, 3)});
     source->setTimeSignature(4, 4);
@@ -267,7 +267,7 @@ TEST(TarnNoteEntryStorage, PopulateTakesOverAsItStands) {
     EXPECT_EQ(document->nextEventId(), source->nextEventId());
 }
 
-TEST(Consistency, PrunesOddBeatsInQuarterNoteSpacing) {
+TEST(ConsistencyTests, PrunesOddBeatsInQuarterNoteSpacing) {
     const auto expectRemaining = [](std::size_t count, const Positions& downbeats,
                                     const Locations& positions) {
         Locations all(count);
@@ -292,7 +292,7 @@ TEST(Consistency, PrunesOddBeatsInQuarterNoteSpacing) {
     expectRemaining(1, {0}, {});
 }
 
-TEST(Consistency, LooksAtTheFirstStoredTimeSignature) {
+TEST(ConsistencyTests, LooksAtTheFirstStoredTimeSignature) {
     const auto document = makeDocument();
     const auto eighths = at(100, document->newTimeSignatureEntry());
     eighths->setDenominator(8);
@@ -303,8 +303,8 @@ TEST(Consistency, LooksAtTheFirstStoredTimeSignature) {
     EXPECT_TRUE(document->useQuarterNoteSpacing()) << "reads the earliest";
 }
 
-TEST(Consistency, EliminatesBogusEntriesWithOneNotificationOfAKind) {
-    const auto document = makeDocumentWithBeats({-1, 5, -7});
+TEST(ConsistencyTests, EliminatesBogusEntriesWithOneNotificationOfAKind) {
+    const auto document = makeDocumentWithBeats({-1, 0, -7});
     document->addRegionEntriesFromArray({document->newVerseRegionEntry(), document->newRegionEntry()});
     document->addTempoEntry(document->newTempoEntry());
     const auto region = addRegions(*document, {{0, static_cast<std::uint64_t>(kGreatest)}})[0];
@@ -317,10 +317,10 @@ TEST(Consistency, EliminatesBogusEntriesWithOneNotificationOfAKind) {
     EXPECT_EQ(recorder.names(),
               (Names{RegionKind::kDidChangeNotification, BeatKind::kDidChangeNotification}));
     EXPECT_EQ(identifiers(document->regionEntries()), Identifiers{region->eventId()});
-    EXPECT_EQ(locations(document->beatEntries()), Locations{5});
+    EXPECT_EQ(locations(document->beatEntries()), Locations{0});
 }
 
-TEST(Consistency, LogsOnlyWhenAskedTo) {
+TEST(ConsistencyTests, LogsOnlyWhenAskedTo) {
     Names lines;
     const auto previous =
         setLogSink([&](const LogMessage& m) { lines.push_back(m.category + ": " + m.text(false)); });
@@ -431,7 +431,7 @@ void expectPlainLists(unsigned seed, bool keepsInOrder) {
     }
 }
 
-TEST(EntryOrder, HoldsWhatPlainListsWouldHold) {
+TEST(EntryOrderTests, HoldsWhatPlainListsWouldHold) {
     for (unsigned seed = 0; seed < 300; ++seed) {
         TarnNoteEntryStorage::forEachKind([seed]<typename Kind>(Kind) {
             constexpr bool isBeat = std::is_same_v<Kind, BeatKind>;
@@ -441,7 +441,7 @@ TEST(EntryOrder, HoldsWhatPlainListsWouldHold) {
     }
 }
 
-TEST(EntryOrder, AgreesWithAStableSort) {
+TEST(EntryOrderTests, AgreesWithAStableSort) {
     for (unsigned seed = 0; seed < 2000; ++seed) {
         std::mt19937 random(seed);
         std::vector<std::shared_ptr<TarnBeatEntry>> entries(random() % 40);

@@ -33,7 +33,7 @@ Structure makeStructure(const Locations& bounds, const Locations& sections) {
     return structure;
 }
 
-TEST(TarnSongStructureStorage, EditsSectionsUnderNewIdentifiers) {
+TEST(TarnSongStructureStorageTests, EditsSectionsUnderNewIdentifiers) {
     const auto structure = std::make_shared<TarnSongStructureStorage>();
     const NotificationRecorder recorder(structure);
     EXPECT_EQ(structure->createNewSection(5000), 0u);
@@ -71,7 +71,7 @@ TEST(TarnSongStructureStorage, EditsSectionsUnderNewIdentifiers) {
     EXPECT_EQ(sizes, (Names{"10 10", "11 11", "11 11", "11 11"}));
 }
 
-TEST(TarnSongStructureStorage, CopiesSectionsMutably) {
+TEST(TarnSongStructureStorageTests, CopiesSectionsMutably) {
     const auto structure = makeStructure({}, {700});
     const auto section = structure->sectionEntries()[0];
     const auto copy = structure->mutableCopyOfSectionEntry(section);
@@ -82,7 +82,7 @@ TEST(TarnSongStructureStorage, CopiesSectionsMutably) {
     EXPECT_FALSE(structure->containsSectionEntry(copy));
 }
 
-TEST(TarnSongStructureStorage, ListsByLocationWithNoticesForItsKindsOnly) {
+TEST(TarnSongStructureStorageTests, ListsByLocationWithNoticesForItsKindsOnly) {
     const auto structure = std::make_shared<TarnSongStructureStorage>();
     Names log;
     const auto observe = [&](const char* key) {
@@ -103,7 +103,7 @@ TEST(TarnSongStructureStorage, ListsByLocationWithNoticesForItsKindsOnly) {
     EXPECT_EQ(recorder.names(), (Names{kBoundsNotification, kSectionNotification, kSectionNotification}));
 }
 
-TEST(TarnSongStructureStorage, PopulateTakesOverAsItStands) {
+TEST(TarnSongStructureStorageTests, PopulateTakesOverAsItStands) {
     const auto source = makeStructure({9, 3}, {50, 20});
     const auto structure = makeStructure({1}, {});
     const auto key = structure->observeKey("boundsEntries", [](const auto&, auto) { ADD_FAILURE(); });
@@ -120,7 +120,7 @@ TEST(TarnSongStructureStorage, PopulateTakesOverAsItStands) {
     EXPECT_EQ(list("TarnUserEntryStorageRemovedEntriesKey"), Locations{1});
 }
 
-TEST(TarnSongStructureStorage, PopulateLeavesTheLockOfTheSourceAlone) {
+TEST(TarnSongStructureStorageTests, PopulateLeavesTheLockOfTheSourceAlone) {
     // While it posts, a populating storage holds its lock; another one can take over its contents meanwhile.
     const auto source = makeStructure({1}, {2});
     const auto reader = std::make_shared<TarnSongStructureStorage>();
@@ -138,7 +138,7 @@ TEST(TarnSongStructureStorage, PopulateLeavesTheLockOfTheSourceAlone) {
     EXPECT_EQ(reader->nextEventId(), 3u);
 }
 
-TEST(TarnSongStructureStorage, SurvivesArchivesAlsoWithoutSomeKeys) {
+TEST(TarnSongStructureStorageTests, SurvivesArchivesAlsoWithoutSomeKeys) {
     const auto structure = makeStructure({9, 3}, {50, 20});
     structure->renameSection(2, "Überleitung");
     structure->addSectionEntry(structure->newSectionEntry()); // without name and colour

@@ -9,14 +9,14 @@ using namespace tarn::fixtures;
 
 namespace {
 
-class UndoRecorder : public ::testing::Test {
+class UndoRecorderTests : public ::testing::Test {
 protected:
     Document document = makeDocument();
     std::shared_ptr<UndoManager> manager = std::make_shared<UndoManager>();
     TarnNoteEntryStorageUndoRecorder recorder{document, manager};
 };
 
-TEST_F(UndoRecorder, TakesBackWhatTheConsistencyRulesPruned) {
+TEST_F(UndoRecorderTests, TakesBackWhatTheConsistencyRulesPruned) {
     addBeats(*document, {0, 1, 2});
     document->setTimeSignature(4, 4);
     const auto odd = document->beatEntries();
@@ -28,7 +28,7 @@ TEST_F(UndoRecorder, TakesBackWhatTheConsistencyRulesPruned) {
     EXPECT_EQ(document->beatEntries().size(), 4u);
 }
 
-TEST_F(UndoRecorder, MakesOneStepOfAGroupAndNoneOfNothing) {
+TEST_F(UndoRecorderTests, MakesOneStepOfAGroupAndNoneOfNothing) {
     manager->beginUndoGrouping();
     document->addChordEntry(document->newChordEntry());
     document->addMarkerEntry(document->newMarkerEntry());
@@ -49,7 +49,7 @@ TEST_F(UndoRecorder, MakesOneStepOfAGroupAndNoneOfNothing) {
     EXPECT_EQ(document->noteEntries().size(), 2u) << "populating is undone as well, kind by kind";
 }
 
-TEST_F(UndoRecorder, StillTakesAStepBackWhenOthersWereNotRecorded) {
+TEST_F(UndoRecorderTests, StillTakesAStepBackWhenOthersWereNotRecorded) {
     const auto marker = document->newMarkerEntry();
     const auto later = at(9, document->newMarkerEntry());
     document->addMarkerEntry(marker);
@@ -62,7 +62,7 @@ TEST_F(UndoRecorder, StillTakesAStepBackWhenOthersWereNotRecorded) {
     EXPECT_EQ(document->markerEntries().copy(), (std::vector{unrecorded, marker}));
 }
 
-TEST_F(UndoRecorder, GivesNoIdentifierTwiceAfterPopulatingWasUndone) {
+TEST_F(UndoRecorderTests, GivesNoIdentifierTwiceAfterPopulatingWasUndone) {
     document->addMarkerEntriesFromArray({document->newMarkerEntry(), document->newMarkerEntry()});
     document->populateWithNoteEntryStorageEntries(*makeDocument());
     EXPECT_EQ(document->nextEventId(), 0u);
@@ -84,7 +84,7 @@ struct ReadingDisplay : TarnNoteEntryStorageDisplay {
     void noteStorageDidChangeInstrumentDescription(TarnNoteEntryStorage&) override {}
 };
 
-TEST_F(UndoRecorder, TellsTheDisplayWithoutTheLock) {
+TEST_F(UndoRecorderTests, TellsTheDisplayWithoutTheLock) {
     const auto display = std::make_shared<ReadingDisplay>();
     document->display = display;
     const auto marker = document->newMarkerEntry();
@@ -98,7 +98,7 @@ TEST_F(UndoRecorder, TellsTheDisplayWithoutTheLock) {
     EXPECT_EQ(display->reads.size(), 5u);
 }
 
-TEST_F(UndoRecorder, OutlivesNothing) {
+TEST_F(UndoRecorderTests, OutlivesNothing) {
     document->addChordEntry(document->newChordEntry());
     std::weak_ptr<TarnNoteEntryStorage> weak = document;
     document.reset();

@@ -12,13 +12,13 @@ KELPPitchRef pitch(int value, int octave) {
     return KELPPitch::pitchWithNote(KELPNote::noteWithValue(value), octave);
 }
 
-TEST(UserEntries, AreEqualByIdentifierAcrossKinds) {
+TEST(UserEntriesTests, AreEqualByIdentifierAcrossKinds) {
     EXPECT_TRUE(TarnBeatEntry(7).isEqual(TarnChordEntry(7)));
     EXPECT_EQ(TarnBeatEntry(7).hash(), TarnChordEntry(7).hash());
     EXPECT_FALSE(TarnBeatEntry(7).isEqual(TarnBeatEntry(8)));
 }
 
-TEST(UserEntries, DescribeThemselves) {
+TEST(UserEntriesTests, DescribeThemselves) {
     TarnUserEntry base(std::numeric_limits<std::uint64_t>::max()); // identifiers are shown as signed numbers
     base.setLocation(-5);
     TarnNoteEntry note(1);
@@ -58,7 +58,7 @@ TEST(UserEntries, DescribeThemselves) {
         EXPECT_EQ(description, expected);
 }
 
-TEST(UserEntries, CycleThroughFretSelections) {
+TEST(UserEntriesTests, CycleThroughFretSelections) {
     const auto guitar = KELPStringedInstrumentDescription::stringedInstrumentDescription();
     const auto expectTurned = [&](const KELPPitchRef& of, std::uint8_t from, int increased, int decreased) {
         TarnNoteEntry note(0);
@@ -78,7 +78,7 @@ TEST(UserEntries, CycleThroughFretSelections) {
     expectTurned(nullptr, 7, 7, 7);
 }
 
-TEST(UserEntries, RegionsAreValidAndContainFrames) {
+TEST(UserEntriesTests, RegionsAreValidAndContainFrames) {
     TarnRegionEntry region(0);
     const auto expect = [&](std::int64_t location, std::uint64_t length, bool valid, std::int64_t frame,
                             bool contained) {
@@ -99,7 +99,7 @@ TEST(UserEntries, RegionsAreValidAndContainFrames) {
     EXPECT_DEATH((void)region.end(), "overflow");
 }
 
-TEST(UserEntries, CopyTheirAttributes) {
+TEST(UserEntriesTests, CopyTheirAttributes) {
     TarnVerseRegionEntry source(1);
     source.setRange({5, 6});
     source.setName("Intro");
@@ -131,14 +131,14 @@ TEST(UserEntries, CopyTheirAttributes) {
               "<TarnMutableSectionEntry: >: EventID: 6, {9}: B, named:verse");
 }
 
-TEST(UserEntries, StartWithTheNamesOfTheirKind) {
+TEST(UserEntriesTests, StartWithTheNamesOfTheirKind) {
     EXPECT_EQ(*TarnVerseRegionEntry(0).name() + *TarnChorusRegionEntry(0).name() +
                   *TarnBridgeRegionEntry(0).name() + *TarnMarkerRegionEntry(0).name(),
               "VerseChorusBridgeRegion");
     EXPECT_FALSE(TarnRegionEntry(0).name().has_value());
 }
 
-TEST(UserEntries, WithoutARequiredValueDoNotDecode) {
+TEST(UserEntriesTests, WithoutARequiredValueDoNotDecode) {
     Error error;
     EXPECT_FALSE(decoded<TarnChordEntry>(std::make_shared<TarnChordEntry>(1), &error));
     EXPECT_FALSE(error.localizedDescription().empty());
@@ -148,7 +148,7 @@ TEST(UserEntries, WithoutARequiredValueDoNotDecode) {
     EXPECT_FALSE(decoded<TarnStandardPitchEntry>(standard));
 }
 
-TEST(SectionColor, IsWrittenAndRead) {
+TEST(SectionColorTests, IsWrittenAndRead) {
     const auto expect = [](const char* text, const TarnSectionColor& stored) {
         TarnMutableSectionEntry section(0);
         section.setColorString(text);

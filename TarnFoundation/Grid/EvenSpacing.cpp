@@ -1,4 +1,4 @@
-#include "TarnFoundation/Grid/BeatSpacing.h"
+#include "TarnFoundation/Grid/EvenSpacing.h"
 
 #include "Platform/CheckedArithmetic.h"
 
