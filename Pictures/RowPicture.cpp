@@ -27,6 +27,7 @@ constexpr PictureFont kSectionFont{11.5, true};
 constexpr PictureFont kRegionFont{11, false};
 constexpr PictureFont kMarkerFont{11, false};
 constexpr PictureFont kNumberFont{11, true};
+constexpr PictureFont kTimeFont{9, false};
 constexpr PictureFont kChordFont{16, true};
 constexpr PictureFont kNarrowChordFont{12, true};
 constexpr PictureFont kCrowdedChordFont{10, true};
@@ -85,8 +86,7 @@ public:
         addRegions();
         addChords();
         addMarkers();
-        const double middle = (mAnatomy.waveformTop + mAnatomy.waveformBottom) / 2;
-        addText("time", -5, middle + 3, formattedDuration(static_cast<double>(mFrames.lower) / mSampleRate));
+        addTime();
         if (mHiddenCount > 0)
             addText("more", mWidth, mAnatomy.height - 7, "+ " + std::to_string(mHiddenCount) + " more");
         return std::move(mText);
@@ -139,6 +139,14 @@ private:
         }
         std::reverse(shown.begin(), shown.end());
         return shown;
+    }
+
+    void addTime() {
+        constexpr double kGap = 5;
+        const auto time = formattedDuration(static_cast<double>(mFrames.lower) / mSampleRate);
+        const bool isLong = textWidth(time, kTimeFont) > kLeftMargin - kGap;
+        addText(isLong ? "time long" : "time", -kGap,
+                (mAnatomy.waveformTop + mAnatomy.waveformBottom) / 2 + 3, time);
     }
 
     void addSections() {

@@ -151,7 +151,7 @@
     }
     const isThere = await exists();
     if (isThere === false)
-      return `The recording is not where this page looks for it, seen from the page: ${path}. ` +
+      return `The recording is not at ${path}, seen from this page. ` +
         'If either was moved or renamed, put it back, or draw the page again.';
     if (isUnplayable)
       return `This browser does not play ${ending.toUpperCase()} files: ${path}. ` +

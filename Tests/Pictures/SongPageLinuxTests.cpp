@@ -139,8 +139,8 @@ TEST_F(PageInABrowser, TellsWhyARecordingDoesNotPlay) {
     EXPECT_THAT(found, HasSubstr("aiff: This browser does not play AIFF files: song.aiff."));
     EXPECT_THAT(found,
                 HasSubstr("broken: The recording is there, but this browser cannot decode it: broken.mp3."));
-    EXPECT_THAT(found, HasSubstr("moved: The recording is not where this page looks for it, seen from the "
-                                 "page: folder/moved song.wav."));
+    EXPECT_THAT(found,
+                HasSubstr("moved: The recording is not at folder/moved song.wav, seen from this page."));
 }
 
 TEST(SongPicture, IsWellFormedXMLWhateverTheNames) {
