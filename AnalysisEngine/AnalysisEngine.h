@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 namespace TARN_PUBLIC tarn {
@@ -30,6 +31,8 @@ public:
     std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File& audio) override;
     std::shared_ptr<LegacyChordDetectionOperation>
     makeLegacyChordDetectionOperation(const File& audio) override;
+    /// Grows whenever results change.
+    [[nodiscard]] std::string version() const override { return "2"; }
     std::shared_ptr<const Error> refusal(const File& audio) override;
     std::optional<RecordingFacts> readRecording(const File& audio, const CancellationQuestion& isCancelled,
                                                 std::string* refusal) override;

@@ -1,5 +1,6 @@
 #include "Platform/FatalError.h"
 #include "Song/Edits/Edits.h"
+#include "Song/SongFile.h"
 #include "Song/SongPositions.h"
 #include "Tests/Song/SongTexts.h"
 
@@ -9,7 +10,6 @@
 #include <vector>
 
 using namespace tarn;
-using namespace tarn::program;
 
 // The first byte chooses the song, the rest are the arguments of `tarn edit`, one a line. They are refused,
 // which leaves the document as it was, or they give a document that can be saved and opened.
@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         else
             arguments.back() += static_cast<char>(bytes[i]);
     }
-    const auto song = program::test::sampleSong(bytes[0] % 2 == 0 ? 4 : 3);
+    const auto song = test::sampleSong(bytes[0] % 2 == 0 ? 4 : 3);
     if (bytes[0] % 4 >= 2)
         song->notes->removeBeatEntriesInArray(song->notes->beatEntries());
     if (bytes[0] % 8 >= 4)
@@ -31,25 +31,29 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
                          parseEdits(std::vector<std::string>{
                              "add-region verse 1s to 4s", "add-region chorus 4s to 5s", "add-section A at 3s",
                              "add-chord D#m at 2s", "add-note E4 at 2s for 1s", "add-marker M at 2s"}));
-    const Data before = KeyedArchiver::archivedData(song);
+    const Data before = archivedSong(song);
     try {
         (void)applyEdits(*song, parseEdits(arguments));
     } catch (const EditSyntaxError&) {
         return 0;
     } catch (const EditRefused&) {
         // The counters of identifiers move on; the entries are the same.
-        const auto old = KeyedUnarchiver::unarchivedObject<Song>(before, nullptr);
-        precondition(program::test::beatsOf(*song) == program::test::beatsOf(*old) &&
-                         program::test::chordsOf(*song) == program::test::chordsOf(*old) &&
-                         program::test::sectionsOf(*song) == program::test::sectionsOf(*old) &&
+        const auto old = songFromBytes(before, "song.tarn");
+        precondition(test::beatsOf(*song) == test::beatsOf(*old) &&
+                         test::chordsOf(*song) == test::chordsOf(*old) &&
+                         test::sectionsOf(*song) == test::sectionsOf(*old) &&
                          song->notes->noteEntries().size() == old->notes->noteEntries().size() &&
                          song->notes->regionEntries().size() == old->notes->regionEntries().size() &&
                          song->notes->markerEntries().size() == old->notes->markerEntries().size(),
                      "A refused edit changed the document");
         return 0;
     }
-    precondition(KeyedUnarchiver::unarchivedObject<Song>(KeyedArchiver::archivedData(song), nullptr) !=
-                     nullptr,
-                 "An edited document cannot be opened again");
+    const auto opened = songFromBytes(archivedSong(song), "song.tarn");
+    const std::string after = test::contentsOf(*opened);
+    while (opened->history.newest())
+        opened->undo();
+    while (opened->history.next())
+        opened->redo();
+    precondition(test::contentsOf(*opened) == after, "What was undone and redone is not as it was");
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "Interchange/AnnotationText.h"
 #include "Interchange/NoteImport.h"
 #include "Platform/FatalError.h"
+#include "Song/SongFile.h"
 #include "Tests/Song/SampleSong.h"
 
 #include <cstddef>
@@ -8,7 +9,6 @@
 #include <string>
 
 using namespace tarn;
-using namespace tarn::program;
 
 namespace {
 
@@ -60,8 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     } catch (const TextTableError&) {
         return 0;
     }
-    precondition(KeyedUnarchiver::unarchivedObject<Song>(KeyedArchiver::archivedData(song), nullptr) !=
-                     nullptr,
+    precondition(songFromBytes(archivedSong(song), "song.tarn") != nullptr,
                  "A document cannot be opened after an import");
     return 0;
 }

@@ -64,6 +64,9 @@ public:
         return nullptr;
     }
 
+    /// What tells the engine's results from those of its other editions; empty when it does not say.
+    [[nodiscard]] virtual std::string version() const { return {}; }
+
     /// Why operations for this file are not made (kAnalysisRefusalDomain); nothing when it is not refused, or
     /// when the engine does not tell.
     virtual std::shared_ptr<const Error> refusal(const File&) { return nullptr; }

@@ -208,6 +208,12 @@ BinaryPropertyListWriter::Reference BinaryPropertyListWriter::addDouble(double v
     return addScalar(kReal | 3, std::bit_cast<std::uint64_t>(value), 8);
 }
 
+BinaryPropertyListWriter::Reference BinaryPropertyListWriter::addDate(double seconds) {
+    const std::size_t start = mBytes.size();
+    append(kDate | 3, std::bit_cast<std::uint64_t>(seconds), 8);
+    return addLast(start);
+}
+
 BinaryPropertyListWriter::Reference BinaryPropertyListWriter::addText(std::string_view text, bool unique) {
     const std::size_t start = mBytes.size();
     const auto bytes = std::as_bytes(std::span(text.data(), text.size()));

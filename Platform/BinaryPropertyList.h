@@ -68,6 +68,7 @@ public:
     Reference addUnsigned(std::uint64_t value); ///< above the signed range: a 16-byte integer
     Reference addFloat(float value); ///< equal bits are stored once, so -0 and NaN payloads survive
     Reference addDouble(double value);
+    Reference addDate(double seconds); ///< since the beginning of 2001, UTC; stored each time
     /// UTF-8 text; ill-formed sequences are stored as U+FFFD. ASCII takes a byte per character, other text
     /// UTF-16.
     Reference addString(std::string_view text) { return addText(text, true); }

@@ -13,9 +13,13 @@
 #include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#ifdef __linux__
+#include <sys/xattr.h>
+#endif
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace tarn::FileManager {
 
@@ -278,6 +282,38 @@ bool detail::writeInPlace(const Producer& produce, const fs::path& file, Error* 
     return code == 0 || fail(error, code, file);
 }
 
+namespace {
+
+/// As far as the file system and the rights of the process allow: tags of file managers, access lists.
+void copyExtendedAttributes([[maybe_unused]] const fs::path& from, [[maybe_unused]] int to) {
+#ifdef __linux__
+    const auto sized = [](const auto& read) -> std::vector<char> {
+        std::vector<char> bytes;
+        const ssize_t size = read(nullptr, 0);
+        if (size <= 0)
+            return bytes;
+        bytes.resize(static_cast<std::size_t>(size));
+        const ssize_t got = read(bytes.data(), bytes.size()); // it may have changed since
+        bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+        return bytes;
+    };
+    const auto names =
+        sized([&](char* list, std::size_t size) { return ::listxattr(from.c_str(), list, size); });
+    for (auto name = names.begin(); name != names.end();) {
+        const auto end = std::find(name, names.end(), '\0');
+        if (end == names.end())
+            return;
+        const char* const text = &*name;
+        const auto value =
+            sized([&](char* bytes, std::size_t size) { return ::getxattr(from.c_str(), text, bytes, size); });
+        [[maybe_unused]] const int kept = ::fsetxattr(to, text, value.data(), value.size(), 0);
+        name = end + 1;
+    }
+#endif
+}
+
+} // namespace
+
 bool detail::replaceAtomically(const Producer& produce, const fs::path& file, Error* error) {
     const auto target = atomicTarget(file, error);
     if (!target)
@@ -297,6 +333,7 @@ bool detail::replaceAtomically(const Producer& produce, const fs::path& file, Er
         // The owner can only be kept by a privileged process; the others go on with their own.
         [[maybe_unused]] const int kept = ::fchown(descriptor.number(), existing->st_uid, existing->st_gid);
         ::fchmod(descriptor.number(), existing->st_mode & 0777);
+        copyExtendedAttributes(target->file, descriptor.number());
     }
     int code = produce(writerTo(descriptor.number()));
     if (code == 0 && (!flush(descriptor.number()) || !descriptor.close() ||

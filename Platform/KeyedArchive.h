@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/ArchivedContent.h"
 #include "Platform/Error.h"
 #include "Platform/Export.h"
 
@@ -111,11 +112,15 @@ public:
     void encodeFloat(std::string_view key, float value);
     void encodeDouble(std::string_view key, double value);
     void encodeBool(std::string_view key, bool value);
+    /// Values that another archive held, each under its key.
+    void encodeContent(const ArchivedContent& content);
 
     /// Ends the archive and returns its bytes. Nothing may be encoded afterwards.
     Data finishEncoding();
 
 private:
+    std::uint32_t contentReference(const ArchivedContent::Value& value,
+                                   std::vector<std::uint32_t>& entryOfObject);
     std::size_t beginArray();
     void appendToArray(std::shared_ptr<const SecureCoding> object);
     void endArray(std::string_view key, std::size_t start);
@@ -139,6 +144,18 @@ public:
     template <typename T>
     static std::shared_ptr<T> unarchivedObject(std::span<const std::byte> bytes, Error* error = nullptr) {
         return std::static_pointer_cast<T>(unarchivedObject(bytes, T::classDescription(), error));
+    }
+
+    /// The same from an archive that may be damaged: what cannot be read counts as missing, and the rest is
+    /// read. `faults` receives how much that was and the first reason. Nothing when not even the root object
+    /// could be made.
+    struct Faults {
+        std::size_t count = 0;
+        Error first;
+    };
+    template <typename T>
+    static std::shared_ptr<T> salvagedObject(std::span<const std::byte> bytes, Faults& faults) {
+        return std::static_pointer_cast<T>(salvagedObject(bytes, T::classDescription(), faults));
     }
 
     /// Whether the key is there, be it with $null.
@@ -182,6 +199,8 @@ public:
     std::optional<float> decodeFloat(std::string_view key);
     std::optional<double> decodeDouble(std::string_view key);
     std::optional<bool> decodeBool(std::string_view key); ///< a number 0 or 1 is admitted
+    /// What the object that is being made holds under other keys than these.
+    ArchivedContent decodeContentBesides(std::span<const std::string_view> keys);
 
     [[nodiscard]] bool failed() const;
     [[nodiscard]] const Error& error() const;
@@ -189,6 +208,8 @@ public:
 private:
     static std::shared_ptr<SecureCoding> unarchivedObject(std::span<const std::byte> bytes,
                                                           const ClassDescription& admitted, Error* error);
+    static std::shared_ptr<SecureCoding> salvagedObject(std::span<const std::byte> bytes,
+                                                        const ClassDescription& admitted, Faults& faults);
     std::shared_ptr<SecureCoding> decodeObject(std::string_view key, const ClassDescription& admitted);
 
     struct Array {
@@ -201,6 +222,7 @@ private:
                                           const ClassDescription& admitted, const LeftOut& leftOut);
 
     struct Core;
+    class ContentReader;
     std::unique_ptr<Core> mCore;
 };
 

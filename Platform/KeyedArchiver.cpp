@@ -9,6 +9,7 @@
 #include <bit>
 #include <limits>
 #include <utility>
+#include <variant>
 
 namespace tarn {
 
@@ -208,6 +209,68 @@ void KeyedArchiver::encodeDouble(std::string_view key, double value) {
 
 void KeyedArchiver::encodeBool(std::string_view key, bool value) {
     mCore->put(key, mCore->list.addBool(value));
+}
+
+std::uint32_t KeyedArchiver::contentReference(const ArchivedContent::Value& value,
+                                              std::vector<std::uint32_t>& entryOfObject) {
+    Core& core = *mCore;
+    BinaryPropertyListWriter& list = core.list;
+    struct Writer {
+        KeyedArchiver& archiver;
+        Core& core;
+        BinaryPropertyListWriter& list;
+        std::vector<std::uint32_t>& entryOfObject;
+
+        Reference operator()(const ArchivedContent::Null&) const { return core.null(); }
+        Reference operator()(bool flag) const { return list.addBool(flag); }
+        Reference operator()(const ArchivedContent::Integer& number) const {
+            return number.isNegative ? list.addInteger(static_cast<std::int64_t>(number.bits))
+                                     : list.addUnsigned(number.bits);
+        }
+        Reference operator()(float number) const { return list.addFloat(number); }
+        Reference operator()(double number) const { return list.addDouble(number); }
+        Reference operator()(const ArchivedContent::Date& date) const { return list.addDate(date.seconds); }
+        Reference operator()(const std::string& text) const { return list.addString(text); }
+        Reference operator()(const std::vector<std::byte>& bytes) const { return list.addData(bytes); }
+        Reference operator()(const ArchivedContent::Reference& reference) const {
+            auto& entry = entryOfObject[reference.object];
+            if (entry == 0)
+                entry = core.newEntry(0); // replaced when the object is written
+            return core.entryUIDs[entry];
+        }
+        Reference operator()(const ArchivedContent::Array& array) const {
+            std::vector<Reference> elements;
+            elements.reserve(array.elements.size());
+            for (const auto& element : array.elements)
+                elements.push_back(archiver.contentReference(element, entryOfObject));
+            return list.addArray(elements);
+        }
+        Reference operator()(const ArchivedContent::Dictionary& dictionary) const {
+            std::vector<Reference> pairs;
+            pairs.reserve(2 * dictionary.members.size());
+            for (std::size_t i = 0; i < dictionary.keys.size(); ++i) {
+                pairs.push_back(list.addString(dictionary.keys[i]));
+                pairs.push_back(archiver.contentReference(dictionary.members[i], entryOfObject));
+            }
+            return list.addDictionary(pairs);
+        }
+    };
+    return std::visit(Writer{*this, core, list, entryOfObject}, value.content);
+}
+
+void KeyedArchiver::encodeContent(const ArchivedContent& content) {
+    Core& core = *mCore;
+    std::vector<std::uint32_t> entryOfObject(content.mObjects.size()); // 0: not referred to yet
+    for (const auto& [key, value] : content.mValues) {
+        core.stack.push_back(core.list.addString(key));
+        core.stack.push_back(contentReference(value, entryOfObject));
+    }
+    // Objects stand in the order in which they are first referred to, by values or by earlier objects.
+    for (std::size_t i = 0; i < entryOfObject.size(); ++i) {
+        const Reference written = contentReference(content.mObjects[i], entryOfObject);
+        precondition(entryOfObject[i] != 0, "Nothing refers to an object of archived content");
+        core.objects[entryOfObject[i]] = written;
+    }
 }
 
 Data KeyedArchiver::finishEncoding() {

@@ -1,9 +1,11 @@
 #include "Platform/BinaryPropertyList.h"
 #include "Platform/ClassRegistry.h"
+#include "Platform/FatalError.h"
 #include "Platform/KeyedArchive.h"
 #include "Platform/KeyedArchiveLayout.h"
 #include "Platform/KnownKeys.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <unordered_map>
@@ -45,6 +47,7 @@ struct KeyedUnarchiver::Core {
     List list;
     Error error;
     bool hasFailed = false;
+    Faults* forgiven = nullptr;                      // where faults are only counted, as in damaged archives
     Value objects;                                   // the array $objects
     std::vector<std::shared_ptr<SecureCoding>> made; // per entry of $objects
     std::unordered_map<std::size_t, ArchivedClass> classes;
@@ -67,6 +70,11 @@ struct KeyedUnarchiver::Core {
     void fail(Code code, const std::string& text) {
         if (hasFailed)
             return;
+        if (forgiven) {
+            if (forgiven->count++ == 0)
+                forgiven->first = Error(kKeyedArchiveErrorDomain, static_cast<long>(code), text);
+            return;
+        }
         hasFailed = true;
         error = Error(kKeyedArchiveErrorDomain, static_cast<long>(code), text);
     }
@@ -349,6 +357,179 @@ std::shared_ptr<SecureCoding> KeyedUnarchiver::unarchivedObject(std::span<const 
     if (!root && error)
         *error = coder.error();
     return root;
+}
+
+std::shared_ptr<SecureCoding> KeyedUnarchiver::salvagedObject(std::span<const std::byte> bytes,
+                                                              const ClassDescription& admitted,
+                                                              Faults& faults) {
+    KeyedUnarchiver coder(bytes);
+    if (coder.failed()) {
+        faults = {1, coder.error()};
+        return nullptr;
+    }
+    coder.mCore->forgiven = &faults;
+    return coder.decodeObject(layout::kRoot, admitted);
+}
+
+/// Copies values out of an archive, each object once.
+class KeyedUnarchiver::ContentReader {
+public:
+    ContentReader(Core& core, ArchivedContent& content) : mCore(core), mContent(content) {}
+
+    /// Nothing where the archive fails.
+    std::optional<ArchivedContent::Value> value(std::size_t reference, std::string_view key, int depth = 0) {
+        constexpr int kDeepest = 64; // of values within values; objects are not nested but referred to
+        const auto found = mCore.list.value(reference);
+        if (!found) {
+            mCore.fail(Code::damagedValue, {key}, "is damaged");
+            return std::nullopt;
+        }
+        if (depth > kDeepest) {
+            mCore.fail(Code::nestedTooDeep, {key}, "is nested too deep");
+            return std::nullopt;
+        }
+        return ofType(*found, key, depth);
+    }
+
+    /// Copies the objects that were referred to, and those that they refer to.
+    bool copyObjects(std::string_view key) {
+        for (; mNext < mEntries.size(); ++mNext) {
+            auto copied = value(mCore.list.reference(mCore.objects, mEntries[mNext]), key);
+            if (!copied)
+                return false;
+            mContent.mObjects[mNext] = *std::move(copied);
+        }
+        return true;
+    }
+
+private:
+    using Archived = ArchivedContent;
+
+    std::optional<Archived::Value> ofType(const Value& found, std::string_view key, int depth) {
+        switch (found.type) {
+        case Type::null:
+            return Archived::Value{Archived::Null()};
+        case Type::boolean:
+            return Archived::Value{found.count != 0};
+        case Type::integer: {
+            const auto number = mCore.list.integer(found);
+            if (!number)
+                mCore.failOutOfRange(key);
+            return number
+                       ? std::optional(Archived::Value{Archived::Integer{number->bits, number->isNegative}})
+                       : std::nullopt;
+        }
+        case Type::real: {
+            const double number = mCore.list.real(found);
+            return found.count == sizeof(float) ? Archived::Value{static_cast<float>(number)}
+                                                : Archived::Value{number};
+        }
+        case Type::date:
+            return Archived::Value{Archived::Date{mCore.list.real({Type::real, found.position, 8})}};
+        case Type::data: {
+            if (!mCore.charge(mCore.copyBytesLeft, found.count, {key}))
+                return std::nullopt;
+            const auto bytes = mCore.list.data(found);
+            return Archived::Value{std::vector<std::byte>(bytes.begin(), bytes.end())};
+        }
+        case Type::ascii:
+        case Type::utf16: {
+            auto copied = text(found, key);
+            return copied ? std::optional(Archived::Value{*std::move(copied)}) : std::nullopt;
+        }
+        case Type::uid:
+            return objectAt(mCore.list.uid(found), key);
+        case Type::array:
+            return array(found, key, depth);
+        case Type::dictionary:
+            return dictionary(found, key, depth);
+        }
+        fatalError("This is not a type of a property list");
+    }
+
+    std::optional<std::string> text(const Value& found, std::string_view key) {
+        const auto length = mCore.list.textLength(found);
+        if (!length)
+            mCore.fail(Code::damagedValue, {key}, "is not a well-formed text");
+        if (!length || !mCore.charge(mCore.copyBytesLeft, *length, {key}))
+            return std::nullopt;
+        return mCore.list.text(found, *length);
+    }
+
+    std::optional<Archived::Value> objectAt(std::uint64_t index, std::string_view key) {
+        if (index == 0)
+            return Archived::Value{Archived::Null()};
+        if (!mCore.entry(index, {key}))
+            return std::nullopt;
+        const auto [known, isNew] = mObjectOfEntry.emplace(index, mEntries.size());
+        if (isNew) {
+            mEntries.push_back(static_cast<std::size_t>(index));
+            mContent.mObjects.emplace_back();
+        }
+        return Archived::Value{Archived::Reference{known->second}};
+    }
+
+    std::optional<Archived::Value> array(const Value& found, std::string_view key, int depth) {
+        if (!mCore.charge(mCore.containerBytesLeft, mCore.list.extent(found), {key}))
+            return std::nullopt;
+        Archived::Array array;
+        array.elements.reserve(found.count);
+        for (std::size_t i = 0; i < found.count; ++i) {
+            auto element = value(mCore.list.reference(found, i), key, depth + 1);
+            if (!element)
+                return std::nullopt;
+            array.elements.push_back(*std::move(element));
+        }
+        return Archived::Value{std::move(array)};
+    }
+
+    std::optional<Archived::Value> dictionary(const Value& found, std::string_view key, int depth) {
+        if (!mCore.charge(mCore.containerBytesLeft, mCore.list.extent(found), {key}))
+            return std::nullopt;
+        Archived::Dictionary dictionary;
+        dictionary.keys.reserve(found.count);
+        dictionary.members.reserve(found.count);
+        for (std::size_t i = 0; i < found.count; ++i) {
+            const auto name = mCore.list.value(mCore.list.reference(found, i));
+            if (!name || (name->type != Type::ascii && name->type != Type::utf16)) {
+                mCore.fail(Code::damagedValue, {key}, "holds a key that is not a text");
+                return std::nullopt;
+            }
+            auto copiedName = text(*name, key);
+            auto member = value(mCore.list.reference(found, found.count + i), key, depth + 1);
+            if (!copiedName || !member)
+                return std::nullopt;
+            dictionary.keys.push_back(*std::move(copiedName));
+            dictionary.members.push_back(*std::move(member));
+        }
+        return Archived::Value{std::move(dictionary)};
+    }
+
+    Core& mCore;
+    ArchivedContent& mContent;
+    std::unordered_map<std::uint64_t, std::size_t> mObjectOfEntry;
+    std::vector<std::size_t> mEntries; ///< of the archive, for each of the content's objects
+    std::size_t mNext = 0;             ///< the first whose object has not been copied
+};
+
+ArchivedContent KeyedUnarchiver::decodeContentBesides(std::span<const std::string_view> keys) {
+    Core& core = *mCore;
+    ArchivedContent content;
+    ContentReader reader(core, content);
+    const Value object = core.frame->dictionary;
+    for (std::size_t i = 0; i < object.count && !core.hasFailed; ++i) {
+        const auto text = core.list.value(core.list.reference(object, i));
+        const auto length = text ? core.list.textLength(*text) : std::nullopt;
+        if (!length || !core.charge(core.copyBytesLeft, *length, {"a key"}))
+            continue;
+        const std::string key = core.list.text(*text, *length);
+        if (key == layout::kClass || std::ranges::find(keys, key) != keys.end())
+            continue;
+        auto value = reader.value(core.list.reference(object, object.count + i), key);
+        if (value && reader.copyObjects(key))
+            content.mValues.emplace_back(key, *std::move(value));
+    }
+    return core.hasFailed ? ArchivedContent() : content;
 }
 
 bool KeyedUnarchiver::containsValue(std::string_view key) const {

@@ -1,14 +1,17 @@
 #include "Song/Song.h"
 
 #include "Platform/PathConversion.h"
+#include "Platform/PlainText.h"
+#include "Song/SongArchive.h"
 #include "Song/SongChange.h"
 #include "Song/SongError.h"
 #include "Song/SongFile.h"
 
-#include <algorithm>
 #include <cstdlib>
-#include <span>
+#include <map>
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 namespace tarn {
 namespace {
@@ -19,30 +22,68 @@ constexpr double kLeastSampleRate = 1;
 constexpr double kGreatestSampleRate = 1e8;
 constexpr std::int32_t kFarthestOctave = 100;
 
-template <typename Entries>
-bool areInReach(std::int64_t mostFrames, const Entries& entries) {
-    return std::all_of(entries.begin(), entries.end(), [=](const auto& entry) {
-        if constexpr (requires { entry->length(); }) {
-            if (entry->length() > static_cast<std::uint64_t>(mostFrames))
-                return false;
-        }
-        return entry->location() >= -mostFrames && entry->location() <= mostFrames;
-    });
+template <typename Entry>
+bool isInReach(const Entry& entry, std::int64_t mostFrames) {
+    if constexpr (requires { entry.length(); }) {
+        if (entry.length() > static_cast<std::uint64_t>(mostFrames))
+            return false;
+    }
+    return entry.location() >= -mostFrames && entry.location() <= mostFrames;
 }
 
-/// Empty where the document has none that can be used.
-LoudnessEnvelope decodedEnvelope(KeyedUnarchiver& coder) {
-    constexpr std::int64_t kLongestStretch = 1 << 12; // seconds, as a power of two; doubled 12 times at most
-    const auto stretch = coder.decodeInt("loudnessStretchSeconds");
-    const auto levels = coder.decodeData("loudnessLevels");
-    if (!stretch || *stretch < 1 || *stretch > kLongestStretch || (*stretch & (*stretch - 1)) != 0 ||
-        !levels || levels->size() % LoudnessEnvelope::kBandCount != 0)
-        return {};
-    LoudnessEnvelope envelope{static_cast<int>(*stretch), {}};
-    envelope.levels.reserve(levels->size());
-    for (const std::byte level : *levels)
-        envelope.levels.push_back(static_cast<std::int8_t>(level));
-    return envelope;
+// What is wrong with an entry; null where nothing is.
+
+constexpr const char* kFarAway = "lies more than 24 hours from the start or is longer than that";
+
+template <typename Entry>
+const char* faultOf(const Entry& entry, std::int64_t mostFrames) {
+    return isInReach(entry, mostFrames) ? nullptr : kFarAway;
+}
+
+const char* faultOf(const TarnTimeSignatureEntry& entry, std::int64_t /*mostFrames*/) {
+    return entry.numerator() > 0 && entry.denominator() > 0 ? nullptr : "has a zero";
+}
+
+const char* faultOf(const TarnNoteEntry& entry, std::int64_t mostFrames) {
+    const bool isHigh = entry.pitch() && std::abs(std::int64_t{entry.pitch()->octave()}) > kFarthestOctave;
+    return isHigh ? "lies outside every octave" : isInReach(entry, mostFrames) ? nullptr : kFarAway;
+}
+
+// These hold for the whole song wherever they lie.
+const char* faultOf(const TarnTempoEntry& /*entry*/, std::int64_t /*mostFrames*/) {
+    return nullptr;
+}
+const char* faultOf(const TarnKeyEntry& /*entry*/, std::int64_t /*mostFrames*/) {
+    return nullptr;
+}
+const char* faultOf(const TarnStandardPitchEntry& /*entry*/, std::int64_t /*mostFrames*/) {
+    return nullptr;
+}
+const char* faultOf(const TarnBoundsEntry& /*entry*/, std::int64_t /*mostFrames*/) {
+    return nullptr;
+}
+
+std::int64_t mostFramesOf(const Recording& recording) {
+    return static_cast<std::int64_t>(kLongestSong * recording.sampleRate);
+}
+
+/// "time signature" for timeSignature.
+std::string inWords(std::string_view kind) {
+    std::string words;
+    for (const char c : kind) {
+        const bool isCapital = c >= 'A' && c <= 'Z';
+        words += isCapital ? std::string(" ") + static_cast<char>(c - 'A' + 'a') : std::string(1, c);
+    }
+    return words;
+}
+
+/// Why no song can have the recording; null where one can.
+const char* faultOf(const Recording& recording) {
+    if (!(recording.sampleRate >= kLeastSampleRate) || !(recording.sampleRate <= kGreatestSampleRate))
+        return "the recording's sample rate is not one of a song";
+    if (recording.frameCount < 0 || recording.frameCount > mostFramesOf(recording))
+        return "the recording is longer than 24 hours";
+    return nullptr;
 }
 
 } // namespace
@@ -53,8 +94,10 @@ Song::Song(Recording recordingToAnnotate)
 
 Song::Song(Recording recordingToAnnotate, std::shared_ptr<TarnNoteEntryStorage> annotations,
            std::shared_ptr<TarnSongStructureStorage> outline)
-    : recording(std::move(recordingToAnnotate)), notes(std::move(annotations)),
-      structure(std::move(outline)) {}
+    : recording(std::move(recordingToAnnotate)), notes(std::move(annotations)), structure(std::move(outline)),
+      mSchemaVersion(archive::SongDocument::kSchemaVersion) {
+    markRecorded();
+}
 
 std::shared_ptr<Song> Song::open(const std::filesystem::path& file) {
     const auto bytes = readSongBytes(file);
@@ -63,79 +106,148 @@ std::shared_ptr<Song> Song::open(const std::filesystem::path& file) {
     return songFromBytes(*bytes, file);
 }
 
-void Song::save(const std::shared_ptr<const Song>& song, const std::filesystem::path& file) {
+Song::Salvaged Song::salvage(const std::filesystem::path& file) {
+    const auto bytes = readSongBytes(file);
+    if (!bytes)
+        throw missingSong(file);
+    return salvagedFromBytes(*bytes, file);
+}
+
+void Song::save(const std::shared_ptr<Song>& song, const std::filesystem::path& file,
+                const std::string& message) {
+    song->record(message);
     const auto bytes = bytesOfSong(song, file);
     const FileLock lock = lockSongFile(file, SongChange::kPatience);
     writeSongBytes(bytes, file);
 }
 
 std::optional<std::string> Song::unsoundness() const {
-    if (!(recording.sampleRate >= kLeastSampleRate) || !(recording.sampleRate <= kGreatestSampleRate))
-        return "the recording's sample rate is not one of a song";
-    const auto mostFrames = static_cast<std::int64_t>(kLongestSong * recording.sampleRate);
-    if (recording.frameCount < 0 || recording.frameCount > mostFrames)
-        return "the recording is longer than 24 hours";
-    const std::pair<const char*, bool> kinds[] = {
-        {"note", areInReach(mostFrames, notes->noteEntries())},
-        {"chord", areInReach(mostFrames, notes->chordEntries())},
-        {"beat", areInReach(mostFrames, notes->beatEntries())},
-        {"region", areInReach(mostFrames, notes->regionEntries())},
-        {"marker", areInReach(mostFrames, notes->markerEntries())},
-        {"section", areInReach(mostFrames, structure->sectionEntries())}};
-    for (const auto& [kind, isInReach] : kinds) {
-        if (!isInReach)
-            return std::string("a ") + kind +
-                   " lies more than 24 hours from the start or is longer than that";
-    }
-    const auto signatures = notes->timeSignatureEntries();
-    if (!std::all_of(signatures.begin(), signatures.end(),
-                     [](const auto& entry) { return entry->numerator() > 0 && entry->denominator() > 0; }))
-        return "a time signature has a zero";
-    const auto noteEntries = notes->noteEntries();
-    if (!std::all_of(noteEntries.begin(), noteEntries.end(), [](const auto& entry) {
-            return !entry->pitch() || std::abs(std::int64_t{entry->pitch()->octave()}) <= kFarthestOctave;
-        }))
-        return "a note lies outside every octave";
-    return std::nullopt;
+    if (const char* const fault = faultOf(recording))
+        return fault;
+    const std::int64_t mostFrames = mostFramesOf(recording);
+    std::optional<std::string> reason;
+    const auto check = [&](const auto& storage) {
+        storage.forEachKind([&]<typename Kind>(Kind) {
+            for (const auto& entry : storage.template entries<Kind>()) {
+                if (const char* const fault = faultOf(*entry, mostFrames); fault && !reason)
+                    reason = "a " + inWords(Kind::kName) + " " + fault;
+            }
+        });
+    };
+    check(*notes);
+    check(*structure);
+    return reason;
+}
+
+std::size_t Song::removeUnsoundEntries() {
+    if (faultOf(recording))
+        return 0;
+    std::size_t removed = 0;
+    const auto removeFrom = [&](auto& storage) {
+        storage.forEachKind([&]<typename Kind>(Kind) {
+            const auto entries = storage.template entries<Kind>();
+            std::vector<std::shared_ptr<typename Kind::Entry>> unsound;
+            for (const auto& entry : entries) {
+                if (faultOf(*entry, mostFramesOf(recording)))
+                    unsound.push_back(entry);
+            }
+            removed += unsound.size();
+            if (!unsound.empty())
+                storage.template remove<Kind>(std::move(unsound));
+        });
+    };
+    removeFrom(*notes);
+    removeFrom(*structure);
+    return removed;
 }
 
 std::filesystem::path Song::recordingFile(const std::filesystem::path& file) const {
     return file.parent_path() / pathOfText(recording.fileName);
 }
 
-const ClassDescription& Song::classDescription() {
-    static const ClassDescription description{
-        "TarnSongDocument", nullptr, [](KeyedUnarchiver& coder) -> std::shared_ptr<SecureCoding> {
-            const auto fileName = coder.decodeString("fileName");
-            const auto sampleRate = coder.decodeDouble("sampleRate");
-            const auto frameCount = coder.decodeInt("frameCount");
-            const auto identifier = coder.decodeString("identifier");
-            const auto digest = coder.decodeString("contentDigest");
-            LoudnessEnvelope envelope = decodedEnvelope(coder);
-            auto annotations = coder.decodeObject<TarnNoteEntryStorage>("noteEntryStorage");
-            auto outline = coder.decodeObject<TarnSongStructureStorage>("songStructureStorage");
-            if (!fileName || !sampleRate || !frameCount || !identifier || !annotations || !outline)
-                return nullptr;
-            Recording described{*fileName,   *sampleRate,         *frameCount,
-                                *identifier, digest.value_or(""), std::move(envelope)};
-            return std::make_shared<Song>(std::move(described), std::move(annotations), std::move(outline));
-        }};
-    return description;
+void Song::forgetFactsOfChangedEntries() {
+    const auto keepThose = [](std::map<std::uint64_t, double>& confidences, const auto& entries) {
+        if (confidences.empty())
+            return;
+        std::unordered_set<std::uint64_t> present;
+        for (const auto& entry : entries)
+            present.insert(entry->eventId());
+        std::erase_if(confidences, [&](const auto& fact) { return !present.contains(fact.first); });
+    };
+    keepThose(facts.chords, notes->chordEntries());
+    keepThose(facts.bars, notes->beatEntries());
+    // What an analysis has just found has a confidence of its own.
+    const SongState state(*this);
+    NoteEntryKinds::forEach([&]<typename Kind>(Kind) {
+        const auto fact = facts.overall.find(Kind::kName);
+        const auto former = mRecorded.facts().overall.find(Kind::kName);
+        if (fact != facts.overall.end() && former != mRecorded.facts().overall.end() &&
+            fact->second == former->second && !state.hasSameEntriesAs<Kind>(mRecorded))
+            facts.overall.erase(fact);
+    });
 }
 
-void Song::encodeWithCoder(KeyedArchiver& coder) const {
-    coder.encodeString("fileName", recording.fileName);
-    coder.encodeDouble("sampleRate", recording.sampleRate);
-    coder.encodeInt("frameCount", recording.frameCount);
-    coder.encodeString("identifier", recording.identifier);
-    if (!recording.digest.empty())
-        coder.encodeString("contentDigest", recording.digest);
-    if (!recording.envelope.isEmpty()) {
-        coder.encodeInt("loudnessStretchSeconds", recording.envelope.stretchSeconds);
-        coder.encodeData("loudnessLevels", std::as_bytes(std::span(recording.envelope.levels)));
-    }
-    coder.encodeObject("noteEntryStorage", notes);
-    coder.encodeObject("songStructureStorage", structure);
+void Song::record(const std::string& message) {
+    forgetFactsOfChangedEntries();
+    SongState state(*this);
+    if (auto difference = SongDifference::between(mRecorded, state))
+        history.add(onOneLine(message), *std::move(difference));
+    mRecorded = std::move(state);
+}
+
+namespace {
+
+using Direction = SongDifference::Direction;
+
+/// The step, which can be taken back or made again as far as the caller knows the song.
+const SongStep& checkedStep(const Song& song, Direction direction, std::optional<std::uint64_t> seen) {
+    using Kind = SongHistoryError::Kind;
+    const bool isBack = direction == Direction::back;
+    const SongStep* const newest = song.history.newest();
+    const SongStep* const step = isBack ? newest : song.history.next();
+    if (seen && *seen != (newest ? newest->identifier : 0))
+        throw SongHistoryError(Kind::outdated, "the song has been changed since; look at its history again");
+    if (!step)
+        throw SongHistoryError(Kind::nothing,
+                               isBack ? "there is nothing to undo" : "there is nothing to redo");
+    if (const auto obstacle = SongDifference::obstacle(song, step->difference, direction))
+        throw SongHistoryError(Kind::doesNotFit, "'" + step->message + "' cannot be " +
+                                                     (isBack ? "undone" : "redone") + ": " + *obstacle);
+    return *step;
+}
+
+} // namespace
+
+std::string Song::undo(std::optional<std::uint64_t> seen) {
+    record("Changed");
+    const SongStep& step = checkedStep(*this, Direction::back, seen);
+    SongDifference::apply(*this, step.difference, Direction::back);
+    std::string message = step.message;
+    history.takeBack();
+    markRecorded();
+    return message;
+}
+
+std::string Song::redo(std::optional<std::uint64_t> seen) {
+    record("Changed");
+    const SongStep& step = checkedStep(*this, Direction::forth, seen);
+    SongDifference::apply(*this, step.difference, Direction::forth);
+    std::string message = step.message;
+    history.makeAgain();
+    markRecorded();
+    return message;
+}
+
+std::optional<std::string> Song::obstacleToUndo() const {
+    const SongStep* const step = history.newest();
+    return step ? SongDifference::obstacle(*this, step->difference, Direction::back)
+                : std::optional<std::string>("there is no step");
+}
+
+std::optional<std::string> Song::obstacleToRedo() const {
+    const SongStep* const step = history.next();
+    return step ? SongDifference::obstacle(*this, step->difference, Direction::forth)
+                : std::optional<std::string>("there is no step");
 }
 
 } // namespace tarn

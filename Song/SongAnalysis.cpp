@@ -132,11 +132,26 @@ std::string newIdentifier() {
 /// The recording's name in a document that is kept in `document`.
 std::string nameSeenFrom(const std::filesystem::path& document, const std::filesystem::path& recording) {
     const auto absolute = std::filesystem::absolute(recording).lexically_normal();
+    if (document.empty())
+        return genericTextOfPath(absolute);
     auto name =
         absolute.lexically_relative(std::filesystem::absolute(document).lexically_normal().parent_path());
     if (name.empty() || *name.begin() == "..")
         name = absolute;
     return genericTextOfPath(name);
+}
+
+/// A song without annotations.
+std::shared_ptr<Song> songOf(const RecordingFacts& facts) {
+    return std::make_shared<Song>(Recording{"", facts.sampleRate, facts.frameCount, newIdentifier()});
+}
+
+void describe(Song& song, const std::filesystem::path& recording, const RecordingFacts& facts,
+              const std::filesystem::path& document) {
+    song.recording.fileName = nameSeenFrom(document, recording);
+    song.recording.frameCount = facts.frameCount;
+    song.recording.digest = facts.digest;
+    song.recording.envelope = facts.envelope;
 }
 
 /// Throws SongError where the recording is not the document's.
@@ -155,7 +170,7 @@ RecordingMatch checkedMatch(const Song& song, const RecordingFacts& facts, bool 
 }
 
 /// Analyses as far as entries of a kind are missing, and adds those that are found.
-void analyze(const Song& song, const std::filesystem::path& recording, const std::string& cacheName,
+void analyze(Song& song, const std::filesystem::path& recording, const std::string& cacheName,
              const SongAnalysisOptions& options) {
     MainQueue::becomeMainThread();
     const auto controller =
@@ -183,6 +198,7 @@ void analyze(const Song& song, const std::filesystem::path& recording, const std
     MainQueue::runPending();
     if (wasCancelled)
         throw SongAnalysisCancelled();
+    song.facts.engineVersion = AnalysisOperationFactory::shared()->version();
 }
 
 void removeAnalysis(TarnNoteEntryStorage& notes) {
@@ -252,6 +268,23 @@ bool isAnalyzed(const Song& song) {
     return hasAll;
 }
 
+std::shared_ptr<Song> newSong(const std::filesystem::path& recording, const std::filesystem::path& file,
+                              const SongAnalysisOptions& options) {
+    const auto facts = readRecording(recording, options);
+    auto song = songOf(facts);
+    describe(*song, recording, facts, file);
+    return song;
+}
+
+std::shared_ptr<Song> analyzeRecording(const std::filesystem::path& recording,
+                                       const std::filesystem::path& file,
+                                       const SongAnalysisOptions& options) {
+    auto song = newSong(recording, file, options);
+    analyze(*song, recording, song->recording.digest, options);
+    song->record("Analysed");
+    return song;
+}
+
 SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
                                         const std::filesystem::path& document,
                                         const SongAnalysisOptions& options) {
@@ -265,10 +298,7 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
     SongAnalysisOutcome outcome;
     outcome.recording = readRecording(recording, options);
     const RecordingFacts& facts = outcome.recording;
-    const auto newSong = [&] {
-        return std::make_shared<Song>(Recording{"", facts.sampleRate, facts.frameCount, newIdentifier()});
-    };
-    const auto analyzed = existing ? existing : newSong();
+    const auto analyzed = existing ? existing : songOf(facts);
     RecordingMatch found = RecordingMatch::sameFile;
     if (readBytes)
         found = checkedMatch(*analyzed, facts, options.relink, document);
@@ -283,18 +313,15 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
     } else {
         outcome.song = change.song();
         found = checkedMatch(*outcome.song, facts, options.relink, document);
-        const auto before = readBytes ? songFromBytes(*readBytes, document) : newSong();
+        const auto before = readBytes ? songFromBytes(*readBytes, document) : songOf(facts);
+        outcome.song->facts.engineVersion = analyzed->facts.engineVersion;
         outcome.keptKinds = merge(*before->notes, *analyzed->notes, *outcome.song->notes);
     }
     outcome.wasEncodedAgain = found == RecordingMatch::sameSound;
-    Recording& described = outcome.song->recording;
-    described.fileName = nameSeenFrom(document, recording);
-    described.frameCount = facts.frameCount;
-    described.digest = facts.digest;
-    described.envelope = facts.envelope;
+    describe(*outcome.song, recording, facts, document);
     if (options.force && change.bytes())
         outcome.former = change.keepFormer();
-    change.save(outcome.song);
+    change.save(outcome.song, options.force ? "Analysed again" : "Analysed");
     return outcome;
 }
 

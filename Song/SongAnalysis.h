@@ -52,6 +52,18 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
                                         const std::filesystem::path& document,
                                         const SongAnalysisOptions& options = {});
 
+/// A new song of a recording, without annotations. `file`, where the song will be kept, decides how the
+/// recording is named. Throws as analyzeRecording.
+[[nodiscard]] std::shared_ptr<Song> newSong(const std::filesystem::path& recording,
+                                            const std::filesystem::path& file = {},
+                                            const SongAnalysisOptions& options = {});
+
+/// A new song of a recording, analysed, and kept in no file yet: one step of its history. Throws
+/// SongAnalysisCancelled and SongError (unreadable, unsupportedRecording).
+[[nodiscard]] std::shared_ptr<Song> analyzeRecording(const std::filesystem::path& recording,
+                                                     const std::filesystem::path& file = {},
+                                                     const SongAnalysisOptions& options = {});
+
 /// Whether the song has an entry of each kind that an analysis finds.
 [[nodiscard]] bool isAnalyzed(const Song& song);
 

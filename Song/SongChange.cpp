@@ -10,10 +10,12 @@
 
 namespace tarn {
 
-SongChange::SongChange(const std::filesystem::path& file, std::chrono::milliseconds patience)
+SongChange::SongChange(const std::filesystem::path& file, std::chrono::milliseconds patience,
+                       SongReading reading)
     : mFile(file), mLock(lockSongFile(file, patience)), mBytes(readSongBytes(file)) {
     if (mBytes)
-        mSong = songFromBytes(*mBytes, file);
+        mSong = reading == SongReading::whole ? songFromBytes(*mBytes, file)
+                                              : salvagedFromBytes(*mBytes, file).song;
 }
 
 Song& SongChange::existingSong() const {
@@ -25,8 +27,7 @@ Song& SongChange::existingSong() const {
 std::filesystem::path SongChange::keepFormer() const {
     precondition(mBytes.has_value(), "There is no former document to keep");
     for (int number = 1;; ++number) {
-        auto kept = mFile;
-        kept += number == 1 ? "~" : "~" + std::to_string(number);
+        const auto kept = formerVersion(mFile, number);
         std::error_code error;
         const auto status = std::filesystem::symlink_status(kept, error);
         if (std::filesystem::is_regular_file(status) && FileManager::contentsOf(kept) == mBytes)
@@ -42,7 +43,8 @@ std::filesystem::path SongChange::keepFormer() const {
     }
 }
 
-void SongChange::save(const std::shared_ptr<const Song>& song) {
+void SongChange::save(const std::shared_ptr<Song>& song, const std::string& message) {
+    song->record(message);
     auto bytes = bytesOfSong(song, mFile);
     if (readSongBytes(mFile) != mBytes)
         throw SongError(SongError::Kind::changed, textOfPath(mFile) +

@@ -11,6 +11,11 @@
 
 namespace TARN_PUBLIC tarn {
 
+enum class SongReading {
+    whole,   ///< a damaged document is an error
+    salvaged ///< what can be read of it is (Song::salvage)
+};
+
 /// One turn at changing the document in a file. It begins with the document as it is then and holds a lock
 /// until its end, so that changes by several processes and threads are made one after another and none is
 /// lost:
@@ -26,9 +31,10 @@ public:
     /// How long a change waits for the one before. Changes take milliseconds, even on a slow disk.
     static constexpr std::chrono::milliseconds kPatience{15'000};
 
-    /// Throws SongError: busy when the patience ended, unwritable where no lock can be made, unreadable and
-    /// undecodable as Song::open. A missing file is not an error.
-    explicit SongChange(const std::filesystem::path& file, std::chrono::milliseconds patience = kPatience);
+    /// Throws SongError: busy when the patience ended, unwritable where no lock can be made, unreadable,
+    /// undecodable and damaged as Song::open. A missing file is not an error.
+    explicit SongChange(const std::filesystem::path& file, std::chrono::milliseconds patience = kPatience,
+                        SongReading reading = SongReading::whole);
 
     /// The document as it was when the change began; null when there was no file.
     [[nodiscard]] const std::shared_ptr<Song>& song() const { return mSong; }
@@ -42,9 +48,10 @@ public:
     /// file. Throws SongError (unwritable).
     std::filesystem::path keepFormer() const;
 
-    /// Writes the document crash-safely. Throws SongError (unsound, changed, unwritable); the file is then as
+    /// Writes the document crash-safely. What has changed since the last step of its history becomes a step
+    /// with this message. Throws SongError (unsound, changed, unwritable); the file is then as
     /// it was, unless the text says that only its safety from a loss of power is in doubt.
-    void save(const std::shared_ptr<const Song>& song);
+    void save(const std::shared_ptr<Song>& song, const std::string& message = "Changed");
 
 private:
     std::filesystem::path mFile;

@@ -13,7 +13,9 @@ public:
     enum class Kind {
         missing,        ///< there is no such file
         unreadable,     ///< it is there but cannot be read
-        undecodable,    ///< it is not a song's document, a damaged one, or holds what no song can hold
+        undecodable,    ///< it is not a song's document, or one of which nothing can be read
+        damaged,        ///< it is damaged, was edited by another program, or holds what no song can hold;
+                        ///< Song::salvage may read the rest
         unsound,        ///< the song as it is now would not open again; nothing was written
         unwritable,     ///< the file cannot be written; it is as it was
         busy,           ///< another process keeps changing the document

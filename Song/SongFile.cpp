@@ -1,13 +1,18 @@
 #include "Song/SongFile.h"
 
+#include "Platform/CRC64.h"
 #include "Platform/FileManager.h"
 #include "Platform/KeyedArchiveFile.h"
 #include "Platform/PathConversion.h"
 #include "Platform/SHA256.h"
+#include "Song/SongArchive.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <random>
 #include <span>
 #include <system_error>
+#include <vector>
 
 namespace tarn {
 namespace {
@@ -36,23 +41,161 @@ SongError missingSong(const std::filesystem::path& file) {
     return {SongError::Kind::missing, textOfPath(file) + ": there is no such document"};
 }
 
+namespace {
+
+using archive::SongDocument;
+using Checksum = SongDocument::Checksum;
+
+/// Where the field may stand in the file: each place at which a property list holds these bytes as data.
+std::vector<std::size_t> placesOf(const Checksum& field, std::span<const std::byte> bytes) {
+    constexpr std::byte kMarker{0x40 | std::tuple_size_v<Checksum>};
+    constexpr std::size_t kMostPlaces = 4; // by chance there is one
+    std::vector<std::size_t> places;
+    for (auto from = bytes.begin(); places.size() < kMostPlaces;) {
+        from = std::search(from, bytes.end(), field.begin(), field.end());
+        if (from == bytes.end())
+            break;
+        if (from != bytes.begin() && *(from - 1) == kMarker)
+            places.push_back(static_cast<std::size_t>(from - bytes.begin()));
+        ++from;
+    }
+    return places;
+}
+
+/// Of all bytes but those of the field, which count as zeros.
+Checksum checksumOf(std::span<const std::byte> bytes, std::size_t field) {
+    constexpr Checksum kZeros{};
+    CRC64 check;
+    check.update(bytes.subspan(0, field));
+    check.update(kZeros);
+    check.update(bytes.subspan(field + kZeros.size()));
+    Checksum sum;
+    for (std::size_t i = 0; i < sum.size(); ++i)
+        sum[i] = static_cast<std::byte>(check.value() >> (56 - 8 * i));
+    return sum;
+}
+
+bool hasRightChecksum(const SongDocument& document, std::span<const std::byte> bytes) {
+    if (!document.checksum)
+        return document.schemaVersion < SongDocument::kFirstWithChecksum;
+    const auto places = placesOf(*document.checksum, bytes);
+    return std::ranges::any_of(
+        places, [&](std::size_t place) { return checksumOf(bytes, place) == *document.checksum; });
+}
+
+/// The newest of the former versions that are kept beside the file and can be opened, in words that follow a
+/// reason; empty without one.
+std::string formerVersionBeside(const std::filesystem::path& file) {
+    std::string text;
+    for (int number = 1;; ++number) {
+        const auto former = formerVersion(file, number);
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(former, error))
+            return text;
+        const auto bytes = FileManager::contentsOf(former, nullptr, kLargestArchive);
+        const auto document = bytes ? KeyedUnarchiver::unarchivedObject<SongDocument>(*bytes) : nullptr;
+        if (document && !document->song->unsoundness() && hasRightChecksum(*document, *bytes))
+            text = "; a former version lies beside it, " + textOfPath(former);
+    }
+}
+
+SongError errorOf(SongError::Kind kind, const std::filesystem::path& file, const std::string& reason) {
+    return {kind, textOfPath(file) + ": " + reason + formerVersionBeside(file)};
+}
+
+/// A song without a recording, with the annotations of an archive that is no song's. Null where it is not the
+/// archive of a document's annotations either.
+std::shared_ptr<Song> songOfAnnotations(const Data& bytes) {
+    auto notes = KeyedUnarchiver::unarchivedObject<TarnNoteEntryStorage>(bytes);
+    if (!notes)
+        return nullptr;
+    constexpr std::int64_t kBeyondSongs = std::int64_t{1} << 52; // no song reaches there
+    std::int64_t end = 0;
+    notes->forEachKind([&]<typename Kind>(Kind) {
+        for (const auto& entry : notes->template entries<Kind>()) {
+            std::uint64_t length = 0;
+            if constexpr (requires { entry->length(); })
+                length = entry->length();
+            if (entry->location() < kBeyondSongs && length < kBeyondSongs)
+                end = std::max(end, entry->location() + static_cast<std::int64_t>(length));
+        }
+    });
+    Recording none;
+    none.sampleRate = Song::kFramesPerSecondWithoutRecording;
+    none.frameCount = end;
+    return std::make_shared<Song>(std::move(none), std::move(notes),
+                                  std::make_shared<TarnSongStructureStorage>());
+}
+
+} // namespace
+
 std::shared_ptr<Song> songFromBytes(const Data& bytes, const std::filesystem::path& file) {
-    const auto undecodable = [&](const std::string& reason) {
-        return SongError(SongError::Kind::undecodable, textOfPath(file) + ": " + reason);
-    };
+    using Kind = SongError::Kind;
+    if (bytes.empty())
+        throw errorOf(Kind::undecodable, file, "the file is empty");
     Error error;
-    auto song = KeyedUnarchiver::unarchivedObject<Song>(bytes, &error);
-    if (!song)
-        throw undecodable(error.localizedDescription());
+    const auto document = KeyedUnarchiver::unarchivedObject<SongDocument>(bytes, &error);
+    if (document && !hasRightChecksum(*document, bytes))
+        throw errorOf(Kind::damaged, file,
+                      "the document is damaged, or another program has edited it: its checksum is wrong");
+    const auto song = document ? document->song : songOfAnnotations(bytes);
+    if (!song) {
+        const auto code = static_cast<KeyedArchiveErrorCode>(error.code);
+        const bool hasNoArchive = code == KeyedArchiveErrorCode::malformedPropertyList ||
+                                  code == KeyedArchiveErrorCode::notAKeyedArchive;
+        throw errorOf(hasNoArchive ? Kind::undecodable : Kind::damaged, file, error.localizedDescription());
+    }
     if (const auto reason = song->unsoundness())
-        throw undecodable(*reason);
+        throw errorOf(Kind::damaged, file, *reason);
     return song;
+}
+
+Song::Salvaged salvagedFromBytes(const Data& bytes, const std::filesystem::path& file) {
+    KeyedUnarchiver::Faults faults;
+    const auto document = KeyedUnarchiver::salvagedObject<SongDocument>(bytes, faults);
+    Song::Salvaged salvaged;
+    salvaged.song = document ? document->song : songOfAnnotations(bytes);
+    if (!salvaged.song)
+        throw errorOf(SongError::Kind::undecodable, file,
+                      "nothing of it can be read: " + faults.first.localizedDescription());
+    salvaged.faultCount = faults.count + salvaged.song->removeUnsoundEntries();
+    if (salvaged.faultCount > 0)
+        salvaged.firstFault =
+            faults.count > 0 ? faults.first.localizedDescription() : "an entry that no song can hold";
+    salvaged.hasWrongChecksum = document && !hasRightChecksum(*document, bytes);
+    if (const auto reason = salvaged.song->unsoundness())
+        throw errorOf(SongError::Kind::undecodable, file, *reason);
+    return salvaged;
+}
+
+Data archivedSong(const std::shared_ptr<const Song>& song) {
+    // The field is filled in where the archive holds the bytes that stand for it; those are drawn again in
+    // the unlikely case that it holds them elsewhere too.
+    std::random_device random;
+    for (;;) {
+        Checksum field;
+        for (std::byte& byte : field)
+            byte = static_cast<std::byte>(random());
+        Data bytes = KeyedArchiver::archivedData(std::make_shared<SongDocument>(song, field));
+        const auto places = placesOf(field, bytes);
+        if (places.size() != 1)
+            continue;
+        const Checksum sum = checksumOf(bytes, places.front());
+        std::ranges::copy(sum, bytes.begin() + static_cast<std::ptrdiff_t>(places.front()));
+        return bytes;
+    }
 }
 
 Data bytesOfSong(const std::shared_ptr<const Song>& song, const std::filesystem::path& file) {
     if (const auto reason = song->unsoundness())
         throw SongError(SongError::Kind::unsound, textOfPath(file) + ": " + *reason);
-    return KeyedArchiver::archivedData(song);
+    return archivedSong(song);
+}
+
+std::filesystem::path formerVersion(const std::filesystem::path& file, int number) {
+    auto former = file;
+    former += number == 1 ? "~" : "~" + std::to_string(number);
+    return former;
 }
 
 void writeSongBytes(const Data& bytes, const std::filesystem::path& file) {

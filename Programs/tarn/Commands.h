@@ -16,6 +16,7 @@ void addImportCommand(CLI::App& app);
 void addDrawCommand(CLI::App& app);
 void addChordsCommand(CLI::App& app);
 void addCacheCommand(CLI::App& app);
+void addHistoryCommands(CLI::App& app); ///< undo, redo and history
 void addCompleteCommand(CLI::App& app);
 
 } // namespace tarn::program

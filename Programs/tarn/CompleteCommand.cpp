@@ -17,7 +17,8 @@ std::vector<std::string> editVerbs() {
     std::vector<std::string> verbs;
     for (const EditForm& form : editForms()) {
         const std::size_t end = form.form.find(' ');
-        verbs.push_back(form.form.substr(0, end) + (form.form.substr(end).starts_with(" =") ? "=" : ""));
+        const bool takesValue = end != std::string::npos && form.form.substr(end).starts_with(" =");
+        verbs.push_back(form.form.substr(0, end) + (takesValue ? "=" : ""));
     }
     return verbs;
 }

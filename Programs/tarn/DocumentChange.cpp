@@ -8,22 +8,26 @@
 
 namespace tarn::program {
 
-void changeDocument(const std::filesystem::path& file, bool isDryRun,
+void changeDocument(const std::filesystem::path& file, const ChangeOptions& options,
                     const std::function<std::vector<std::string>(Song&)>& change) {
     std::vector<std::string> lines;
     const auto changed = [&](Song& song) {
         giveDistinctIdentifiers(song);
         return change(song);
     };
-    if (isDryRun) {
-        lines = changed(*Song::open(file));
+    if (options.isDryRun) {
+        lines = changed(options.isSalvaged ? *Song::salvage(file).song : *Song::open(file));
         lines.push_back("dry run: " + file.string() + " is unchanged");
     } else {
-        (void)Song::open(
-            file); // a document that is missing or damaged is reported before one that cannot be locked
-        SongChange turn(file);
+        // A document that is missing or damaged is reported before one that cannot be locked.
+        if (!options.isSalvaged)
+            (void)Song::open(file);
+        SongChange turn(file, SongChange::kPatience,
+                        options.isSalvaged ? SongReading::salvaged : SongReading::whole);
         lines = changed(turn.existingSong());
-        turn.save(turn.song());
+        if (options.isSalvaged)
+            lines.push_back("the damaged document is kept as " + turn.keepFormer().string());
+        turn.save(turn.song(), options.message);
     }
     for (const std::string& line : lines)
         std::cout << onOneLine(line) << "\n";

@@ -14,14 +14,18 @@ namespace {
 struct EditOptions {
     std::string document;
     std::vector<std::string> edits;
+    std::string message;
     bool isDryRun = false;
+    bool isSalvaged = false;
 };
 
 void editDocument(const EditOptions& options) {
+    if (options.edits.empty() && !options.isSalvaged)
+        throw Failure(ExitStatus::usage, "name an edit; 'tarn edit --help' lists them");
     try {
         const auto edits = parseEdits(options.edits);
-        changeDocument(options.document, options.isDryRun,
-                       [&](Song& song) { return applyEdits(song, edits); });
+        changeDocument(options.document, {.isDryRun = options.isDryRun, .isSalvaged = options.isSalvaged},
+                       [&](Song& song) { return applyEdits(song, edits, options.message); });
     } catch (const EditSyntaxError& error) {
         throw Failure(ExitStatus::usage, error.what());
     } catch (const EditRefused& refusal) {
@@ -51,7 +55,11 @@ void addEditCommand(CLI::App& app) {
     const auto options = std::make_shared<EditOptions>();
     auto* const command = app.add_subcommand("edit", "Correct and extend a document");
     command->add_option("document", options->document, "The document")->required()->type_name("FILE.tarn");
-    command->add_option("edits", options->edits, "What to change")->required()->type_name("EDIT");
+    command->add_option("edits", options->edits, "What to change")->type_name("EDIT");
+    command->add_option("--message", options->message, "What the history calls the change (the edits)")
+        ->type_name("TEXT");
+    command->add_flag("--salvage", options->isSalvaged,
+                      "Change what can be read of a damaged document; without edits, only repair it");
     command->add_flag("--dry-run", options->isDryRun, "Say what would change and write nothing");
     command->footer(helpText());
     command->callback([options] { editDocument(*options); });

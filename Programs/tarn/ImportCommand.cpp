@@ -98,10 +98,11 @@ void importIntoDocument(const CLI::App& command, const ImportOptions& options) {
         refuseOptions(command, options.input, {"--beats-per-bar", "--first-downbeat"});
     const Data bytes =
         contentsOf(options.input); // which may take its time, before others wait for the document
-    changeDocument(options.document, options.isDryRun, [&](Song& song) {
-        return std::vector{isMIDI ? importNotes(song, bytes, options)
-                                  : importAnnotations(song, bytes, options)};
-    });
+    changeDocument(options.document, {.isDryRun = options.isDryRun, .message = "Imported " + options.input},
+                   [&](Song& song) {
+                       return std::vector{isMIDI ? importNotes(song, bytes, options)
+                                                 : importAnnotations(song, bytes, options)};
+                   });
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "Interchange/DocumentJSON.h"
 #include "Interchange/SongChart.h"
+#include "Platform/PlainText.h"
 #include "Programs/tarn/Commands.h"
 
 #include <CLI/CLI.hpp>
@@ -14,10 +15,23 @@ namespace {
 struct ShowOptions {
     std::string file;
     bool json = false;
+    bool isSalvaged = false;
 };
 
+/// What can be read of a damaged document; what could not be is told on standard error.
+std::shared_ptr<Song> salvagedSong(const std::string& file) {
+    const auto salvaged = Song::salvage(file);
+    if (salvaged.faultCount > 0)
+        std::cerr << "tarn: " << file << ": " << salvaged.faultCount
+                  << (salvaged.faultCount == 1 ? " value" : " values")
+                  << " could not be read: " << onOneLine(salvaged.firstFault) << "\n";
+    else if (salvaged.hasWrongChecksum)
+        std::cerr << "tarn: " << file << ": everything could be read, but the checksum is wrong\n";
+    return salvaged.song;
+}
+
 void show(const ShowOptions& options) {
-    const auto document = Song::open(options.file);
+    const auto document = options.isSalvaged ? salvagedSong(options.file) : Song::open(options.file);
     if (options.json)
         printJSON(*document);
     else
@@ -32,6 +46,7 @@ void addShowCommand(CLI::App& app) {
     const auto options = std::make_shared<ShowOptions>();
     command->add_option("document", options->file, "The document")->required()->type_name("FILE.tarn");
     command->add_flag("--json", options->json, "Print the whole document as one JSON object instead");
+    command->add_flag("--salvage", options->isSalvaged, "Show what can be read of a damaged document");
     command->footer("Example:\n  tarn show song.tarn");
     command->callback([options] { show(*options); });
 }

@@ -94,6 +94,7 @@ tarn::program::ExitStatus statusFor(tarn::SongError::Kind kind) {
     case Kind::unreadable:
         return ExitStatus::unreadableInput;
     case Kind::undecodable:
+    case Kind::damaged:
     case Kind::unsupportedRecording:
         return ExitStatus::undecodableInput;
     case Kind::unsound:
@@ -117,6 +118,8 @@ const char* adviceFor(tarn::SongError::Kind kind) {
         return "; 'tarn analyze SONG' makes one";
     case Kind::undecodable:
         return "; this is not a tarn document, or a damaged one";
+    case Kind::damaged:
+        return "; 'tarn show --salvage' shows what can be read";
     case Kind::unsound:
         return "; such a document would not open again, and nothing was changed";
     case Kind::otherRecording:
@@ -159,6 +162,7 @@ int main(int argumentCount, char** arguments) {
     addAnalyzeCommand(app);
     addShowCommand(app);
     addEditCommand(app);
+    addHistoryCommands(app);
     addExportCommand(app);
     addImportCommand(app);
     addDrawCommand(app);

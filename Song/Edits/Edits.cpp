@@ -1,7 +1,7 @@
 #include "Song/Edits/Edits.h"
 
-#include "Song/Edits/EditActions.h"
-#include "TarnFoundation/UserEntries/TarnNoteEntryStorageUndoRecorder.h"
+#include "Song/DistinctIdentifiers.h"
+#include "Song/Edits/EditVerbs.h"
 
 #include <algorithm>
 #include <utility>
@@ -9,57 +9,32 @@
 namespace tarn {
 namespace {
 
-using edits::Action, edits::quoted;
+using edits::quoted;
 
-struct Verb {
-    std::string_view name;
-    std::string_view operands;
-    std::string_view example;
-    Action (*parse)(EditWords&);
-};
+using edits::Verb;
 
-constexpr Verb kVerbs[] = {
-    {"metre", "= (N/4 | N/8)", "metre=3/4", edits::setMetre},
-    {"meter", "= (N/4 | N/8)", "meter=6/8", edits::setMetre},
-    {"move-bar", "BAR to POSITION", "move-bar 5 to 1:05.2", edits::moveBar},
-    {"bar-beats", "BAR = COUNT", "bar-beats 7 = 5", edits::setBarBeats},
-    {"shift-downbeats", "COUNT [beats | eighths]", "shift-downbeats -1", edits::shiftDownbeats},
-    {"offset-downbeats", "COUNT [beats] from POSITION to POSITION", "offset-downbeats 1 from 3:1 to 9:1",
-     edits::offsetDownbeats},
-    {"key", "= (CHORD | NOTE major | NOTE minor)", "key=Ebm", edits::setKey},
-    {"add-region", "(verse | chorus | bridge | region) [NAME] (POSITION to POSITION | at POSITION)",
-     "add-region verse 3:1 to 11:1", edits::addRegion},
-    {"adjust-region",
-     "(NAME | at POSITION) (start | end) (by LENGTH | to POSITION) [stop | clip | delete] "
-     "[threshold LENGTH]",
-     "adjust-region Chorus end by 1 bar", edits::adjustRegion},
-    {"shift-region", "(NAME | at POSITION) (by LENGTH | to POSITION) [stop | clip | delete]",
-     "shift-region Chorus#2 by -1 beat clip", edits::shiftRegion},
-    {"rename-region", "(NAME | at POSITION) to NAME", "rename-region at 12:1 to \"Last chorus\"",
-     edits::renameRegion},
-    {"remove-region", "NAME | at POSITION", "remove-region at 12:1", edits::removeRegion},
-    {"add-section", "NAME at POSITION [color COLOR]", "add-section \"Verse 2\" at 17:1 color verse",
-     edits::addSection},
-    {"rename-section", "(NAME | at POSITION) to NAME", "rename-section Intro to Opening",
-     edits::renameSection},
-    {"color-section", "(NAME | at POSITION) COLOR", "color-section at 17:1 chorus", edits::colorSection},
-    {"remove-section", "NAME | at POSITION", "remove-section Intro", edits::removeSection},
-    {"add-marker", "[NAME] at POSITION", "add-marker Solo at 25:1", edits::addMarker},
-    {"remove-marker", "NAME | at POSITION", "remove-marker Solo", edits::removeMarker},
-    {"add-chord", "CHORD at POSITION", "add-chord F#m7 at 3:1", edits::addChord},
-    {"change-chord", "at POSITION to CHORD", "change-chord at 12:3 to Bb/D", edits::changeChord},
-    {"remove-chord", "at POSITION", "remove-chord at 12:3", edits::removeChord},
-    {"add-note", "NOTE at POSITION for LENGTH", "add-note E4 at 3:2+ for 1/2 beat", edits::addNote},
-    {"change-note", "NOTE at POSITION to NOTE", "change-note E4 at 3:1 to F4", edits::changeNote},
-    {"remove-note", "NOTE at POSITION", "remove-note E4 at 3:1", edits::removeNote},
-};
+/// All verbs, in the order of the documentation.
+std::vector<Verb> allVerbs() {
+    std::vector<Verb> verbs;
+    for (const auto group : {edits::gridVerbs, edits::tempoVerbs, edits::propertyVerbs, edits::harmonyVerbs,
+                             edits::regionVerbs, edits::outlineVerbs, edits::noteVerbs}) {
+        const auto ofGroup = group();
+        verbs.insert(verbs.end(), ofGroup.begin(), ofGroup.end());
+    }
+    return verbs;
+}
+
+const std::vector<Verb>& verbs() {
+    static const std::vector<Verb> all = allVerbs();
+    return all;
+}
 
 /// The verb with which the text begins, alone or before a blank or an equals sign.
 const Verb* verbOf(std::string_view text) {
     const std::string_view word = text.substr(0, text.find_first_of(" \t\r\n="));
-    const auto* const found = std::find_if(std::begin(kVerbs), std::end(kVerbs),
-                                           [&](const Verb& verb) { return verb.name == word; });
-    return found == std::end(kVerbs) ? nullptr : found;
+    const auto found =
+        std::find_if(verbs().begin(), verbs().end(), [&](const Verb& verb) { return verb.name == word; });
+    return found == verbs().end() ? nullptr : &*found;
 }
 
 struct Sentence {
@@ -75,7 +50,7 @@ struct Sentence {
 };
 
 std::string formOf(const Verb& verb) {
-    return std::string(verb.name) + " " + std::string(verb.operands);
+    return std::string(verb.name) + (verb.operands.empty() ? "" : " ") + std::string(verb.operands);
 }
 
 std::vector<Sentence> sentencesOf(std::span<const std::string> arguments) {
@@ -123,33 +98,34 @@ std::vector<Edit> parseEdits(std::span<const std::string> arguments) {
     return edits;
 }
 
-std::vector<std::string> applyEdits(Song& document, std::span<const Edit> edits) {
-    const auto undoManager = std::make_shared<UndoManager>();
-    const auto previousManager = std::exchange(document.notes->undoManager, undoManager);
-    const TarnNoteEntryStorageUndoRecorder recorder(document.notes, undoManager);
-    const auto outline = std::make_shared<TarnSongStructureStorage>();
-    outline->populateWithSongStructureStorageEntries(*document.structure);
+std::vector<std::string> applyEdits(Song& song, std::span<const Edit> edits, const std::string& message) {
+    giveDistinctIdentifiers(song);
+    song.record("Changed");
+    const SongState before(song);
     std::vector<std::string> changes;
-    undoManager->beginUndoGrouping();
+    std::string sentences;
     for (const Edit& edit : edits) {
         try {
-            changes.push_back(edit.apply(document));
+            changes.push_back(edit.apply(song));
         } catch (const EditRefused& refusal) {
-            undoManager->endUndoGrouping();
-            undoManager->undo();
-            document.structure->populateWithSongStructureStorageEntries(*outline);
-            document.notes->undoManager = previousManager;
+            if (const auto difference = SongDifference::between(before, SongState(song)))
+                SongDifference::apply(song, *difference, SongDifference::Direction::back);
             throw EditRefused("'" + edit.text + "': " + refusal.what());
         }
+        sentences += (sentences.empty() ? "" : "; ") + edit.text;
     }
-    undoManager->endUndoGrouping();
-    document.notes->undoManager = previousManager;
+    song.record(message.empty() ? sentences : message);
     return changes;
+}
+
+std::vector<std::string> applyEdits(Song& song, std::string_view sentence) {
+    const std::string arguments[] = {std::string(sentence)};
+    return applyEdits(song, parseEdits(arguments));
 }
 
 std::vector<EditForm> editForms() {
     std::vector<EditForm> forms;
-    for (const Verb& verb : kVerbs)
+    for (const Verb& verb : verbs())
         forms.push_back({formOf(verb), verb.example});
     return forms;
 }

@@ -33,9 +33,12 @@ struct Edit {
 /// Throws EditSyntaxError.
 [[nodiscard]] std::vector<Edit> parseEdits(std::span<const std::string> arguments);
 
-/// Performs the edits as one undo group and returns what each changed. When one is refused, the document is
-/// as before (the refusing edit is named in the message of the EditRefused that is thrown).
-std::vector<std::string> applyEdits(Song& document, std::span<const Edit> edits);
+/// Performs the edits as one step of the song's history, with this message or else with the sentences, and
+/// returns what each changed. When one is refused, the song is as before (the refusing edit is named in the
+/// message of the EditRefused that is thrown).
+std::vector<std::string> applyEdits(Song& song, std::span<const Edit> edits, const std::string& message = {});
+/// The same with one sentence, "move-bar 5 to 1:05.2". Throws EditSyntaxError too.
+std::vector<std::string> applyEdits(Song& song, std::string_view sentence);
 
 struct EditForm {
     std::string form; ///< the verb and what follows it

@@ -1,6 +1,7 @@
-#include "Song/Edits/EditActions.h"
+#include "Song/Edits/EditVerbs.h"
 
-#include "TarnFoundation/BeatGridReading.h"
+#include "Song/CountedBeats.h"
+#include "Song/GridReplacement.h"
 #include "TarnFoundation/SortedSearch.h"
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 #include <utility>
 
 namespace tarn::edits {
-
 namespace {
 
 /// How many stored beats a counted beat takes up.
@@ -57,14 +57,47 @@ StoredBar storedBar(const Song& document, std::int64_t number) {
             static_cast<std::int64_t>(sizeOf(previous))};
 }
 
+/// The counted beats of a song that is counted in n/4 when it is counted in 3n/8, or back: the beats that one
+/// taps to stay, and have three eighths instead of two. Nothing for any other change of metre.
+std::optional<std::vector<GridBeat>> compoundBeats(const Song& song, TimeSignature metre) {
+    const TimeSignature present = song.notes->timeSignature();
+    const BeatGrid grid = countedBeats(song);
+    if (song.notes->timeSignatureEntries().empty() || grid.size() < 2)
+        return std::nullopt;
+    const auto& frames = grid.locations();
+    const auto& lines = grid.barLines();
+    std::vector<GridBeat> beats;
+    if (present.denominator == 4 && metre.denominator == 8 && metre.numerator == 3 * present.numerator) {
+        for (std::size_t i = 0; i < grid.size(); ++i) {
+            const std::int64_t gap =
+                i + 1 < grid.size() ? frames[i + 1] - frames[i] : frames[i] - frames[i - 1];
+            for (int third = 0; third < 3; ++third) {
+                const std::int64_t place = frames[i] + gap * third / 3;
+                if (third == 0 || place <= song.recording.frameCount)
+                    beats.push_back({place, third == 0 && lines.isDownbeat(i)});
+            }
+        }
+        return beats;
+    }
+    if (present.denominator == 8 && metre.denominator == 4 && present.numerator == 3 * metre.numerator) {
+        const std::size_t pickup = sizeOf(lines.pickup());
+        for (std::size_t i = lines.barCount() == 0 ? 0 : pickup % 3; i < pickup; i += 3)
+            beats.push_back({frames[i], false});
+        for (std::size_t bar = 0; bar < lines.barCount(); ++bar) {
+            for (std::size_t i = lines.bar(bar).lower; i < lines.bar(bar).upper; i += 3)
+                beats.push_back({frames[i], lines.isDownbeat(i)});
+        }
+        return beats.size() < 2 ? std::nullopt : std::optional(beats);
+    }
+    return std::nullopt;
+}
+
 std::string metreOf(const TarnNoteEntryStorage& notes) {
     if (notes.timeSignatureEntries().empty())
         return "unknown";
     const TimeSignature metre = notes.timeSignature();
     return std::to_string(metre.numerator) + "/" + std::to_string(metre.denominator);
 }
-
-} // namespace
 
 Action setMetre(EditWords& words) {
     const std::string text = words.word("a metre");
@@ -83,6 +116,11 @@ Action setMetre(EditWords& words) {
     return [=](Song& document) {
         auto& notes = *document.notes;
         const std::string before = metreOf(notes);
+        if (const auto beats = compoundBeats(document, {top, bottom})) {
+            replaceGrid(document, *beats, {top, bottom});
+            return "metre " + text + " (was " + before + "), " +
+                   (bottom == 8 ? "each beat dotted, of three eighths" : "each beat of two eighths");
+        }
         notes.setTimeSignature(top, bottom);
         notes.applyTimeSignatureToBeatEntries(*notes.timeSignatureEntries().front());
         return "metre " + text + " (was " + before + "), " +
@@ -185,6 +223,21 @@ Action offsetDownbeats(EditWords& words) {
         notes.offsetDownbeatEntries(amount * unit, beats[first]->eventId(), beats[past - 1]->eventId());
         return counted(moves.size(), "downbeat") + " moved between " + from.text + " and " + to.text;
     };
+}
+
+} // namespace
+
+std::span<const Verb> gridVerbs() {
+    static constexpr Verb kVerbs[] = {
+        {"metre", "= (N/4 | N/8)", "metre=3/4", setMetre},
+        {"meter", "= (N/4 | N/8)", "meter=6/8", setMetre},
+        {"move-bar", "BAR to POSITION", "move-bar 5 to 1:05.2", moveBar},
+        {"bar-beats", "BAR = COUNT", "bar-beats 7 = 5", setBarBeats},
+        {"shift-downbeats", "COUNT [beats | eighths]", "shift-downbeats -1", shiftDownbeats},
+        {"offset-downbeats", "COUNT [beats] from POSITION to POSITION", "offset-downbeats 1 from 3:1 to 9:1",
+         offsetDownbeats},
+    };
+    return kVerbs;
 }
 
 } // namespace tarn::edits

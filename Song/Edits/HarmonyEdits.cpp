@@ -1,9 +1,13 @@
-#include "Song/Edits/EditActions.h"
+#include "Song/Edits/EditVerbs.h"
 
 #include "KELPMusic/KELPKey.h"
+#include "Song/CountedBeats.h"
 #include "TarnFoundation/SortedSearch.h"
 
+#include <algorithm>
+
 namespace tarn::edits {
+namespace {
 
 Action setKey(EditWords& words) {
     const std::string text = words.word("a key");
@@ -33,8 +37,6 @@ Action setKey(EditWords& words) {
     };
 }
 
-namespace {
-
 /// The chord that sounds at the place: the last one that begins at or before it.
 std::shared_ptr<TarnChordEntry> chordSoundingAt(const Song& document, const Position& at) {
     const auto chords = document.notes->chordEntries();
@@ -48,8 +50,6 @@ std::string described(const Song& document, const TarnChordEntry& entry) {
     return (entry.chord() ? entry.chord()->string() : "the chord") + " at " +
            SongPositions(document).name(entry.location());
 }
-
-} // namespace
 
 Action addChord(EditWords& words) {
     const auto chord = words.chord();
@@ -92,6 +92,140 @@ Action removeChord(EditWords& words) {
         document.notes->removeChordEntry(entry);
         return "chord " + described(document, *entry) + " removed";
     };
+}
+
+/// Whether both sound the same, however they are written.
+bool soundAlike(const KELPChordRef& a, const KELPChordRef& b) {
+    if (!a || !b || a->isNoChord() || b->isNoChord())
+        return a && b && a->isNoChord() == b->isNoChord();
+    const auto bassOf = [](const KELPChord& chord) {
+        return chord.addedBass().value_or(chord.root()).value();
+    };
+    return a->root().value() == b->root().value() && a->chordIntervals() == b->chordIntervals() &&
+           bassOf(*a) == bassOf(*b);
+}
+
+/// The chord that sounds at the frame; null before the first one.
+KELPChordRef soundingAt(const EntryList<TarnChordEntry>& chords, std::int64_t frame) {
+    const auto index = indexForSample(chords, frame);
+    return index ? chords[*index]->chord() : nullptr;
+}
+
+Action replaceChords(EditWords& words) {
+    const auto from = words.chord();
+    words.expect("by");
+    const auto to = words.chord();
+    return [=](Song& song) {
+        auto& notes = *song.notes;
+        std::vector<std::shared_ptr<TarnChordEntry>> former;
+        std::vector<std::shared_ptr<TarnChordEntry>> changed;
+        for (const auto& entry : notes.chordEntries()) {
+            if (!soundAlike(entry->chord(), from))
+                continue;
+            former.push_back(entry);
+            changed.push_back(notes.copyOfChordEntry(entry));
+            changed.back()->setChord(to);
+        }
+        if (former.empty())
+            refuse("there is no chord " + from->string());
+        notes.replaceChordEntriesInArrayWithChordEntriesInArray(former, changed);
+        return counted(former.size(), "chord") + " " + from->string() + " became " + to->string();
+    };
+}
+
+Action copyBars(EditWords& words) {
+    const std::int64_t first = words.wholeNumber("the number of a bar");
+    const std::int64_t last = words.takeIf("to") ? words.wholeNumber("the number of a bar") : first;
+    words.expect("at");
+    const std::int64_t target = words.wholeNumber("the number of a bar");
+    return [=](Song& song) {
+        if (last < first)
+            refuse("bar " + std::to_string(last) + " comes before bar " + std::to_string(first));
+        auto& notes = *song.notes;
+        const SongPositions positions(song);
+        const BeatGrid grid = countedBeats(song);
+        const std::int64_t count = last - first + 1;
+        (void)positions.startOfBar(last); // refuses what the song does not have
+        (void)positions.startOfBar(target);
+        if (target + count - 1 > static_cast<std::int64_t>(positions.barCount()))
+            refuse("there are only " + counted(positions.barCount(), "bar"));
+        const std::int64_t gridEnd = std::max(song.recording.frameCount, grid.locations().back());
+        const auto barOf = [&](std::int64_t number) {
+            return grid.barLines().bar(static_cast<std::size_t>(number - 1));
+        };
+        const auto endOfBar = [&](std::int64_t number) { return grid.endOf(barOf(number), gridEnd); };
+
+        const auto chords = notes.chordEntries();
+        std::vector<std::pair<std::int64_t, KELPChordRef>> copied;
+        for (std::int64_t bar = 0; bar < count; ++bar) {
+            const auto source = barOf(first + bar);
+            const auto destination = barOf(target + bar);
+            // Beat by beat, so that bars may differ in tempo; what the shorter bar has no beat for is left
+            // out.
+            for (std::size_t beat = 0; beat < std::min(sizeOf(source), sizeOf(destination)); ++beat) {
+                const auto startsAndEnds = [&](Range<std::size_t> positionsOfBar) {
+                    const std::size_t position = positionsOfBar.lower + beat;
+                    return std::pair(grid.locations()[position],
+                                     grid.endOf({position, position + 1}, gridEnd));
+                };
+                const auto [start, end] = startsAndEnds(source);
+                const auto [to, toEnd] = startsAndEnds(destination);
+                if (bar == 0 && beat == 0) {
+                    if (const auto chord = soundingAt(chords, start))
+                        copied.emplace_back(to, chord);
+                }
+                for (const auto& entry : chords) {
+                    if (entry->location() < start || entry->location() >= end)
+                        continue;
+                    const double part =
+                        static_cast<double>(entry->location() - start) / static_cast<double>(end - start);
+                    const std::int64_t place =
+                        to + static_cast<std::int64_t>(part * static_cast<double>(toEnd - to));
+                    if (!copied.empty() && copied.back().first == place)
+                        copied.pop_back();
+                    copied.emplace_back(place, entry->chord());
+                }
+            }
+        }
+        const std::int64_t start = positions.startOfBar(target);
+        const std::int64_t end = endOfBar(target + count - 1);
+        const bool isEndFree = end < song.recording.frameCount &&
+                               std::none_of(chords.begin(), chords.end(),
+                                            [&](const auto& entry) { return entry->location() == end; });
+        // What sounded after the copied bars goes on to sound there.
+        if (const auto after = soundingAt(chords, end); isEndFree && after)
+            copied.emplace_back(end, after);
+        std::vector<std::shared_ptr<TarnChordEntry>> former;
+        for (const auto& entry : chords) {
+            if (entry->location() >= start && entry->location() < end)
+                former.push_back(entry);
+        }
+        std::vector<std::shared_ptr<TarnChordEntry>> added;
+        for (const auto& [place, chord] : copied) {
+            added.push_back(notes.newChordEntry());
+            added.back()->setLocation(place);
+            added.back()->setChord(chord);
+        }
+        if (former.empty() && added.empty())
+            refuse("there are no chords to copy");
+        notes.replaceChordEntriesInArrayWithChordEntriesInArray(former, added);
+        return counted(static_cast<std::size_t>(count), "bar") + " copied to bar " + std::to_string(target) +
+               ", with " + counted(added.size() - (isEndFree && soundingAt(chords, end) ? 1 : 0), "chord");
+    };
+}
+
+} // namespace
+
+std::span<const Verb> harmonyVerbs() {
+    static constexpr Verb kVerbs[] = {
+        {"key", "= (CHORD | NOTE major | NOTE minor)", "key=Ebm", setKey},
+        {"add-chord", "CHORD at POSITION", "add-chord F#m7 at 3:1", addChord},
+        {"change-chord", "at POSITION to CHORD", "change-chord at 12:3 to Bb/D", changeChord},
+        {"remove-chord", "at POSITION", "remove-chord at 12:3", removeChord},
+        {"replace-chords", "CHORD by CHORD", "replace-chords C#m7 by E/G#", replaceChords},
+        {"copy-bars", "BAR [to BAR] at BAR", "copy-bars 5 to 8 at 13", copyBars},
+    };
+    return kVerbs;
 }
 
 } // namespace tarn::edits

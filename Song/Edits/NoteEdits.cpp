@@ -1,9 +1,8 @@
-#include "Song/Edits/EditActions.h"
+#include "Song/Edits/EditVerbs.h"
 
 #include <cstdlib>
 
 namespace tarn::edits {
-
 namespace {
 
 std::string described(const Song& document, const TarnNoteEntry& note) {
@@ -30,8 +29,6 @@ std::shared_ptr<TarnNoteEntry> noteAt(const Song& document, const KELPPitchRef& 
                (nearest ? "; the nearest begins at @" + std::to_string(nearest->location()) : ""));
     return found;
 }
-
-} // namespace
 
 Action addNote(EditWords& words) {
     const auto pitch = words.pitch();
@@ -86,6 +83,17 @@ Action removeNote(EditWords& words) {
         document.notes->removeNoteEntry(note);
         return "note " + described(document, *note) + " removed";
     };
+}
+
+} // namespace
+
+std::span<const Verb> noteVerbs() {
+    static constexpr Verb kVerbs[] = {
+        {"add-note", "NOTE at POSITION for LENGTH", "add-note E4 at 3:2+ for 1/2 beat", addNote},
+        {"change-note", "NOTE at POSITION to NOTE", "change-note E4 at 3:1 to F4", changeNote},
+        {"remove-note", "NOTE at POSITION", "remove-note E4 at 3:1", removeNote},
+    };
+    return kVerbs;
 }
 
 } // namespace tarn::edits

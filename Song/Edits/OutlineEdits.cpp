@@ -1,9 +1,8 @@
-#include "Song/Edits/EditActions.h"
+#include "Song/Edits/EditVerbs.h"
 
 #include "TarnFoundation/NoteEntryStorageError.h"
 
 namespace tarn::edits {
-
 namespace {
 
 std::shared_ptr<TarnSectionEntry> findSection(const Song& document, const EntryReference& reference) {
@@ -16,8 +15,6 @@ std::shared_ptr<TarnMarkerEntry> findMarker(const Song& document, const EntryRef
     return find(document, document.notes->markerEntries(), reference, "marker",
                 [](const TarnMarkerEntry& marker, std::int64_t frame) { return marker.location() == frame; });
 }
-
-} // namespace
 
 Action addSection(EditWords& words) {
     const std::string name = words.word("a name");
@@ -95,6 +92,21 @@ Action removeMarker(EditWords& words) {
         document.notes->removeMarkerEntry(marker);
         return "marker at " + SongPositions(document).name(marker->location()) + " removed";
     };
+}
+
+} // namespace
+
+std::span<const Verb> outlineVerbs() {
+    static constexpr Verb kVerbs[] = {
+        {"add-section", "NAME at POSITION [color COLOR]", "add-section \"Verse 2\" at 17:1 color verse",
+         addSection},
+        {"rename-section", "(NAME | at POSITION) to NAME", "rename-section Intro to Opening", renameSection},
+        {"color-section", "(NAME | at POSITION) COLOR", "color-section at 17:1 chorus", colorSection},
+        {"remove-section", "NAME | at POSITION", "remove-section Intro", removeSection},
+        {"add-marker", "[NAME] at POSITION", "add-marker Solo at 25:1", addMarker},
+        {"remove-marker", "NAME | at POSITION", "remove-marker Solo", removeMarker},
+    };
+    return kVerbs;
 }
 
 } // namespace tarn::edits

@@ -1,4 +1,4 @@
-#include "Song/Edits/EditActions.h"
+#include "Song/Edits/EditVerbs.h"
 
 #include "TarnFoundation/RegionEditing.h"
 #include "TarnFoundation/SortedSearch.h"
@@ -6,7 +6,6 @@
 #include <utility>
 
 namespace tarn::edits {
-
 namespace {
 
 using RegionRef = std::shared_ptr<TarnRegionEntry>;
@@ -64,8 +63,6 @@ void addRegionInBar(Song& document, const RegionRef& region, std::int64_t frame)
     notes.addRegionEntryExpandedToFitBarSurrounding(region, frame, document.recording.frameCount);
 }
 
-} // namespace
-
 Action addRegion(EditWords& words) {
     const std::size_t kind = words.oneOf({"verse", "chorus", "bridge", "region"});
     const auto name = words.nameBefore({"at", "from"});
@@ -112,8 +109,6 @@ Action renameRegion(EditWords& words) {
         return "region " + quoted(region->name().value_or("")) + " is called " + quoted(name);
     };
 }
-
-namespace {
 
 /// How a region, or one end of it, moves: by a distance or to a place, and what happens to neighbours.
 struct Movement {
@@ -195,8 +190,6 @@ std::string movementReport(const Song& document, const EntryList<TarnRegionEntry
     return report;
 }
 
-} // namespace
-
 Action adjustRegion(EditWords& words) {
     const auto reference = words.reference();
     const auto boundary = words.oneOf({"start", "end"}) == 0 ? RegionBoundary::start : RegionBoundary::end;
@@ -242,6 +235,25 @@ Action shiftRegion(EditWords& words) {
             refuse("the region would have no length");
         return movementReport(document, former, *region, *moved);
     };
+}
+
+} // namespace
+
+std::span<const Verb> regionVerbs() {
+    static constexpr Verb kVerbs[] = {
+        {"add-region", "(verse | chorus | bridge | region) [NAME] (POSITION to POSITION | at POSITION)",
+         "add-region verse 3:1 to 11:1", addRegion},
+        {"adjust-region",
+         "(NAME | at POSITION) (start | end) (by LENGTH | to POSITION) [stop | clip | delete] "
+         "[threshold LENGTH]",
+         "adjust-region Chorus end by 1 bar", adjustRegion},
+        {"shift-region", "(NAME | at POSITION) (by LENGTH | to POSITION) [stop | clip | delete]",
+         "shift-region Chorus#2 by -1 beat clip", shiftRegion},
+        {"rename-region", "(NAME | at POSITION) to NAME", "rename-region at 12:1 to \"Last chorus\"",
+         renameRegion},
+        {"remove-region", "NAME | at POSITION", "remove-region at 12:1", removeRegion},
+    };
+    return kVerbs;
 }
 
 } // namespace tarn::edits

@@ -183,6 +183,11 @@ TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
     EXPECT_EQ(document->notes->tempoEntries().size(), 1u);
     EXPECT_EQ(document->notes->markerEntries().size(), 1u);
 
+    // The whole analysis is one step.
+    EXPECT_EQ(outputOf({"undo", "song.tarn"}), "undone: Analysed again\n");
+    EXPECT_EQ(Song::open(folder / "song.tarn")->notes->chordEntries().back()->chord()->string(), "F#dim7");
+    EXPECT_EQ(outputOf({"redo", "song.tarn"}), "redone: Analysed again\n");
+
     // Beats before the recording, as a count-in has them, say nothing about its chords.
     auto& notes = *document->notes;
     const auto earlier = notes.mutableCopiesOfUserEntriesInArray(notes.beatEntries());

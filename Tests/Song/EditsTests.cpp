@@ -416,4 +416,106 @@ TEST(Edits, NotesThatCannotBeAddedAreRefused) {
     EXPECT_THAT(refusal(song, "add-note G4 at 3:1 for 16s"), HasSubstr("end after the recording"));
 }
 
+// Tempo and single beats
+
+TEST(Edits, HalfAndDoubleTempoAreInverse) {
+    const auto song = sampleSong();
+    const auto bars = barsOf(song);
+    EXPECT_EQ(report(song, "half-tempo"), "half tempo: 60.0 BPM, 4 bars");
+    EXPECT_EQ(frameOf(song, "2:2"), 88200 + 10 * 22050);
+    EXPECT_EQ(report(song, "double-tempo"), "double tempo: 120.0 BPM, 8 bars");
+    EXPECT_EQ(barsOf(song), bars);
+    EXPECT_EQ(report(song, "double-tempo"), "double tempo: 240.0 BPM, 16 bars");
+    EXPECT_EQ(frameOf(song, "2:1"), 88200 + 44100);
+}
+
+TEST(Edits, APickupIsHalvedFromTheFirstBarOn) {
+    const auto song = sampleSong();
+    report(song, "shift-downbeats 1");
+    const auto first = barsOf(song).front();
+    report(song, "half-tempo");
+    EXPECT_EQ(barsOf(song).front(), first);
+    EXPECT_EQ(song->notes->beatEntries().front()->location(), first) << "one beat before it has no partner";
+}
+
+TEST(Edits, ASongInTwoIsCountedInDottedBeatsAndBack) {
+    const auto song = sampleSong(2);
+    const auto bars = barsOf(song);
+    EXPECT_EQ(report(song, "metre=6/8"), "metre 6/8 (was 2/4), each beat dotted, of three eighths");
+    EXPECT_EQ(barsOf(song), bars);
+    EXPECT_EQ(frameOf(song, "1:4"), 88200 + 22050) << "the second dotted beat";
+    EXPECT_EQ(frameOf(song, "1:2"), 88200 + 7350);
+    EXPECT_EQ(report(song, "metre=2/4"), "metre 2/4 (was 6/8), each beat of two eighths");
+    EXPECT_EQ(barsOf(song), bars);
+    EXPECT_EQ(frameOf(song, "1:2"), 88200 + 22050);
+}
+
+TEST(Edits, ATempoMakesAGridFromItsFirstBarOn) {
+    const auto song = std::make_shared<Song>(Recording{"song.wav", 44100, 441000, "sample"});
+    EXPECT_EQ(report(song, "tempo=100 from 0:01.3"), "tempo 100, bar 1 at @57330, 4 bars");
+    EXPECT_EQ(barsOf(song).front(), 57330);
+    EXPECT_EQ(frameOf(song, "2:1"), 57330 + 4 * 26460);
+    EXPECT_EQ(song->notes->beatEntries().front()->location(), 57330 - 2 * 26460) << "pickup up to the start";
+    EXPECT_EQ(song->notes->tempoEntries().front()->tempo(), 100.0F);
+    report(song, "tempo=200");
+    EXPECT_EQ(barsOf(song).front(), 57330) << "bar 1 stays where it is";
+    EXPECT_THAT(syntaxError("tempo=5"), HasSubstr("10 to 1000"));
+}
+
+TEST(Edits, BeatsAreAddedRemovedAndMoved) {
+    const auto song = sampleSong();
+    report(song, "add-beat at 2:4+");
+    EXPECT_EQ(frameOf(song, "2:5"), 176400 + 77175);
+    EXPECT_EQ(refusal(song, "add-beat at 2:5"), "'add-beat at 2:5': there is a beat at 2:5 already");
+    report(song, "remove-beat at 2:5");
+    report(song, "move-beat 2:2 to @200000");
+    EXPECT_EQ(frameOf(song, "2:2"), 200000);
+    EXPECT_THAT(refusal(song, "move-beat 2:2 to 2:4"), HasSubstr("between its neighbours"));
+    EXPECT_THAT(refusal(song, "remove-beat at 0:03.1"), HasSubstr("there is no beat"));
+    report(song, "remove-beat at 3:1");
+    EXPECT_EQ(frameOf(song, "3:1"), 264600 + 22050) << "the bar begins with its next beat";
+}
+
+TEST(Edits, TapsRebuildTheGridBetweenThem) {
+    const auto song = sampleSong();
+    const auto entries = song->notes->beatEntries();
+    EXPECT_EQ(report(song, "tap-downbeats @180000 @280000 @352800"),
+              "2 bars between @180000 and @352800; 120.0 BPM, 8 bars");
+    EXPECT_EQ(frameOf(song, "2:1"), 180000);
+    EXPECT_EQ(frameOf(song, "2:2"), 205000);
+    EXPECT_EQ(frameOf(song, "3:1"), 280000);
+    EXPECT_EQ(frameOf(song, "4:1"), 352800);
+    EXPECT_EQ(frameOf(song, "4:2"), 374850);
+    EXPECT_TRUE(song->notes->containsBeatEntry(entries.front())) << "what stays keeps its identifier";
+    EXPECT_TRUE(song->notes->containsBeatEntry(entries.back()));
+    EXPECT_THAT(refusal(song, "tap-downbeats 0:05 0:04"), HasSubstr("follow one another"));
+}
+
+TEST(Edits, ChordsThatSoundTheSameAreReplaced) {
+    const auto song = sampleSong();
+    perform(*song, "add-chord C#m7 at 1:1|add-chord Dbm7 at 2:1|add-chord C#m at 3:1");
+    EXPECT_EQ(report(song, "replace-chords C#m7 by E/G#"), "2 chords C#m7 became E/G#");
+    EXPECT_EQ(chordsOf(*song), "E/G#@88200 E/G#@176400 C#m@264600");
+    EXPECT_THAT(refusal(song, "replace-chords F by G"), HasSubstr("there is no chord F"));
+}
+
+TEST(Edits, BarsAreCopiedWithTheirChords) {
+    const auto song = sampleSong();
+    perform(*song, "add-chord C at 1:1|add-chord F at 2:1|add-chord G at 2:3|add-chord Am at 5:1|"
+                   "add-chord Dm at 6:2");
+    EXPECT_EQ(report(song, "copy-bars 2 at 5"), "1 bar copied to bar 5, with 2 chords");
+    EXPECT_EQ(chordsOf(*song), "C@88200 F@176400 G@220500 F@441000 G@485100 Am@529200 Dm@551250")
+        << "what sounded after the bar goes on to sound";
+    EXPECT_THAT(refusal(song, "copy-bars 2 to 4 at 7"), HasSubstr("only 8 bars"));
+    EXPECT_THAT(refusal(song, "copy-bars 4 to 2 at 1"), HasSubstr("before"));
+}
+
+TEST(Edits, PropertiesOfTheSongAreSet) {
+    const auto song = sampleSong();
+    EXPECT_EQ(report(song, "title=\"Blue in green\""), "title \"Blue in green\" (was \"\")");
+    perform(*song, "artist=X|capo=3|transpose=-2");
+    EXPECT_EQ(song->properties, (SongProperties{"Blue in green", "X", 3, -2}));
+    EXPECT_THAT(syntaxError("capo=25"), HasSubstr("between 0 and 24"));
+}
+
 } // namespace tarn

@@ -1,6 +1,6 @@
 #include "Song/Recording.h"
 
-#include "Platform/KeyedArchive.h"
+#include "Song/SongFile.h"
 #include "Tests/Song/SampleSong.h"
 
 #include <gtest/gtest.h>
@@ -57,9 +57,7 @@ TEST(Recording, envelopesOfDifferentStretchesAreComparedAtTheLongerOnes) {
 
 TEST(Recording, whatIdentifiesARecordingIsKeptInTheDocument) {
     const auto song = test::sampleSong();
-    const auto reopened = [&] {
-        return KeyedUnarchiver::unarchivedObject<Song>(KeyedArchiver::archivedData(song))->recording;
-    };
+    const auto reopened = [&] { return songFromBytes(archivedSong(song), "song.tarn")->recording; };
     EXPECT_TRUE(reopened().digest.empty() && reopened().envelope.isEmpty());
     song->recording.digest = "0123";
     song->recording.envelope = {4, envelope().levels};

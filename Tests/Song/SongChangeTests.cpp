@@ -1,7 +1,8 @@
 #include "Song/SongChange.h"
 
-#include "Platform/KeyedArchiveFile.h"
+#include "Platform/FileManager.h"
 #include "Song/SongError.h"
+#include "Song/SongFile.h"
 #include "Tests/Platform/TemporaryFolder.h"
 #include "Tests/Platform/Texts.h"
 #include "Tests/Platform/Threads.h"
@@ -85,13 +86,13 @@ TEST_F(SongChangeConcurrency, whatAStrangerWroteMeanwhileIsNotReplaced) {
     auto foreign = test::sampleSong();
     foreign->notes->insertMarkerEntry(1);
     foreign->notes->insertMarkerEntry(2);
-    ASSERT_TRUE(writeArchive(foreign, file));
+    ASSERT_TRUE(FileManager::writeAtomically(archivedSong(foreign), file));
     EXPECT_EQ(kindOf([&] { addMarker(change); }), SongError::Kind::changed);
     EXPECT_EQ(markerCount(), 2u);
 
     SongChange ofNothing(folder.path() / "new.tarn");
     EXPECT_EQ(ofNothing.song(), nullptr);
-    ASSERT_TRUE(writeArchive(foreign, folder.path() / "new.tarn"));
+    ASSERT_TRUE(FileManager::writeAtomically(archivedSong(foreign), folder.path() / "new.tarn"));
     EXPECT_EQ(kindOf([&] { ofNothing.save(test::sampleSong()); }), SongError::Kind::changed);
 }
 

@@ -1,5 +1,6 @@
-#include "Platform/KeyedArchiveFile.h"
+#include "Platform/FileManager.h"
 #include "Song/SongError.h"
+#include "Song/SongFile.h"
 #include "Tests/Platform/TemporaryFolder.h"
 #include "Tests/Song/SampleSong.h"
 
@@ -71,9 +72,9 @@ TEST(Song, whatOperationsWouldAbortForIsNeitherOpenedNorSaved) {
                   isSound ? std::nullopt : std::optional(Kind::unsound))
             << what;
         EXPECT_EQ(FileManager::contentsOf(file) == bytes, !isSound) << what;
-        ASSERT_TRUE(writeArchive(song, file));
+        ASSERT_TRUE(FileManager::writeAtomically(archivedSong(song), file));
         EXPECT_EQ(refusal([&] { (void)Song::open(file); }),
-                  isSound ? std::nullopt : std::optional(Kind::undecodable))
+                  isSound ? std::nullopt : std::optional(Kind::damaged))
             << what;
     }
 }

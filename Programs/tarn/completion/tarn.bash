@@ -19,14 +19,16 @@ _tarn() {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        COMPREPLY=($(compgen -W "analyze show edit export import draw chords cache --help --version" -- "$word"))
+        COMPREPLY=($(compgen -W "analyze show edit undo redo history export import draw chords cache --help --version" -- "$word"))
         return
     fi
     local options=--help
     case $command in
     analyze) options+=" -o --force --relink --midi --picture --json" ;;
-    show) options+=" --json" ;;
-    edit) options+=" --dry-run" ;;
+    show) options+=" --json --salvage" ;;
+    edit) options+=" --message --salvage --dry-run" ;;
+    undo | redo) options+=" --seen --dry-run" ;;
+    history) options+=" --json" ;;
     export) options+=" --what --timing --no-notes --no-chords --transpose" ;;
     import) options+=" --what --by --at --channel --beats-per-bar --first-downbeat --dry-run" ;;
     draw) options+=" --width --seconds-per-row" ;;
@@ -41,7 +43,7 @@ _tarn() {
     --picture) _tarn_files "svg" ;;
     --what) COMPREPLY=($(compgen -W "$([[ $command == export ]] && _tarn_list kinds || echo beats chords sections)" -- "$word")) ;;
     --by) COMPREPLY=($(compgen -W "grid time" -- "$word")) ;;
-    --at | --channel | --beats-per-bar | --first-downbeat | --transpose | --width | --seconds-per-row | --max-size) ;;
+    --at | --channel | --message | --seen | --beats-per-bar | --first-downbeat | --transpose | --width | --seconds-per-row | --max-size) ;;
     --timing) COMPREPLY=($(compgen -W "song fixed seconds" -- "$word")) ;;
     *)
         case $command in
@@ -52,7 +54,7 @@ _tarn() {
             ;;
         import) _tarn_files "tarn|mid|lab|csv|txt" ;;
         draw) _tarn_files "tarn|svg|html" ;;
-        show) _tarn_files "tarn" ;;
+        show | undo | redo | history) _tarn_files "tarn" ;;
         edit)
             if ((COMP_CWORD == 2)); then
                 _tarn_files "tarn"

@@ -7,39 +7,36 @@
 #include <charconv>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 /// What the verbs of edits do: one function for each, which reads what follows the verb and returns the
-/// change. Throws EditWordError for what cannot be read; the change throws EditRefused.
+/// change. It throws EditWordError for what cannot be read; the change throws EditRefused.
 namespace TARN_PUBLIC tarn {
 namespace edits {
 
 using Action = std::function<std::string(Song&)>;
 
-Action setMetre(EditWords& words);
-Action moveBar(EditWords& words);
-Action setBarBeats(EditWords& words);
-Action shiftDownbeats(EditWords& words);
-Action offsetDownbeats(EditWords& words);
-Action setKey(EditWords& words);
-Action addRegion(EditWords& words);
-Action adjustRegion(EditWords& words);
-Action shiftRegion(EditWords& words);
-Action renameRegion(EditWords& words);
-Action removeRegion(EditWords& words);
-Action addSection(EditWords& words);
-Action renameSection(EditWords& words);
-Action colorSection(EditWords& words);
-Action removeSection(EditWords& words);
-Action addMarker(EditWords& words);
-Action removeMarker(EditWords& words);
-Action addChord(EditWords& words);
-Action changeChord(EditWords& words);
-Action removeChord(EditWords& words);
-Action addNote(EditWords& words);
-Action changeNote(EditWords& words);
-Action removeNote(EditWords& words);
+/// The first word of an edit.
+struct Verb {
+    std::string_view name;
+    std::string_view operands;
+    std::string_view example;
+    Action (*parse)(EditWords&);
+};
+
+// The verbs by what they are about; a new one is a function and a row in one of these files.
+
+[[nodiscard]] std::span<const Verb> gridVerbs();
+[[nodiscard]] std::span<const Verb> tempoVerbs();
+[[nodiscard]] std::span<const Verb> propertyVerbs();
+[[nodiscard]] std::span<const Verb> harmonyVerbs(); ///< keys and chords
+[[nodiscard]] std::span<const Verb> regionVerbs();
+[[nodiscard]] std::span<const Verb> outlineVerbs(); ///< sections and markers
+[[nodiscard]] std::span<const Verb> noteVerbs();
 
 // What they share.
 

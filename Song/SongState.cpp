@@ -1,0 +1,362 @@
+#include "Song/SongState.h"
+
+#include "Platform/BinaryPropertyList.h"
+#include "Song/Song.h"
+#include "Song/SongArchive.h"
+
+#include <algorithm>
+#include <cstring>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace tarn {
+namespace {
+
+using Direction = SongDifference::Direction;
+using EntryRef = std::shared_ptr<TarnUserEntry>;
+
+/// The entries of one of two states of a kind that are not in the other, with their indices there.
+struct Stretch {
+    std::vector<EntryRef> entries;
+    std::vector<std::uint32_t> indices; ///< ascending
+    std::uint64_t size = 0;             ///< of the whole list in that state
+};
+
+Data bytesOf(const std::vector<std::uint32_t>& indices) {
+    Data bytes;
+    bytes.reserve(4 * indices.size());
+    for (const std::uint32_t index : indices) {
+        for (int shift = 24; shift >= 0; shift -= 8)
+            bytes.push_back(static_cast<std::byte>(index >> shift));
+    }
+    return bytes;
+}
+
+std::vector<std::uint32_t> indicesOf(const Data& bytes) {
+    std::vector<std::uint32_t> indices(bytes.size() / 4);
+    for (std::size_t i = 0; i < 4 * indices.size(); ++i)
+        indices[i / 4] = indices[i / 4] << 8 | std::to_integer<std::uint32_t>(bytes[i]);
+    return indices;
+}
+
+/// The change of one kind.
+class KindChange : public SecureCoding {
+public:
+    std::string kind; ///< its name
+    Stretch before;
+    Stretch after;
+
+    static const ClassDescription& classDescription() {
+        static const ClassDescription description{"TarnSongKindChange", nullptr, &make};
+        return description;
+    }
+    [[nodiscard]] const ClassDescription& dynamicClass() const override { return classDescription(); }
+    void encodeWithCoder(KeyedArchiver& coder) const override {
+        coder.encodeString("kind", kind);
+        encode(coder, before, {"before", "beforeIndices", "beforeSize"});
+        encode(coder, after, {"after", "afterIndices", "afterSize"});
+    }
+
+private:
+    struct Keys {
+        const char* entries;
+        const char* indices;
+        const char* size;
+    };
+    static void encode(KeyedArchiver& coder, const Stretch& stretch, const Keys& keys) {
+        coder.encodeObjects(keys.entries, stretch.entries);
+        coder.encodeData(keys.indices, bytesOf(stretch.indices));
+        coder.encodeUnsigned(keys.size, stretch.size);
+    }
+    static bool decode(KeyedUnarchiver& coder, Stretch& stretch, const Keys& keys) {
+        auto entries = coder.decodeObjects<TarnUserEntry>(keys.entries);
+        const auto indices = coder.decodeData(keys.indices);
+        const auto size = coder.decodeUnsigned(keys.size);
+        if (!entries || !indices || !size)
+            return false;
+        stretch = {*std::move(entries), indicesOf(*indices), *size};
+        const auto isNotAscending = [](std::uint32_t a, std::uint32_t b) { return a >= b; };
+        return stretch.entries.size() == stretch.indices.size() &&
+               std::ranges::adjacent_find(stretch.indices, isNotAscending) == stretch.indices.end() &&
+               (stretch.indices.empty() || stretch.indices.back() < stretch.size);
+    }
+    static std::shared_ptr<SecureCoding> make(KeyedUnarchiver& coder) {
+        auto change = std::make_shared<KindChange>();
+        const auto kind = coder.decodeString("kind");
+        if (!kind || !decode(coder, change->before, {"before", "beforeIndices", "beforeSize"}) ||
+            !decode(coder, change->after, {"after", "afterIndices", "afterSize"}) ||
+            change->before.size - change->before.entries.size() !=
+                change->after.size - change->after.entries.size())
+            return nullptr;
+        change->kind = *kind;
+        return change;
+    }
+};
+
+/// All of a step.
+class Change : public SecureCoding {
+public:
+    std::vector<std::shared_ptr<KindChange>> kinds;
+    /// Where they changed: before and after.
+    std::optional<std::pair<SongProperties, SongProperties>> properties;
+    std::optional<std::pair<AnalysisFacts, AnalysisFacts>> facts;
+
+    static const ClassDescription& classDescription() {
+        static const ClassDescription description{"TarnSongChange", nullptr, &make};
+        return description;
+    }
+    [[nodiscard]] const ClassDescription& dynamicClass() const override { return classDescription(); }
+    void encodeWithCoder(KeyedArchiver& coder) const override {
+        coder.encodeObjects("kinds", kinds);
+        if (properties) {
+            coder.encodeObject("propertiesBefore", archive::coded(properties->first));
+            coder.encodeObject("propertiesAfter", archive::coded(properties->second));
+        }
+        if (facts) {
+            coder.encodeObject("factsBefore", archive::coded(facts->first));
+            coder.encodeObject("factsAfter", archive::coded(facts->second));
+        }
+    }
+
+    static std::shared_ptr<Change> of(const Data& bytes) {
+        registerUserEntryClasses();
+        return KeyedUnarchiver::unarchivedObject<Change>(bytes);
+    }
+
+private:
+    static std::shared_ptr<SecureCoding> make(KeyedUnarchiver& coder) {
+        auto change = std::make_shared<Change>();
+        auto kinds = coder.decodeObjects<KindChange>("kinds");
+        if (!kinds)
+            return nullptr;
+        change->kinds = *std::move(kinds);
+        const auto propertiesBefore = archive::decodeProperties(coder, "propertiesBefore");
+        const auto propertiesAfter = archive::decodeProperties(coder, "propertiesAfter");
+        if (propertiesBefore && propertiesAfter)
+            change->properties.emplace(*propertiesBefore, *propertiesAfter);
+        const auto factsBefore = archive::decodeFacts(coder, "factsBefore");
+        const auto factsAfter = archive::decodeFacts(coder, "factsAfter");
+        if (factsBefore && factsAfter)
+            change->facts.emplace(*factsBefore, *factsAfter);
+        return change;
+    }
+};
+
+/// The entries of `all` that `other` lacks, given which the two share.
+template <typename Entry>
+Stretch stretchOf(const EntryList<Entry>& all, const std::vector<bool>& isShared) {
+    Stretch stretch;
+    stretch.size = all.size();
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (isShared[i])
+            continue;
+        stretch.entries.push_back(all.uncheckedAt(i));
+        stretch.indices.push_back(static_cast<std::uint32_t>(i));
+    }
+    return stretch;
+}
+
+/// The change from one list to another; null where they are the same. Entries that both hold keep their order
+/// or count as changed.
+template <typename Kind, typename Entry>
+std::shared_ptr<KindChange> changeOf(const EntryList<Entry>& before, const EntryList<Entry>& after) {
+    if (before.isSameListAs(after) || std::ranges::equal(before, after))
+        return nullptr;
+    std::unordered_map<const Entry*, std::size_t> places;
+    places.reserve(before.size());
+    for (std::size_t i = 0; i < before.size(); ++i)
+        places.emplace(before.uncheckedAt(i).get(), i);
+    std::vector<bool> sharedBefore(before.size());
+    std::vector<bool> sharedAfter(after.size());
+    std::size_t next = 0; // the first place that may come next in the old order
+    for (std::size_t i = 0; i < after.size(); ++i) {
+        const auto place = places.find(after.uncheckedAt(i).get());
+        if (place == places.end() || place->second < next)
+            continue;
+        sharedBefore[place->second] = true;
+        sharedAfter[i] = true;
+        next = place->second + 1;
+    }
+    auto change = std::make_shared<KindChange>();
+    change->kind = Kind::kName;
+    change->before = stretchOf(before, sharedBefore);
+    change->after = stretchOf(after, sharedAfter);
+    return change;
+}
+
+bool haveEqualContents(const EntryRef& a, const EntryRef& b) {
+    return a == b || (a->isEqual(*b) && a->location() == b->location() &&
+                      KeyedArchiver::archivedData(a) == KeyedArchiver::archivedData(b));
+}
+
+/// Whether the list holds what the state that ends in `stretch` holds, as far as a difference knows.
+template <typename Entry>
+bool holds(const EntryList<Entry>& entries, const Stretch& stretch) {
+    if (entries.size() != stretch.size)
+        return false;
+    for (std::size_t i = 0; i < stretch.entries.size(); ++i) {
+        if (!haveEqualContents(entries[stretch.indices[i]], stretch.entries[i]))
+            return false;
+    }
+    return true;
+}
+
+/// The list with what stands at the places of `from` taken out and the entries of `to` put in. Nothing where
+/// one of those is not of the kind.
+template <typename Entry>
+std::optional<EntryList<Entry>> moved(const EntryList<Entry>& entries, const Stretch& from,
+                                      const Stretch& to) {
+    std::vector<std::shared_ptr<Entry>> result;
+    result.reserve(to.size);
+    auto removed = from.indices.begin();
+    auto added = to.indices.begin();
+    const auto takeAdded = [&] {
+        for (; added != to.indices.end() && *added == result.size(); ++added) {
+            auto entry = std::dynamic_pointer_cast<Entry>(
+                to.entries[static_cast<std::size_t>(added - to.indices.begin())]);
+            if (!entry)
+                return false;
+            result.push_back(std::move(entry));
+        }
+        return true;
+    };
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (!takeAdded())
+            return std::nullopt;
+        if (removed != from.indices.end() && *removed == i)
+            ++removed;
+        else
+            result.push_back(entries.uncheckedAt(i));
+    }
+    if (!takeAdded() || result.size() != to.size)
+        return std::nullopt;
+    return EntryList<Entry>(std::move(result));
+}
+
+std::pair<const Stretch&, const Stretch&> inDirection(const KindChange& change, Direction direction) {
+    const bool isBack = direction == Direction::back;
+    return {isBack ? change.after : change.before, isBack ? change.before : change.after};
+}
+
+/// Calls the visitor with the storage and the kind of that name; returns whether there is one.
+template <typename Visitor>
+bool visitKind(const Song& song, const std::string& name, Visitor&& visitor) {
+    bool isKnown = false;
+    const auto visitIn = [&](const auto& storage) {
+        storage->forEachKind([&]<typename Kind>(Kind kind) {
+            if (name == Kind::kName) {
+                isKnown = true;
+                visitor(*storage, kind);
+            }
+        });
+    };
+    visitIn(song.notes);
+    visitIn(song.structure);
+    return isKnown;
+}
+
+/// Gives the storage the changed lists of its kinds. The others stay as they are, in the order in which they
+/// are stored; no rule changes what was consistent before.
+template <typename Storage>
+void restore(Storage& storage, const Change& change, Direction direction,
+             void (Storage::*populate)(const Storage&)) {
+    const auto changeOfKind = [&](const char* name) -> const KindChange* {
+        const auto found = std::ranges::find(change.kinds, name, [](const auto& kind) { return kind->kind; });
+        return found == change.kinds.end() ? nullptr : found->get();
+    };
+    bool isConcerned = false;
+    Storage::forEachKind([&]<typename Kind>(Kind) { isConcerned |= changeOfKind(Kind::kName) != nullptr; });
+    if (!isConcerned)
+        return;
+    const auto restored = std::make_shared<Storage>();
+    ((*restored).*populate)(storage); // its counter, above all
+    Storage::forEachKind(
+        [&]<typename Kind>(Kind) { restored->template remove<Kind>(restored->template entries<Kind>()); });
+    Storage::KindList::forEachBy(&KindPlaces::unarchived, [&]<typename Kind>(Kind) {
+        auto entries = storage.template storedEntries<Kind>();
+        if (const KindChange* const kind = changeOfKind(Kind::kName)) {
+            const auto [from, to] = inDirection(*kind, direction);
+            entries = *moved(entries, from, to);
+        }
+        restored->template add<Kind>(std::move(entries));
+    });
+    (storage.*populate)(*restored);
+}
+
+} // namespace
+
+SongState::SongState(const Song& song) : mProperties(song.properties), mFacts(song.facts) {
+    song.notes->forEachKind([&]<typename Kind>(Kind) {
+        std::get<EntryList<typename Kind::Entry>>(mNotes) = song.notes->storedEntries<Kind>();
+    });
+    song.structure->forEachKind([&]<typename Kind>(Kind) {
+        std::get<EntryList<typename Kind::Entry>>(mStructure) = song.structure->storedEntries<Kind>();
+    });
+}
+
+bool SongState::operator==(const SongState& other) const {
+    bool areEqual = mProperties == other.mProperties && mFacts == other.mFacts;
+    const auto compare = [&]<typename... Kinds>(const auto& some, const auto& others,
+                                                EntryKindList<Kinds...>) {
+        ((areEqual = areEqual && std::ranges::equal(std::get<EntryList<typename Kinds::Entry>>(some),
+                                                    std::get<EntryList<typename Kinds::Entry>>(others))),
+         ...);
+    };
+    compare(mNotes, other.mNotes, NoteEntryKinds());
+    compare(mStructure, other.mStructure, SongStructureKinds());
+    return areEqual;
+}
+
+std::optional<Data> SongDifference::between(const SongState& before, const SongState& after) {
+    const auto change = std::make_shared<Change>();
+    const auto compare = [&]<typename Kind>(Kind, const auto& some, const auto& others) {
+        using Entries = EntryList<typename Kind::Entry>;
+        if (auto kind = changeOf<Kind>(std::get<Entries>(some), std::get<Entries>(others)))
+            change->kinds.push_back(std::move(kind));
+    };
+    NoteEntryKinds::forEach([&](auto kind) { compare(kind, before.mNotes, after.mNotes); });
+    SongStructureKinds::forEach([&](auto kind) { compare(kind, before.mStructure, after.mStructure); });
+    if (before.mProperties != after.mProperties)
+        change->properties.emplace(before.mProperties, after.mProperties);
+    if (before.mFacts != after.mFacts)
+        change->facts.emplace(before.mFacts, after.mFacts);
+    if (change->kinds.empty() && !change->properties && !change->facts)
+        return std::nullopt;
+    return KeyedArchiver::archivedData(change);
+}
+
+std::optional<std::string> SongDifference::obstacle(const Song& song, const Data& difference,
+                                                    Direction direction) {
+    const auto change = Change::of(difference);
+    if (!change)
+        return "it was made by a newer edition, or is damaged";
+    for (const auto& kindChange : change->kinds) {
+        bool fits = false;
+        const bool isKnown = visitKind(song, kindChange->kind, [&]<typename Kind>(const auto& storage, Kind) {
+            const auto entries = storage.template storedEntries<Kind>();
+            const auto [from, to] = inDirection(*kindChange, direction);
+            fits = holds(entries, from) && moved(entries, from, to).has_value();
+        });
+        if (!isKnown)
+            return "it was made by a newer edition, which knows " + kindChange->kind + " entries";
+        if (!fits)
+            return "the " + kindChange->kind + " entries have been changed since by something else";
+    }
+    return std::nullopt;
+}
+
+void SongDifference::apply(Song& song, const Data& difference, Direction direction) {
+    const auto change = Change::of(difference);
+    precondition(change != nullptr, "This is not the difference of a step");
+    restore(*song.notes, *change, direction, &TarnNoteEntryStorage::populateWithNoteEntryStorageEntries);
+    restore(*song.structure, *change, direction,
+            &TarnSongStructureStorage::populateWithSongStructureStorageEntries);
+    const bool isBack = direction == Direction::back;
+    if (change->properties)
+        song.properties = isBack ? change->properties->first : change->properties->second;
+    if (change->facts)
+        song.facts = isBack ? change->facts->first : change->facts->second;
+}
+
+} // namespace tarn
