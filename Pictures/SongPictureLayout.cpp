@@ -1,5 +1,6 @@
 #include "Pictures/SongPictureLayout.h"
 
+#include "Pictures/PictureText.h"
 #include "Song/CountedBeats.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 
@@ -11,57 +12,35 @@
 
 namespace tarn {
 
-/// The five numbers that the timeline asks for.
-class SongPictureLayout::Geometry : public WrappedSongTimelineDelegate {
-public:
-    Geometry(const Song& document, const PictureOptions& options) : mWidth(options.pageWidth) {
-        mSampleRate = document.recording.sampleRate;
-        mFrameCount = document.recording.frameCount;
-        const BeatGrid grid = beatGridOf(document.notes->beatEntries());
-        if (!grid.isEmpty())
-            mFrameCount = std::max(mFrameCount, grid.locations().back());
-        const double wanted =
-            std::max(options.secondsPerRow * mSampleRate, static_cast<double>(mFrameCount) / kMostRows);
-        double framesPerRow = wanted;
-        const auto downbeats = grid.from(0).downbeatLocations();
-        if (downbeats.size() >= 2) {
-            // Whole bars of the song's mean length to the row, and the first downbeat on a multiple of it, so
-            // that bar lines stand below each other as far as the tempo is steady.
-            const double bar = static_cast<double>(downbeats.back() - downbeats.front()) /
-                               static_cast<double>(downbeats.size() - 1);
-            if (bar >= 1 && bar <= 4 * wanted) {
-                framesPerRow = bar * std::max(1.0, std::round(wanted / bar));
-                const double inBar = std::fmod(static_cast<double>(downbeats.front()), bar);
-                // A little of the bar before, so that a downbeat that comes early does not fall off its row.
-                mFirstRowOffset = static_cast<std::int64_t>(std::fmod(bar - inBar + kLeadOfRow * bar, bar));
-            }
-        }
-        // In steps whose products are exact: else rounding leaves the last frame of some songs in no row.
-        constexpr double kStepsPerFrame = 65536;
-        mFramesPerPoint = std::ceil(framesPerRow / mWidth * kStepsPerFrame) / kStepsPerFrame;
-    }
-    [[nodiscard]] std::int64_t sampleRate() const override {
-        return std::max<std::int64_t>(1, static_cast<std::int64_t>(mSampleRate));
-    }
-    [[nodiscard]] std::int64_t firstRowOffset() const override { return mFirstRowOffset; }
-    [[nodiscard]] std::int64_t frameCount() const override { return mFrameCount; }
-    [[nodiscard]] double rowWidth() const override { return mWidth; }
-    [[nodiscard]] double framesPerPoint() const override { return mFramesPerPoint; }
-
-private:
-    /// Share of a bar that a row shows before its first bar line.
-    static constexpr double kLeadOfRow = 0.04;
-
-    double mWidth;
-    double mSampleRate;
-    std::int64_t mFrameCount;
-    std::int64_t mFirstRowOffset = 0;
-    double mFramesPerPoint;
-};
-
 namespace {
 
 using Items = std::vector<std::shared_ptr<const PictureItem>>;
+
+/// Moves frames that are near a row's edge onto it.
+class EdgeSnapping {
+public:
+    explicit EdgeSnapping(const SongRows& rows) : mRows(rows) {}
+
+    [[nodiscard]] std::int64_t operator()(std::int64_t frame) const {
+        if (!mRows.frameRange().contains(frame))
+            return frame;
+        const std::int64_t row = mRows.rowIndex(frame);
+        const auto edges = mRows.frameRange(row);
+        constexpr double kNear = 3; // points
+        const auto near = static_cast<std::int64_t>(kNear * mRows.framesPerPoint(row));
+        if (frame - edges.lower <= near)
+            return edges.lower;
+        return edges.upper - frame <= near && row + 1 < mRows.rowCount() ? edges.upper : frame;
+    }
+    /// A range stays as it is where nothing of it would be left.
+    [[nodiscard]] Range<std::int64_t> operator()(const Range<std::int64_t>& frames) const {
+        const Range<std::int64_t> snapped((*this)(frames.lower), (*this)(frames.upper));
+        return snapped.lower < snapped.upper ? snapped : frames;
+    }
+
+private:
+    const SongRows& mRows;
+};
 
 class ItemList : public TimelineDataSource {
 public:
@@ -76,9 +55,9 @@ private:
 };
 
 /// The bar lines, and the numbers of the counted beats.
-Items beatItems(const Song& document) {
+Items beatItems(const Song& song) {
     Items items;
-    const BeatGrid grid = countedBeats(document);
+    const BeatGrid grid = countedBeats(song);
     for (std::size_t i = 0; i < grid.size(); ++i) {
         const std::int64_t location = grid.locations()[i];
         const auto place = grid.barBeat(i);
@@ -92,42 +71,55 @@ Items beatItems(const Song& document) {
     return items;
 }
 
-Items chordItems(const TarnNoteEntryStorage& document) {
+Items chordItems(const Song& song, bool isAtConcertPitch, const EdgeSnapping& snapped) {
     Items items;
-    for (const auto& chord : document.chordEntries()) {
+    const ChartHarmony harmony(song, isAtConcertPitch);
+    for (const auto& chord : song.notes->chordEntries()) {
         auto item = std::make_shared<PictureItem>();
-        item->frames = {chord->location(), chord->location()};
-        item->text = chord->chord() ? chord->chord()->string() : "";
+        const std::int64_t location = snapped(chord->location());
+        item->frames = {location, location};
+        if (const auto written = harmony.chord(chord->chord()))
+            item->text = boundedName(typesetChord(written->string()));
         items.push_back(std::move(item));
     }
     return items;
 }
 
 /// Named colours that an application knows, and others for names of one's own.
-std::string cssColor(const TarnSectionColor& color) {
+void setColor(PictureItem& item, const TarnSectionColor& color) {
     if (const auto* rgba = color.components()) {
-        const auto byte = [](float component) {
-            return std::to_string(std::lround(std::clamp(component, 0.f, 1.f) * 255));
+        // As on white paper, so that text on it stays readable wherever it is shown.
+        const float alpha = std::clamp(rgba->alpha, 0.f, 1.f);
+        const auto onPaper = [&](float component) {
+            return std::lround((1 - alpha + alpha * std::clamp(component, 0.f, 1.f)) * 255);
         };
-        const auto alpha = std::to_string(std::lround(std::clamp(rgba->alpha, 0.f, 1.f) * 100));
-        return "rgb(" + byte(rgba->red) + " " + byte(rgba->green) + " " + byte(rgba->blue) + " / " + alpha +
-               "%)";
+        const auto red = onPaper(rgba->red);
+        const auto green = onPaper(rgba->green);
+        const auto blue = onPaper(rgba->blue);
+        item.color =
+            "rgb(" + std::to_string(red) + "," + std::to_string(green) + "," + std::to_string(blue) + ")";
+        constexpr long kMiddleBrightness = 128'000; // of 255,000; weights of ITU-R BT.601
+        item.isDark = 299 * red + 587 * green + 114 * blue < kMiddleBrightness;
+        return;
     }
     static constexpr std::array<std::pair<const char*, const char*>, 4> kKnown{
         {{"other", "#d8dde3"}, {"verse", "#bcdcf5"}, {"chorus", "#f9cfa5"}, {"bridge", "#d3c6ee"}}};
     for (const auto& [name, css] : kKnown) {
-        if (*color.name() == name)
-            return css;
+        if (*color.name() == name) {
+            item.color = css;
+            return;
+        }
     }
     static constexpr std::array<const char*, 6> kOthers{"#c6e5c3", "#f5c4cf", "#f3e3a1",
                                                         "#bfe3df", "#e3c9b4", "#cfd5f2"};
     std::uint32_t hash = 2166136261u; // FNV-1a, so that a name has the same colour everywhere
     for (const char character : *color.name())
         hash = (hash ^ static_cast<unsigned char>(character)) * 16777619u;
-    return kOthers[hash % kOthers.size()];
+    item.color = kOthers[hash % kOthers.size()];
 }
 
-Items sectionItems(const TarnSongStructureStorage& structure, std::int64_t songEnd) {
+Items sectionItems(const TarnSongStructureStorage& structure, std::int64_t songEnd,
+                   const EdgeSnapping& snapped) {
     Items items;
     const auto sections = structure.sectionEntries();
     for (std::size_t i = 0; i < sections.size(); ++i) {
@@ -135,27 +127,27 @@ Items sectionItems(const TarnSongStructureStorage& structure, std::int64_t songE
         const std::int64_t end =
             i + 1 < sections.size() ? sections[i + 1]->location() : std::max(start, songEnd);
         auto item = std::make_shared<PictureItem>();
-        item->frames = {start, end};
-        item->text = sections[i]->name().value_or("");
-        item->color = cssColor(sections[i]->sectionColor());
+        item->frames = snapped({start, end});
+        item->text = boundedName(sections[i]->name().value_or(""));
+        setColor(*item, sections[i]->sectionColor());
         items.push_back(std::move(item));
     }
     return items;
 }
 
 /// Regions in the lowest lane that is free where they begin. Those that find none go to `hidden`.
-Items regionItems(const TarnNoteEntryStorage& document, std::size_t& laneCount,
+Items regionItems(const TarnNoteEntryStorage& notes, const EdgeSnapping& snapped, std::size_t& laneCount,
                   std::vector<Range<std::int64_t>>& hidden) {
     Items items;
     std::vector<std::int64_t> laneEnds;
     constexpr std::size_t kMostLanes = 6;
-    for (const auto& region : document.regionEntries()) {
+    for (const auto& region : notes.regionEntries()) {
         if (!region->isValid() || region->location() > std::numeric_limits<std::int64_t>::max() -
                                                            static_cast<std::int64_t>(region->length()))
             continue;
-        const Range<std::int64_t> frames(region->location(), region->end());
-        auto lane = std::find_if(laneEnds.begin(), laneEnds.end(),
-                                 [&](auto end) { return end <= region->location(); });
+        const auto frames = snapped({region->location(), region->end()});
+        auto lane =
+            std::find_if(laneEnds.begin(), laneEnds.end(), [&](auto end) { return end <= frames.lower; });
         if (lane == laneEnds.end()) {
             if (laneEnds.size() == kMostLanes) {
                 hidden.push_back(frames);
@@ -166,7 +158,7 @@ Items regionItems(const TarnNoteEntryStorage& document, std::size_t& laneCount,
         *lane = frames.upper;
         auto item = std::make_shared<PictureItem>();
         item->frames = frames;
-        item->text = region->name().value_or("");
+        item->text = boundedName(region->name().value_or(""));
         item->lane = static_cast<std::size_t>(lane - laneEnds.begin());
         items.push_back(std::move(item));
     }
@@ -174,8 +166,8 @@ Items regionItems(const TarnNoteEntryStorage& document, std::size_t& laneCount,
     return items;
 }
 
-/// How many of the stretches touch each row of the timeline.
-std::vector<std::size_t> countsByRow(const WrappedSongTimeline& timeline,
+/// How many of the stretches touch each row.
+std::vector<std::size_t> countsByRow(const SongRows& rows,
                                      const std::vector<Range<std::int64_t>>& stretches) {
     if (stretches.empty())
         return {};
@@ -188,8 +180,8 @@ std::vector<std::size_t> countsByRow(const WrappedSongTimeline& timeline,
     std::sort(starts.begin(), starts.end());
     std::sort(ends.begin(), ends.end());
     std::vector<std::size_t> counts;
-    for (std::int64_t row = 0; row < timeline.rowCount(); ++row) {
-        const auto frames = timeline.frameRange(row);
+    for (std::int64_t row = 0; row < rows.rowCount(); ++row) {
+        const auto frames = rows.frameRange(row);
         const auto begun = std::lower_bound(starts.begin(), starts.end(), frames.upper) - starts.begin();
         const auto ended = std::upper_bound(ends.begin(), ends.end(), frames.lower) - ends.begin();
         counts.push_back(frames.isEmpty() ? 0 : static_cast<std::size_t>(begun - ended));
@@ -197,42 +189,58 @@ std::vector<std::size_t> countsByRow(const WrappedSongTimeline& timeline,
     return counts;
 }
 
-Items markerItems(const TarnNoteEntryStorage& document) {
+Items markerItems(const TarnNoteEntryStorage& notes, const EdgeSnapping& snapped) {
     Items items;
-    for (const auto& marker : document.markerEntries()) {
+    for (const auto& marker : notes.markerEntries()) {
         auto item = std::make_shared<PictureItem>();
-        item->frames = {marker->location(), marker->location()};
-        item->text = marker->name().value_or("");
+        const std::int64_t location = snapped(marker->location());
+        item->frames = {location, location};
+        item->text = boundedName(marker->name().value_or(""));
         items.push_back(std::move(item));
     }
     return items;
 }
 
+std::shared_ptr<SongRows> rowsOf(const Song& song, const PictureOptions& options) {
+    const BeatGrid grid = countedBeats(song);
+    std::int64_t frameCount = song.recording.frameCount;
+    if (!grid.isEmpty())
+        frameCount = std::max(frameCount, grid.locations().back());
+    return std::make_shared<SongRows>(grid.downbeatLocations(), frameCount, song.recording.sampleRate,
+                                      options);
+}
+
 } // namespace
 
-SongPictureLayout::SongPictureLayout(const Song& document, const PictureOptions& options)
-    : mGeometry(std::make_shared<Geometry>(document, options)),
-      mTimeline(std::make_shared<WrappedSongTimeline>(mGeometry)) {
-    mTimeline->reloadValues();
+SongPictureLayout::SongPictureLayout(const Song& song, const PictureOptions& options)
+    : mRows(rowsOf(song, options)) {
+    const EdgeSnapping snapped(*mRows);
+    mChords = chordItems(song, options.isAtConcertPitch, snapped);
     std::vector<Range<std::int64_t>> hiddenRegions;
     const auto list = [](Items items) { return std::make_shared<const ItemList>(std::move(items)); };
     mItems = std::make_unique<CombinedTimelineDataSource>(
-        mTimeline, std::vector<std::shared_ptr<const TimelineDataSource>>{
-                       list(beatItems(document)), list(chordItems(*document.notes)),
-                       list(sectionItems(*document.structure, mTimeline->frameCount())),
-                       list(regionItems(*document.notes, mRegionLaneCount, hiddenRegions)),
-                       list(markerItems(*document.notes))});
-    mHiddenRegions = countsByRow(*mTimeline, hiddenRegions);
+        mRows, std::vector<std::shared_ptr<const TimelineDataSource>>{
+                   list(beatItems(song)), list(mChords),
+                   list(sectionItems(*song.structure, mRows->frameRange().upper, snapped)),
+                   list(regionItems(*song.notes, snapped, mRegionLaneCount, hiddenRegions)),
+                   list(markerItems(*song.notes, snapped))});
+    mHiddenRegions = countsByRow(*mRows, hiddenRegions);
 }
 
-std::vector<std::shared_ptr<const PictureItem>> SongPictureLayout::itemsInRow(std::int64_t row,
-                                                                              Section section) const {
-    std::vector<std::shared_ptr<const PictureItem>> items;
+std::vector<SongPictureLayout::Item> SongPictureLayout::itemsInRow(std::int64_t row, Section section) const {
+    std::vector<Item> items;
     for (const auto& path : mItems->indexesForItems(row)) {
         if (path.indexAtPosition(0) == section)
             items.push_back(std::static_pointer_cast<const PictureItem>(mItems->item(path)));
     }
     return items;
+}
+
+SongPictureLayout::Item SongPictureLayout::chordBeforeRow(std::int64_t row) const {
+    const auto next =
+        std::lower_bound(mChords.begin(), mChords.end(), mRows->frameRange(row).lower,
+                         [](const Item& chord, std::int64_t frame) { return chord->frames.lower < frame; });
+    return next == mChords.begin() ? nullptr : *(next - 1);
 }
 
 } // namespace tarn

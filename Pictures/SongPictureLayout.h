@@ -1,9 +1,10 @@
 #pragma once
 
 #include "Pictures/SongPicture.h"
+#include "Pictures/SongRows.h"
 #include "Platform/Export.h"
+#include "Song/ChartHarmony.h"
 #include "Timeline/CombinedTimelineDataSource.h"
-#include "Timeline/WrappedSongTimeline.h"
 
 #include <cstdint>
 #include <memory>
@@ -15,44 +16,44 @@ namespace TARN_PUBLIC tarn {
 /// What a picture shows at a stretch of frames.
 struct PictureItem : TimelineItem {
     Range<std::int64_t> frames;
-    std::string text;  ///< to show, not yet escaped
-    std::string color; ///< of sections: as CSS
-    std::size_t number =
-        0; ///< of beats: their number in the bar from 1 (0 before the first bar); of downbeats: the bar's
+    std::string text;        ///< to show, bounded, not yet escaped
+    std::string color;       ///< of sections: as CSS
+    bool isDark = false;     ///< of sections: whether the colour asks for light text
+    std::size_t number = 0;  ///< of beats: their number in the bar from 1 (0 before the first bar); of
+                             ///< downbeats: the bar's
     bool isDownbeat = false; ///< of beats
     std::size_t lane = 0;    ///< of regions: 0 is the lowest; regions that overlap lie in different lanes
 
     [[nodiscard]] Range<std::int64_t> frameRange() const override { return frames; }
 };
 
-/// The song wrapped into rows: the timeline and the items that its rows show.
+/// The song in rows, and the items that they show. What begins or ends within three points of a row's edge is
+/// taken to mean the edge: a chord that is a little early stands on its bar line.
 class SongPictureLayout {
 public:
     /// The sections of the data source.
     enum Section : std::size_t { beats, chords, sections, regions, markers };
+    using Item = std::shared_ptr<const PictureItem>;
 
-    SongPictureLayout(const Song& document, const PictureOptions& options);
+    SongPictureLayout(const Song& song, const PictureOptions& options);
 
-    [[nodiscard]] const WrappedSongTimeline& timeline() const { return *mTimeline; }
-    /// The most rows, about: the song is drawn at a greater scale where it would take more.
-    static constexpr double kMostRows = 10'000;
+    [[nodiscard]] const SongRows& rows() const { return *mRows; }
 
     /// The items of a section that a row shows, in order.
-    [[nodiscard]] std::vector<std::shared_ptr<const PictureItem>> itemsInRow(std::int64_t row,
-                                                                             Section section) const;
+    [[nodiscard]] std::vector<Item> itemsInRow(std::int64_t row, Section section) const;
+    /// The last chord before the row; null when there is none.
+    [[nodiscard]] Item chordBeforeRow(std::int64_t row) const;
     /// How many of the regions of a row are not among its items, for more overlap than there are lanes.
     [[nodiscard]] std::size_t hiddenRegionCount(std::int64_t row) const {
         return mHiddenRegions.empty() ? 0 : mHiddenRegions[static_cast<std::size_t>(row)];
     }
     /// How many lanes of regions the song needs, a few at most; 0 without regions.
     [[nodiscard]] std::size_t regionLaneCount() const { return mRegionLaneCount; }
-    [[nodiscard]] bool hasSections() const { return mItems->itemCount(sections) > 0; }
-    [[nodiscard]] bool hasMarkers() const { return mItems->itemCount(markers) > 0; }
+    [[nodiscard]] bool has(Section section) const { return mItems->itemCount(section) > 0; }
 
 private:
-    class Geometry;
-    std::shared_ptr<Geometry> mGeometry; ///< kept, since the timeline holds it weakly
-    std::shared_ptr<WrappedSongTimeline> mTimeline;
+    std::shared_ptr<SongRows> mRows;
+    std::vector<Item> mChords;
     std::unique_ptr<CombinedTimelineDataSource> mItems;
     std::size_t mRegionLaneCount = 0;
     std::vector<std::size_t> mHiddenRegions; ///< one for each row; empty where no region is hidden

@@ -1,4 +1,3 @@
-#include "AnalysisEngine/AnalysisEngine.h"
 #include "Interchange/DocumentJSON.h"
 #include "Interchange/SongChart.h"
 #include "Programs/tarn/Commands.h"
@@ -99,7 +98,6 @@ SongAnalysisOutcome analyzeWithProgress(const std::filesystem::path& song,
                                         const std::filesystem::path& document,
                                         const AnalyzeOptions& options) {
     const InterruptWatch watch;
-    registerAnalysisEngine();
     ProgressDisplay display(options.json);
     try {
         return analyzeIntoDocument(

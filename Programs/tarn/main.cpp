@@ -1,3 +1,4 @@
+#include "AnalysisEngine/AnalysisEngine.h"
 #include "Platform/Log.h"
 #include "Platform/PlainText.h"
 #include "Platform/ProcessInfo.h"
@@ -151,6 +152,7 @@ int main(int argumentCount, char** arguments) {
     const PrintableOutput output(std::cout);
     const PrintableOutput errors(std::cerr);
     useProgramCache();
+    tarn::registerAnalysisEngine();
     CLI::App app("Learn songs from your own recordings: analyse, correct, draw and export them.", "tarn");
     app.set_version_flag("--version", TARN_VERSION);
     const Words words(arguments + std::min(argumentCount, 1), arguments + argumentCount);

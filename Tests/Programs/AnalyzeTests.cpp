@@ -79,6 +79,8 @@ TEST_F(ProgramTest, analyzeFindsWhatIsTrueOfARecording) {
     EXPECT_EQ(read("Über uns/Notiz.mid").substr(0, 4), "MThd");
     EXPECT_NE(read("Über uns/Bild.svg").find("<svg"), std::string::npos);
     EXPECT_EQ(tarn({"show", "Über uns/mein Lied №1.tarn", "--json"}).output, output);
+    EXPECT_EQ(outputOf({"draw", "Über uns/mein Lied №1.tarn", "drawn.svg"}), "drawn.svg\n");
+    EXPECT_NE(read("drawn.svg").find("class=\"peaks\""), std::string::npos);
 
     const auto document = Song::open(folder / "Über uns/mein Lied №1.tarn");
     EXPECT_EQ(document->recording.fileName, "mein Lied №1.wav");

@@ -1,0 +1,16 @@
+# Files that a library carries with it, so that what is installed needs none.
+set(TARN_WRITE_ASSETS ${CMAKE_CURRENT_LIST_DIR}/TarnWriteAssets.cmake)
+
+# tarn_embed_assets(TARGET HEADER NAME=FILE...): compiles the bytes of each file into the target as the
+# `std::string_view NAME` of namespace tarn that the header declares. Files are seen from this folder.
+function(tarn_embed_assets target header)
+    set(assets ${ARGN})
+    list(TRANSFORM assets REPLACE "^.*=" "" OUTPUT_VARIABLE files)
+    set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}Assets.cpp)
+    add_custom_command(OUTPUT ${source}
+        COMMAND ${CMAKE_COMMAND} -DHEADER=${header} "-DASSETS=${assets}" -DOUTPUT=${source} -P ${TARN_WRITE_ASSETS}
+        WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}
+        DEPENDS ${files} ${TARN_WRITE_ASSETS}
+        VERBATIM)
+    target_sources(${target} PRIVATE ${source})
+endfunction()
