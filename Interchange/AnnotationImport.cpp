@@ -50,8 +50,8 @@ bool secondColumnIsEnd(const TextTable& table) {
     });
 }
 
-/// Whether rows of two fields are points without labels as annotation editors write them: the time twice, with
-/// its decimals.
+/// Whether rows of two fields are points without labels as annotation editors write them: the time twice,
+/// with its decimals.
 bool areLabelsOfPoints(const TextTable& table) {
     return std::all_of(table.rows.begin(), table.rows.end(), [](const TextRow& row) {
         return row.fields.size() == 2 && row.fields[0] == row.fields[1] &&

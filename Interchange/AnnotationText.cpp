@@ -11,12 +11,12 @@
 namespace tarn {
 namespace {
 
-constexpr auto kAnnotationKindNames = std::to_array<std::pair<AnnotationKind, std::string_view>>(
-    {{AnnotationKind::beats, "beats"},
-     {AnnotationKind::chords, "chords"},
-     {AnnotationKind::sections, "sections"},
-     {AnnotationKind::regions, "regions"},
-     {AnnotationKind::markers, "markers"}});
+constexpr auto kAnnotationKindNames =
+    std::to_array<std::pair<AnnotationKind, std::string_view>>({{AnnotationKind::beats, "beats"},
+                                                                {AnnotationKind::chords, "chords"},
+                                                                {AnnotationKind::sections, "sections"},
+                                                                {AnnotationKind::regions, "regions"},
+                                                                {AnnotationKind::markers, "markers"}});
 
 /// A time in seconds, with as many decimals as tell the song's frames apart.
 std::string timeText(const Song& document, std::int64_t frame) {

@@ -68,11 +68,12 @@ struct ReadRequest {
 };
 
 struct Format {
-    std::string_view name;                 ///< for `--format`
-    std::vector<std::string_view> endings; ///< with their dots, in lower case, the usual one first; may be none
-    std::string_view help;                 ///< what it is, in one line
-    std::string_view writes;               ///< what of a song it writes; empty where it is not written
-    std::string_view reads;                ///< what of a song it replaces; empty where it is not read
+    std::string_view name; ///< for `--format`
+    std::vector<std::string_view>
+        endings;             ///< with their dots, in lower case, the usual one first; may be none
+    std::string_view help;   ///< what it is, in one line
+    std::string_view writes; ///< what of a song it writes; empty where it is not written
+    std::string_view reads;  ///< what of a song it replaces; empty where it is not read
     std::vector<FormatOption> writeOptions = {};
     std::vector<FormatOption> readOptions = {};
     /// Null where it is not written. Use writeSong, which checks the options first.

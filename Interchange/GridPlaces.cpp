@@ -70,9 +70,9 @@ Sheet::Sheet(const Song& song) : mSong(song), mPlaces(song) {
 }
 
 std::size_t Sheet::barAt(std::int64_t tick) const {
-    const auto past = std::upper_bound(
-        mBars.begin(), mBars.end(), tick,
-        [&](std::int64_t place, const SheetBar& bar) { return place < ticks(bar).lower; });
+    const auto past =
+        std::upper_bound(mBars.begin(), mBars.end(), tick,
+                         [&](std::int64_t place, const SheetBar& bar) { return place < ticks(bar).lower; });
     return past == mBars.begin() ? 0 : static_cast<std::size_t>(past - mBars.begin() - 1);
 }
 
@@ -135,9 +135,9 @@ std::string replaceChordsOnGrid(Song& song, const GridPlaces& places,
     const std::size_t count = entries.size();
     storage.replaceChordEntriesInArrayWithChordEntriesInArray(previous, std::move(entries));
     return std::to_string(count) + " chords replace " + std::to_string(previous.size()) +
-           (count < chords.size() ? "; " + std::to_string(chords.size() - count) +
-                                        " outside the recording were left out"
-                                  : "");
+           (count < chords.size()
+                ? "; " + std::to_string(chords.size() - count) + " outside the recording were left out"
+                : "");
 }
 
 std::string replaceSectionsAt(Song& song,

@@ -86,6 +86,7 @@ private:
 std::string replaceChordsOnGrid(Song& song, const GridPlaces& places, const std::vector<PlacedChord>& chords);
 
 /// Replaces the song's sections, in one change, and says so. `beginnings` are frames that ascend.
-std::string replaceSectionsAt(Song& song, const std::vector<std::pair<std::int64_t, std::string>>& beginnings);
+std::string replaceSectionsAt(Song& song,
+                              const std::vector<std::pair<std::int64_t, std::string>>& beginnings);
 
 } // namespace tarn

@@ -8,9 +8,9 @@
 #include <span>
 #include <vector>
 
-/// Reads the notes, the tempo and the metre map of a Standard MIDI File (Standard MIDI Files 1.0, MIDI Manufacturers
-/// Association, 1996), formats 0 and 1. Nothing is trusted: any bytes give a file or an error, in time and
-/// memory proportional to their number.
+/// Reads the notes, the tempo and the metre map of a Standard MIDI File (Standard MIDI Files 1.0, MIDI
+/// Manufacturers Association, 1996), formats 0 and 1. Nothing is trusted: any bytes give a file or an error,
+/// in time and memory proportional to their number.
 namespace TARN_PUBLIC tarn {
 
 struct MIDIFileNote {

@@ -9,8 +9,8 @@
 namespace TARN_PUBLIC tarn {
 
 /// What holds for the whole song, a line for each fact: recording, tempo, metre, key, tuning, number of bars.
-/// "unknown" where the document says nothing. Title, artist, capo and transposition stand there where they are
-/// set.
+/// "unknown" where the document says nothing. Title, artist, capo and transposition stand there where they
+/// are set.
 [[nodiscard]] std::string songFacts(const Song& document);
 
 /// The first chords of the song, in order and without passages that have none; "unknown" without chords.

@@ -48,13 +48,13 @@ std::string readAnnotations(Song& song, std::span<const std::byte> bytes, const 
         }
     }
     // Lists of beats come in all forms, whatever the file is called.
-    const TextTable table = kind == AnnotationKind::beats             ? parseNumbers(text)
-                            : kFormat == AnnotationFormat::csv        ? parseCSV(text)
-                            : kFormat == AnnotationFormat::labels     ? parseLabels(text)
-                                                                      : parseLab(text);
-    return replaceAnnotations(song, kind, table,
-                              {request.options.wholeNumber("beats-per-bar"),
-                               request.options.wholeNumber("first-downbeat")});
+    const TextTable table = kind == AnnotationKind::beats         ? parseNumbers(text)
+                            : kFormat == AnnotationFormat::csv    ? parseCSV(text)
+                            : kFormat == AnnotationFormat::labels ? parseLabels(text)
+                                                                  : parseLab(text);
+    return replaceAnnotations(
+        song, kind, table,
+        {request.options.wholeNumber("beats-per-bar"), request.options.wholeNumber("first-downbeat")});
 }
 
 template <AnnotationFormat kFormat>
@@ -75,8 +75,8 @@ Format annotationFormat(std::string_view name, std::string_view ending, std::str
 } // namespace
 
 Format lab() {
-    return annotationFormat<AnnotationFormat::lab>("lab", ".lab",
-                                                   "Lines of start, end and label as research tools read them");
+    return annotationFormat<AnnotationFormat::lab>(
+        "lab", ".lab", "Lines of start, end and label as research tools read them");
 }
 
 Format csv() {

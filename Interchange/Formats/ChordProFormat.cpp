@@ -73,8 +73,7 @@ private:
         if (!tempi.empty())
             directive("tempo", decimalText(static_cast<double>(tempi.front()->tempo()), 1));
         const TimeSignature signature = mSong.notes->timeSignature();
-        directive("time",
-                  std::to_string(signature.numerator) + "/" + std::to_string(signature.denominator));
+        directive("time", std::to_string(signature.numerator) + "/" + std::to_string(signature.denominator));
         if (mSheet.bars().front().number == 0)
             directive(kFirstBarDirective, "0");
         out << "\n";
@@ -320,8 +319,7 @@ std::string readChordPro(Song& song, std::span<const std::byte> bytes, const Rea
             const auto count = static_cast<std::int64_t>(names.size());
             for (std::int64_t j = 0; j < count; ++j) {
                 const auto chord = harmony.sounding(names[static_cast<std::size_t>(j)]);
-                const std::int64_t tick =
-                    begin + (end - begin) * (cell * count + j) / (cellCount * count);
+                const std::int64_t tick = begin + (end - begin) * (cell * count + j) / (cellCount * count);
                 // A bar shows again what goes on from the one before.
                 if (chords.empty() || !(*chords.back().chord == *chord))
                     chords.push_back({tick, chord});

@@ -34,8 +34,7 @@ JSON observation(double time, double duration, JSON value, JSON confidence = nul
 
 class JAMSWriter {
 public:
-    explicit JAMSWriter(const Song& song)
-        : mSong(song), mDuration(song.seconds(song.recording.frameCount)) {}
+    explicit JAMSWriter(const Song& song) : mSong(song), mDuration(song.seconds(song.recording.frameCount)) {}
 
     [[nodiscard]] JSON document() {
         addBeats();
@@ -72,8 +71,8 @@ private:
                {"annotator", JSON::object()},
                {"version", ""},
                {"corpus", ""},
-               {"annotation_tools", "TarnFoundation " TARN_VERSION +
-                                        (engine.empty() ? "" : ", engine " + onOneLine(engine))},
+               {"annotation_tools",
+                "TarnFoundation " TARN_VERSION + (engine.empty() ? "" : ", engine " + onOneLine(engine))},
                {"annotation_rules", ""},
                {"validation", ""},
                {"data_source", engine.empty() ? "" : "program"}}},
@@ -120,8 +119,8 @@ private:
         JSON data = JSON::array();
         for (const auto& label : timedLabels(mSong, kind, AnnotationFormat::csv)) {
             const std::int64_t start = frame(label.start);
-            data.push_back(observation(
-                seconds(start), seconds(frame(label.end.value_or(label.start)) - start), label.label));
+            data.push_back(observation(seconds(start),
+                                       seconds(frame(label.end.value_or(label.start)) - start), label.label));
         }
         add(name, std::move(data), std::string(nameOf(kind)).c_str());
     }
@@ -153,9 +152,9 @@ private:
             const std::uint64_t most =
                 static_cast<std::uint64_t>(std::max<std::int64_t>(mSong.recording.frameCount - start, 0));
             if (note->pitch() && start >= 0 && start < mSong.recording.frameCount)
-                data.push_back(observation(
-                    seconds(start), seconds(static_cast<std::int64_t>(std::min(note->length(), most))),
-                    note->pitch()->semitones()));
+                data.push_back(observation(seconds(start),
+                                           seconds(static_cast<std::int64_t>(std::min(note->length(), most))),
+                                           note->pitch()->semitones()));
         }
         add("note_midi", std::move(data), "notes");
     }
@@ -229,12 +228,13 @@ std::vector<Observation> observationsOf(const JSON& annotation) {
         return observations;
     }
     for (const char* key : {"time", "duration", "value"}) {
-        if (!data->contains(key) || !(*data)[key].is_array() ||
-            (*data)[key].size() != (*data)["time"].size())
+        if (!data->contains(key) || !(*data)[key].is_array() || (*data)[key].size() != (*data)["time"].size())
             throw FormatError("an annotation's data is not valid");
     }
     for (std::size_t i = 0; i < (*data)["time"].size(); ++i)
-        add({{"time", (*data)["time"][i]}, {"duration", (*data)["duration"][i]}, {"value", (*data)["value"][i]}});
+        add({{"time", (*data)["time"][i]},
+             {"duration", (*data)["duration"][i]},
+             {"value", (*data)["value"][i]}});
     return observations;
 }
 
@@ -308,9 +308,9 @@ private:
             labels.push_back(std::move(label));
         }
         // Where beats have no numbers at all, there are no bars: that is what zeros say.
-        if (kind == AnnotationKind::beats && std::none_of(labels.begin(), labels.end(), [](const auto& label) {
-                return !label.label.empty();
-            })) {
+        if (kind == AnnotationKind::beats &&
+            std::none_of(labels.begin(), labels.end(),
+                         [](const auto& label) { return !label.label.empty(); })) {
             for (TimedLabel& label : labels)
                 label.label = "0";
         }

@@ -11,7 +11,9 @@ Format json() {
     format.endings = {".json"};
     format.help = "The whole document for programs, as tarn show --json prints it";
     format.writes = "everything";
-    format.write = [](std::ostream& out, const Song& song, const WriteRequest&) { out << documentJSON(song); };
+    format.write = [](std::ostream& out, const Song& song, const WriteRequest&) {
+        out << documentJSON(song);
+    };
     return format;
 }
 

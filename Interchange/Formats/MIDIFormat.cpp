@@ -52,7 +52,8 @@ struct MIDITime {
         std::int64_t tick = 0;
         std::size_t numerator = 4;
     };
-    std::vector<std::pair<std::int64_t, std::uint32_t>> tempi; ///< microseconds per quarter note from a tick on
+    std::vector<std::pair<std::int64_t, std::uint32_t>>
+        tempi; ///< microseconds per quarter note from a tick on
     std::vector<Metre> metres;
     int denominator = 4;
     std::function<std::int64_t(std::int64_t)> tickOfFrame; ///< never negative
@@ -80,9 +81,8 @@ std::size_t usualBarLength(const BarLines& lines, std::size_t otherwise) {
     std::map<std::size_t, std::size_t> counts;
     for (std::size_t i = 0; i < lines.barCount(); ++i)
         ++counts[sizeOf(lines.bar(i))];
-    const auto most = std::max_element(counts.begin(), counts.end(), [](const auto& a, const auto& b) {
-        return a.second < b.second;
-    });
+    const auto most = std::max_element(counts.begin(), counts.end(),
+                                       [](const auto& a, const auto& b) { return a.second < b.second; });
     return most == counts.end() ? otherwise : most->first;
 }
 
@@ -107,8 +107,7 @@ public:
         mTime.tickOfFrame = [places = mPlaces, leadIn = mLeadIn, before,
                              perBeat = static_cast<double>(ticksPerBeat())](std::int64_t frame) {
             const auto exact = static_cast<double>(frame);
-            const double beat =
-                exact < before ? exact / before * leadIn : leadIn + places.beats(exact);
+            const double beat = exact < before ? exact / before * leadIn : leadIn + places.beats(exact);
             return static_cast<std::int64_t>(std::round(std::max(0.0, beat * perBeat)));
         };
     }
@@ -211,7 +210,8 @@ MIDITrack conductorTrack(const MIDISong& midi) {
         track.addMeta(0, MIDIMeta::keySignature,
                       {static_cast<std::uint8_t>(midi.key->tonicChord()->midiKeyValue()),
                        static_cast<std::uint8_t>(midi.key->isMinor() ? 1 : 0)});
-    const auto power = static_cast<std::uint8_t>(std::countr_zero(static_cast<unsigned>(midi.time.denominator)));
+    const auto power =
+        static_cast<std::uint8_t>(std::countr_zero(static_cast<unsigned>(midi.time.denominator)));
     for (const auto& [tick, numerator] : midi.time.metres) {
         const bool isCompound = midi.time.denominator == 8 && numerator % 3 == 0 && numerator > 3;
         const int clocks = isCompound ? 36 : std::max(24 * 4 / midi.time.denominator, 1);
@@ -358,7 +358,8 @@ void writeClassic(std::ostream& out, const Song& song, const FormatOptions& give
     const auto timeline = MIDIExportTimeline::tryMake(static_cast<std::int64_t>(timing), true, true,
                                                       song.recording.sampleRate, *song.notes);
     const bool hasWritableTempi =
-        timeline && std::all_of(timeline->tempoEvents.begin(), timeline->tempoEvents.end(), [](const auto& event) {
+        timeline &&
+        std::all_of(timeline->tempoEvents.begin(), timeline->tempoEvents.end(), [](const auto& event) {
             const double microseconds = 60e6 / event.beatsPerMinute;
             return microseconds >= 1 && microseconds <= kLongestTempo;
         });
@@ -434,8 +435,7 @@ Format midi() {
          "Where notes are put: grid follows the song's beats, time the file's own tempo",
          {"grid", "time"},
          "time"},
-        {"at",
-         "POSITION",
+        {"at", "POSITION",
          "Where the file begins in the song: 3:1, 0:24, @132300 (by grid bar 1, by time the start)"},
         {"channel",
          "N",

@@ -14,8 +14,8 @@
 #include <pugixml.hpp>
 #include <set>
 
-/// Lead sheets in MusicXML 4.0 (W3C Music Notation Community Group, 2021): bars, metre, key, chord symbols and
-/// rehearsal marks, without a melody.
+/// Lead sheets in MusicXML 4.0 (W3C Music Notation Community Group, 2021): bars, metre, key, chord symbols
+/// and rehearsal marks, without a melody.
 namespace tarn::formats_detail {
 namespace {
 
@@ -141,13 +141,15 @@ void appendHarmony(pugi::xml_node measure, const KELPChordRef& chord, std::int64
     } else {
         const Intervals intervals = intervalsOf(*chord);
         const auto cost = [&](const XMLKind& kind) { return changesFrom(kind.intervals, intervals).size(); };
-        const auto& best = *std::min_element(
-            xmlKinds().begin(), xmlKinds().end(),
-            [&](const XMLKind& a, const XMLKind& b) { return cost(a) < cost(b); });
+        const auto& best =
+            *std::min_element(xmlKinds().begin(), xmlKinds().end(),
+                              [&](const XMLKind& a, const XMLKind& b) { return cost(a) < cost(b); });
         appendNote(harmony.append_child("root"), "root", chord->root());
         auto kind = harmony.append_child("kind");
-        kind.append_attribute("text") =
-            chord->chordWithNewRoot(chord->root(), {})->string().substr(chord->root().string().size()).c_str();
+        kind.append_attribute("text") = chord->chordWithNewRoot(chord->root(), {})
+                                            ->string()
+                                            .substr(chord->root().string().size())
+                                            .c_str();
         kind.text() = best.name;
         if (chord->addedBass())
             appendNote(harmony.append_child("bass"), "bass", *chord->addedBass());
@@ -349,10 +351,9 @@ KELPChordRef chordIn(const pugi::xml_node& harmony, const std::string& place) {
     Intervals intervals = kind == xmlKinds().end() ? Intervals() : kind->intervals;
     std::vector<int> added;
     for (const auto& element : harmony.children("degree")) {
-        const Degree degree{wholeNumberIn(element.child("degree-value"), 1, kHighestDegree, place),
-                            element.child("degree-alter")
-                                ? wholeNumberIn(element.child("degree-alter"), -12, 12, place)
-                                : 0};
+        const Degree degree{
+            wholeNumberIn(element.child("degree-value"), 1, kHighestDegree, place),
+            element.child("degree-alter") ? wholeNumberIn(element.child("degree-alter"), -12, 12, place) : 0};
         const std::string type = element.child("degree-type").child_value();
         if (type == "add") {
             added.push_back(semitonesOf(degree));
@@ -393,8 +394,8 @@ public:
         for (const auto& element : part.children("measure")) {
             measures.push_back(readMeasure(element));
             mHasRepeats = mHasRepeats || element.find_node([](const pugi::xml_node& node) {
-                                             return std::strcmp(node.name(), "repeat") == 0;
-                                         });
+                return std::strcmp(node.name(), "repeat") == 0;
+            });
             measures.back().isPickup =
                 measures.size() == 1 && std::strcmp(element.attribute("implicit").value(), "yes") == 0;
         }
@@ -498,7 +499,7 @@ std::string readLeadSheet(Song& song, std::span<const std::byte> bytes, const Re
                                      : sheet.bars().front().firstBeat;
 
     std::vector<PlacedChord> chords;
-    std::set<std::int64_t> downbeats; // frames
+    std::set<std::int64_t> downbeats;         // frames
     auto now = static_cast<double>(firstBar); // beats
     std::size_t bars = 0;
     std::size_t excess = 0;

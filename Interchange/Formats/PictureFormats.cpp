@@ -5,13 +5,14 @@ namespace tarn::formats_detail {
 namespace {
 
 std::vector<FormatOption> pictureOptions() {
-    return {{"width", "POINTS", "Width of a row in points", {}, "1000", FormatOption::Limits{200, 20000, false}},
-            {"seconds-per-row",
-             "SECONDS",
-             "About how much music a row shows",
-             {},
-             "16",
-             FormatOption::Limits{0.5, 3600, false}}};
+    return {
+        {"width", "POINTS", "Width of a row in points", {}, "1000", FormatOption::Limits{200, 20000, false}},
+        {"seconds-per-row",
+         "SECONDS",
+         "About how much music a row shows",
+         {},
+         "16",
+         FormatOption::Limits{0.5, 3600, false}}};
 }
 
 template <bool isPage>

@@ -122,8 +122,7 @@ std::string readSVL(Song& song, std::span<const std::byte> bytes, const ReadRequ
     const auto dataset = data.find_child_by_attribute("dataset", "id", model.attribute("dataset").value());
     if (!dataset)
         throw FormatError("its points are missing");
-    const double scale =
-        std::round(song.recording.sampleRate) == *rate ? song.recording.sampleRate : *rate;
+    const double scale = std::round(song.recording.sampleRate) == *rate ? song.recording.sampleRate : *rate;
     std::vector<TimedLabel> labels;
     for (const auto& point : dataset.children("point")) {
         TimedLabel label{frameOf(point, "frame") / scale, {}, point.attribute("label").value()};
