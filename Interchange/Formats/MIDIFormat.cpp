@@ -42,8 +42,9 @@ std::string placeText(const Song& song, std::int64_t frame) {
 [[noreturn]] void refusePause(const Song& song, std::int64_t from, std::int64_t to, double longest,
                               const std::string& beats) {
     throw FormatRefused("the pause from " + placeText(song, from) + " to " + placeText(song, to) +
-                        " is too long: a MIDI tempo follows at most " + decimalText(longest, 2) +
-                        " s between " + beats + kOtherTiming);
+                        " is too long: a MIDI tempo follows at most " +
+                        decimalText(std::floor(longest * 100) / 100, 2) + " s between " + beats +
+                        kOtherTiming);
 }
 
 /// The time of a file: how ticks follow frames, and the tempi and metres that say so.
@@ -318,7 +319,7 @@ void refuseClassicPause(const Song& song) {
     };
     const auto beat = std::adjacent_find(beats.begin(), beats.end(), isTooLong);
     if (beat != beats.end())
-        refusePause(song, (*beat)->location(), (*(beat + 1))->location(), std::floor(838.8) / 100,
+        refusePause(song, (*beat)->location(), (*(beat + 1))->location(), kLongestTempo / kMicroseconds / 2,
                     "beats of the grid");
     throw FormatRefused(std::string("no MIDI tempo can follow the song's beats") + kOtherTiming);
 }

@@ -530,8 +530,10 @@ std::string readLeadSheet(Song& song, std::span<const std::byte> bytes, const Re
                      [](const PlacedChord& a, const PlacedChord& b) { return a.tick < b.tick; });
     std::string report = replaceChordsOnGrid(song, sheet.places(), chords);
     const bool endsWithin = now < static_cast<double>(locations.size());
-    const std::int64_t end = endsWithin ? locations[static_cast<std::size_t>(now)] : locations.back() + 1;
-    if (replaceDownbeats(song, downbeats, {locations[firstBar], end}))
+    const std::int64_t end = endsWithin ? locations[static_cast<std::size_t>(now)] : locations.back();
+    if (endsWithin) // the last measure ends, whatever follows it
+        downbeats.insert(end);
+    if (replaceDownbeats(song, downbeats, {locations[firstBar], end + 1}))
         report += "; " + std::to_string(bars) + " bars follow the file's measures";
     if (excess > 0)
         report += "; " + std::to_string(excess) + " measures after the song's end were left out";
