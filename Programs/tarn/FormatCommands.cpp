@@ -89,6 +89,8 @@ FormatArguments::FormatArguments(CLI::App& command, FormatDirection direction, F
 void FormatArguments::addOption(const FormatOption& option) {
     std::vector<std::string> values;
     std::vector<std::string> endings;
+    std::string standards; // what holds otherwise; formats may differ
+    std::string_view lastStandard;
     const auto all = formatsFor(mDirection, mFilter);
     for (const Format* format : all) {
         for (const FormatOption& other : optionsOf(*format, mDirection)) {
@@ -96,6 +98,9 @@ void FormatArguments::addOption(const FormatOption& option) {
                 continue;
             endings.emplace_back(format->endings.empty() ? "--format " + std::string(format->name)
                                                          : std::string(format->endings.front()));
+            if (!other.standard.empty() && other.standard != lastStandard)
+                standards += (standards.empty() ? "" : ", from " + endings.back() + " on ") +
+                             std::string(lastStandard = other.standard);
             for (const std::string_view value : other.allowed)
                 if (std::find(values.begin(), values.end(), value) == values.end())
                     values.emplace_back(value);
@@ -105,8 +110,8 @@ void FormatArguments::addOption(const FormatOption& option) {
     std::string help(option.help);
     if (!values.empty() && help.find(values.front()) == std::string::npos)
         help += ": " + joinedWith(values, " or ");
-    if (!option.standard.empty())
-        help += " (" + std::string(option.standard) + ")";
+    if (!standards.empty())
+        help += " (" + standards + ")";
     if (endings.size() < all.size())
         help += "; for " + joinedWith(endings, ", ");
     if (option.valueName.empty()) {
