@@ -89,7 +89,7 @@ FormatArguments::FormatArguments(CLI::App& command, FormatDirection direction, F
 void FormatArguments::addOption(const FormatOption& option) {
     std::vector<std::string> values;
     std::vector<std::string> endings;
-    std::string standards; // what holds otherwise; formats may differ
+    std::string standards; // what holds where it is not given; the first format may differ from the others
     std::string_view lastStandard;
     const auto all = formatsFor(mDirection, mFilter);
     for (const Format* format : all) {
@@ -98,9 +98,11 @@ void FormatArguments::addOption(const FormatOption& option) {
                 continue;
             endings.emplace_back(format->endings.empty() ? "--format " + std::string(format->name)
                                                          : std::string(format->endings.front()));
-            if (!other.standard.empty() && other.standard != lastStandard)
-                standards += (standards.empty() ? "" : ", from " + endings.back() + " on ") +
-                             std::string(lastStandard = other.standard);
+            if (!other.standard.empty() && other.standard != lastStandard) {
+                if (!standards.empty())
+                    standards += " for " + endings.front() + ", else ";
+                standards += lastStandard = other.standard;
+            }
             for (const std::string_view value : other.allowed)
                 if (std::find(values.begin(), values.end(), value) == values.end())
                     values.emplace_back(value);
