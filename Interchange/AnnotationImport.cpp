@@ -433,7 +433,8 @@ std::string replaceAnnotations(Song& document, AnnotationKind kind, const TextTa
     // An export of nothing has a header or a comment; what is wholly empty is more likely a mistake.
     if (table.rows.empty() && table.header.empty() && !table.hasComment)
         throw TextTableError(1, "there is nothing to import");
-    const Columns columns = table.rows.empty() ? Columns() : columnsOf(table, kind);
+    const bool isWithoutColumns = table.rows.empty() && table.header.empty();
+    const Columns columns = isWithoutColumns ? Columns() : columnsOf(table, kind);
     const auto annotations = annotationsIn(document, kind, columns, table);
     switch (kind) {
     case AnnotationKind::beats:

@@ -62,7 +62,8 @@ std::string replaceWithTimedLabels(Song& document, AnnotationKind kind, std::vec
     const bool haveNumbers = areBeats && std::all_of(labels.begin(), labels.end(), [](const TimedLabel& l) {
                                  return !beatNumberIn(l.label).empty();
                              });
-    const bool haveEnds = std::any_of(labels.begin(), labels.end(), [](const auto& l) { return l.end; });
+    const bool haveEnds = kind == AnnotationKind::regions ||
+                          std::any_of(labels.begin(), labels.end(), [](const auto& l) { return l.end; });
     if (!areBeats && haveEnds)
         table.header.emplace_back("end");
     if (!areBeats || haveNumbers)

@@ -176,7 +176,7 @@ TEST(MIDIFormat, BarsAndBeatsOfTheFileAreThoseOfTheRecording) {
     for (const auto& metre : file.metres())
         metres.push_back(std::to_string(metre.numerator) + "/" + std::to_string(metre.denominator) + "@" +
                          std::to_string(metre.tick));
-    EXPECT_THAT(metres, testing::ElementsAre("1/4@0", "4/4@480", "3/4@6240", "4/4@7680", "3/4@17280"));
+    EXPECT_THAT(metres, testing::ElementsAre("1/4@0", "4/4@480", "3/4@6240", "4/4@7680", "3/4@15360"));
     const SongPositions positions(*song);
     for (int bar = 1; bar <= 8; ++bar) {
         const std::uint64_t tick = 480ull * static_cast<std::uint64_t>(5 + 4 * (bar - 1) - (bar > 3 ? 1 : 0));
