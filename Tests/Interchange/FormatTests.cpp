@@ -30,7 +30,9 @@ std::string readInto(Song& song, std::string_view format, const std::string& byt
 }
 
 std::shared_ptr<Song> copyOfSong(const std::shared_ptr<Song>& song) {
-    return KeyedUnarchiver::unarchivedObject<Song>(KeyedArchiver::archivedData(song), nullptr);
+    const auto copy = KeyedUnarchiver::unarchivedObject<Song>(KeyedArchiver::archivedData(song), nullptr);
+    copy->properties = song->properties;
+    return copy;
 }
 
 /// Eight bars with something of every kind, not all of it on the beats; a pickup of a beat and a bar of
@@ -104,7 +106,7 @@ TEST(Format, WhatIsReadBackIsWrittenTheSameAgain) {
             const auto copy = copyOfSong(song);
             removeAll(*copy, journey.kinds);
             EXPECT_NE(readInto(*copy, journey.format, first, journey.reading), "");
-            EXPECT_EQ(written(*copy, journey.format, journey.writing), first);
+            EXPECT_TRUE(written(*copy, journey.format, journey.writing) == first);
         }
     }
     for (const Format& format : formats())
