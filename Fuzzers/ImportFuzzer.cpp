@@ -1,65 +1,86 @@
 #include "Interchange/AnnotationText.h"
-#include "Interchange/NoteImport.h"
+#include "Interchange/Format.h"
 #include "Platform/FatalError.h"
 #include "Song/SongFile.h"
+#include "Song/SongPositions.h"
 #include "Tests/Song/SampleSong.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <sstream>
 #include <string>
+#include <vector>
 
 using namespace tarn;
 
 namespace {
 
-/// Writes what was imported as text, reads that and writes it again: it must be the same text.
-void expectTextStays(const std::shared_ptr<Song>& song, AnnotationKind kind, AnnotationFormat format) {
-    const std::string written = annotationText(*song, kind, format);
+std::vector<const Format*> readFormats() {
+    std::vector<const Format*> found;
+    for (const Format& format : formats())
+        if (format.read)
+            found.push_back(&format);
+    return found;
+}
+
+/// The kinds that the format's `--what` takes; one empty name where it has none.
+std::vector<std::string_view> kindsOf(const Format& format) {
+    for (const FormatOption& option : format.readOptions)
+        if (option.name == "what")
+            return option.allowed;
+    return {""};
+}
+
+/// Writes what was imported, reads that and writes it again: it must be the same bytes.
+void expectTextStays(Song& song, const Format& format, const FormatOptions& options) {
+    std::ostringstream written;
+    writeSong(written, song, format, {options, {}, {}});
     try {
-        (void)replaceAnnotations(*song, kind,
-                                 format == AnnotationFormat::lab ? parseLab(written) : parseCSV(written));
-    } catch (const TextTableError&) {
+        const std::string bytes = written.str();
+        (void)readIntoSong(song, std::as_bytes(std::span(bytes)), format, {options});
+    } catch (const FormatError&) {
         return; // Nothing was left to write: all chords and sections lay at the recording's very end.
     }
-    precondition(annotationText(*song, kind, format) == written, "What was exported reads differently");
+    std::ostringstream again;
+    writeSong(again, song, format, {options, {}, {}});
+    precondition(again.str() == written.str(), "What was exported reads differently");
 }
 
 } // namespace
 
-// The first byte chooses the format and what is read from it. Any bytes are refused, which leaves the
+// The first byte chooses the format, the second what is read from it. Any bytes are refused, which leaves the
 // document as it was, or give a document that can be saved and opened.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-    if (size == 0)
+    if (size < 2)
         return 0;
-    const std::uint8_t choice = bytes[0];
+    static const auto all = readFormats();
+    const Format& format = *all[bytes[0] % all.size()];
+    const auto kinds = kindsOf(format);
     const auto song = tarn::test::sampleSong();
-    if (choice & 0x40)
+    if (bytes[0] & 0x40)
         song->notes->setTimeSignature(6, 8);
-    const auto content = std::as_bytes(std::span(bytes + 1, size - 1));
-    const std::string_view text(reinterpret_cast<const char*>(bytes + 1), size - 1);
+    FormatOptions options;
+    if (!kinds.front().empty())
+        options.set("what", std::string(kinds[bytes[1] % kinds.size()]));
+    const bool isMIDI = format.name == "midi";
+    if (isMIDI && bytes[1] & 0x10)
+        options.set("at", "4:2");
+    if (isMIDI && options.text("what") == "notes" && bytes[1] & 0x20)
+        options.set("by", "grid");
     try {
-        if (choice & 0x80) {
-            const bool followsBeats = (choice & 1) != 0;
-            (void)replaceNotes(*song, MIDIFile(content),
-                               {followsBeats, choice & 2 ? Position::make("4:2") : std::nullopt,
-                                choice & 4 ? std::optional(10) : std::nullopt});
-        } else {
-            constexpr AnnotationKind kKinds[] = {AnnotationKind::beats, AnnotationKind::chords,
-                                                 AnnotationKind::sections};
-            const AnnotationKind kind = kKinds[choice % 3];
-            (void)replaceAnnotations(*song, kind,
-                                     choice & 0x20   ? parseLab(text)
-                                     : choice & 0x10 ? parseNumbers(text)
-                                                     : parseCSV(text));
-            expectTextStays(song, kind, choice & 8 ? AnnotationFormat::lab : AnnotationFormat::csv);
-        }
-    } catch (const MIDIFileError&) {
+        (void)readIntoSong(*song, std::as_bytes(std::span(bytes + 2, size - 2)), format, {options});
+    } catch (const FormatError&) {
+        return 0;
+    } catch (const FormatRefused&) {
+        return 0;
+    } catch (const FormatOptionError&) {
         return 0;
     } catch (const EditRefused&) {
         return 0;
-    } catch (const TextTableError&) {
-        return 0;
     }
+    const bool isTable = format.name == "lab" || format.name == "csv" || format.name == "labels";
+    if (isTable)
+        expectTextStays(*song, format, options);
     precondition(songFromBytes(archivedSong(song), "song.tarn") != nullptr,
                  "A document cannot be opened after an import");
     return 0;

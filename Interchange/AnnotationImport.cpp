@@ -1,8 +1,8 @@
 #include "Interchange/AnnotationText.h"
+
 #include "KELPMusic/HarteChord.h"
 #include "Platform/PlainText.h"
 #include "TarnFoundation/BeatSpacing.h"
-#include "TarnFoundation/UserEntries/TarnSectionColor.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,7 +19,7 @@ struct Annotation {
     std::int64_t start = 0;          ///< frame, in the recording
     std::optional<std::int64_t> end; ///< frame
     std::string label;
-    std::string color;
+    std::string color; ///< of sections; of regions their kind
 };
 
 /// Where a table keeps what is asked for.
@@ -50,6 +50,15 @@ bool secondColumnIsEnd(const TextTable& table) {
     });
 }
 
+/// Whether rows of two fields are points without labels as annotation editors write them: the time twice,
+/// with its decimals.
+bool areLabelsOfPoints(const TextTable& table) {
+    return std::all_of(table.rows.begin(), table.rows.end(), [](const TextRow& row) {
+        return row.fields.size() == 2 && row.fields[0] == row.fields[1] &&
+               row.fields[0].find('.') != std::string::npos;
+    });
+}
+
 /// Of a table without names: times, then in lists of beats their numbers (after the bars' numbers, where
 /// there are three columns), else ends, which may be missing, and labels.
 Columns columnsByOrder(const TextTable& table, AnnotationKind kind) {
@@ -61,16 +70,20 @@ Columns columnsByOrder(const TextTable& table, AnnotationKind kind) {
     const std::size_t count = fullest.fields.size();
     Columns columns;
     if (kind == AnnotationKind::beats) {
-        if (count > 1)
+        if (count > 1 && !(count == 2 && areLabelsOfPoints(table)))
             columns.label = std::min<std::size_t>(count - 1, 2);
         return columns;
     }
+    if (kind == AnnotationKind::markers && count == 1)
+        return columns;
     if (count == 1)
         throw TextTableError(fullest.line,
                              "there are times without labels; --what beats reads lists of beats");
     const bool hasEnd = count >= 3 ? numberWithText(fullest.fields[1]).has_value() : secondColumnIsEnd(table);
     if (hasEnd)
         columns.end = 1;
+    if (kind == AnnotationKind::regions && !hasEnd)
+        throw TextTableError(fullest.line, "regions need a start and an end");
     columns.label = hasEnd ? 2 : 1;
     return columns;
 }
@@ -91,10 +104,14 @@ Columns columnsOf(const TextTable& table, AnnotationKind kind) {
     const bool areBeats = kind == AnnotationKind::beats;
     columns.label = areBeats ? columnNamed(table, {"beat", "label"})
                              : columnNamed(table, {"label", "name", "chord", "section"});
-    if (!columns.label && !(areBeats && table.header.size() == 1))
+    const bool areTimesAlone = (areBeats || kind == AnnotationKind::markers) && table.header.size() == 1;
+    if (!columns.label && !areTimesAlone)
         throw TextTableError(1, areBeats ? "no column is called beat or label"
                                          : "no column is called label or name");
-    columns.color = columnNamed(table, {"color", "colour"});
+    if (kind == AnnotationKind::regions && !columns.end)
+        throw TextTableError(1, "no column is called end, offset or duration");
+    columns.color = kind == AnnotationKind::regions ? columnNamed(table, {"kind"})
+                                                    : columnNamed(table, {"color", "colour"});
     return columns;
 }
 
@@ -133,7 +150,9 @@ std::int64_t endOf(const Song& document, const TextRow& row, const Columns& colu
     return static_cast<std::int64_t>(std::min(frame, static_cast<double>(document.recording.frameCount)));
 }
 
-std::vector<Annotation> annotationsIn(const Song& document, const Columns& columns, const TextTable& table) {
+std::vector<Annotation> annotationsIn(const Song& document, AnnotationKind kind, const Columns& columns,
+                                      const TextTable& table) {
+    const bool mayCoincide = kind == AnnotationKind::regions || kind == AnnotationKind::markers;
     std::vector<Annotation> annotations;
     for (const TextRow& row : table.rows) {
         Annotation annotation{row.line,
@@ -141,7 +160,8 @@ std::vector<Annotation> annotationsIn(const Song& document, const Columns& colum
                               {},
                               fieldAt(row, columns.label),
                               fieldAt(row, columns.color)};
-        if (!annotations.empty() && annotation.start <= annotations.back().start)
+        if (!annotations.empty() && (mayCoincide ? annotation.start < annotations.back().start
+                                                 : annotation.start <= annotations.back().start))
             throw TextTableError(row.line, "the time " + fieldAt(row, columns.start) +
                                                " does not come after the one before it; sort the file");
         if (columns.end)
@@ -322,13 +342,7 @@ std::string replaceChords(Song& document, const std::vector<Annotation>& annotat
 TarnSectionColor colorOf(const Annotation& annotation) {
     if (!annotation.color.empty())
         return TarnSectionColor::make(annotation.color).value_or(TarnSectionColor::named(annotation.color));
-    const std::string label = lowerCased(annotation.label);
-    for (const auto& color :
-         {TarnSectionColor::verse(), TarnSectionColor::chorus(), TarnSectionColor::bridge()}) {
-        if (label.find(*color.name()) != std::string::npos)
-            return color;
-    }
-    return TarnSectionColor::other();
+    return sectionColorOfName(annotation.label);
 }
 
 std::string replaceSections(Song& document, const std::vector<Annotation>& annotations) {
@@ -346,38 +360,99 @@ std::string replaceSections(Song& document, const std::vector<Annotation>& annot
     return replacement(annotations.size(), previous.size(), "sections");
 }
 
-std::string removeAnnotations(Song& document, AnnotationKind kind) {
-    if (kind == AnnotationKind::sections)
-        return replaceSections(document, {});
+std::shared_ptr<TarnRegionEntry> newRegion(TarnNoteEntryStorage& storage, const Annotation& annotation) {
+    const std::string text = lowerCased(annotation.color.empty() ? annotation.label : annotation.color);
+    const auto says = [&](const char* word) { return text.find(word) != std::string::npos; };
+    if (says("verse"))
+        return storage.newVerseRegionEntry();
+    if (says("chorus"))
+        return storage.newChorusRegionEntry();
+    if (says("bridge"))
+        return storage.newBridgeRegionEntry();
+    return storage.newRegionEntry();
+}
+
+std::string replaceRegions(Song& document, const std::vector<Annotation>& annotations) {
     auto& storage = *document.notes;
-    const bool areBeats = kind == AnnotationKind::beats;
-    const std::size_t count = areBeats ? storage.beatEntries().size() : storage.chordEntries().size();
-    if (areBeats)
-        storage.removeBeatEntriesInArray(storage.beatEntries());
-    else
-        storage.removeChordEntriesInArray(storage.chordEntries());
-    return replacement(0, count, areBeats ? "beats" : "chords");
+    std::vector<std::shared_ptr<TarnRegionEntry>> regions;
+    for (const Annotation& annotation : annotations) {
+        if (!annotation.end || *annotation.end <= annotation.start)
+            throw TextTableError(annotation.line, "a region cannot end where it starts");
+        regions.push_back(newRegion(storage, annotation));
+        regions.back()->setLocation(annotation.start);
+        regions.back()->setLength(static_cast<std::uint64_t>(*annotation.end - annotation.start));
+        regions.back()->setName(annotation.label);
+    }
+    const auto previous = storage.regionEntries();
+    const std::size_t count = regions.size();
+    storage.replaceRegionEntriesInArrayWithRegionEntriesInArray(previous, std::move(regions));
+    return replacement(count, previous.size(), "regions");
+}
+
+std::string replaceMarkers(Song& document, const std::vector<Annotation>& annotations) {
+    auto& storage = *document.notes;
+    std::vector<std::shared_ptr<TarnMarkerEntry>> markers;
+    for (const Annotation& annotation : annotations) {
+        markers.push_back(storage.newMarkerEntry());
+        markers.back()->setLocation(annotation.start);
+        markers.back()->setName(annotation.label);
+    }
+    const auto previous = storage.markerEntries();
+    const std::size_t count = markers.size();
+    storage.replaceMarkerEntriesInArrayWithMarkerEntriesInArray(previous, std::move(markers));
+    return replacement(count, previous.size(), "markers");
+}
+
+std::string removeBeats(Song& document) {
+    auto& storage = *document.notes;
+    const std::size_t count = storage.beatEntries().size();
+    storage.removeBeatEntriesInArray(storage.beatEntries());
+    return replacement(0, count, "beats");
 }
 
 } // namespace
 
+TarnSectionColor sectionColorOfName(std::string_view name) {
+    const std::string text = lowerCased(name);
+    for (const auto& color :
+         {TarnSectionColor::verse(), TarnSectionColor::chorus(), TarnSectionColor::bridge()}) {
+        if (text.find(*color.name()) != std::string::npos)
+            return color;
+    }
+    return TarnSectionColor::other();
+}
+
+TextTable parseLabels(std::string_view text) {
+    TextTable table = parseLab(text);
+    std::erase_if(table.rows, [](const TextRow& row) { return row.fields.front().starts_with('\\'); });
+    return table;
+}
+
 std::string replaceAnnotations(Song& document, AnnotationKind kind, const TextTable& table,
                                const BeatCounting& counting) {
-    precondition(kind != AnnotationKind::regions, "Regions are not imported");
-    if (table.rows.empty()) {
-        // An export of nothing has a header or a comment; what is wholly empty is more likely a mistake.
-        if (table.header.empty() && !table.hasComment)
-            throw TextTableError(1, "there is nothing to import");
-        return removeAnnotations(document, kind);
-    }
-    const Columns columns = columnsOf(table, kind);
-    const auto annotations = annotationsIn(document, columns, table);
-    if (kind == AnnotationKind::beats)
+    // An export of nothing has a header or a comment; what is wholly empty is more likely a mistake.
+    if (table.rows.empty() && table.header.empty() && !table.hasComment)
+        throw TextTableError(1, "there is nothing to import");
+    const bool isWithoutColumns = table.rows.empty() && table.header.empty();
+    const Columns columns = isWithoutColumns ? Columns() : columnsOf(table, kind);
+    const auto annotations = annotationsIn(document, kind, columns, table);
+    switch (kind) {
+    case AnnotationKind::beats:
+        if (annotations.empty())
+            return removeBeats(document);
         return replaceBeats(document, annotations,
                             columns.label ? numberedBarLines(document, annotations, counting)
                                           : countedBarLines(document, annotations, counting));
-    return kind == AnnotationKind::chords ? replaceChords(document, annotations)
-                                          : replaceSections(document, annotations);
+    case AnnotationKind::chords:
+        return replaceChords(document, annotations);
+    case AnnotationKind::sections:
+        return replaceSections(document, annotations);
+    case AnnotationKind::regions:
+        return replaceRegions(document, annotations);
+    case AnnotationKind::markers:
+        return replaceMarkers(document, annotations);
+    }
+    fatalError("This is not a kind of annotation");
 }
 
 } // namespace tarn

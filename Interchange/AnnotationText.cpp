@@ -3,12 +3,20 @@
 #include "KELPMusic/HarteChord.h"
 #include "Platform/PlainText.h"
 #include "Song/CountedBeats.h"
-#include "TarnFoundation/UserEntries/TarnSectionColor.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 namespace tarn {
 namespace {
+
+constexpr auto kAnnotationKindNames =
+    std::to_array<std::pair<AnnotationKind, std::string_view>>({{AnnotationKind::beats, "beats"},
+                                                                {AnnotationKind::chords, "chords"},
+                                                                {AnnotationKind::sections, "sections"},
+                                                                {AnnotationKind::regions, "regions"},
+                                                                {AnnotationKind::markers, "markers"}});
 
 /// A time in seconds, with as many decimals as tell the song's frames apart.
 std::string timeText(const Song& document, std::int64_t frame) {
@@ -79,6 +87,8 @@ std::string beatsText(const Song& document, AnnotationFormat format) {
         std::vector<std::string> fields{timeText(document, grid.locations()[i])};
         if (format == AnnotationFormat::csv)
             fields.push_back(std::to_string(place.bar));
+        else if (format == AnnotationFormat::labels)
+            fields.push_back(fields.front());
         fields.push_back(std::to_string(place.beat));
         text += lineOf(fields, format);
     }
@@ -131,12 +141,32 @@ std::string sectionsText(const Song& document, AnnotationFormat format) {
 
 std::string regionsText(const Song& document, AnnotationFormat format) {
     const bool isCSV = format == AnnotationFormat::csv;
+    const std::int64_t frameCount = document.recording.frameCount;
     std::string text = isCSV ? csvLine({"start", "end", "label", "kind"}) : "";
     for (const auto& region : document.notes->regionEntries()) {
-        std::vector<std::string> fields{timeText(document, region->location()),
-                                        timeText(document, region->end()), region->name().value_or("")};
+        const std::int64_t start = std::max<std::int64_t>(region->location(), 0);
+        const std::int64_t end = std::min(region->tryEnd().value_or(frameCount), frameCount);
+        if (!region->isValid() || start >= end)
+            continue;
+        std::vector<std::string> fields{timeText(document, start), timeText(document, end),
+                                        region->name().value_or("")};
         if (isCSV)
             fields.emplace_back(regionKind(*region));
+        text += lineOf(fields, format);
+    }
+    return text;
+}
+
+std::string markersText(const Song& document, AnnotationFormat format) {
+    const bool isCSV = format == AnnotationFormat::csv;
+    std::string text = isCSV ? csvLine({"time", "label"}) : "";
+    for (const auto& marker : document.notes->markerEntries()) {
+        if (marker->location() < 0 || marker->location() > document.recording.frameCount)
+            continue;
+        std::vector<std::string> fields{timeText(document, marker->location())};
+        if (!isCSV)
+            fields.push_back(fields.front());
+        fields.push_back(marker->name().value_or(""));
         text += lineOf(fields, format);
     }
     return text;
@@ -164,11 +194,26 @@ std::string rowsOf(const Song& document, AnnotationKind kind, AnnotationFormat f
         return sectionsText(document, format);
     case AnnotationKind::regions:
         return regionsText(document, format);
+    case AnnotationKind::markers:
+        return markersText(document, format);
     }
     fatalError("This is not a kind of annotation");
 }
 
 } // namespace
+
+std::string_view nameOf(AnnotationKind kind) {
+    return std::find_if(kAnnotationKindNames.begin(), kAnnotationKindNames.end(),
+                        [&](const auto& row) { return row.first == kind; })
+        ->second;
+}
+
+AnnotationKind annotationKindNamed(std::string_view name) {
+    const auto row = std::find_if(kAnnotationKindNames.begin(), kAnnotationKindNames.end(),
+                                  [&](const auto& candidate) { return candidate.second == name; });
+    precondition(row != kAnnotationKindNames.end(), "No kind of annotation has this name");
+    return row->first;
+}
 
 std::string annotationText(const Song& document, AnnotationKind kind, AnnotationFormat format) {
     const std::string rows = rowsOf(document, kind, format);

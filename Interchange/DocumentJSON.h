@@ -3,14 +3,17 @@
 #include "Platform/Export.h"
 #include "Song/Song.h"
 
-#include <nlohmann/json_fwd.hpp>
+#include <string>
 
 namespace TARN_PUBLIC tarn {
 
-/// The document as the one JSON object that `show --json` and `analyze --json` print: frames for locations
-/// and lengths, pitch classes 0 to 11 from C, kinds and names as in the document; null for what is not there.
-[[nodiscard]] nlohmann::ordered_json documentJSON(const Song& document);
-/// Prints it on a line of its own; what is not UTF-8 in a name is replaced.
+/// The song as one JSON object on a line of its own: what `show --json` and `analyze --json` print and what
+/// .json files hold. Locations and lengths are frames, "seconds" and "endSeconds" the same in seconds, pitch
+/// classes 0 to 11 from C; kinds and names stand as in the document, chords as charts print them ("name") and
+/// as research tools write them ("harte"); confidences lie between 0 and 1. What is not there is null. What
+/// is not UTF-8 in a name is replaced, and controls in names are escaped.
+[[nodiscard]] std::string documentJSON(const Song& document);
+/// Prints it.
 void printJSON(const Song& document);
 
 } // namespace tarn

@@ -17,6 +17,7 @@ constexpr std::uint8_t kSystemExclusiveContinued = 0xF7;
 constexpr std::uint8_t kMeta = 0xFF;
 constexpr std::uint8_t kEndOfTrack = 0x2F;
 constexpr std::uint8_t kSetTempo = 0x51;
+constexpr std::uint8_t kTimeSignature = 0x58;
 constexpr std::uint32_t kDefaultMicrosecondsPerQuarterNote = 500'000;
 
 /// Takes numbers and stretches from the beginning of bytes; what is not there throws.
@@ -154,6 +155,7 @@ MIDIFile::MIDIFile(std::span<const std::byte> bytes) {
     if (remainingTracks > 0)
         throw MIDIFileError("it breaks off");
     makeTempoMap(std::move(tempoChanges));
+    sortMetres();
     std::stable_sort(mNotes.begin(), mNotes.end(), [](const MIDIFileNote& a, const MIDIFileNote& b) {
         return std::tie(a.start, a.note, a.channel) < std::tie(b.start, b.note, b.channel);
     });
@@ -178,6 +180,13 @@ void MIDIFile::readTrack(std::span<const std::byte> track, std::vector<TempoChan
                 if (const std::uint32_t microseconds = data.bigEndian(3))
                     tempoChanges.push_back({tick, microseconds});
             }
+            if (type == kTimeSignature) {
+                const int numerator = data.byte();
+                const int power = data.byte();
+                // A metre without beats, or of notes shorter than any, says nothing.
+                if (numerator > 0 && power <= 6)
+                    mMetres.push_back({tick, numerator, 1 << power});
+            }
             runningStatus = 0;
         } else if (status == kSystemExclusive || status == kSystemExclusiveContinued) {
             (void)reader.take(reader.variableLength());
@@ -199,6 +208,7 @@ void MIDIFile::readTrack(std::span<const std::byte> track, std::vector<TempoChan
         }
     }
     pairing.endAll(tick);
+    mEnd = std::max(mEnd, tick);
 }
 
 void MIDIFile::makeTempoMap(std::vector<TempoChange> changes) {
@@ -215,6 +225,24 @@ void MIDIFile::makeTempoMap(std::vector<TempoChange> changes) {
     for (const TempoChange& change : changes)
         mTempoMap.push_back(
             {change.tick, seconds(change.tick), secondsPerTick(change.microsecondsPerQuarterNote)});
+}
+
+void MIDIFile::sortMetres() {
+    std::stable_sort(mMetres.begin(), mMetres.end(),
+                     [](const MIDIFileMetre& a, const MIDIFileMetre& b) { return a.tick < b.tick; });
+    std::vector<MIDIFileMetre> distinct{{}};
+    for (const MIDIFileMetre& metre : mMetres) {
+        if (distinct.back().tick == metre.tick)
+            distinct.back() = metre;
+        else
+            distinct.push_back(metre);
+    }
+    mMetres = std::move(distinct);
+}
+
+double MIDIFile::ticksPerNote(int denominator) const {
+    precondition(hasQuarterNotes(), "The file's ticks do not divide quarter notes");
+    return mTicksPerQuarterNote * 4.0 / denominator;
 }
 
 double MIDIFile::quarterNotes(std::uint64_t tick) const {

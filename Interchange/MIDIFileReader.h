@@ -1,15 +1,16 @@
 #pragma once
 
+#include "Interchange/FormatError.h"
 #include "Platform/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <stdexcept>
 #include <vector>
 
-/// Reads the notes and the tempo map of a Standard MIDI File (Standard MIDI Files 1.0, MIDI Manufacturers
-/// Association, 1996), formats 0 and 1. Nothing is trusted: any bytes give a file or an error, in time and
-/// memory proportional to their number.
+/// Reads the notes, the tempo and the metre map of a Standard MIDI File (Standard MIDI Files 1.0, MIDI
+/// Manufacturers Association, 1996), formats 0 and 1. Nothing is trusted: any bytes give a file or an error,
+/// in time and memory proportional to their number.
 namespace TARN_PUBLIC tarn {
 
 struct MIDIFileNote {
@@ -20,9 +21,16 @@ struct MIDIFileNote {
     friend bool operator==(const MIDIFileNote&, const MIDIFileNote&) = default;
 };
 
-class MIDIFileError : public std::runtime_error {
+class MIDIFileError : public FormatError {
 public:
-    using std::runtime_error::runtime_error;
+    explicit MIDIFileError(const std::string& text) : FormatError(text) {}
+};
+
+/// A metre from a tick on.
+struct MIDIFileMetre {
+    std::uint64_t tick = 0;
+    int numerator = 4;
+    int denominator = 4;
 };
 
 class MIDIFile {
@@ -33,10 +41,16 @@ public:
 
     /// By start, then note, then channel.
     [[nodiscard]] const std::vector<MIDIFileNote>& notes() const { return mNotes; }
+    /// By tick; of several at one tick the last. At the beginning 4/4 unless the file says otherwise.
+    [[nodiscard]] const std::vector<MIDIFileMetre>& metres() const { return mMetres; }
+    /// The end of the longest track.
+    [[nodiscard]] std::uint64_t end() const { return mEnd; }
     /// Whether ticks divide quarter notes; else they divide seconds and there is no tempo.
     [[nodiscard]] bool hasQuarterNotes() const { return mTicksPerQuarterNote > 0; }
     /// Quarter notes from the file's beginning; requires hasQuarterNotes.
     [[nodiscard]] double quarterNotes(std::uint64_t tick) const;
+    /// How many ticks a note of that value (4: a quarter) lasts; requires hasQuarterNotes.
+    [[nodiscard]] double ticksPerNote(int denominator) const;
     /// Seconds from the file's beginning, along the tempo map (120 beats per minute until it says otherwise).
     [[nodiscard]] double seconds(std::uint64_t tick) const;
 
@@ -54,8 +68,11 @@ private:
 
     void readTrack(std::span<const std::byte> track, std::vector<TempoChange>& tempoChanges);
     void makeTempoMap(std::vector<TempoChange> changes);
+    void sortMetres();
 
     std::vector<MIDIFileNote> mNotes;
+    std::vector<MIDIFileMetre> mMetres;
+    std::uint64_t mEnd = 0;
     std::uint16_t mTicksPerQuarterNote = 0;
     double mTicksPerSecond = 0; ///< where ticks divide seconds
     std::vector<Tempo> mTempoMap;

@@ -1,7 +1,9 @@
 #include "Interchange/NoteImport.h"
 
+#include "Interchange/AnnotationText.h"
 #include "KELPMusic/KELPChordTable.h"
 #include "KELPMusic/KELPKey.h"
+#include "Platform/PlainText.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 
 #include <algorithm>
@@ -102,6 +104,44 @@ std::string replaceNotes(Song& document, const MIDIFile& file, const NotePlaceme
     if (outside > 0)
         report += "; " + std::to_string(outside) + " outside the recording were left out";
     return report;
+}
+
+std::string replaceBeatsByMetre(Song& document, const MIDIFile& file, const std::optional<Position>& at) {
+    constexpr std::size_t kMostBeats = 1'000'000; // more than a day of music has
+    constexpr double kShortestBeat = 0.02;        // seconds
+    if (!file.hasQuarterNotes())
+        throw FormatRefused("the file counts seconds, not beats");
+    const auto& recording = document.recording;
+    const double offset =
+        at ? static_cast<double>(SongPositions(document).frame(*at)) / recording.sampleRate : 0;
+    TextTable beats{{"time", "beat"}, {}};
+    double previous = -1; // seconds
+    for (std::size_t i = 0; i < file.metres().size(); ++i) {
+        const MIDIFileMetre& metre = file.metres()[i];
+        const std::uint64_t end = i + 1 < file.metres().size() ? file.metres()[i + 1].tick : file.end();
+        const double ticksPerBeat = file.ticksPerNote(metre.denominator);
+        for (std::size_t beat = 0;; ++beat) {
+            const double tick = static_cast<double>(metre.tick) + static_cast<double>(beat) * ticksPerBeat;
+            if (!(tick < static_cast<double>(end)))
+                break;
+            const double seconds = offset + file.seconds(static_cast<std::uint64_t>(tick));
+            if (seconds * recording.sampleRate > static_cast<double>(recording.frameCount))
+                break;
+            if (previous >= 0 && seconds - previous < kShortestBeat)
+                throw MIDIFileError("its beats lie too close together");
+            if (beats.rows.size() == kMostBeats)
+                throw MIDIFileError("it has too many beats");
+            previous = seconds;
+            const std::size_t number = beat % static_cast<std::size_t>(metre.numerator) + 1;
+            beats.rows.push_back({beats.rows.size() + 1, {decimalText(seconds, 9), std::to_string(number)}});
+        }
+    }
+    if (beats.rows.size() < 2)
+        throw FormatRefused("the file has no beats within the recording");
+    const bool countsEighths = file.metres().front().denominator >= 8;
+    document.notes->setTimeSignature(
+        static_cast<std::uint8_t>(std::min(file.metres().front().numerator, 255)), countsEighths ? 8 : 4);
+    return replaceAnnotations(document, AnnotationKind::beats, beats);
 }
 
 } // namespace tarn

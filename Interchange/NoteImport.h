@@ -26,4 +26,11 @@ struct NotePlacement {
 /// position that the song does not have.
 std::string replaceNotes(Song& document, const MIDIFile& file, const NotePlacement& placement);
 
+/// Replaces the document's beats by those of a file, in one change, and returns what was replaced: the beats
+/// that its metres count, at the times that its tempi give them, from `at` on (the start of the recording).
+/// Throws FormatRefused for a file whose ticks divide seconds, or whose beats lie outside the recording,
+/// FormatError for beats that lie too close together, and EditRefused for a position that the song does not
+/// have.
+std::string replaceBeatsByMetre(Song& document, const MIDIFile& file, const std::optional<Position>& at);
+
 } // namespace tarn

@@ -1,7 +1,9 @@
 #include "Interchange/SongChart.h"
 
+#include "Interchange/GridPlaces.h"
 #include "KELPMusic/ConcertPitch.h"
 #include "Platform/PlainText.h"
+#include "Song/ChartHarmony.h"
 #include "Song/CountedBeats.h"
 #include "TarnFoundation/Formatting/TarnFormatting.h"
 #include "TarnFoundation/Grid/SortedValues.h"
@@ -31,8 +33,8 @@ std::string tuningText(double frequency) {
     return text;
 }
 
-std::string chordName(const TarnChordEntry& entry) {
-    return entry.chord() ? entry.chord()->string() : KELPChord::noChord()->string();
+std::string chordText(const KELPChordRef& chord) {
+    return chord ? chord->string() : KELPChord::noChord()->string();
 }
 
 bool hasHarmony(const TarnChordEntry& entry) {
@@ -65,7 +67,8 @@ struct Bar {
 
 class Chart {
 public:
-    explicit Chart(const Song& document) : mDocument(document), mGrid(countedBeats(document)) {
+    Chart(const Song& document, bool isAtConcertPitch)
+        : mDocument(document), mHarmony(document, isAtConcertPitch), mGrid(countedBeats(document)) {
         makeBars();
         placeChords();
         placeSections();
@@ -108,6 +111,10 @@ private:
     /// How far a chord may lie outside the grid and still stand on its first or last beat, in frames.
     [[nodiscard]] std::int64_t reach() const {
         return static_cast<std::int64_t>(mDocument.notes->averageBeatEntrySpacing().value_or(0) / 2);
+    }
+
+    [[nodiscard]] std::string chordName(const TarnChordEntry& entry) const {
+        return chordText(mHarmony.chord(entry.chord()));
     }
 
     void placeChords() {
@@ -252,6 +259,7 @@ private:
     };
 
     const Song& mDocument;
+    ChartHarmony mHarmony;
     BeatGrid mGrid;             ///< the counted beats
     std::vector<Bar> mBars;     ///< those of the chart, including what lies outside the grid
     std::vector<Place> mPlaces; ///< one for each counted beat
@@ -269,6 +277,11 @@ std::string songFacts(const Song& document) {
     const std::string unknown = "unknown";
 
     std::ostringstream out;
+    const auto& properties = document.properties;
+    if (!properties.title.empty())
+        out << "Title      " << onOneLine(properties.title) << "\n";
+    if (!properties.artist.empty())
+        out << "Artist     " << onOneLine(properties.artist) << "\n";
     out << "Recording  " << onOneLine(document.recording.fileName) << ", "
         << formattedDuration(document.seconds(document.recording.frameCount)) << ", "
         << document.recording.sampleRate << " Hz\n";
@@ -282,6 +295,10 @@ std::string songFacts(const Song& document) {
     out << "Key        " << (key ? key->description() : unknown) << "\n";
     out << "Tuning     " << (pitches.empty() ? unknown : tuningText(pitches.front()->frequency())) << "\n";
     out << "Bars       " << (barCount > 0 ? std::to_string(barCount) : unknown) << "\n";
+    if (properties.capo != 0)
+        out << "Capo       " << properties.capo << "\n";
+    if (properties.transposition != 0)
+        out << "Transposed " << (properties.transposition > 0 ? "+" : "") << properties.transposition << "\n";
     return out.str();
 }
 
@@ -293,14 +310,14 @@ std::string firstChords(const Song& document, std::size_t count) {
             continue;
         if (listed == count)
             return names + " …";
-        names += (names.empty() ? "" : " ") + chordName(*entry);
+        names += (names.empty() ? "" : " ") + chordText(entry->chord());
         ++listed;
     }
     return names.empty() ? "unknown" : names;
 }
 
-std::string songChart(const Song& document) {
-    return Chart(document).text();
+std::string songChart(const Song& document, bool isAtConcertPitch) {
+    return Chart(document, isAtConcertPitch).text();
 }
 
 } // namespace tarn

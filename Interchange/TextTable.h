@@ -1,9 +1,10 @@
 #pragma once
 
+#include "Interchange/FormatError.h"
 #include "Platform/Export.h"
+
 #include <cstddef>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,14 +25,10 @@ struct TextTable {
     bool hasComment = false; ///< outside of rows
 };
 
-/// What is wrong with a file, and in which line.
-class TextTableError : public std::runtime_error {
+/// What is wrong with a file of text, and in which line.
+class TextTableError : public FormatError {
 public:
-    TextTableError(std::size_t line, const std::string& text) : std::runtime_error(text), mLine(line) {}
-    [[nodiscard]] std::size_t line() const { return mLine; }
-
-private:
-    std::size_t mLine;
+    TextTableError(std::size_t line, const std::string& text) : FormatError(text, line) {}
 };
 
 /// Comma-separated values (RFC 4180); of a first line without commas its semicolons or tabs separate. A first

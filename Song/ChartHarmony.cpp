@@ -3,7 +3,8 @@
 namespace tarn {
 
 ChartHarmony::ChartHarmony(const Song& song, bool isAtConcertPitch)
-    : mShift(isAtConcertPitch ? 0 : song.properties.chartShift()), mKey(song.notes->globalKey()) {
+    : mShift(isAtConcertPitch ? 0 : song.properties.chartShift()), mSoundingKey(song.notes->globalKey()),
+      mKey(mSoundingKey) {
     if (mKey && mShift != 0)
         mKey = KELPKey::makeWithTonicChord(mKey->tonicChord()->chordWithOffset(mShift));
 }
@@ -13,6 +14,13 @@ KELPChordRef ChartHarmony::chord(const KELPChordRef& sounding) const {
         return sounding;
     const auto moved = sounding->chordWithOffset(mShift);
     return mKey ? mKey->scaleNormalizedChord(moved) : moved;
+}
+
+KELPChordRef ChartHarmony::sounding(const KELPChordRef& written) const {
+    if (!written || mShift == 0)
+        return written;
+    const auto moved = written->chordWithOffset(-mShift);
+    return mSoundingKey ? mSoundingKey->scaleNormalizedChord(moved) : moved;
 }
 
 } // namespace tarn

@@ -17,12 +17,15 @@ public:
     [[nodiscard]] const KELPKeyRef& key() const { return mKey; }
     /// No chord and null stay what they are.
     [[nodiscard]] KELPChordRef chord(const KELPChordRef& sounding) const;
+    /// The other way: the chord that sounds where a chart writes this one.
+    [[nodiscard]] KELPChordRef sounding(const KELPChordRef& written) const;
     /// Semitones by which everything is moved.
     [[nodiscard]] int shift() const { return mShift; }
 
 private:
     int mShift;
-    KELPKeyRef mKey;
+    KELPKeyRef mSoundingKey;
+    KELPKeyRef mKey; ///< as it is written
 };
 
 } // namespace tarn

@@ -2,12 +2,12 @@
 #include "Interchange/SongChart.h"
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
+#include "Programs/tarn/FormatCommands.h"
 #include "Programs/tarn/OutputFile.h"
 #include "Programs/tarn/ProgramCache.h"
 #include "Programs/tarn/ProgressDisplay.h"
 #include "Song/SongAnalysis.h"
 #include "TarnFoundation/Formatting/TarnFormatting.h"
-#include "TarnFoundation/MIDIExport/MIDIExport.h"
 
 #include <CLI/CLI.hpp>
 
@@ -116,10 +116,11 @@ void analyze(const AnalyzeOptions& options) {
     std::filesystem::path file(options.document);
     if (file.empty())
         file = std::filesystem::path(song).replace_extension(".tarn");
-    if (!options.picture.empty() && endingOf(options.picture) != ".svg")
+    const Format& picture = *formatNamed("svg");
+    const Format& midi = *formatNamed("midi");
+    if (!options.picture.empty() && formatWithEnding(endingOf(options.picture)) != &picture)
         throw Failure(ExitStatus::usage, options.picture + ": the picture's name has to end in .svg");
-
-    if (!options.midi.empty() && !isMIDIEnding(endingOf(options.midi)))
+    if (!options.midi.empty() && formatWithEnding(endingOf(options.midi)) != &midi)
         throw Failure(ExitStatus::usage, options.midi + ": the MIDI file's name has to end in .mid");
     // Whoever reads the output may stop reading; the document is worth more than the lines.
     std::signal(SIGPIPE, SIG_IGN);
@@ -135,12 +136,9 @@ void analyze(const AnalyzeOptions& options) {
     markCacheUsed(outcome.recording.digest);
     trimCache(kLargestCache); // what cannot be removed does not spoil the analysis
     if (!options.midi.empty())
-        writeMIDIFile(*outcome.song,
-                      {{TarnNoteEntryStorageMIDIExportNotesOptionKey, true},
-                       {TarnNoteEntryStorageMIDIExportChordsOptionKey, true}},
-                      options.midi);
+        writeSongFile(*outcome.song, file, midi, {}, options.midi);
     if (!options.picture.empty())
-        writeSongPicture(*outcome.song, file, options.picture, {});
+        writeSongFile(*outcome.song, file, picture, {}, options.picture);
     if (options.json) {
         printJSON(*outcome.song);
         for (const std::string& note : notesOn(outcome))

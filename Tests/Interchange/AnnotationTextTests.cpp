@@ -14,7 +14,6 @@ namespace {
 
 using test::addChord, test::chordsOf, test::beatsOf, test::sampleSong, test::sectionsOf;
 using Kind = AnnotationKind;
-using Format = AnnotationFormat;
 
 /// "line: message" of the error that the action throws; empty when it throws none.
 std::string errorOf(const std::function<void()>& action) {
@@ -67,23 +66,24 @@ TEST(AnnotationText, ChordsCoverTheRecording) {
     addChord(*song, 176400, "Am7/G");
     addChord(*song, 176400, "F");     // hides the one before it
     addChord(*song, 80 * 11025, "G"); // at the recording's end
-    EXPECT_EQ(annotationText(*song, Kind::chords, Format::lab),
+    EXPECT_EQ(annotationText(*song, Kind::chords, AnnotationFormat::lab),
               "0.000000\t2.000000\tN\n2.000000\t4.000000\tC:maj\n4.000000\t20.000000\tF:maj\n");
-    EXPECT_EQ(annotationText(*sampleSong(), Kind::chords, Format::csv), "start,end,label\n");
+    EXPECT_EQ(annotationText(*sampleSong(), Kind::chords, AnnotationFormat::csv), "start,end,label\n");
 }
 
 TEST(AnnotationText, BeatsAreCountedByTheMetre) {
     const auto song = sampleSong(3);
     song->notes->shiftDownbeatsByOffset(2); // a pickup of one beat
-    const std::string text = annotationText(*song, Kind::beats, Format::csv);
+    const std::string text = annotationText(*song, Kind::beats, AnnotationFormat::csv);
     const std::string_view beginning =
         "time,bar,beat\n2.000000,0,3\n2.500000,1,1\n3.000000,1,2\n3.500000,1,3\n4.000000,2,1\n";
     EXPECT_EQ(text.substr(0, beginning.size()), beginning);
-    EXPECT_EQ(annotationText(*song, Kind::beats, Format::lab).substr(0, 22), "2.000000\t3\n2.500000\t1\n");
+    EXPECT_EQ(annotationText(*song, Kind::beats, AnnotationFormat::lab).substr(0, 22),
+              "2.000000\t3\n2.500000\t1\n");
 }
 
 TEST(AnnotationText, ReadingBackWhatWasWritten) {
-    for (const auto format : {Format::lab, Format::csv}) {
+    for (const auto format : {AnnotationFormat::lab, AnnotationFormat::csv}) {
         const auto song = sampleSong(3);
         song->recording.sampleRate = 48000.5; // frames that no decimal number of seconds names exactly
         addChord(*song, 44101, "Bb7b9/Ab");
@@ -94,7 +94,7 @@ TEST(AnnotationText, ReadingBackWhatWasWritten) {
         (void)song->structure->updateSection(section, "Second verse, loud", "verse");
         const auto copy = sampleSong();
         copy->recording = song->recording;
-        const auto parse = format == Format::lab ? parseLab : parseCSV;
+        const auto parse = format == AnnotationFormat::lab ? parseLab : parseCSV;
         for (const auto kind : {Kind::beats, Kind::chords, Kind::sections})
             (void)replaceAnnotations(*copy, kind, parse(annotationText(*song, kind, format)));
         EXPECT_EQ(chordsOf(*copy), chordsOf(*song));
@@ -189,12 +189,12 @@ TEST(AnnotationText, WhatIsReadBackIsWrittenTheSameAgain) {
     int readBack = 0;
     for (unsigned seed = 0; seed < 600; ++seed) {
         const auto kind = std::array{Kind::beats, Kind::chords, Kind::sections}[seed % 3];
-        const auto format = seed / 3 % 2 ? Format::lab : Format::csv;
+        const auto format = seed / 3 % 2 ? AnnotationFormat::lab : AnnotationFormat::csv;
         const auto song = AnySong(seed).song();
         const std::string text = annotationText(*song, kind, format);
-        const auto table = kind == Kind::beats     ? parseNumbers(text)
-                           : format == Format::csv ? parseCSV(text)
-                                                   : parseLab(text);
+        const auto table = kind == Kind::beats               ? parseNumbers(text)
+                           : format == AnnotationFormat::csv ? parseCSV(text)
+                                                             : parseLab(text);
         if (table.rows.empty() || (kind == Kind::beats && table.rows.size() == 1))
             continue; // nothing, or one beat, is not imported
         EXPECT_EQ(errorOf([&] { (void)replaceAnnotations(*song, kind, table); }), "") << seed << "\n" << text;
@@ -208,7 +208,7 @@ TEST(AnnotationText, ListsOfBeatsInAllTheirForms) {
     const auto read = [](const std::string& text, const BeatCounting& counting = {},
                          std::shared_ptr<Song> song = std::make_shared<Song>(Recording{"", 1, 100, ""})) {
         const auto report = replaceAnnotations(*song, Kind::beats, parseNumbers(text), counting);
-        const auto numbers = annotationText(*song, Kind::beats, Format::lab);
+        const auto numbers = annotationText(*song, Kind::beats, AnnotationFormat::lab);
         std::string counted;
         for (const std::string& line : partsOf(numbers, '\n'))
             counted += line.substr(0, line.find('.')) + line.substr(line.find('\t')) + " ";

@@ -50,6 +50,12 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
     const std::pair<const char*, const char*> files[] = {{"out.mid", "MThd"},
                                                          {"out.lab", "0.000000\t0.500000\tN\n"},
                                                          {"out.csv", "start,end,label"},
+                                                         {"out.jams", "{"},
+                                                         {"out.json", "{\"sampleRate\""},
+                                                         {"out.musicxml", "<?xml"},
+                                                         {"out.cho", "{key: C}\n"},
+                                                         {"out.txt", "0.000000\t0.500000\tN.C.\n"},
+                                                         {"out.svl", "<?xml"},
                                                          {"out.svg", "<"},
                                                          {"out.html", "<!"},
                                                          {"OUT.MID", "MThd"}};
@@ -76,7 +82,7 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
     expectFailure(tarn({"import", "small.tarn", "broken.lab"}), 4, "broken.lab");
     expectFailure(tarn({"import", "small.tarn", "missing.lab"}), 3, "missing.lab");
     // An option that means nothing for the file is refused, not passed over.
-    expectFailure(tarn({"import", "small.tarn", "out.mid", "--what", "beats"}), 2, "--what");
+    expectFailure(tarn({"import", "small.tarn", "out.mid", "--what", "chords"}), 2, "--what");
     expectFailure(tarn({"import", "small.tarn", "out.lab", "--at", "2:1"}), 2, "--at");
     expectFailure(tarn({"export", "small.tarn", "out.mid", "--what", "beats"}), 2, "--what");
     expectFailure(tarn({"export", "small.tarn", "out.lab", "--transpose", "2"}), 2, "--transpose");
@@ -87,10 +93,17 @@ TEST_F(ProgramTest, aMIDITempoThatCannotFollowTheBeatsIsNotReportedAsAFullDisk) 
     const auto song = std::make_shared<Song>(Recording{"slow.wav", 1000, 60000, "slow"});
     test::addBeats(*song, {.first = 0, .spacing = 8400, .count = 4, .perBar = 8});
     Song::save(song, folder / "slow.tarn");
-    expectFailure(tarn({"export", "slow.tarn", "slow.mid"}), 6,
+    expectFailure(tarn({"export", "slow.tarn", "slow.mid", "--layout", "classic"}), 6,
                   "the pause from 1:1 (0:00.000) to 1:2 (0:08.400) is too long: a MIDI tempo follows at most "
                   "8.38 s between beats of the grid; export with --timing seconds");
-    EXPECT_EQ(tarn({"export", "slow.tarn", "slow.mid", "--timing", "seconds"}).status, 0);
+    EXPECT_EQ(tarn({"export", "slow.tarn", "slow.mid", "--layout", "classic", "--timing", "seconds"}).status,
+              0);
+    EXPECT_EQ(tarn({"export", "slow.tarn", "slow.mid"}).status, 0) << "a counted beat is a quarter note";
+    const auto slower = std::make_shared<Song>(Recording{"slow.wav", 1000, 90000, "slow"});
+    test::addBeats(*slower, {.first = 0, .spacing = 17000, .count = 4, .perBar = 8});
+    Song::save(slower, folder / "slow.tarn");
+    expectFailure(tarn({"export", "slow.tarn", "slow.mid"}), 6,
+                  "a MIDI tempo follows at most 16.77 s between counted beats; export with --timing seconds");
 }
 
 TEST_F(ProgramTest, noOutputOverwritesTheDocumentOrTheRecording) {

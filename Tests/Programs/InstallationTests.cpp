@@ -1,3 +1,4 @@
+#include "Interchange/Format.h"
 #include "Tests/Programs/ProgramTest.h"
 
 #include <gmock/gmock.h>
@@ -52,11 +53,25 @@ TEST_F(ProgramTest, everyCommandAndOptionIsInHelpManualAndCompletions) {
         }
     }
     // What the scripts leave to the program.
-    for (const std::string list : {"edits", "exports", "kinds"})
+    for (const std::string list : {"edits", "exports", "imports", "formats", "kinds", "imported-kinds"})
         EXPECT_FALSE(outputOf({"complete", list}).empty());
-    EXPECT_EQ(outputOf({"complete", "exports"}), "mid\nlab\ncsv\nsvg\nhtml\n");
+    EXPECT_THAT("\n" + outputOf({"complete", "exports"}), testing::HasSubstr("\nmidi\nlab\ncsv\ntxt\n"));
     EXPECT_THAT("\n" + outputOf({"complete", "edits"}),
                 testing::AllOf(testing::HasSubstr("\nkey=\n"), testing::HasSubstr("\nmove-bar\n")));
+}
+
+TEST_F(ProgramTest, everyFormatIsInTheManualAndTheDocumentation) {
+    const std::string manual = std::regex_replace(readSource("tarn.1"), std::regex(R"(\\-)"), "-");
+    const std::string page = readSource("../../docs/editing.md");
+    for (const Format& format : formats()) {
+        SCOPED_TRACE(format.name);
+        EXPECT_THAT(manual, testing::ContainsRegex("The format, .*" + std::string(format.name)));
+        EXPECT_THAT(page, testing::HasSubstr("`" + std::string(format.name) + "`"));
+        for (const std::string_view ending : format.endings)
+            EXPECT_THAT(page, testing::HasSubstr("`" + std::string(ending) + "`"));
+        if (!format.endings.empty())
+            EXPECT_THAT(manual, testing::HasSubstr(std::string(format.endings.front())));
+    }
 }
 
 } // namespace tarn::program

@@ -29,8 +29,8 @@ _tarn() {
     edit) options+=" --message --salvage --dry-run" ;;
     undo | redo) options+=" --seen --dry-run" ;;
     history) options+=" --json" ;;
-    export) options+=" --what --timing --no-notes --no-chords --transpose" ;;
-    import) options+=" --what --by --at --channel --beats-per-bar --first-downbeat --dry-run" ;;
+    export) options+=" --format --what --timing --layout --no-notes --no-chords --transpose --concert --width --seconds-per-row" ;;
+    import) options+=" --format --what --by --at --channel --beats-per-bar --first-downbeat --concert --dry-run" ;;
     draw) options+=" --width --seconds-per-row" ;;
     cache) options+=" --clear --max-size" ;;
     esac
@@ -41,7 +41,9 @@ _tarn() {
     case $previous in
     --midi) _tarn_files "mid" ;;
     --picture) _tarn_files "svg" ;;
-    --what) COMPREPLY=($(compgen -W "$([[ $command == export ]] && _tarn_list kinds || echo beats chords sections)" -- "$word")) ;;
+    --what) COMPREPLY=($(compgen -W "$([[ $command == export ]] && _tarn_list kinds || _tarn_list imported-kinds)" -- "$word")) ;;
+    --format) COMPREPLY=($(compgen -W "$(_tarn_list formats)" -- "$word")) ;;
+    --layout) COMPREPLY=($(compgen -W "bars classic" -- "$word")) ;;
     --by) COMPREPLY=($(compgen -W "grid time" -- "$word")) ;;
     --at | --channel | --message | --seen | --beats-per-bar | --first-downbeat | --transpose | --width | --seconds-per-row | --max-size) ;;
     --timing) COMPREPLY=($(compgen -W "song fixed seconds" -- "$word")) ;;
@@ -52,7 +54,10 @@ _tarn() {
             local endings=$(_tarn_list exports)
             _tarn_files "tarn|${endings// /|}"
             ;;
-        import) _tarn_files "tarn|mid|lab|csv|txt" ;;
+        import)
+            local endings=$(_tarn_list imports)
+            _tarn_files "tarn|${endings// /|}"
+            ;;
         draw) _tarn_files "tarn|svg|html" ;;
         show | undo | redo | history) _tarn_files "tarn" ;;
         edit)
