@@ -134,14 +134,15 @@ TEST_F(ProgramTest, showPrintsTheWholeDocumentAsJSON) {
     EXPECT_EQ(song["beats"].size(), 64u);
     EXPECT_EQ(song["countedBeats"].size(), 32u);
     EXPECT_EQ(song["chords"].size(), 5u);
-    expectValues(song, R"(/sampleRate=44100 /frameCount=749700 /standardPitch={"frequency":442.0} )"
-                       R"(/key={"name":"C","root":0,"minor":false} /tempo=120.0 )"
-                       R"(/timeSignature={"numerator":4,"denominator":4} /countedBeats/1=44100 )"
-                       R"(/beats/8={"id":9,"location":110250,"downbeat":true} /chords/2/name="Am" )"
-                       R"(/chords/2/root=9 /chords/2/bass=9 /chords/2/intervals=[0,3,7] )"
-                       R"(/regions/0/kind="verse" /regions/0/name="Verse" /regions/0/length=352800 )"
-                       R"(/sections/1/name="Song" /sections/1/color="named:other" /markers/0/name="Solo" )"
-                       R"(/notes/0/name="E4" /notes/0/pitchClass=4)");
+    expectValues(song,
+                 R"(/sampleRate=44100 /frameCount=749700 /standardPitch={"frequency":442.0} )"
+                 R"(/key={"name":"C","root":0,"minor":false} /tempo=120.0 )"
+                 R"(/timeSignature={"numerator":4,"denominator":4} /countedBeats/1=44100 )"
+                 R"(/beats/8={"id":9,"location":110250,"downbeat":true,"seconds":2.5} /chords/2/name="Am" )"
+                 R"(/chords/2/root=9 /chords/2/bass=9 /chords/2/intervals=[0,3,7] )"
+                 R"(/regions/0/kind="verse" /regions/0/name="Verse" /regions/0/length=352800 )"
+                 R"(/sections/1/name="Song" /sections/1/color="named:other" /markers/0/name="Solo" )"
+                 R"(/notes/0/name="E4" /notes/0/pitchClass=4)");
 }
 
 TEST_F(ProgramTest, jsonTellsTheBeatsThatListenersCountAmongEighths) {
