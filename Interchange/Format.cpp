@@ -3,6 +3,7 @@
 #include "Interchange/Formats/Formats.h"
 #include "Platform/FatalError.h"
 #include "Platform/PlainText.h"
+#include "Song/DistinctIdentifiers.h"
 
 #include <algorithm>
 #include <cmath>
@@ -53,12 +54,6 @@ void checkOptions(const std::vector<FormatOption>& known, const FormatOptions& g
     }
 }
 
-/// A song of its own with the same content.
-std::shared_ptr<Song> copyOf(Song& song) {
-    const std::shared_ptr<Song> alias(std::shared_ptr<Song>(), &song);
-    return KeyedUnarchiver::unarchivedObject<Song>(KeyedArchiver::archivedData(alias), nullptr);
-}
-
 } // namespace
 
 std::string FormatOptions::text(std::string_view name, std::string_view otherwise) const {
@@ -102,12 +97,16 @@ std::string readIntoSong(Song& song, std::span<const std::byte> bytes, const For
                          const ReadRequest& request) {
     precondition(format.read != nullptr, "Songs are not read from this format");
     checkOptions(format.readOptions, request.options, format);
-    // Several kinds may be replaced one after another: what fails, fails on a copy.
-    const auto copy = copyOf(song);
-    if (!copy)
-        throw FormatRefused("the song is not sound");
-    (void)format.read(*copy, bytes, request);
-    return format.read(song, bytes, request);
+    giveDistinctIdentifiers(song);
+    // Several kinds may be replaced one after another.
+    const SongState before(song);
+    try {
+        return format.read(song, bytes, request);
+    } catch (...) {
+        if (const auto difference = SongDifference::between(before, SongState(song)))
+            SongDifference::apply(song, *difference, SongDifference::Direction::back);
+        throw;
+    }
 }
 
 namespace formats_detail {

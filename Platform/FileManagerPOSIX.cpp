@@ -16,6 +16,8 @@
 #ifdef __linux__
 #include <sys/xattr.h>
 #endif
+#include <optional>
+#include <string>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -284,30 +286,53 @@ bool detail::writeInPlace(const Producer& produce, const fs::path& file, Error* 
 
 namespace {
 
-/// As far as the file system and the rights of the process allow: tags of file managers, access lists.
-void copyExtendedAttributes([[maybe_unused]] const fs::path& from, [[maybe_unused]] int to) {
 #ifdef __linux__
-    const auto sized = [](const auto& read) -> std::vector<char> {
-        std::vector<char> bytes;
-        const ssize_t size = read(nullptr, 0);
-        if (size <= 0)
-            return bytes;
-        bytes.resize(static_cast<std::size_t>(size));
-        const ssize_t got = read(bytes.data(), bytes.size()); // it may have changed since
-        bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-        return bytes;
-    };
+/// What `read` gives, which tells the size first; nothing where it fails.
+template <typename Read>
+std::optional<std::vector<char>> allOf(const Read& read) {
+    const ssize_t size = read(nullptr, 0);
+    if (size < 0)
+        return std::nullopt;
+    std::vector<char> bytes(static_cast<std::size_t>(size));
+    if (size > 0) { // it may have changed since
+        const ssize_t got = read(bytes.data(), bytes.size());
+        if (got < 0)
+            return std::nullopt;
+        bytes.resize(static_cast<std::size_t>(got));
+    }
+    return bytes;
+}
+
+std::vector<std::string> namesIn(const std::optional<std::vector<char>>& list) {
+    std::vector<std::string> names;
+    for (auto name = list ? list->begin() : std::vector<char>::const_iterator();
+         list && name != list->end();) {
+        const auto end = std::find(name, list->end(), '\0');
+        names.emplace_back(name, end);
+        name = end == list->end() ? end : end + 1;
+    }
+    return names;
+}
+#endif
+
+/// Gives the file the extended attributes of another one, access lists and tags of file managers, and no
+/// others, as far as the file system and the rights of the process allow.
+void takeOverExtendedAttributes([[maybe_unused]] const fs::path& from, [[maybe_unused]] int to) {
+#ifdef __linux__
     const auto names =
-        sized([&](char* list, std::size_t size) { return ::listxattr(from.c_str(), list, size); });
-    for (auto name = names.begin(); name != names.end();) {
-        const auto end = std::find(name, names.end(), '\0');
-        if (end == names.end())
-            return;
-        const char* const text = &*name;
-        const auto value =
-            sized([&](char* bytes, std::size_t size) { return ::getxattr(from.c_str(), text, bytes, size); });
-        [[maybe_unused]] const int kept = ::fsetxattr(to, text, value.data(), value.size(), 0);
-        name = end + 1;
+        namesIn(allOf([&](char* list, std::size_t size) { return ::listxattr(from.c_str(), list, size); }));
+    // A folder's default access list, which new files inherit, would add to the file's own.
+    for (const std::string& name :
+         namesIn(allOf([&](char*list, std::size_t size) { return ::flistxattr(to, list, size); }))) {
+        if (std::find(names.begin(), names.end(), name) == names.end())
+            ::fremovexattr(to, name.c_str());
+    }
+    for (const std::string& name : names) {
+        const auto value = allOf([&](char* bytes, std::size_t size) {
+            return ::getxattr(from.c_str(), name.c_str(), bytes, size);
+        });
+        if (value)
+            ::fsetxattr(to, name.c_str(), value->data(), value->size(), 0);
     }
 #endif
 }
@@ -332,8 +357,8 @@ bool detail::replaceAtomically(const Producer& produce, const fs::path& file, Er
     if (const auto& existing = target->existing) {
         // The owner can only be kept by a privileged process; the others go on with their own.
         [[maybe_unused]] const int kept = ::fchown(descriptor.number(), existing->st_uid, existing->st_gid);
+        takeOverExtendedAttributes(target->file, descriptor.number());
         ::fchmod(descriptor.number(), existing->st_mode & 0777);
-        copyExtendedAttributes(target->file, descriptor.number());
     }
     int code = produce(writerTo(descriptor.number()));
     if (code == 0 && (!flush(descriptor.number()) || !descriptor.close() ||

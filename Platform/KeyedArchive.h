@@ -202,6 +202,8 @@ public:
     /// What the object that is being made holds under other keys than these.
     ArchivedContent decodeContentBesides(std::span<const std::string_view> keys);
 
+    /// Whether faults only count, as when an archive is salvaged: what is missing may be made up for.
+    [[nodiscard]] bool isSalvaging() const;
     [[nodiscard]] bool failed() const;
     [[nodiscard]] const Error& error() const;
 

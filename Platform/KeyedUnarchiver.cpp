@@ -340,6 +340,9 @@ struct KeyedUnarchiver::Core {
 KeyedUnarchiver::KeyedUnarchiver(std::span<const std::byte> bytes) : mCore(std::make_unique<Core>(bytes)) {}
 KeyedUnarchiver::~KeyedUnarchiver() = default;
 
+bool KeyedUnarchiver::isSalvaging() const {
+    return mCore->forgiven != nullptr;
+}
 bool KeyedUnarchiver::failed() const {
     return mCore->hasFailed;
 }
@@ -374,7 +377,25 @@ std::shared_ptr<SecureCoding> KeyedUnarchiver::salvagedObject(std::span<const st
 /// Copies values out of an archive, each object once.
 class KeyedUnarchiver::ContentReader {
 public:
-    ContentReader(Core& core, ArchivedContent& content) : mCore(core), mContent(content) {}
+    ContentReader(Core& core, ArchivedContent& content)
+        : mCore(core), mContent(content), mMembersLeft(core.list.size() / kBytesPerMember) {}
+
+    /// The value under a key, with all objects that it refers to. Nothing where the archive fails; what was
+    /// copied of it until then is forgotten.
+    std::optional<ArchivedContent::Value> valueWithObjects(std::size_t reference, std::string_view key) {
+        const std::size_t known = mEntries.size();
+        auto copied = value(reference, key);
+        if (copied && copyObjects(key))
+            return copied;
+        std::erase_if(mObjectOfEntry, [&](const auto& object) { return object.second >= known; });
+        mEntries.resize(known);
+        mContent.mObjects.resize(known);
+        mNext = known;
+        return std::nullopt;
+    }
+
+private:
+    using Archived = ArchivedContent;
 
     /// Nothing where the archive fails.
     std::optional<ArchivedContent::Value> value(std::size_t reference, std::string_view key, int depth = 0) {
@@ -401,9 +422,6 @@ public:
         }
         return true;
     }
-
-private:
-    using Archived = ArchivedContent;
 
     std::optional<Archived::Value> ofType(const Value& found, std::string_view key, int depth) {
         switch (found.type) {
@@ -470,7 +488,8 @@ private:
     }
 
     std::optional<Archived::Value> array(const Value& found, std::string_view key, int depth) {
-        if (!mCore.charge(mCore.containerBytesLeft, mCore.list.extent(found), {key}))
+        if (!mCore.charge(mCore.containerBytesLeft, mCore.list.extent(found), {key}) ||
+            !mCore.charge(mMembersLeft, found.count, {key}))
             return std::nullopt;
         Archived::Array array;
         array.elements.reserve(found.count);
@@ -484,7 +503,8 @@ private:
     }
 
     std::optional<Archived::Value> dictionary(const Value& found, std::string_view key, int depth) {
-        if (!mCore.charge(mCore.containerBytesLeft, mCore.list.extent(found), {key}))
+        if (!mCore.charge(mCore.containerBytesLeft, mCore.list.extent(found), {key}) ||
+            !mCore.charge(mMembersLeft, found.count, {key}))
             return std::nullopt;
         Archived::Dictionary dictionary;
         dictionary.keys.reserve(found.count);
@@ -510,6 +530,10 @@ private:
     std::unordered_map<std::uint64_t, std::size_t> mObjectOfEntry;
     std::vector<std::size_t> mEntries; ///< of the archive, for each of the content's objects
     std::size_t mNext = 0;             ///< the first whose object has not been copied
+    /// A copied member takes some forty bytes, in an archive one to eight: an honest archive, whose members
+    /// are mostly values of their own, has far fewer than this.
+    static constexpr std::size_t kBytesPerMember = 3;
+    std::size_t mMembersLeft;
 };
 
 ArchivedContent KeyedUnarchiver::decodeContentBesides(std::span<const std::string_view> keys) {
@@ -525,8 +549,8 @@ ArchivedContent KeyedUnarchiver::decodeContentBesides(std::span<const std::strin
         const std::string key = core.list.text(*text, *length);
         if (key == layout::kClass || std::ranges::find(keys, key) != keys.end())
             continue;
-        auto value = reader.value(core.list.reference(object, object.count + i), key);
-        if (value && reader.copyObjects(key))
+        auto value = reader.valueWithObjects(core.list.reference(object, object.count + i), key);
+        if (value)
             content.mValues.emplace_back(key, *std::move(value));
     }
     return core.hasFailed ? ArchivedContent() : content;

@@ -42,17 +42,19 @@ std::vector<std::shared_ptr<Entry>> copiesFor(Storage& storage, const EntryList<
     return copies;
 }
 
-void renew(TarnNoteEntryStorage& notes) {
+/// Returns whether anything changed.
+bool renew(TarnNoteEntryStorage& notes) {
     Identifiers identifiers(notes.nextEventId());
     notes.forEachKind([&]<typename Kind>(Kind) { identifiers.add(notes.entries<Kind>()); });
     if (identifiers.areDistinct())
-        return;
+        return false;
     // Beats come before time signatures: no rule prunes them.
     const auto renewed = std::make_shared<TarnNoteEntryStorage>();
     renewed->setInstrumentDescription(notes.instrumentDescription());
     notes.forEachKind(
         [&]<typename Kind>(Kind) { renewed->add<Kind>(copiesFor(*renewed, notes.entries<Kind>())); });
     notes.populateWithNoteEntryStorageEntries(*renewed);
+    return true;
 }
 
 void renew(TarnSongStructureStorage& structure) {
@@ -69,7 +71,10 @@ void renew(TarnSongStructureStorage& structure) {
 } // namespace
 
 void giveDistinctIdentifiers(Song& document) {
-    renew(*document.notes);
+    if (renew(*document.notes)) { // whose identifiers the facts do not know
+        document.facts.chords.clear();
+        document.facts.bars.clear();
+    }
     renew(*document.structure);
 }
 

@@ -1,5 +1,6 @@
 #include "Song/GridReplacement.h"
 
+#include "Song/CountedBeats.h"
 #include "TarnFoundation/Grid/EvenSpacing.h"
 
 #include <algorithm>
@@ -10,44 +11,58 @@
 namespace tarn {
 namespace {
 
-/// The beats as the document stores them.
-std::vector<GridBeat> storedBeats(const Song& song, std::span<const GridBeat> counted, bool isInEighths) {
-    std::vector<GridBeat> stored(counted.begin(), counted.end());
-    if (!isInEighths || counted.empty())
+/// The eighth between each two neighbouring counted beats of a song in quarters, by their frames.
+std::map<std::pair<std::int64_t, std::int64_t>, std::int64_t> eighthsOf(const Song& song) {
+    std::map<std::pair<std::int64_t, std::int64_t>, std::int64_t> eighths;
+    const BeatGrid stored = beatGridOf(song.notes->beatEntries()).from(0);
+    const BeatGrid counted = stored.quarterNotes();
+    const auto& frames = counted.locations();
+    for (std::size_t i = 0; i + 1 < frames.size(); ++i) {
+        const std::size_t next = stored.firstAtOrAfter(frames[i] + 1);
+        if (next < stored.size() && stored.locations()[next] < frames[i + 1])
+            eighths.emplace(std::pair(frames[i], frames[i + 1]), stored.locations()[next]);
+    }
+    return eighths;
+}
+
+/// The beats as a document of quarters stores them.
+std::vector<GridBeat> inEighths(const Song& song, std::span<const GridBeat> counted) {
+    std::vector<GridBeat> stored;
+    if (counted.empty())
         return stored;
+    const bool wasInEighths = song.notes->useQuarterNoteSpacing();
+    const auto former = wasInEighths ? eighthsOf(song) : decltype(eighthsOf(song))();
     std::vector<std::int64_t> locations;
     for (const GridBeat& beat : counted)
         locations.push_back(beat.location);
     auto midpoints = midpointLocations(locations);
     midpoints.back() = std::min(midpoints.back(), std::max(locations.back(), song.recording.frameCount));
-    for (const std::int64_t midpoint : midpoints)
-        stored.push_back({midpoint, false});
-    std::stable_sort(stored.begin(), stored.end(),
-                     [](const GridBeat& a, const GridBeat& b) { return a.location < b.location; });
+    for (std::size_t i = 0; i < counted.size(); ++i) {
+        stored.push_back(counted[i]);
+        const auto kept =
+            i + 1 < counted.size() ? former.find({locations[i], locations[i + 1]}) : former.end();
+        stored.push_back({kept == former.end() ? midpoints[i] : kept->second, false});
+    }
     return stored;
 }
 
 } // namespace
 
-void setTempo(Song& song, double beatsPerMinute) {
+void replaceGrid(Song& song, std::span<const GridBeat> counted, std::optional<TimeSignature> metre) {
     auto& notes = *song.notes;
-    const auto tempo = notes.newTempoEntry();
-    tempo->setTempo(static_cast<float>(beatsPerMinute));
-    notes.replaceTempoEntriesInArrayWithTempoEntriesInArray(notes.tempoEntries(), {tempo});
-}
-
-void replaceGrid(Song& song, std::span<const GridBeat> counted, TimeSignature metre) {
-    auto& notes = *song.notes;
-    // What goes first: no rule prunes the rest then, whichever metre holds.
+    const auto beats = notes.beatEntries();
     std::multimap<std::pair<std::int64_t, bool>, std::shared_ptr<TarnBeatEntry>> former;
     std::vector<std::shared_ptr<TarnBeatEntry>> kept;
-    for (const auto& beat : notes.beatEntries()) {
+    for (const auto& beat : beats) {
         if (beat->location() < 0)
             kept.push_back(beat);
         else
             former.emplace(std::pair(beat->location(), beat->isDownbeat()), beat);
     }
-    for (const GridBeat& beat : storedBeats(song, counted, metre.denominator == 4)) {
+    const bool countsQuarters = metre ? metre->denominator == 4 : notes.useQuarterNoteSpacing();
+    const auto stored =
+        countsQuarters ? inEighths(song, counted) : std::vector<GridBeat>(counted.begin(), counted.end());
+    for (const GridBeat& beat : stored) {
         if (const auto same = former.find({beat.location, beat.isDownbeat}); same != former.end()) {
             kept.push_back(same->second);
             former.erase(same);
@@ -57,13 +72,29 @@ void replaceGrid(Song& song, std::span<const GridBeat> counted, TimeSignature me
         kept.back()->setLocation(beat.location);
         kept.back()->setDownbeat(beat.isDownbeat);
     }
-    const auto signatures = notes.timeSignatureEntries();
-    const TimeSignature present = notes.timeSignature();
-    if (signatures.empty() || present.numerator != metre.numerator ||
-        present.denominator != metre.denominator)
-        notes.setTimeSignature(metre.numerator, metre.denominator);
+    if (metre && (notes.timeSignatureEntries().empty() || notes.timeSignature() != *metre))
+        notes.setTimeSignature(metre->numerator, metre->denominator);
     notes.replaceBeatEntriesInArrayWithBeatEntriesInArray(notes.beatEntries(), std::move(kept));
-    setTempo(song, notes.tempoFromBeatEntries(song.recording.sampleRate));
+}
+
+int countedBeatsPerTempoBeat(TimeSignature metre) {
+    if (metre.denominator != 8)
+        return 1;
+    return metre.numerator % 3 == 0 && metre.numerator > 3 ? 3 : 2;
+}
+
+void setTempo(Song& song, double beatsPerMinute) {
+    auto& notes = *song.notes;
+    const auto tempo = notes.newTempoEntry();
+    tempo->setTempo(static_cast<float>(beatsPerMinute));
+    notes.replaceTempoEntriesInArrayWithTempoEntriesInArray(notes.tempoEntries(), {tempo});
+}
+
+void setTempoFromBeats(Song& song) {
+    const auto& notes = *song.notes;
+    const TimeSignature metre =
+        notes.timeSignatureEntries().empty() ? TimeSignature{4, 4} : notes.timeSignature();
+    setTempo(song, notes.tempoFromBeatEntries(song.recording.sampleRate) / countedBeatsPerTempoBeat(metre));
 }
 
 } // namespace tarn

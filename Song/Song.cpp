@@ -7,6 +7,7 @@
 #include "Song/SongError.h"
 #include "Song/SongFile.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <unordered_set>
@@ -67,16 +68,6 @@ std::int64_t mostFramesOf(const Recording& recording) {
     return static_cast<std::int64_t>(kLongestSong * recording.sampleRate);
 }
 
-/// "time signature" for timeSignature.
-std::string inWords(std::string_view kind) {
-    std::string words;
-    for (const char c : kind) {
-        const bool isCapital = c >= 'A' && c <= 'Z';
-        words += isCapital ? std::string(" ") + static_cast<char>(c - 'A' + 'a') : std::string(1, c);
-    }
-    return words;
-}
-
 /// Why no song can have the recording; null where one can.
 const char* faultOf(const Recording& recording) {
     if (!(recording.sampleRate >= kLeastSampleRate) || !(recording.sampleRate <= kGreatestSampleRate))
@@ -130,7 +121,7 @@ std::optional<std::string> Song::unsoundness() const {
         storage.forEachKind([&]<typename Kind>(Kind) {
             for (const auto& entry : storage.template entries<Kind>()) {
                 if (const char* const fault = faultOf(*entry, mostFrames); fault && !reason)
-                    reason = "a " + inWords(Kind::kName) + " " + fault;
+                    reason = "a " + entryKindInWords(Kind::kName) + " " + fault;
             }
         });
     };
@@ -158,12 +149,39 @@ std::size_t Song::removeUnsoundEntries() {
     };
     removeFrom(*notes);
     removeFrom(*structure);
+    markRecorded(); // they never were a part of a song
     return removed;
+}
+
+std::string Song::Salvaged::description() const {
+    if (faultCount > 0)
+        return std::to_string(faultCount) + (faultCount == 1 ? " value" : " values") +
+               " could not be read, the first because: " + firstFault;
+    return hasWrongChecksum ? "everything could be read, but the checksum is wrong" : "";
 }
 
 std::filesystem::path Song::recordingFile(const std::filesystem::path& file) const {
     return file.parent_path() / pathOfText(recording.fileName);
 }
+
+namespace {
+
+/// The identifiers of the beats of each bar, in order, by that of its downbeat.
+std::map<std::uint64_t, std::vector<std::uint64_t>> barsOf(const EntryList<TarnBeatEntry>& stored) {
+    std::vector<std::shared_ptr<TarnBeatEntry>> beats = stored.copy();
+    std::ranges::stable_sort(beats, {}, [](const auto& beat) { return beat->location(); });
+    std::map<std::uint64_t, std::vector<std::uint64_t>> bars;
+    std::vector<std::uint64_t>* bar = nullptr;
+    for (const auto& beat : beats) {
+        if (beat->isDownbeat())
+            bar = &bars[beat->eventId()];
+        if (bar)
+            bar->push_back(beat->eventId());
+    }
+    return bars;
+}
+
+} // namespace
 
 void Song::forgetFactsOfChangedEntries() {
     const auto keepThose = [](std::map<std::uint64_t, double>& confidences, const auto& entries) {
@@ -176,8 +194,18 @@ void Song::forgetFactsOfChangedEntries() {
     };
     keepThose(facts.chords, notes->chordEntries());
     keepThose(facts.bars, notes->beatEntries());
-    // What an analysis has just found has a confidence of its own.
     const SongState state(*this);
+    if (!facts.bars.empty() && facts.bars == mRecorded.facts().bars &&
+        !state.hasSameEntriesAs<BeatKind>(mRecorded)) {
+        const auto former = barsOf(mRecorded.entries<BeatKind>());
+        const auto present = barsOf(state.entries<BeatKind>());
+        std::erase_if(facts.bars, [&](const auto& fact) {
+            const auto before = former.find(fact.first);
+            const auto now = present.find(fact.first);
+            return before == former.end() || now == present.end() || before->second != now->second;
+        });
+    }
+    // What an analysis has just found has a confidence of its own.
     NoteEntryKinds::forEach([&]<typename Kind>(Kind) {
         const auto fact = facts.overall.find(Kind::kName);
         const auto former = mRecorded.facts().overall.find(Kind::kName);
@@ -216,12 +244,24 @@ const SongStep& checkedStep(const Song& song, Direction direction, std::optional
     return *step;
 }
 
+/// Refuses where the song could not be opened again, and leaves it as it was.
+void applySoundly(Song& song, const SongStep& step, Direction direction) {
+    SongDifference::apply(song, step.difference, direction);
+    const auto reason = song.unsoundness();
+    if (!reason)
+        return;
+    SongDifference::apply(song, step.difference,
+                          direction == Direction::back ? Direction::forth : Direction::back);
+    throw SongHistoryError(SongHistoryError::Kind::doesNotFit,
+                           "'" + step.message + "' cannot be taken back or made again: " + *reason);
+}
+
 } // namespace
 
 std::string Song::undo(std::optional<std::uint64_t> seen) {
     record("Changed");
     const SongStep& step = checkedStep(*this, Direction::back, seen);
-    SongDifference::apply(*this, step.difference, Direction::back);
+    applySoundly(*this, step, Direction::back);
     std::string message = step.message;
     history.takeBack();
     markRecorded();
@@ -231,7 +271,7 @@ std::string Song::undo(std::optional<std::uint64_t> seen) {
 std::string Song::redo(std::optional<std::uint64_t> seen) {
     record("Changed");
     const SongStep& step = checkedStep(*this, Direction::forth, seen);
-    SongDifference::apply(*this, step.difference, Direction::forth);
+    applySoundly(*this, step, Direction::forth);
     std::string message = step.message;
     history.makeAgain();
     markRecorded();

@@ -102,6 +102,9 @@ struct Song::Salvaged {
     std::size_t faultCount = 0; ///< values that could not be read, or that no song can hold
     std::string firstFault;     ///< empty without any
     bool hasWrongChecksum = false;
+
+    /// In words that follow the file's name; empty where nothing was wrong.
+    [[nodiscard]] std::string description() const;
 };
 
 } // namespace tarn

@@ -5,6 +5,7 @@
 #include "Platform/FileManager.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/PathConversion.h"
+#include "Platform/PlainText.h"
 #include "Song/SongChange.h"
 #include "Song/SongError.h"
 #include "Song/SongFile.h"
@@ -157,6 +158,14 @@ void describe(Song& song, const std::filesystem::path& recording, const Recordin
 /// Throws SongError where the recording is not the document's.
 RecordingMatch checkedMatch(const Song& song, const RecordingFacts& facts, bool relink,
                             const std::filesystem::path& document) {
+    if (!song.hasRecording()) { // annotations that were kept without one
+        if (song.recording.sampleRate == facts.sampleRate)
+            return RecordingMatch::sameShape;
+        throw SongError(SongError::Kind::otherSampleRate,
+                        textOfPath(document) + ": this document has no recording yet, and counts " +
+                            decimalText(song.recording.sampleRate, 0) + " frames a second, not " +
+                            decimalText(facts.sampleRate, 0));
+    }
     const auto found = match(song.recording, facts);
     if (found != RecordingMatch::other)
         return found;

@@ -182,6 +182,25 @@ SongHistory decodedHistory(KeyedUnarchiver& coder) {
     return {std::move(steps), static_cast<std::size_t>(done)};
 }
 
+} // namespace
+
+std::int64_t endOf(const TarnNoteEntryStorage& notes) {
+    constexpr std::int64_t kBeyondSongs = std::int64_t{1} << 52;
+    std::int64_t end = 0;
+    notes.forEachKind([&]<typename Kind>(Kind) {
+        for (const auto& entry : notes.entries<Kind>()) {
+            std::uint64_t length = 0;
+            if constexpr (requires { entry->length(); })
+                length = entry->length();
+            if (entry->location() < kBeyondSongs && length < kBeyondSongs)
+                end = std::max(end, entry->location() + static_cast<std::int64_t>(length));
+        }
+    });
+    return end;
+}
+
+namespace {
+
 template <typename Coded>
 auto decoded(KeyedUnarchiver& coder, std::string_view key) {
     const auto object = coder.decodeObject<Coded>(key);
@@ -215,10 +234,10 @@ const ClassDescription& SongDocument::classDescription() {
 }
 
 std::shared_ptr<SecureCoding> SongDocument::make(KeyedUnarchiver& coder) {
-    const auto fileName = coder.decodeString(kFileName);
-    const auto sampleRate = coder.decodeDouble(kSampleRate);
-    const auto frameCount = coder.decodeInt(kFrameCount);
-    const auto identifier = coder.decodeString(kIdentifier);
+    auto fileName = coder.decodeString(kFileName);
+    auto sampleRate = coder.decodeDouble(kSampleRate);
+    auto frameCount = coder.decodeInt(kFrameCount);
+    auto identifier = coder.decodeString(kIdentifier);
     auto annotations = coder.decodeObject<TarnNoteEntryStorage>(kNotes);
     auto outline = coder.decodeObject<TarnSongStructureStorage>(kStructure);
     const std::shared_ptr<SongDocument> document(new SongDocument());
@@ -228,6 +247,17 @@ std::shared_ptr<SecureCoding> SongDocument::make(KeyedUnarchiver& coder) {
             std::ranges::copy(*stored, document->checksum->begin());
     }
     document->schemaVersion = coder.decodeInt(kSchema).value_or(1);
+    if (coder.isSalvaging() && (annotations || outline)) {
+        // What is missing is made up for, as long as there is something to save.
+        fileName = fileName.value_or("");
+        sampleRate = sampleRate.value_or(Song::kFramesPerSecondWithoutRecording);
+        identifier = identifier.value_or("");
+        if (!annotations)
+            annotations = std::make_shared<TarnNoteEntryStorage>();
+        if (!outline)
+            outline = std::make_shared<TarnSongStructureStorage>();
+        frameCount = frameCount.value_or(endOf(*annotations));
+    }
     if (!fileName || !sampleRate || !frameCount || !identifier || !annotations || !outline)
         return nullptr;
     Recording described{*fileName,

@@ -15,6 +15,7 @@
 namespace TARN_PUBLIC tarn {
 
 class Song;
+class TarnNoteEntryStorage;
 
 /// How the values of a song stand in keyed archives. For the sources of Song alone.
 namespace archive {
@@ -24,6 +25,9 @@ namespace archive {
 /// Nothing where the key is missing; what lies outside its range is taken for its default.
 [[nodiscard]] std::optional<SongProperties> decodeProperties(KeyedUnarchiver& coder, std::string_view key);
 [[nodiscard]] std::optional<AnalysisFacts> decodeFacts(KeyedUnarchiver& coder, std::string_view key);
+
+/// The frame at which the last entry ends; 0 without entries. What lies beyond every song does not count.
+[[nodiscard]] std::int64_t endOf(const TarnNoteEntryStorage& notes);
 
 /// The root object of a song's file.
 class SongDocument : public SecureCoding {

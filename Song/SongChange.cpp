@@ -13,9 +13,10 @@ namespace tarn {
 SongChange::SongChange(const std::filesystem::path& file, std::chrono::milliseconds patience,
                        SongReading reading)
     : mFile(file), mLock(lockSongFile(file, patience)), mBytes(readSongBytes(file)) {
+    if (mBytes && reading == SongReading::salvaged)
+        mSalvaged = salvagedFromBytes(*mBytes, file);
     if (mBytes)
-        mSong = reading == SongReading::whole ? songFromBytes(*mBytes, file)
-                                              : salvagedFromBytes(*mBytes, file).song;
+        mSong = reading == SongReading::salvaged ? mSalvaged.song : songFromBytes(*mBytes, file);
 }
 
 Song& SongChange::existingSong() const {

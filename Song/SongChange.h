@@ -40,6 +40,8 @@ public:
     [[nodiscard]] const std::shared_ptr<Song>& song() const { return mSong; }
     /// The same where there has to be one. Throws SongError (missing).
     [[nodiscard]] Song& existingSong() const;
+    /// What was wrong with it, where it was salvaged.
+    [[nodiscard]] const Song::Salvaged& salvaged() const { return mSalvaged; }
     /// The bytes that it was read from.
     [[nodiscard]] const std::optional<Data>& bytes() const { return mBytes; }
 
@@ -58,6 +60,7 @@ private:
     FileLock mLock;
     std::optional<Data> mBytes;
     std::shared_ptr<Song> mSong;
+    Song::Salvaged mSalvaged;
 };
 
 } // namespace tarn

@@ -86,45 +86,45 @@ bool hasRightChecksum(const SongDocument& document, std::span<const std::byte> b
 /// The newest of the former versions that are kept beside the file and can be opened, in words that follow a
 /// reason; empty without one.
 std::string formerVersionBeside(const std::filesystem::path& file) {
+    constexpr int kMostVersions = 100;
     std::string text;
-    for (int number = 1;; ++number) {
+    std::filesystem::file_time_type newest{};
+    for (int number = 1; number <= kMostVersions; ++number) {
         const auto former = formerVersion(file, number);
         std::error_code error;
-        if (!std::filesystem::is_regular_file(former, error))
-            return text;
+        const auto time = std::filesystem::last_write_time(former, error);
+        if (error || (!text.empty() && time <= newest))
+            continue;
         const auto bytes = FileManager::contentsOf(former, nullptr, kLargestArchive);
         const auto document = bytes ? KeyedUnarchiver::unarchivedObject<SongDocument>(*bytes) : nullptr;
-        if (document && !document->song->unsoundness() && hasRightChecksum(*document, *bytes))
-            text = "; a former version lies beside it, " + textOfPath(former);
+        if (!document || document->song->unsoundness() || !hasRightChecksum(*document, *bytes))
+            continue;
+        text = "; a former version lies beside it, " + textOfPath(former);
+        newest = time;
     }
+    return text;
 }
 
 SongError errorOf(SongError::Kind kind, const std::filesystem::path& file, const std::string& reason) {
     return {kind, textOfPath(file) + ": " + reason + formerVersionBeside(file)};
 }
 
-/// A song without a recording, with the annotations of an archive that is no song's. Null where it is not the
-/// archive of a document's annotations either.
-std::shared_ptr<Song> songOfAnnotations(const Data& bytes) {
-    auto notes = KeyedUnarchiver::unarchivedObject<TarnNoteEntryStorage>(bytes);
-    if (!notes)
-        return nullptr;
-    constexpr std::int64_t kBeyondSongs = std::int64_t{1} << 52; // no song reaches there
-    std::int64_t end = 0;
-    notes->forEachKind([&]<typename Kind>(Kind) {
-        for (const auto& entry : notes->template entries<Kind>()) {
-            std::uint64_t length = 0;
-            if constexpr (requires { entry->length(); })
-                length = entry->length();
-            if (entry->location() < kBeyondSongs && length < kBeyondSongs)
-                end = std::max(end, entry->location() + static_cast<std::int64_t>(length));
-        }
-    });
+/// A song without a recording, with the annotations of an archive that is no song's.
+std::shared_ptr<Song> songOf(std::shared_ptr<TarnNoteEntryStorage> notes) {
     Recording none;
     none.sampleRate = Song::kFramesPerSecondWithoutRecording;
-    none.frameCount = end;
+    none.frameCount = archive::endOf(*notes);
     return std::make_shared<Song>(std::move(none), std::move(notes),
                                   std::make_shared<TarnSongStructureStorage>());
+}
+
+bool isOfOtherClass(const Error& error) {
+    return error.code == static_cast<long>(KeyedArchiveErrorCode::classNotAdmitted);
+}
+
+bool isNoArchive(const Error& error) {
+    return error.code == static_cast<long>(KeyedArchiveErrorCode::malformedPropertyList) ||
+           error.code == static_cast<long>(KeyedArchiveErrorCode::notAKeyedArchive);
 }
 
 } // namespace
@@ -138,13 +138,17 @@ std::shared_ptr<Song> songFromBytes(const Data& bytes, const std::filesystem::pa
     if (document && !hasRightChecksum(*document, bytes))
         throw errorOf(Kind::damaged, file,
                       "the document is damaged, or another program has edited it: its checksum is wrong");
-    const auto song = document ? document->song : songOfAnnotations(bytes);
-    if (!song) {
-        const auto code = static_cast<KeyedArchiveErrorCode>(error.code);
-        const bool hasNoArchive = code == KeyedArchiveErrorCode::malformedPropertyList ||
-                                  code == KeyedArchiveErrorCode::notAKeyedArchive;
-        throw errorOf(hasNoArchive ? Kind::undecodable : Kind::damaged, file, error.localizedDescription());
+    auto song = document ? document->song : nullptr;
+    if (!song && isOfOtherClass(error)) {
+        Error reason;
+        if (auto notes = KeyedUnarchiver::unarchivedObject<TarnNoteEntryStorage>(bytes, &reason))
+            song = songOf(std::move(notes));
+        else if (!isOfOtherClass(reason))
+            error = reason;
     }
+    if (!song)
+        throw errorOf(isNoArchive(error) || isOfOtherClass(error) ? Kind::undecodable : Kind::damaged, file,
+                      error.localizedDescription());
     if (const auto reason = song->unsoundness())
         throw errorOf(Kind::damaged, file, *reason);
     return song;
@@ -154,7 +158,15 @@ Song::Salvaged salvagedFromBytes(const Data& bytes, const std::filesystem::path&
     KeyedUnarchiver::Faults faults;
     const auto document = KeyedUnarchiver::salvagedObject<SongDocument>(bytes, faults);
     Song::Salvaged salvaged;
-    salvaged.song = document ? document->song : songOfAnnotations(bytes);
+    if (document) {
+        salvaged.song = document->song;
+    } else if (isOfOtherClass(faults.first)) {
+        KeyedUnarchiver::Faults ofAnnotations;
+        if (auto notes = KeyedUnarchiver::salvagedObject<TarnNoteEntryStorage>(bytes, ofAnnotations)) {
+            salvaged.song = songOf(std::move(notes));
+            faults = ofAnnotations;
+        }
+    }
     if (!salvaged.song)
         throw errorOf(SongError::Kind::undecodable, file,
                       "nothing of it can be read: " + faults.first.localizedDescription());

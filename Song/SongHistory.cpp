@@ -9,6 +9,8 @@
 namespace tarn {
 namespace {
 
+constexpr std::uint64_t kGreatestIdentifier = std::uint64_t{1} << 62; // after which more can follow
+
 std::size_t sizeOf(const SongStep& step) {
     return step.message.size() + step.difference.size();
 }
@@ -17,7 +19,8 @@ std::size_t sizeOf(const SongStep& step) {
 
 SongHistory::SongHistory(std::vector<SongStep> steps, std::size_t doneCount) {
     for (SongStep& step : steps) {
-        if (step.identifier > (mSteps.empty() ? 0 : mSteps.back().identifier))
+        const std::uint64_t least = mSteps.empty() ? 1 : mSteps.back().identifier + 1;
+        if (step.identifier >= least && step.identifier <= kGreatestIdentifier)
             mSteps.push_back(std::move(step));
         else if (mSteps.size() < doneCount)
             --doneCount;

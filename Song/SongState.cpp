@@ -131,6 +131,14 @@ private:
         if (!kinds)
             return nullptr;
         change->kinds = *std::move(kinds);
+        for (std::size_t i = 0; i < change->kinds.size(); ++i) { // there are eleven, each once
+            if (i >= NoteEntryKinds::kCount + SongStructureKinds::kCount)
+                return nullptr;
+            for (std::size_t k = 0; k < i; ++k) {
+                if (change->kinds[k]->kind == change->kinds[i]->kind)
+                    return nullptr;
+            }
+        }
         const auto propertiesBefore = archive::decodeProperties(coder, "propertiesBefore");
         const auto propertiesAfter = archive::decodeProperties(coder, "propertiesAfter");
         if (propertiesBefore && propertiesAfter)
@@ -326,6 +334,15 @@ std::optional<Data> SongDifference::between(const SongState& before, const SongS
     return KeyedArchiver::archivedData(change);
 }
 
+std::string entryKindInWords(std::string_view kind) {
+    std::string words;
+    for (const char c : kind) {
+        const bool isCapital = c >= 'A' && c <= 'Z';
+        words += isCapital ? std::string(" ") + static_cast<char>(c - 'A' + 'a') : std::string(1, c);
+    }
+    return words;
+}
+
 std::optional<std::string> SongDifference::obstacle(const Song& song, const Data& difference,
                                                     Direction direction) {
     const auto change = Change::of(difference);
@@ -341,8 +358,14 @@ std::optional<std::string> SongDifference::obstacle(const Song& song, const Data
         if (!isKnown)
             return "it was made by a newer edition, which knows " + kindChange->kind + " entries";
         if (!fits)
-            return "the " + kindChange->kind + " entries have been changed since by something else";
+            return "the " + entryKindInWords(kindChange->kind) +
+                   " entries have been changed since by a program that keeps no history";
     }
+    const bool isBack = direction == Direction::back;
+    if (change->properties &&
+        song.properties != (isBack ? change->properties->second : change->properties->first))
+        return "title, artist, capo or transposition have been changed since by a program that keeps no "
+               "history";
     return std::nullopt;
 }
 

@@ -10,11 +10,15 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <tuple>
 
 namespace TARN_PUBLIC tarn {
 
 class Song;
+
+/// "time signature" for the kind timeSignature.
+[[nodiscard]] std::string entryKindInWords(std::string_view kind);
 
 /// All that steps of a history change, at one moment: the entries of every kind in the order in which they
 /// are stored, properties and analysis facts. Entries are shared, not copied.
@@ -32,6 +36,11 @@ public:
         return entries.isSameListAs(others) || std::ranges::equal(entries, others);
     }
     [[nodiscard]] const AnalysisFacts& facts() const { return mFacts; }
+    /// In the order in which they are stored.
+    template <typename Kind>
+    [[nodiscard]] const EntryList<typename Kind::Entry>& entries() const {
+        return std::get<EntryList<typename Kind::Entry>>(mNotes);
+    }
 
 private:
     friend class SongDifference;

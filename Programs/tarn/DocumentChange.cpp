@@ -1,7 +1,6 @@
 #include "Programs/tarn/DocumentChange.h"
 
 #include "Platform/PlainText.h"
-#include "Song/DistinctIdentifiers.h"
 #include "Song/SongChange.h"
 
 #include <iostream>
@@ -11,12 +10,8 @@ namespace tarn::program {
 void changeDocument(const std::filesystem::path& file, const ChangeOptions& options,
                     const std::function<std::vector<std::string>(Song&)>& change) {
     std::vector<std::string> lines;
-    const auto changed = [&](Song& song) {
-        giveDistinctIdentifiers(song);
-        return change(song);
-    };
     if (options.isDryRun) {
-        lines = changed(options.isSalvaged ? *Song::salvage(file).song : *Song::open(file));
+        lines = change(options.isSalvaged ? *Song::salvage(file).song : *Song::open(file));
         lines.push_back("dry run: " + file.string() + " is unchanged");
     } else {
         // A document that is missing or damaged is reported before one that cannot be locked.
@@ -24,9 +19,9 @@ void changeDocument(const std::filesystem::path& file, const ChangeOptions& opti
             (void)Song::open(file);
         SongChange turn(file, SongChange::kPatience,
                         options.isSalvaged ? SongReading::salvaged : SongReading::whole);
-        lines = changed(turn.existingSong());
-        if (options.isSalvaged)
-            lines.push_back("the damaged document is kept as " + turn.keepFormer().string());
+        lines = change(turn.existingSong());
+        if (const std::string damage = turn.salvaged().description(); !damage.empty())
+            lines.push_back(damage + "; the damaged document is kept as " + turn.keepFormer().string());
         turn.save(turn.song(), options.message);
     }
     for (const std::string& line : lines)

@@ -11,13 +11,14 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 namespace tarn::program {
 namespace {
 
 struct StepOptions {
     std::string document;
-    std::uint64_t seen = 0; ///< 0: not given
+    std::optional<std::uint64_t> seen;
     bool isDryRun = false;
 };
 
@@ -26,8 +27,7 @@ void takeStep(const StepOptions& options, const char* report,
               std::string (Song::*step)(std::optional<std::uint64_t>)) {
     try {
         changeDocument(options.document, {.isDryRun = options.isDryRun}, [&](Song& song) {
-            const auto seen = options.seen > 0 ? std::optional(options.seen) : std::nullopt;
-            return std::vector{std::string(report) + ": " + (song.*step)(seen)};
+            return std::vector{std::string(report) + ": " + (song.*step)(options.seen)};
         });
     } catch (const SongHistoryError& error) {
         throw Failure(ExitStatus::refusedEdit,
@@ -95,8 +95,8 @@ CLI::App* addStepCommand(CLI::App& app, const char* name, const char* help, cons
     command->add_option("document", options->document, "The document")->required()->type_name("FILE.tarn");
     command
         ->add_option("--seen", options->seen,
-                     "The newest step that you know of; refuses where there is a newer one")
-        ->check(CLI::PositiveNumber.description(""))
+                     "The newest step that you know of, 0 for none; refuses where there is another")
+        ->check(CLI::NonNegativeNumber.description(""))
         ->type_name("STEP");
     command->add_flag("--dry-run", options->isDryRun, "Say what would change and write nothing");
     command->callback([=] { takeStep(*options, report, step); });

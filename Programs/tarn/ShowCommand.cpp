@@ -21,12 +21,8 @@ struct ShowOptions {
 /// What can be read of a damaged document; what could not be is told on standard error.
 std::shared_ptr<Song> salvagedSong(const std::string& file) {
     const auto salvaged = Song::salvage(file);
-    if (salvaged.faultCount > 0)
-        std::cerr << "tarn: " << file << ": " << salvaged.faultCount
-                  << (salvaged.faultCount == 1 ? " value" : " values")
-                  << " could not be read: " << onOneLine(salvaged.firstFault) << "\n";
-    else if (salvaged.hasWrongChecksum)
-        std::cerr << "tarn: " << file << ": everything could be read, but the checksum is wrong\n";
+    if (const std::string damage = salvaged.description(); !damage.empty())
+        std::cerr << "tarn: " << onOneLine(file + ": " + damage) << "\n";
     return salvaged.song;
 }
 

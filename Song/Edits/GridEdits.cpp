@@ -117,7 +117,7 @@ Action setMetre(EditWords& words) {
         auto& notes = *document.notes;
         const std::string before = metreOf(notes);
         if (const auto beats = compoundBeats(document, {top, bottom})) {
-            replaceGrid(document, *beats, {top, bottom});
+            replaceGrid(document, *beats, TimeSignature{top, bottom});
             return "metre " + text + " (was " + before + "), " +
                    (bottom == 8 ? "each beat dotted, of three eighths" : "each beat of two eighths");
         }

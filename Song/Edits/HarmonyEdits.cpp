@@ -111,6 +111,14 @@ KELPChordRef soundingAt(const EntryList<TarnChordEntry>& chords, std::int64_t fr
     return index ? chords[*index]->chord() : nullptr;
 }
 
+/// The first chord at or after the frame.
+EntryList<TarnChordEntry>::const_iterator firstAtOrAfter(const EntryList<TarnChordEntry>& chords,
+                                                         std::int64_t frame) {
+    return std::lower_bound(
+        chords.begin(), chords.end(), frame,
+        [](const auto& entry, std::int64_t location) { return entry->location() < location; });
+}
+
 Action replaceChords(EditWords& words) {
     const auto from = words.chord();
     words.expect("by");
@@ -120,17 +128,60 @@ Action replaceChords(EditWords& words) {
         std::vector<std::shared_ptr<TarnChordEntry>> former;
         std::vector<std::shared_ptr<TarnChordEntry>> changed;
         for (const auto& entry : notes.chordEntries()) {
-            if (!soundAlike(entry->chord(), from))
+            if (!soundAlike(entry->chord(), from) || *entry->chord() == *to)
                 continue;
             former.push_back(entry);
             changed.push_back(notes.copyOfChordEntry(entry));
             changed.back()->setChord(to);
         }
         if (former.empty())
-            refuse("there is no chord " + from->string());
+            refuse("there is no chord " + from->string() + " to replace");
         notes.replaceChordEntriesInArrayWithChordEntriesInArray(former, changed);
         return counted(former.size(), "chord") + " " + from->string() + " became " + to->string();
     };
+}
+
+/// A chord and where it begins.
+using PlacedChord = std::pair<std::int64_t, KELPChordRef>;
+
+/// The chords of a bar, put on another one beat by beat, so that the bars may differ in tempo; what the other
+/// one has no beat for is left out. It begins with the chord that sounds where the bar begins. `gridEnd` is
+/// where the last bar ends.
+void copyBar(const EntryList<TarnChordEntry>& chords, const BeatGrid& grid, Range<std::size_t> source,
+             Range<std::size_t> destination, std::int64_t gridEnd, std::vector<PlacedChord>& copied) {
+    const auto& frames = grid.locations();
+    const auto sounding = soundingAt(chords, frames[source.lower]);
+    copied.emplace_back(frames[destination.lower], sounding ? sounding : KELPChord::noChord());
+    for (std::size_t beat = 0; beat < std::min(sizeOf(source), sizeOf(destination)); ++beat) {
+        const std::size_t from = source.lower + beat;
+        const std::size_t to = destination.lower + beat;
+        const std::int64_t end = grid.endOf({from, from + 1}, gridEnd);
+        const std::int64_t toEnd = grid.endOf({to, to + 1}, gridEnd);
+        for (auto entry = firstAtOrAfter(chords, frames[from]);
+             entry != chords.end() && (*entry)->location() < end; ++entry) {
+            const double part = static_cast<double>((*entry)->location() - frames[from]) /
+                                static_cast<double>(end - frames[from]);
+            const auto place =
+                frames[to] + static_cast<std::int64_t>(part * static_cast<double>(toEnd - frames[to]));
+            if (copied.back().first == place)
+                copied.pop_back();
+            copied.emplace_back(place, (*entry)->chord());
+        }
+    }
+}
+
+/// Chords that only repeat the one before them go.
+std::vector<PlacedChord> withoutRepetitions(const std::vector<PlacedChord>& chords,
+                                            const KELPChordRef& before) {
+    std::vector<PlacedChord> kept;
+    KELPChordRef last = before ? before : KELPChord::noChord();
+    for (const auto& [place, chord] : chords) {
+        const auto& written = chord ? chord : KELPChord::noChord();
+        if (!(*written == *last))
+            kept.emplace_back(place, written);
+        last = written;
+    }
+    return kept;
 }
 
 Action copyBars(EditWords& words) {
@@ -144,73 +195,42 @@ Action copyBars(EditWords& words) {
         auto& notes = *song.notes;
         const SongPositions positions(song);
         const BeatGrid grid = countedBeats(song);
+        (void)positions.startOfBar(first); // refuses what the song does not have
+        (void)positions.startOfBar(last);
+        const std::int64_t start = positions.startOfBar(target);
         const std::int64_t count = last - first + 1;
-        (void)positions.startOfBar(last); // refuses what the song does not have
-        (void)positions.startOfBar(target);
-        if (target + count - 1 > static_cast<std::int64_t>(positions.barCount()))
+        if (count - 1 > static_cast<std::int64_t>(positions.barCount()) - target)
             refuse("there are only " + counted(positions.barCount(), "bar"));
         const std::int64_t gridEnd = std::max(song.recording.frameCount, grid.locations().back());
-        const auto barOf = [&](std::int64_t number) {
+        const auto barAt = [&](std::int64_t number) {
             return grid.barLines().bar(static_cast<std::size_t>(number - 1));
         };
-        const auto endOfBar = [&](std::int64_t number) { return grid.endOf(barOf(number), gridEnd); };
-
         const auto chords = notes.chordEntries();
-        std::vector<std::pair<std::int64_t, KELPChordRef>> copied;
-        for (std::int64_t bar = 0; bar < count; ++bar) {
-            const auto source = barOf(first + bar);
-            const auto destination = barOf(target + bar);
-            // Beat by beat, so that bars may differ in tempo; what the shorter bar has no beat for is left
-            // out.
-            for (std::size_t beat = 0; beat < std::min(sizeOf(source), sizeOf(destination)); ++beat) {
-                const auto startsAndEnds = [&](Range<std::size_t> positionsOfBar) {
-                    const std::size_t position = positionsOfBar.lower + beat;
-                    return std::pair(grid.locations()[position],
-                                     grid.endOf({position, position + 1}, gridEnd));
-                };
-                const auto [start, end] = startsAndEnds(source);
-                const auto [to, toEnd] = startsAndEnds(destination);
-                if (bar == 0 && beat == 0) {
-                    if (const auto chord = soundingAt(chords, start))
-                        copied.emplace_back(to, chord);
-                }
-                for (const auto& entry : chords) {
-                    if (entry->location() < start || entry->location() >= end)
-                        continue;
-                    const double part =
-                        static_cast<double>(entry->location() - start) / static_cast<double>(end - start);
-                    const std::int64_t place =
-                        to + static_cast<std::int64_t>(part * static_cast<double>(toEnd - to));
-                    if (!copied.empty() && copied.back().first == place)
-                        copied.pop_back();
-                    copied.emplace_back(place, entry->chord());
-                }
-            }
-        }
-        const std::int64_t start = positions.startOfBar(target);
-        const std::int64_t end = endOfBar(target + count - 1);
-        const bool isEndFree = end < song.recording.frameCount &&
-                               std::none_of(chords.begin(), chords.end(),
-                                            [&](const auto& entry) { return entry->location() == end; });
+        const std::int64_t end = grid.endOf(barAt(target + count - 1), gridEnd);
+        const auto firstReplaced = firstAtOrAfter(chords, start);
+        const auto firstKept = firstAtOrAfter(chords, end);
+        std::vector<PlacedChord> copied;
+        for (std::int64_t bar = 0; bar < count; ++bar)
+            copyBar(chords, grid, barAt(first + bar), barAt(target + bar), gridEnd, copied);
+        const std::size_t copiedCount =
+            withoutRepetitions(copied, nullptr).size(); // the first one counts although it may go on
         // What sounded after the copied bars goes on to sound there.
-        if (const auto after = soundingAt(chords, end); isEndFree && after)
-            copied.emplace_back(end, after);
-        std::vector<std::shared_ptr<TarnChordEntry>> former;
-        for (const auto& entry : chords) {
-            if (entry->location() >= start && entry->location() < end)
-                former.push_back(entry);
-        }
+        if (end < song.recording.frameCount && (firstKept == chords.end() || (*firstKept)->location() > end))
+            copied.emplace_back(end, soundingAt(chords, end));
+        const auto before =
+            firstReplaced == chords.begin() ? KELPChordRef() : (*(firstReplaced - 1))->chord();
         std::vector<std::shared_ptr<TarnChordEntry>> added;
-        for (const auto& [place, chord] : copied) {
+        for (const auto& [place, chord] : withoutRepetitions(copied, before)) {
             added.push_back(notes.newChordEntry());
             added.back()->setLocation(place);
             added.back()->setChord(chord);
         }
+        const std::vector<std::shared_ptr<TarnChordEntry>> former(firstReplaced, firstKept);
         if (former.empty() && added.empty())
             refuse("there are no chords to copy");
         notes.replaceChordEntriesInArrayWithChordEntriesInArray(former, added);
         return counted(static_cast<std::size_t>(count), "bar") + " copied to bar " + std::to_string(target) +
-               ", with " + counted(added.size() - (isEndFree && soundingAt(chords, end) ? 1 : 0), "chord");
+               ", with " + counted(copiedCount, "chord");
     };
 }
 

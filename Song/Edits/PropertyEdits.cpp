@@ -4,7 +4,9 @@ namespace tarn::edits {
 namespace {
 
 Action setText(EditWords& words, const char* what, std::string SongProperties::*property) {
-    std::string text = onOneLine(words.word(what));
+    std::string text; // of all words, since shells take quotes away; none clears it
+    while (!words.isAtEnd())
+        text += (text.empty() ? "" : " ") + onOneLine(words.word(what));
     return [=](Song& song) {
         const std::string before = std::exchange(song.properties.*property, text);
         return std::string(what) + " " + quoted(text) + " (was " + quoted(before) + ")";

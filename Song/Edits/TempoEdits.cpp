@@ -49,7 +49,9 @@ Beats twiceTheBeats(const BeatGrid& grid, std::int64_t frameCount) {
     std::size_t barLength = 0;
     for (std::size_t i = 0; i < grid.size(); ++i) {
         if (grid.barLines().isDownbeat(i)) {
-            barLength = sizeOf(grid.barLines().stretchFrom(i));
+            const std::size_t length = sizeOf(grid.barLines().stretchFrom(i));
+            const bool isLast = i + length == grid.size(); // it may break off
+            barLength = isLast ? std::max(length, barLength) : length;
             beatOfBar = 0;
         }
         const std::int64_t gap = i + 1 < grid.size() ? frames[i + 1] - frames[i] : frames[i] - frames[i - 1];
@@ -76,7 +78,7 @@ std::size_t beatAt(const Song& song, const BeatGrid& grid, const Position& at) {
 void replaceBeats(Song& song, const Beats& beats) {
     if (beats.size() < 2)
         refuse("two beats must stay");
-    replaceGrid(song, beats, song.notes->timeSignature());
+    replaceGrid(song, beats, std::nullopt);
 }
 
 Action halveTempo(EditWords& /*words*/) {
@@ -85,6 +87,7 @@ Action halveTempo(EditWords& /*words*/) {
         if (beats.size() < 2)
             refuse("the song has too few beats");
         replaceBeats(song, beats);
+        setTempoFromBeats(song);
         return "half tempo: " + barsReport(song);
     };
 }
@@ -98,6 +101,7 @@ Action doubleTempo(EditWords& /*words*/) {
                 refuse("the beats lie too close together");
         }
         replaceBeats(song, twiceTheBeats(grid, song.recording.frameCount));
+        setTempoFromBeats(song);
         return "double tempo: " + barsReport(song);
     };
 }
@@ -121,10 +125,7 @@ Action setTempoAndStart(EditWords& words) {
         const std::int64_t start = from                ? SongPositions(song).frame(*from)
                                    : downbeats.empty() ? 0
                                                        : downbeats.front();
-        // A document of eighths counts eighths; its tempo is that of dotted quarters or of quarters.
-        const bool isCompound = metre.denominator == 8 && metre.numerator % 3 == 0 && metre.numerator > 3;
-        const int perTempoBeat = metre.denominator == 4 ? 1 : isCompound ? 3 : 2;
-        const double step = song.recording.sampleRate * 60 / *tempo / perTempoBeat;
+        const double step = song.recording.sampleRate * 60 / *tempo / countedBeatsPerTempoBeat(metre);
         if (step < 4)
             refuse("the beats would lie too close together");
         const auto before = static_cast<std::int64_t>(static_cast<double>(start) / step);
@@ -216,12 +217,14 @@ Action tapDownbeats(EditWords& words) {
                 refuse("the taps must follow one another, with room for the beats of a bar");
             frames.push_back(frame);
         }
-        // Beats that nearly coincide with the first or the last tap are those taps.
-        const std::int64_t margin = (frames[1] - frames[0]) / (2 * metre.numerator);
+        // Beats within a quarter of a beat of the first or the last tap are those taps.
+        const auto quarterOfBeat = [&](std::size_t bar) {
+            return (frames[bar + 1] - frames[bar]) / (4 * metre.numerator);
+        };
         Beats beats;
         const auto former = countedBeats(song).beats();
         for (const GridBeat& beat : former) {
-            if (beat.location + margin < frames.front())
+            if (beat.location + quarterOfBeat(0) < frames.front())
                 beats.push_back(beat);
         }
         for (std::size_t bar = 0; bar + 1 < frames.size(); ++bar) {
@@ -231,10 +234,11 @@ Action tapDownbeats(EditWords& words) {
         }
         beats.push_back({frames.back(), true});
         for (const GridBeat& beat : former) {
-            if (beat.location - margin > frames.back())
+            if (beat.location - quarterOfBeat(frames.size() - 2) > frames.back())
                 beats.push_back(beat);
         }
         replaceGrid(song, beats, metre);
+        setTempoFromBeats(song);
         return counted(taps.size() - 1, "bar") + " between " + taps.front().text + " and " +
                taps.back().text + "; " + barsReport(song);
     };

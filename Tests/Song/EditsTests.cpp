@@ -510,6 +510,50 @@ TEST(Edits, BarsAreCopiedWithTheirChords) {
     EXPECT_THAT(refusal(song, "copy-bars 4 to 2 at 1"), HasSubstr("before"));
 }
 
+TEST(Edits, CopiedBarsBeginWithWhatSoundsAtTheirStart) {
+    const auto song = sampleSong();
+    perform(*song, "bar-beats 3 = 3|add-chord C at 1:1|add-chord G at 1:4|add-chord F at 3:2");
+    report(song, "copy-bars 1 to 2 at 3");
+    EXPECT_EQ(chordsOf(*song), "C@88200 G@154350 C@264600 G@352800")
+        << "bar 3 has no fourth beat; G goes on in bar 4 nevertheless";
+}
+
+TEST(Edits, OneBeatMovesAloneAndSwungEighthsStay) {
+    const auto song = sampleSong();
+    auto& notes = *song->notes;
+    const auto beats = notes.beatEntries();
+    std::vector<std::shared_ptr<TarnBeatEntry>> swung = notes.mutableCopiesOfUserEntriesInArray(beats);
+    for (std::size_t i = 1; i < swung.size(); i += 2)
+        swung[i]->setLocation(swung[i]->location() + 3000);
+    notes.replaceBeatEntriesInArrayWithBeatEntriesInArray(beats, swung);
+    const auto before = notes.beatEntries();
+    report(song, "move-beat 3:2 to @290000");
+    std::size_t moved = 0;
+    for (const auto& beat : before)
+        moved += !notes.containsBeatEntry(beat);
+    EXPECT_EQ(moved, 3u) << "the beat and the eighths beside it";
+}
+
+TEST(Edits, AGridWithoutMetreStaysWithoutOne) {
+    const auto song = std::make_shared<Song>(Recording{"song.wav", 44100, 441000, "sample"});
+    test::addBeats(*song, {.first = 0, .spacing = 22050, .count = 16, .perBar = 4});
+    report(song, "move-beat 2:2 to @112000");
+    EXPECT_TRUE(song->notes->timeSignatureEntries().empty());
+    EXPECT_EQ(song->notes->beatEntries().size(), 16u);
+}
+
+TEST(Edits, TheTempoIsThatOfDottedBeatsInCompoundMetres) {
+    const auto song = sampleSong(2);
+    test::addTempo(*song, 120);
+    const auto tempo = [&] { return song->notes->tempoEntries().front()->tempo(); };
+    report(song, "metre=6/8");
+    EXPECT_EQ(tempo(), 120.0F);
+    report(song, "tempo=100");
+    EXPECT_EQ(tempo(), 100.0F);
+    report(song, "tap-downbeats 2:1 3:1");
+    EXPECT_NEAR(tempo(), 100, 0.1);
+}
+
 TEST(Edits, PropertiesOfTheSongAreSet) {
     const auto song = sampleSong();
     EXPECT_EQ(report(song, "title=\"Blue in green\""), "title \"Blue in green\" (was \"\")");

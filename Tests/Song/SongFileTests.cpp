@@ -184,6 +184,52 @@ TEST(SongFile, salvagesWhatCanBeRead) {
     EXPECT_EQ(whole.faultCount, 0u);
 }
 
+TEST(SongFile, salvagesASongThatLacksARootValue) {
+    const auto song = fullSong();
+    for (const std::string key :
+         {"fileName", "identifier", "sampleRate", "frameCount", "noteEntryStorage", "songStructureStorage"}) {
+        Data bytes = archivedSong(song);
+        const auto name = std::search(bytes.begin(), bytes.end(), key.begin(), key.end(),
+                                      [](std::byte b, char c) { return b == static_cast<std::byte>(c); });
+        ASSERT_NE(name, bytes.end()) << key;
+        *name = std::byte{'X'};
+        const auto salvaged = salvagedFromBytes(bytes, "song.tarn").song;
+        EXPECT_EQ(salvaged->properties, song->properties) << key;
+        if (key != "noteEntryStorage") {
+            EXPECT_EQ(test::beatsOf(*salvaged), test::beatsOf(*song)) << key;
+        }
+    }
+}
+
+TEST(SongFile, salvagesADamagedArchiveOfAnnotations) {
+    const auto song = fullSong();
+    Data bytes = KeyedArchiver::archivedData(song->notes);
+    const std::string_view key = "chordEntryArray";
+    const auto name = std::search(bytes.begin(), bytes.end(), key.begin(), key.end(),
+                                  [](std::byte b, char c) { return b == static_cast<std::byte>(c); });
+    ASSERT_NE(name, bytes.end());
+    EXPECT_EQ(salvagedFromBytes(bytes, "song.tarn").faultCount, 0u);
+    // The marker of the key's text becomes that of a real number.
+    *(name - 2) = std::byte{0x23};
+    const auto salvaged = salvagedFromBytes(bytes, "song.tarn");
+    EXPECT_EQ(test::beatsOf(*salvaged.song), test::beatsOf(*song));
+}
+
+TEST(SongFile, salvagesDamagedContentOfANewerEdition) {
+    const Data sound = KeyedArchiver::archivedData(std::make_shared<NewerSong>());
+    std::mt19937 random(3);
+    for (int i = 0; i < 1000; ++i) {
+        Data damaged = sound;
+        damaged[std::uniform_int_distribution<std::size_t>(8, sound.size() - 33)(random)] ^= std::byte{1}
+                                                                                             << (i % 8);
+        try {
+            (void)archivedSong(salvagedFromBytes(damaged, "song.tarn").song);
+        } catch (const SongError& error) {
+            EXPECT_EQ(error.kind(), SongError::Kind::undecodable);
+        }
+    }
+}
+
 TEST(SongFile, salvagesMostSongsWithADamagedByte) {
     const auto song = fullSong();
     const Data sound = archivedSong(song);
