@@ -43,6 +43,8 @@ void checkValue(const FormatOption& option, const std::string& value, const Form
                                 decimalText(greatest, areWhole ? 0 : 1));
 }
 
+} // namespace
+
 void checkOptions(const std::vector<FormatOption>& known, const FormatOptions& given, const Format& format) {
     for (const auto& [name, value] : given.values()) {
         const auto option = std::find_if(known.begin(), known.end(),
@@ -53,8 +55,6 @@ void checkOptions(const std::vector<FormatOption>& known, const FormatOptions& g
             checkValue(*option, value, format);
     }
 }
-
-} // namespace
 
 std::string FormatOptions::text(std::string_view name, std::string_view otherwise) const {
     const auto found = mValues.find(name);

@@ -89,6 +89,10 @@ struct Format {
 /// By an ending with its dot, in lower case; null where no format has it.
 [[nodiscard]] const Format* formatWithEnding(std::string_view ending);
 
+/// Throws FormatOptionError for an option that is not among the known ones of the format, or has a wrong
+/// value.
+void checkOptions(const std::vector<FormatOption>& known, const FormatOptions& given, const Format& format);
+
 /// Writes a song. Equal songs give equal bytes. Throws FormatRefused for a song that the format cannot hold
 /// and FormatOptionError; what was written until then is of no use. The format has to be one that is written.
 void writeSong(std::ostream& out, const Song& song, const Format& format, const WriteRequest& request = {});

@@ -4,6 +4,7 @@
 #include "TarnFoundation/Grid/EvenSpacing.h"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <utility>
 #include <vector>
@@ -11,16 +12,20 @@
 namespace tarn {
 namespace {
 
-/// The eighth between each two neighbouring counted beats of a song in quarters, by their frames.
+constexpr std::int64_t kNone = std::numeric_limits<std::int64_t>::max();
+
+/// The eighth between each two neighbouring counted beats of a song in quarters, by their frames; after the
+/// last one kNone stands for the other.
 std::map<std::pair<std::int64_t, std::int64_t>, std::int64_t> eighthsOf(const Song& song) {
     std::map<std::pair<std::int64_t, std::int64_t>, std::int64_t> eighths;
     const BeatGrid stored = beatGridOf(song.notes->beatEntries()).from(0);
     const BeatGrid counted = stored.quarterNotes();
     const auto& frames = counted.locations();
-    for (std::size_t i = 0; i + 1 < frames.size(); ++i) {
+    for (std::size_t i = 0; i < frames.size(); ++i) {
         const std::size_t next = stored.firstAtOrAfter(frames[i] + 1);
-        if (next < stored.size() && stored.locations()[next] < frames[i + 1])
-            eighths.emplace(std::pair(frames[i], frames[i + 1]), stored.locations()[next]);
+        const std::int64_t end = i + 1 < frames.size() ? frames[i + 1] : kNone;
+        if (next < stored.size() && stored.locations()[next] < end)
+            eighths.emplace(std::pair(frames[i], end), stored.locations()[next]);
     }
     return eighths;
 }
@@ -39,8 +44,7 @@ std::vector<GridBeat> inEighths(const Song& song, std::span<const GridBeat> coun
     midpoints.back() = std::min(midpoints.back(), std::max(locations.back(), song.recording.frameCount));
     for (std::size_t i = 0; i < counted.size(); ++i) {
         stored.push_back(counted[i]);
-        const auto kept =
-            i + 1 < counted.size() ? former.find({locations[i], locations[i + 1]}) : former.end();
+        const auto kept = former.find({locations[i], i + 1 < counted.size() ? locations[i + 1] : kNone});
         stored.push_back({kept == former.end() ? midpoints[i] : kept->second, false});
     }
     return stored;

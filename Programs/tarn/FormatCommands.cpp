@@ -147,6 +147,11 @@ FormatOptions FormatArguments::given(const Format& format, const std::string& fi
         take(name, value);
     for (const auto& [name, isGiven] : mFlags)
         take(name, "yes");
+    try { // before any file is opened
+        checkOptions(optionsOf(format, mDirection), options, format);
+    } catch (const FormatOptionError& wrong) {
+        throw Failure(ExitStatus::usage, wrong.what());
+    }
     return options;
 }
 

@@ -1,6 +1,7 @@
 #include "Interchange/Format.h"
 #include "Interchange/MIDIFileReader.h"
 #include "KELPMusic/KELPChordTable.h"
+#include "Song/SongFile.h"
 #include "TarnFoundation/MIDIExport/MIDIExport.h"
 #include "TarnFoundation/MIDIExport/MIDIExportTimeline.h"
 #include "Tests/Platform/TemporaryFolder.h"
@@ -30,9 +31,7 @@ std::string readInto(Song& song, std::string_view format, const std::string& byt
 }
 
 std::shared_ptr<Song> copyOfSong(const std::shared_ptr<Song>& song) {
-    const auto copy = KeyedUnarchiver::unarchivedObject<Song>(KeyedArchiver::archivedData(song), nullptr);
-    copy->properties = song->properties;
-    return copy;
+    return songFromBytes(archivedSong(song), "song.tarn");
 }
 
 /// Eight bars with something of every kind, not all of it on the beats; a pickup of a beat and a bar of

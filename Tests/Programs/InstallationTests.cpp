@@ -69,8 +69,9 @@ TEST_F(ProgramTest, everyFormatIsInTheManualAndTheDocumentation) {
         EXPECT_THAT(page, testing::HasSubstr("`" + std::string(format.name) + "`"));
         for (const std::string_view ending : format.endings)
             EXPECT_THAT(page, testing::HasSubstr("`" + std::string(ending) + "`"));
-        if (!format.endings.empty())
+        if (!format.endings.empty()) {
             EXPECT_THAT(manual, testing::HasSubstr(std::string(format.endings.front())));
+        }
     }
 }
 

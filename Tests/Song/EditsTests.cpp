@@ -514,8 +514,8 @@ TEST(Edits, CopiedBarsBeginWithWhatSoundsAtTheirStart) {
     const auto song = sampleSong();
     perform(*song, "bar-beats 3 = 3|add-chord C at 1:1|add-chord G at 1:4|add-chord F at 3:2");
     report(song, "copy-bars 1 to 2 at 3");
-    EXPECT_EQ(chordsOf(*song), "C@88200 G@154350 C@264600 G@352800")
-        << "bar 3 has no fourth beat; G goes on in bar 4 nevertheless";
+    EXPECT_EQ(chordsOf(*song), "C@88200 G@154350 C@264600 G@352800 F@441000")
+        << "bar 3 has no fourth beat; G goes on in bar 4 nevertheless, and F after it";
 }
 
 TEST(Edits, OneBeatMovesAloneAndSwungEighthsStay) {
