@@ -28,7 +28,7 @@ Song& SongChange::existingSong() const {
 std::filesystem::path SongChange::keepFormer() const {
     precondition(mBytes.has_value(), "There is no former document to keep");
     for (int number = 1;; ++number) {
-        const auto kept = formerVersion(mFile, number);
+        auto kept = formerVersion(mFile, number);
         std::error_code error;
         const auto status = std::filesystem::symlink_status(kept, error);
         if (std::filesystem::is_regular_file(status) && FileManager::contentsOf(kept) == mBytes)

@@ -13,4 +13,5 @@ function(tarn_embed_assets target header)
         DEPENDS ${files} ${TARN_WRITE_ASSETS}
         VERBATIM)
     target_sources(${target} PRIVATE ${source})
+    set_source_files_properties(${source} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()

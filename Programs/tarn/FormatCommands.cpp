@@ -70,6 +70,7 @@ FormatArguments::FormatArguments(CLI::App& command, FormatDirection direction, F
     const auto all = formatsFor(direction, mFilter);
     if (std::any_of(all.begin(), all.end(), [](const Format* format) { return format->endings.empty(); })) {
         std::vector<std::string> names;
+        names.reserve(all.size());
         for (const Format* format : all)
             names.emplace_back(format->name);
         command

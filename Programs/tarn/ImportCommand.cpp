@@ -74,10 +74,9 @@ void addImportCommand(CLI::App& app) {
         const Format& format = options->arguments->formatOf(input, "an import");
         const FormatOptions given = options->arguments->given(format, input);
         const Data bytes = contentsOf(input); // which may take its time, before others wait for the document
-        changeDocument(options->document, {.isDryRun = options->isDryRun, .message = "Imported " + input},
-                       [&](Song& song) {
-                           return std::vector{importInto(song, bytes, format, given, input)};
-                       });
+        changeDocument(
+            options->document, {.isDryRun = options->isDryRun, .message = "Imported " + input},
+            [&](Song& song) { return std::vector{importInto(song, bytes, format, given, input)}; });
     });
 }
 

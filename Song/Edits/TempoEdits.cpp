@@ -210,16 +210,17 @@ Action tapDownbeats(EditWords& words) {
         const SongPositions positions(song);
         const TimeSignature metre =
             song.notes->timeSignatureEntries().empty() ? TimeSignature{4, 4} : song.notes->timeSignature();
+        const std::int64_t quartersOfBeats = 4L * metre.numerator; // in a bar
         std::vector<std::int64_t> frames;
         for (const Position& tap : taps) {
             const std::int64_t frame = positions.frame(tap);
-            if (!frames.empty() && frame - frames.back() < 4 * metre.numerator)
+            if (!frames.empty() && frame - frames.back() < quartersOfBeats)
                 refuse("the taps must follow one another, with room for the beats of a bar");
             frames.push_back(frame);
         }
         // Beats within a quarter of a beat of the first or the last tap are those taps.
         const auto quarterOfBeat = [&](std::size_t bar) {
-            return (frames[bar + 1] - frames[bar]) / (4 * metre.numerator);
+            return (frames[bar + 1] - frames[bar]) / quartersOfBeats;
         };
         Beats beats;
         const auto former = countedBeats(song).beats();

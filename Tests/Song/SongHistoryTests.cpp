@@ -112,7 +112,8 @@ TEST(SongHistory, aStepThatNoLongerFitsStaysAndSaysWhy) {
     song->history = history;
     song = openedAgain(song);
     EXPECT_EQ(refusal([&] { song->undo(); }), SongHistoryError::Kind::doesNotFit);
-    EXPECT_EQ(song->obstacleToUndo(), "the chord entries have been changed since by a program that keeps no history");
+    EXPECT_EQ(song->obstacleToUndo(),
+              "the chord entries have been changed since by a program that keeps no history");
     EXPECT_EQ(song->history.newest()->message, "add-chord C at 1:1");
 }
 
