@@ -1,4 +1,5 @@
-# Checks an installation: CheckPackage.cmake with BUILD_DIR (what is installed), SCRATCH, CONSUMER, README and COMPILER.
+# Checks an installation: CheckPackage.cmake with BUILD_DIR (what is installed), SCRATCH, CONSUMER, EXAMPLES,
+# README and COMPILER.
 # With SOURCE, builds shared libraries of it in BUILD_DIR before.
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -67,7 +68,23 @@ if(NOT beginning STREQUAL "MThd")
     message(FATAL_ERROR "The README's example wrote no MIDI file")
 endif()
 
-# The same without CMake.
+# The examples, on a recording that the demo's generator makes; what they save opens in the program.
+if(NOT SOURCE)
+    run(${BUILD_DIR}/Programs/demo/tarn-demo-song ${SCRATCH}/song.wav)
+    run(${CMAKE_COMMAND} -S ${EXAMPLES}/analyze-and-edit -B ${SCRATCH}/example -DCMAKE_PREFIX_PATH=${prefix}
+        -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_BUILD_TYPE=Debug)
+    run(${CMAKE_COMMAND} --build ${SCRATCH}/example)
+    expect_output("bar 2 has 3 beats .was 4.*2 steps"
+        ${SCRATCH}/example/analyze-and-edit ${SCRATCH}/song.wav "bar-beats 2 = 3")
+    expect_output("Key        D major.*Bars       33" ${prefix}/bin/tarn show ${SCRATCH}/song.tarn)
+    file(READ ${SCRATCH}/song.mid midi LIMIT 4)
+    file(READ ${SCRATCH}/song.svg picture LIMIT 5)
+    if(NOT midi STREQUAL "MThd" OR NOT picture STREQUAL "<?xml" AND NOT picture MATCHES "^<svg")
+        message(FATAL_ERROR "The example wrote '${midi}' and '${picture}'")
+    endif()
+endif()
+
+# The library without CMake.
 file(GLOB_RECURSE pc_file ${prefix}/*/tarnfoundation.pc)
 get_filename_component(pc_dir ${pc_file} DIRECTORY)
 get_filename_component(library_dir ${pc_dir} DIRECTORY)
