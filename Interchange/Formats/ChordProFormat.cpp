@@ -9,7 +9,7 @@
 #include <optional>
 #include <ostream>
 
-/// ChordPro (The ChordPro File Format Specification, chordpro.org), songs in grids: bars with a cell for each
+/// ChordPro (the file format as chordpro.org describes it), songs in grids: bars with a cell for each
 /// beat, or for each half or quarter of one where chords change between beats.
 namespace tarn::formats_detail {
 namespace {

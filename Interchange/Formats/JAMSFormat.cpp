@@ -9,9 +9,8 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-/// JAMS, the JSON of annotations of music. E. J. Humphrey, J. Salamon, O. Nieto, J. Forsyth, R. M. Bittner,
-/// J. P. Bello: "JAMS: a JSON annotated music specification for reproducible MIR research" (ISMIR 2014), with
-/// the namespaces of version 0.3.
+/// JAMS, the JSON of annotations of music (E. J. Humphrey, J. Salamon, O. Nieto, J. Forsyth, R. M. Bittner,
+/// J. P. Bello, ISMIR 2014), with the namespaces of version 0.3.
 namespace tarn::formats_detail {
 namespace {
 
