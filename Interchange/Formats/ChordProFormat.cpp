@@ -135,8 +135,27 @@ std::vector<std::string> wordsIn(std::string_view text) {
     return words;
 }
 
+/// A bar line, with the signs that it may carry: repeats, the end, the number of an ending, strokes.
 bool isBarLine(const std::string& word) {
-    return word.find('|') != std::string::npos && (word.front() == '|' || word.front() == ':');
+    return word.find('|') != std::string::npos && (word.front() == '|' || word.front() == ':') &&
+           (word == "|s" || word == "|S" || word.find_first_not_of("|:.>0123456789") == std::string::npos);
+}
+
+/// The words of a row of a grid; bar lines that touch a chord are words of their own.
+std::vector<std::string> wordsOfRow(std::string_view text) {
+    std::vector<std::string> words;
+    for (std::string word : wordsIn(text)) {
+        while (!isBarLine(word) && word.find('|') != std::string::npos) {
+            const std::size_t first = word.find_first_not_of("|:");
+            const std::size_t end = first > 0 ? first : word.find('|');
+            if (end >= word.size())
+                break;
+            words.push_back(word.substr(0, end));
+            word.erase(0, end);
+        }
+        words.push_back(std::move(word));
+    }
+    return words;
 }
 
 /// A bar as it is read: each cell's chords.
@@ -171,7 +190,7 @@ public:
 
 private:
     void readLine(std::string_view line) {
-        const auto words = wordsIn(line);
+        const auto words = wordsOfRow(line);
         if (words.empty() || words.front().front() == '#')
             return;
         if (words.front().front() == '{')
@@ -252,8 +271,11 @@ private:
         constexpr std::size_t kMostBars = 100'000;
         const bool repeatsOne = cells.size() == 1 && cells.front() == "%";
         const bool repeatsTwo = cells.size() == 1 && cells.front() == "%%";
+        constexpr std::size_t kMostCells = 1000;
         if (bars.size() + 2 > kMostBars)
             throw FormatError("it has too many bars", mLine);
+        if (cells.size() > kMostCells)
+            throw FormatError("a bar has too many cells", mLine);
         if (repeatsOne || repeatsTwo) {
             const std::size_t back = repeatsOne ? 1 : 2;
             if (bars.size() < back)
@@ -327,7 +349,7 @@ std::string readChordPro(Song& song, std::span<const std::byte> bytes, const Rea
         }
     }
     std::string report = replaceChordsOnGrid(song, sheet.places(), chords);
-    if (!file.sections.empty())
+    if (!sections.empty())
         report += "; " + replaceSectionsAt(song, sections);
     if (excess > 0)
         report += "; " + std::to_string(excess) + " bars after the song's end were left out";

@@ -481,10 +481,22 @@ bool replaceDownbeats(Song& song, const std::set<std::int64_t>& downbeats, Range
     return true;
 }
 
+/// The first part with chord symbols, which may stand in any; without one the first part.
+pugi::xml_node partToRead(const pugi::xml_document& document) {
+    const auto score = document.child("score-partwise");
+    for (const auto part : score.children("part")) {
+        for (const auto measure : part.children("measure")) {
+            if (measure.child("harmony"))
+                return part;
+        }
+    }
+    return score.child("part");
+}
+
 std::string readLeadSheet(Song& song, std::span<const std::byte> bytes, const ReadRequest& request) {
     pugi::xml_document document;
     parseUntrustedXML(document, bytes);
-    const auto part = document.child("score-partwise").child("part");
+    const auto part = partToRead(document);
     if (!part)
         throw FormatError(document.child("score-timewise") ? "its parts are sorted by time; save it by parts"
                                                            : "it is not a score in MusicXML");
@@ -503,6 +515,7 @@ std::string readLeadSheet(Song& song, std::span<const std::byte> bytes, const Re
     auto now = static_cast<double>(firstBar); // beats
     std::size_t bars = 0;
     std::size_t excess = 0;
+    std::size_t lateChords = 0;
     for (const ReadMeasure& measure : measures) {
         const double length = measure.length * beatsPerQuarter;
         if (length != std::floor(length) || length < 1)
@@ -522,19 +535,25 @@ std::string readLeadSheet(Song& song, std::span<const std::byte> bytes, const Re
             const auto tick = static_cast<std::int64_t>(std::round(beat * GridPlaces::kTicksPerBeat));
             if (beat < static_cast<double>(locations.size()))
                 chords.push_back({tick, harmony.sounding(chord)});
+            else
+                ++lateChords;
         }
     }
     if (bars == 0)
         throw FormatRefused("the file has no measures");
     std::stable_sort(chords.begin(), chords.end(),
                      [](const PlacedChord& a, const PlacedChord& b) { return a.tick < b.tick; });
-    std::string report = replaceChordsOnGrid(song, sheet.places(), chords);
+    // A file without chord symbols says nothing about the song's chords.
+    std::string report = chords.empty() ? "no chord symbols were read; the chords stay"
+                                        : replaceChordsOnGrid(song, sheet.places(), chords);
     const bool endsWithin = now < static_cast<double>(locations.size());
     const std::int64_t end = endsWithin ? locations[static_cast<std::size_t>(now)] : locations.back();
     if (endsWithin) // the last measure ends, whatever follows it
         downbeats.insert(end);
     if (replaceDownbeats(song, downbeats, {locations[firstBar], end + 1}))
         report += "; " + std::to_string(bars) + " bars follow the file's measures";
+    if (lateChords > 0)
+        report += "; " + std::to_string(lateChords) + " chords after the song's end were left out";
     if (excess > 0)
         report += "; " + std::to_string(excess) + " measures after the song's end were left out";
     if (reader.hasRepeats())

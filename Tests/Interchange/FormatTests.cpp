@@ -348,6 +348,32 @@ TEST(ChordProFormat, ReadsGridsOfOtherPrograms) {
     EXPECT_EQ(chordsOf(*song), "Am@88200 C@176400 G@198450 C@264600 G@286650");
 }
 
+TEST(ChordProFormat, BarLinesMayTouchTheChords) {
+    const auto song = test::sampleSong();
+    (void)readInto(*song, "chordpro", "{sog}\n|A . . .|Bm . . . |C . . .||\n{eog}\n");
+    EXPECT_EQ(chordsOf(*song), "A@88200 Bm@176400 C@264600");
+}
+
+TEST(MusicXMLFormat, ChordsMayStandInAnyPartAndAreNotLostWithoutOne) {
+    const auto song = test::sampleSong();
+    const std::string measure =
+        "<measure number='1'><attributes><divisions>1</divisions><time><beats>4</beats>"
+        "<beat-type>4</beat-type></time></attributes>%<note><duration>4</duration>"
+        "</note></measure>";
+    const auto score = [&](const std::string& harmony) {
+        const std::size_t place = measure.find('%');
+        const auto partWith = [&](const std::string& symbols) {
+            return "<part>" + std::string(measure).replace(place, 1, symbols) + "</part>";
+        };
+        return "<score-partwise>" + partWith("") + partWith(harmony) + "</score-partwise>";
+    };
+    (void)readInto(*song, "musicxml",
+                   score("<harmony><root><root-step>C</root-step></root><kind>major</kind></harmony>"));
+    EXPECT_EQ(chordsOf(*song), "C@88200");
+    EXPECT_THAT(readInto(*song, "musicxml", score("")), HasSubstr("the chords stay"));
+    EXPECT_EQ(chordsOf(*song), "C@88200");
+}
+
 TEST(ChordProFormat, SaysWhatIsMissing) {
     const auto song = test::sampleSong();
     const auto error = [&](const char* text) {
