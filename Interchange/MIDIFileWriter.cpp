@@ -34,7 +34,7 @@ std::vector<std::uint8_t> metaEvent(std::uint8_t type, const std::vector<std::ui
 void appendDelta(std::vector<std::uint8_t>& bytes, std::int64_t delta) {
     for (; delta > kLongestDelta; delta -= kLongestDelta) {
         appendVariableLength(bytes, kLongestDelta);
-        bytes.insert(bytes.end(), {0xFF, MIDIMeta::text, 0});
+        bytes.insert(bytes.end(), {0xFF, MIDIMeta::kText, 0});
     }
     appendVariableLength(bytes, static_cast<std::uint32_t>(delta));
 }
@@ -53,7 +53,7 @@ void MIDITrack::addText(std::int64_t tick, std::uint8_t type, std::string_view t
     addMeta(tick, type, {kept.begin(), kept.end()});
 }
 
-void MIDITrack::addMeta(std::int64_t tick, std::uint8_t type, std::vector<std::uint8_t> data) {
+void MIDITrack::addMeta(std::int64_t tick, std::uint8_t type, const std::vector<std::uint8_t>& data) {
     mEvents.push_back({tick, kFacts, metaEvent(type, data)});
 }
 
@@ -88,7 +88,7 @@ std::vector<std::uint8_t> MIDITrack::chunk() const {
         now = event->tick;
     }
     appendDelta(events, std::max<std::int64_t>(mEnd - now, 0));
-    const auto end = metaEvent(MIDIMeta::endOfTrack, {});
+    const auto end = metaEvent(MIDIMeta::kEndOfTrack, {});
     events.insert(events.end(), end.begin(), end.end());
 
     std::vector<std::uint8_t> chunk{'M', 'T', 'r', 'k'};

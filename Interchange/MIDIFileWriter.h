@@ -15,7 +15,7 @@ namespace TARN_PUBLIC tarn {
 class MIDITrack {
 public:
     void addText(std::int64_t tick, std::uint8_t type, std::string_view text);
-    void addMeta(std::int64_t tick, std::uint8_t type, std::vector<std::uint8_t> data);
+    void addMeta(std::int64_t tick, std::uint8_t type, const std::vector<std::uint8_t>& data);
     void addProgram(std::int64_t tick, std::uint8_t channel, std::uint8_t program);
     /// `start` lies before `end`.
     void addNote(std::int64_t start, std::int64_t end, std::uint8_t channel, std::uint8_t note,
@@ -38,14 +38,14 @@ private:
 
 /// The types of meta events, by the names that the standard gives them.
 namespace MIDIMeta {
-inline constexpr std::uint8_t text = 0x01;
-inline constexpr std::uint8_t trackName = 0x03;
-inline constexpr std::uint8_t marker = 0x06;
-inline constexpr std::uint8_t cuePoint = 0x07;
-inline constexpr std::uint8_t endOfTrack = 0x2F;
-inline constexpr std::uint8_t tempo = 0x51;
-inline constexpr std::uint8_t timeSignature = 0x58;
-inline constexpr std::uint8_t keySignature = 0x59;
+inline constexpr std::uint8_t kText = 0x01;
+inline constexpr std::uint8_t kTrackName = 0x03;
+inline constexpr std::uint8_t kMarker = 0x06;
+inline constexpr std::uint8_t kCuePoint = 0x07;
+inline constexpr std::uint8_t kEndOfTrack = 0x2F;
+inline constexpr std::uint8_t kTempo = 0x51;
+inline constexpr std::uint8_t kTimeSignature = 0x58;
+inline constexpr std::uint8_t kKeySignature = 0x59;
 } // namespace MIDIMeta
 
 void writeMIDIFile(std::ostream& out, const std::vector<MIDITrack>& tracks,

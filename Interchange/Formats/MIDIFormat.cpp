@@ -206,9 +206,9 @@ MIDITrack conductorTrack(const MIDISong& midi) {
     const std::string name = song.properties.title.empty()
                                  ? std::filesystem::path(song.recording.fileName).stem().string()
                                  : song.properties.title;
-    track.addText(0, MIDIMeta::trackName, onOneLine(name));
+    track.addText(0, MIDIMeta::kTrackName, onOneLine(name));
     if (midi.key)
-        track.addMeta(0, MIDIMeta::keySignature,
+        track.addMeta(0, MIDIMeta::kKeySignature,
                       {static_cast<std::uint8_t>(midi.key->tonicChord()->midiKeyValue()),
                        static_cast<std::uint8_t>(midi.key->isMinor() ? 1 : 0)});
     const auto power =
@@ -216,19 +216,19 @@ MIDITrack conductorTrack(const MIDISong& midi) {
     for (const auto& [tick, numerator] : midi.time.metres) {
         const bool isCompound = midi.time.denominator == 8 && numerator % 3 == 0 && numerator > 3;
         const int clocks = isCompound ? 36 : std::max(24 * 4 / midi.time.denominator, 1);
-        track.addMeta(tick, MIDIMeta::timeSignature,
+        track.addMeta(tick, MIDIMeta::kTimeSignature,
                       {static_cast<std::uint8_t>(std::min<std::size_t>(numerator, 255)), power,
                        static_cast<std::uint8_t>(clocks), 8});
     }
     for (const auto& [tick, tempo] : midi.time.tempi)
-        track.addMeta(tick, MIDIMeta::tempo,
+        track.addMeta(tick, MIDIMeta::kTempo,
                       {static_cast<std::uint8_t>(tempo >> 16), static_cast<std::uint8_t>(tempo >> 8),
                        static_cast<std::uint8_t>(tempo)});
     for (const auto& section : song.structure->sectionEntries())
-        track.addText(midi.time.tickOfFrame(section->location()), MIDIMeta::marker,
+        track.addText(midi.time.tickOfFrame(section->location()), MIDIMeta::kMarker,
                       onOneLine(section->name().value_or("")));
     for (const auto& marker : song.notes->markerEntries())
-        track.addText(midi.time.tickOfFrame(marker->location()), MIDIMeta::cuePoint,
+        track.addText(midi.time.tickOfFrame(marker->location()), MIDIMeta::kCuePoint,
                       onOneLine(marker->name().value_or("")));
     track.endAt(midi.time.tickOfFrame(song.recording.frameCount));
     return track;
@@ -255,7 +255,7 @@ MIDIExportNote noteBetween(std::int64_t start, std::int64_t end, std::uint8_t pi
 
 MIDITrack noteTrack(const MIDISong& midi) {
     MIDITrack track;
-    track.addText(0, MIDIMeta::trackName, "Notes");
+    track.addText(0, MIDIMeta::kTrackName, "Notes");
     track.addProgram(0, kNotesChannel, 0);
     std::vector<MIDIExportNote> notes;
     for (const auto& note : midi.song.notes->noteEntries()) {
@@ -275,7 +275,7 @@ MIDITrack noteTrack(const MIDISong& midi) {
 
 MIDITrack chordTrack(const MIDISong& midi) {
     MIDITrack track;
-    track.addText(0, MIDIMeta::trackName, "Chords");
+    track.addText(0, MIDIMeta::kTrackName, "Chords");
     track.addProgram(0, kChordsChannel, 0);
     std::vector<MIDIExportNote> notes;
     const auto chords = midi.song.notes->chordEntries();
@@ -287,7 +287,7 @@ MIDITrack chordTrack(const MIDISong& midi) {
         const auto chord = midi.moved(chords[i]->chord());
         if (i + 1 < chords.size() && start >= end)
             continue; // another one takes its place
-        track.addText(start, MIDIMeta::text, chord ? chord->string() : KELPChord::noChord()->string());
+        track.addText(start, MIDIMeta::kText, chord ? chord->string() : KELPChord::noChord()->string());
         if (!chord)
             continue;
         for (const auto& pitch : chord->pitchesAtOctave(kChordOctave))

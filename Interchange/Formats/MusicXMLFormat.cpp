@@ -422,9 +422,8 @@ private:
             const std::string_view name = child.name();
             if (name == "attributes") {
                 readAttributes(child, measure.place);
-            } else if (name == "note" && !child.child("chord") && child.child("duration")) {
-                now += quarters(child.child("duration"), measure.place);
-            } else if (name == "forward") {
+            } else if (name == "forward" ||
+                       (name == "note" && !child.child("chord") && child.child("duration"))) {
                 now += quarters(child.child("duration"), measure.place);
             } else if (name == "backup") {
                 now -= quarters(child.child("duration"), measure.place);
