@@ -230,7 +230,7 @@ void MIDIFile::makeTempoMap(std::vector<TempoChange> changes) {
 void MIDIFile::sortMetres() {
     std::stable_sort(mMetres.begin(), mMetres.end(),
                      [](const MIDIFileMetre& a, const MIDIFileMetre& b) { return a.tick < b.tick; });
-    std::vector<MIDIFileMetre> distinct{{}};
+    std::vector<MIDIFileMetre> distinct(1);
     for (const MIDIFileMetre& metre : mMetres) {
         if (distinct.back().tick == metre.tick)
             distinct.back() = metre;

@@ -240,7 +240,8 @@ void addCleaned(MIDITrack& track, std::vector<MIDIExportNote> notes, std::uint8_
     const auto ticks = [](double quarters) {
         return static_cast<std::int64_t>(std::round(quarters * kTicksPerQuarter));
     };
-    for (const auto& note : cleanedMIDIExportNotes(std::move(notes))) {
+    const auto cleaned = cleanedMIDIExportNotes(std::move(notes));
+    for (const auto& note : cleaned) {
         const std::int64_t start = ticks(note.position);
         const std::int64_t end = ticks(note.position + note.duration);
         if (start < end)
@@ -324,14 +325,16 @@ void refuseClassicPause(const Song& song) {
     throw FormatRefused(std::string("no MIDI tempo can follow the song's beats") + kOtherTiming);
 }
 
+std::filesystem::path newScratchName() {
+    std::random_device random;
+    return std::filesystem::temp_directory_path() /
+           ("tarn-" + std::to_string(random()) + std::to_string(random()) + ".mid");
+}
+
 /// A file that is there for as long as this is.
 class ScratchFile {
 public:
-    ScratchFile() {
-        std::random_device random;
-        mPath = std::filesystem::temp_directory_path() /
-                ("tarn-" + std::to_string(random()) + std::to_string(random()) + ".mid");
-    }
+    ScratchFile() : mPath(newScratchName()) {}
     ~ScratchFile() {
         std::error_code ignored;
         std::filesystem::remove(mPath, ignored);
