@@ -109,7 +109,7 @@ SongError errorOf(SongError::Kind kind, const std::filesystem::path& file, const
     return {kind, textOfPath(file) + ": " + reason + formerVersionBeside(file)};
 }
 
-/// A song without a recording, with the annotations of an archive that is no song's.
+/// A song without a recording, with annotations that were archived alone.
 std::shared_ptr<Song> songOf(std::shared_ptr<TarnNoteEntryStorage> notes) {
     Recording none;
     none.sampleRate = Song::kFramesPerSecondWithoutRecording;
