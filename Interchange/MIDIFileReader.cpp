@@ -1,5 +1,6 @@
 #include "Interchange/MIDIFileReader.h"
 
+#include "Interchange/MIDIMeta.h"
 #include "Platform/FatalError.h"
 
 #include <algorithm>
@@ -15,9 +16,6 @@ namespace {
 constexpr std::uint8_t kSystemExclusive = 0xF0;
 constexpr std::uint8_t kSystemExclusiveContinued = 0xF7;
 constexpr std::uint8_t kMeta = 0xFF;
-constexpr std::uint8_t kEndOfTrack = 0x2F;
-constexpr std::uint8_t kSetTempo = 0x51;
-constexpr std::uint8_t kTimeSignature = 0x58;
 constexpr std::uint32_t kDefaultMicrosecondsPerQuarterNote = 500'000;
 
 /// Takes numbers and stretches from the beginning of bytes; what is not there throws.
@@ -173,14 +171,14 @@ void MIDIFile::readTrack(std::span<const std::byte> track, std::vector<TempoChan
         if (status == kMeta) {
             const std::uint8_t type = reader.byte();
             ByteReader data(reader.take(reader.variableLength()));
-            if (type == kEndOfTrack)
+            if (type == MIDIMeta::kEndOfTrack)
                 break;
-            if (type == kSetTempo) {
+            if (type == MIDIMeta::kTempo) {
                 // A tempo of nothing would stop the time.
                 if (const std::uint32_t microseconds = data.bigEndian(3))
                     tempoChanges.push_back({tick, microseconds});
             }
-            if (type == kTimeSignature) {
+            if (type == MIDIMeta::kTimeSignature) {
                 const int numerator = data.byte();
                 const int power = data.byte();
                 // A metre without beats, or of notes shorter than any, says nothing.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Interchange/MIDIMeta.h"
 #include "Platform/Export.h"
 
 #include <cstdint>
@@ -35,18 +36,6 @@ private:
     std::vector<Event> mEvents;
     std::int64_t mEnd = 0;
 };
-
-/// The types of meta events, by the names that the standard gives them.
-namespace MIDIMeta {
-inline constexpr std::uint8_t kText = 0x01;
-inline constexpr std::uint8_t kTrackName = 0x03;
-inline constexpr std::uint8_t kMarker = 0x06;
-inline constexpr std::uint8_t kCuePoint = 0x07;
-inline constexpr std::uint8_t kEndOfTrack = 0x2F;
-inline constexpr std::uint8_t kTempo = 0x51;
-inline constexpr std::uint8_t kTimeSignature = 0x58;
-inline constexpr std::uint8_t kKeySignature = 0x59;
-} // namespace MIDIMeta
 
 void writeMIDIFile(std::ostream& out, const std::vector<MIDITrack>& tracks,
                    std::uint16_t ticksPerQuarterNote);
