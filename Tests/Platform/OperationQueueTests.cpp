@@ -121,8 +121,8 @@ TEST(OperationQueueTests, DependenciesReachAcrossQueuesThatHaveGone) {
         other.addOperation(second);
         first.addOperation(gate.operation);
     }
-    gate.open();
     const auto last = third.lock();
+    gate.open();
     ASSERT_TRUE(last) << "an operation that was added stays until it has run";
     last->waitUntilFinished();
     EXPECT_EQ(names, (Names{"second", "third"}));
