@@ -69,6 +69,7 @@ public:
                                    "file:" + std::filesystem::absolute(file).string(), "-map", "0:a:0",
                                    "-c:a", "pcm_f32be", "-f", "au", "pipe:1"});
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (std::string& word : words)
             arguments.push_back(word.data());
         arguments.push_back(nullptr);
