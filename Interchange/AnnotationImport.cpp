@@ -5,13 +5,17 @@
 #include "TarnFoundation/BeatSpacing.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <initializer_list>
+#include <map>
 
 namespace tarn {
 namespace {
 
 constexpr double kLongestGapInSeconds = 0.05;
+/// By how much copies of a recording differ in length, encoders' padding included.
+constexpr double kToleranceInSeconds = 0.1;
 
 /// What a row says, whatever its columns are called.
 struct Annotation {
@@ -82,6 +86,10 @@ Columns columnsByOrder(const TextTable& table, AnnotationKind kind) {
     const bool hasEnd = count >= 3 ? numberWithText(fullest.fields[1]).has_value() : secondColumnIsEnd(table);
     if (hasEnd)
         columns.end = 1;
+    for (const TextRow& row : table.rows) {
+        if (!hasEnd && row.fields.size() > 1 && beginsWithMisspeltNumber(row.fields[1]))
+            throw TextTableError(row.line, timeFault(row.fields[1]));
+    }
     if (kind == AnnotationKind::regions && !hasEnd)
         throw TextTableError(fullest.line, "regions need a start and an end");
     columns.label = hasEnd ? 2 : 1;
@@ -123,20 +131,26 @@ double secondsAt(const TextRow& row, std::size_t column) {
     const std::string text = fieldAt(row, column);
     const auto seconds = numberWithText(text);
     if (!seconds)
-        throw TextTableError(row.line, "'" + text + "' is not a time in seconds");
+        throw TextTableError(row.line, timeFault(text));
     return *seconds;
 }
 
-/// The frame nearest to the time that the row has in the column; times beyond the recording are refused.
-std::int64_t frameAt(const Song& document, const TextRow& row, std::size_t column) {
-    const double frame = std::round(secondsAt(row, column) * document.recording.sampleRate);
-    if (!(frame >= 0))
-        throw TextTableError(row.line, "the time " + fieldAt(row, column) + " lies before the recording");
-    if (!(frame <= static_cast<double>(document.recording.frameCount)))
-        throw TextTableError(row.line, "the time " + fieldAt(row, column) +
-                                           " lies after the recording, which ends at " +
+/// The frame nearest to the time that the row has in the column; a little outside the recording it is the
+/// recording's start or end. Times further outside are refused.
+std::int64_t frameAt(const Song& document, const TextRow& row, std::size_t column, bool& isMoved) {
+    const double rate = document.recording.sampleRate;
+    const double tolerance = kToleranceInSeconds * rate;
+    const auto last = static_cast<double>(document.recording.frameCount);
+    const double frame = std::round(secondsAt(row, column) * rate);
+    const auto time = [&] { return "the time " + shortened(fieldAt(row, column)); };
+    if (!(frame >= -tolerance))
+        throw TextTableError(row.line, time() + " lies before the recording");
+    if (!(frame <= last + tolerance))
+        throw TextTableError(row.line, time() + " lies after the recording, which ends at " +
                                            decimalText(document.seconds(document.recording.frameCount), 6));
-    return static_cast<std::int64_t>(frame);
+    const double inside = std::clamp(frame, 0.0, last);
+    isMoved = inside != frame;
+    return static_cast<std::int64_t>(inside);
 }
 
 /// Where the row's annotation ends. Files made from another copy of the recording may end a little later.
@@ -150,25 +164,39 @@ std::int64_t endOf(const Song& document, const TextRow& row, const Columns& colu
     return static_cast<std::int64_t>(std::min(frame, static_cast<double>(document.recording.frameCount)));
 }
 
-std::vector<Annotation> annotationsIn(const Song& document, AnnotationKind kind, const Columns& columns,
-                                      const TextTable& table) {
+struct ReadAnnotations {
+    std::vector<Annotation> rows;
+    std::size_t moved = 0; ///< from just outside the recording to its start or end, or left out there
+};
+
+ReadAnnotations annotationsIn(const Song& document, AnnotationKind kind, const Columns& columns,
+                              const TextTable& table) {
     const bool mayCoincide = kind == AnnotationKind::regions || kind == AnnotationKind::markers;
-    std::vector<Annotation> annotations;
+    ReadAnnotations read;
+    auto& annotations = read.rows;
     for (const TextRow& row : table.rows) {
+        bool isMoved = false;
         Annotation annotation{row.line,
-                              frameAt(document, row, columns.start),
+                              frameAt(document, row, columns.start, isMoved),
                               {},
                               fieldAt(row, columns.label),
                               fieldAt(row, columns.color)};
-        if (!annotations.empty() && (mayCoincide ? annotation.start < annotations.back().start
-                                                 : annotation.start <= annotations.back().start))
-            throw TextTableError(row.line, "the time " + fieldAt(row, columns.start) +
-                                               " does not come after the one before it; sort the file");
+        read.moved += isMoved;
         if (columns.end)
             annotation.end = endOf(document, row, columns);
+        const bool isEmpty = annotation.end && *annotation.end <= annotation.start;
+        if (isMoved && kind == AnnotationKind::regions && isEmpty)
+            continue; // nothing of it is left
+        if (!annotations.empty() && (mayCoincide ? annotation.start < annotations.back().start
+                                                 : annotation.start <= annotations.back().start)) {
+            if (isMoved)
+                continue;
+            throw TextTableError(row.line, "the time " + shortened(fieldAt(row, columns.start)) +
+                                               " does not come after the one before it; sort the file");
+        }
         annotations.push_back(std::move(annotation));
     }
-    return annotations;
+    return read;
 }
 
 std::string replacement(std::size_t added, std::size_t removed, const std::string& kind) {
@@ -194,8 +222,8 @@ CountedBars numberedBarLines(const Song& document, const std::vector<Annotation>
     for (const Annotation& annotation : annotations) {
         const auto number = numberWithText(annotation.label);
         if (!number || *number < 0 || *number != std::floor(*number))
-            throw TextTableError(annotation.line, "'" + annotation.label +
-                                                      "' is not the number of a beat in its bar (1, 2, …)");
+            throw TextTableError(annotation.line, inQuotes(annotation.label) +
+                                                      " is not the number of a beat in its bar (1, 2, …)");
         lines.opensBar.push_back(*number == 1);
         areUnknown = areUnknown && *number == 0;
     }
@@ -263,6 +291,26 @@ CountedBars countedBarLines(const Song& document, const std::vector<Annotation>&
     return lines;
 }
 
+/// The beats of most bars that end in the list; of equally frequent numbers `preferred`, else the smallest.
+/// Empty where no bar of a plausible length ends there.
+std::optional<int> usualLengthOfWholeBars(const std::vector<bool>& opensBar, int preferred) {
+    std::map<int, int> counts; // of bars, by their beats
+    std::optional<std::size_t> start;
+    for (std::size_t i = 0; i < opensBar.size(); ++i) {
+        if (!opensBar[i])
+            continue;
+        if (start && i - *start > 1 && i - *start <= BeatCounting::kMostBeatsPerBar)
+            ++counts[static_cast<int>(i - *start)];
+        start = i;
+    }
+    const auto most = std::max_element(counts.begin(), counts.end(),
+                                       [](const auto& a, const auto& b) { return a.second < b.second; });
+    if (most == counts.end())
+        return std::nullopt;
+    const auto wanted = counts.find(preferred);
+    return wanted != counts.end() && wanted->second == most->second ? preferred : most->first;
+}
+
 std::string replaceBeats(Song& document, const std::vector<Annotation>& annotations,
                          const CountedBars& lines) {
     auto& storage = *document.notes;
@@ -272,12 +320,12 @@ std::string replaceBeats(Song& document, const std::vector<Annotation>& annotati
         locations.push_back(annotation.start);
     if (locations.size() < 2)
         throw TextTableError(annotations.front().line, "a single beat does not make a grid");
-    const bool countsEighths = storage.timeSignature().denominator == 8;
-    const std::uint8_t denominator = countsEighths ? 8 : 4;
+    const TimeSignature former = storage.timeSignature();
+    const std::uint8_t denominator = std::has_single_bit(former.denominator) ? former.denominator : 4;
     auto beats = newBeatEntriesAtLocations(storage, locations);
     for (std::size_t i = 0; i < beats.size(); ++i)
         beats[i]->setDownbeat(lines.opensBar[i]);
-    if (!countsEighths) {
+    if (denominator == 4) { // whose grid holds eighths
         auto midpoints = midpointLocations(locations);
         midpoints.back() =
             std::min(midpoints.back(), std::max(locations.back(), document.recording.frameCount));
@@ -285,11 +333,11 @@ std::string replaceBeats(Song& document, const std::vector<Annotation>& annotati
         beats.insert(beats.end(), inBetween.begin(), inBetween.end());
     }
     const std::size_t previous = storage.beatEntriesFilteredByTimeSignature().size();
+    const int numerator = lines.beatsPerBar.value_or(
+        usualLengthOfWholeBars(lines.opensBar, former.numerator).value_or(former.numerator));
     // The metre comes first: where there are several, another one may rule how beats are stored.
-    storage.setTimeSignature(static_cast<std::uint8_t>(lines.beatsPerBar.value_or(4)), denominator);
+    storage.setTimeSignature(static_cast<std::uint8_t>(numerator), denominator);
     storage.replaceBeatEntriesInArrayWithBeatEntriesInArray(storage.beatEntries(), beats);
-    if (!lines.beatsPerBar)
-        storage.setTimeSignatureByDenominator(denominator);
     const auto tempo = storage.newTempoEntry();
     tempo->setTempo(static_cast<float>(storage.tempoFromBeatEntries(document.recording.sampleRate)));
     storage.replaceTempoEntriesInArrayWithTempoEntriesInArray(storage.tempoEntries(), {tempo});
@@ -315,8 +363,8 @@ std::string replaceChords(Song& document, const std::vector<Annotation>& annotat
         read.push_back(chordWithLabelOrName(annotation.label));
         if (!read.back())
             throw TextTableError(annotation.line,
-                                 "'" + annotation.label +
-                                     "' is not a valid chord (write C#:min7, C#m7, or N for none)");
+                                 inQuotes(annotation.label) +
+                                     " is not a valid chord (write C#:min7, C#m7, or N for none)");
         unnamed += annotation.label == "X";
         sounds = sounds || !read.back()->isNoChord();
     }
@@ -410,6 +458,27 @@ std::string removeBeats(Song& document) {
     return replacement(0, count, "beats");
 }
 
+std::string replaceKind(Song& document, AnnotationKind kind, const std::vector<Annotation>& annotations,
+                        const Columns& columns, const BeatCounting& counting) {
+    switch (kind) {
+    case AnnotationKind::beats:
+        if (annotations.empty())
+            return removeBeats(document);
+        return replaceBeats(document, annotations,
+                            columns.label ? numberedBarLines(document, annotations, counting)
+                                          : countedBarLines(document, annotations, counting));
+    case AnnotationKind::chords:
+        return replaceChords(document, annotations);
+    case AnnotationKind::sections:
+        return replaceSections(document, annotations);
+    case AnnotationKind::regions:
+        return replaceRegions(document, annotations);
+    case AnnotationKind::markers:
+        return replaceMarkers(document, annotations);
+    }
+    fatalError("This is not a kind of annotation");
+}
+
 } // namespace
 
 TarnSectionColor sectionColorOfName(std::string_view name) {
@@ -433,26 +502,17 @@ std::string replaceAnnotations(Song& document, AnnotationKind kind, const TextTa
     // An export of nothing has a header or a comment; what is wholly empty is more likely a mistake.
     if (table.rows.empty() && table.header.empty() && !table.hasComment)
         throw TextTableError(1, "there is nothing to import");
+    if (table.header.empty()) {
+        for (const TextRow& row : table.rows)
+            (void)secondsAt(row, 0); // what is wrong there makes all columns look like others
+    }
     const bool isWithoutColumns = table.rows.empty() && table.header.empty();
     const Columns columns = isWithoutColumns ? Columns() : columnsOf(table, kind);
-    const auto annotations = annotationsIn(document, kind, columns, table);
-    switch (kind) {
-    case AnnotationKind::beats:
-        if (annotations.empty())
-            return removeBeats(document);
-        return replaceBeats(document, annotations,
-                            columns.label ? numberedBarLines(document, annotations, counting)
-                                          : countedBarLines(document, annotations, counting));
-    case AnnotationKind::chords:
-        return replaceChords(document, annotations);
-    case AnnotationKind::sections:
-        return replaceSections(document, annotations);
-    case AnnotationKind::regions:
-        return replaceRegions(document, annotations);
-    case AnnotationKind::markers:
-        return replaceMarkers(document, annotations);
-    }
-    fatalError("This is not a kind of annotation");
+    const auto [annotations, moved] = annotationsIn(document, kind, columns, table);
+    std::string report = replaceKind(document, kind, annotations, columns, counting);
+    if (moved > 0)
+        report += "; " + std::to_string(moved) + " just outside the recording were moved to its start or end";
+    return report;
 }
 
 } // namespace tarn

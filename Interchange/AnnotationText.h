@@ -63,7 +63,8 @@ public:
 [[nodiscard]] TextTable parseLabels(std::string_view text);
 
 /// Replaces the document's annotations of a kind by those of a table, in one change of the kind, and returns
-/// what was replaced. Times must ascend (those of regions and markers may be equal) and lie in the recording.
+/// what was replaced. Times must ascend (those of regions and markers may be equal) and lie in the recording;
+/// up to a tenth of a second outside they are moved to its start or end, which is told.
 /// Columns are found by name (time, start or onset; end, offset or duration; label, name, chord or section;
 /// beat; color; kind), else by the order of a .lab file.
 ///
@@ -71,7 +72,8 @@ public:
 /// counted as `counting` says, else by the document's metre (4 beats to a bar where there is none) and so
 /// that bars begin as near as possible to its present downbeats (with the first beat where there are none);
 /// what was assumed is returned. The eighth-note positions of a grid that counts quarters are put halfway
-/// between the beats; the metre's numerator and the tempo are taken from the new grid.
+/// between the beats. The tempo is that of the new grid; the metre's numerator is that of most whole bars,
+/// and stays where no bar ends in the list.
 ///
 /// Chords: a gap longer than 50 ms between an end and the next start becomes no chord. Sections: without a
 /// colour column the label's word verse, chorus or bridge gives the colour, and likewise a region's kind.

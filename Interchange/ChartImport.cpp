@@ -1,3 +1,4 @@
+#include "Interchange/FileText.h"
 #include "Interchange/FormatError.h"
 #include "Interchange/GridPlaces.h"
 #include "Interchange/SongChart.h"
@@ -6,6 +7,7 @@
 #include "Song/ChartHarmony.h"
 
 #include <algorithm>
+#include <cmath>
 #include <sstream>
 
 namespace tarn {
@@ -40,6 +42,9 @@ public:
 
     void readLine(const std::string& line) {
         ++mLine;
+        mIsAfterRows = mIsAfterRows || line == "Regions" || line == "Markers";
+        if (mIsAfterRows)
+            return; // names there may look like anything
         if (line.starts_with('[') && line.find(']') != std::string::npos) {
             mHeadings.clear();
             for (std::size_t begin = 0; begin < line.size();) {
@@ -60,6 +65,14 @@ public:
         if (!mHasRows)
             throw FormatError("it holds no rows of bars", 1);
         std::string report = replaceChordsOnGrid(mSong, mSheet.places(), mChords);
+        for (const auto& [frame, chord] : mOutside) {
+            const auto entry = mSong.notes->newChordEntry();
+            entry->setLocation(frame);
+            entry->setChord(chord);
+            mSong.notes->addChordEntry(entry);
+        }
+        if (!mOutside.empty())
+            report += " and " + std::to_string(mOutside.size()) + " outside the bars";
         if (!mSections.empty())
             report += "; " + replaceSectionsAt(mSong, mSections);
         if (mExcess > 0)
@@ -68,8 +81,10 @@ public:
     }
 
 private:
-    /// A row begins with the first bar's number and time; one without a number lies outside the bars.
+    /// A row begins with the first bar's number and time; one with a time alone lies outside the bars.
     void readRow(const std::vector<std::string>& margin, const std::string& cells) {
+        if (margin.size() == 1)
+            readOutside(margin.front(), cells);
         const auto first = margin.size() == 2 ? numberWithText(margin[0]) : std::nullopt;
         if (!first || !(*first >= 0 && *first < 1e6))
             return;
@@ -87,10 +102,50 @@ private:
         }
     }
 
+    /// Spreads the chords from the time, which is that of the first one in whole seconds, to where they would
+    /// stand on a beat, or to the recording's end.
+    void readOutside(const std::string& time, const std::string& cells) {
+        const auto seconds = secondsOf(time);
+        const auto names = chartWords(cells.substr(0, cells.rfind('|')));
+        if (!seconds || names.empty())
+            return;
+        const auto& beats = mSheet.places().grid().locations();
+        const auto margin = static_cast<std::int64_t>(mSong.notes->averageBeatEntrySpacing().value_or(0) / 2);
+        const auto exact = static_cast<std::int64_t>(std::round(*seconds * mSong.recording.sampleRate));
+        const bool isBefore = !mHasRows;
+        const std::int64_t end = isBefore ? beats.front() - margin : mSong.recording.frameCount + 1;
+        const std::int64_t begin =
+            isBefore ? std::min(exact, end - 1) : std::max(exact, beats.back() + 2 * margin + 1);
+        const auto count = static_cast<std::int64_t>(names.size());
+        for (std::int64_t i = 0; i < count && begin < end; ++i)
+            mOutside.push_back(
+                {begin + (end - begin) * i / count, chordNamed(names[static_cast<std::size_t>(i)])});
+    }
+
+    /// Of "0:07", "1:02:09" and "-0:01".
+    static std::optional<double> secondsOf(const std::string& time) {
+        double seconds = 0;
+        const bool isNegative = time.starts_with('-');
+        for (const std::string& part : partsOutsideParentheses(time.substr(isNegative ? 1 : 0), ':')) {
+            const auto number = numberWithText(part);
+            if (!number || !(*number >= 0 && *number < 1e6))
+                return std::nullopt;
+            seconds = seconds * 60 + *number;
+        }
+        return isNegative ? -seconds : seconds;
+    }
+
     void readBar(const SheetBar& bar, const std::vector<std::string>& beats) {
-        const auto& locations = mSheet.places().grid().locations();
-        for (std::size_t i = 0; i < mHeadings.size() && i < bar.beatCount; ++i)
-            mSections.emplace_back(locations[bar.firstBeat + i], mHeadings[i]);
+        // Several sections stand on beats one after another, more than there are close enough to count.
+        const std::size_t count = mHeadings.size();
+        for (std::size_t i = 0; i < count; ++i) {
+            const double beat = count <= bar.beatCount
+                                    ? static_cast<double>(i)
+                                    : (static_cast<double>(bar.beatCount) - 0.6) * static_cast<double>(i) /
+                                          static_cast<double>(count);
+            mSections.emplace_back(mSheet.places().frame(static_cast<double>(bar.firstBeat) + beat),
+                                   mHeadings[i]);
+        }
         mHeadings.clear();
         for (std::size_t beat = 0; beat < beats.size() && beat < bar.beatCount; ++beat) {
             if (beats[beat] == "/")
@@ -108,14 +163,18 @@ private:
     /// Several chords on a beat begin one after another in its first half, so that they stay nearest to it.
     void addChord(const SheetBar& bar, std::size_t beat, const std::string& name, std::size_t index,
                   std::size_t count) {
-        const auto chord = chordWithLabelOrName(name);
-        if (!chord)
-            throw FormatError("'" + name + "' is not a valid chord", mLine);
         const auto inBeat = static_cast<std::int64_t>(GridPlaces::kTicksPerBeat * index / (2 * count));
         const std::int64_t tick =
             mSheet.ticks(bar).lower + static_cast<std::int64_t>(beat) * GridPlaces::kTicksPerBeat + inBeat;
         if (mChords.empty() || mChords.back().tick < tick)
-            mChords.push_back({tick, mHarmony.sounding(chord)});
+            mChords.push_back({tick, chordNamed(name)});
+    }
+
+    [[nodiscard]] KELPChordRef chordNamed(const std::string& name) const {
+        const auto chord = chordWithLabelOrName(name);
+        if (!chord)
+            throw FormatError(inQuotes(name) + " is not a valid chord", mLine);
+        return mHarmony.sounding(chord);
     }
 
     Song& mSong;
@@ -125,23 +184,19 @@ private:
     std::vector<std::string> mHeadings; ///< of the next bar
     std::string mSounding;              ///< as it is written
     std::vector<PlacedChord> mChords;
+    std::vector<std::pair<std::int64_t, KELPChordRef>> mOutside; ///< by their frames
     std::vector<std::pair<std::int64_t, std::string>> mSections;
     std::size_t mExcess = 0;
     bool mHasRows = false;
+    bool mIsAfterRows = false;
 };
 
 } // namespace
 
 std::string replaceByChart(Song& document, std::string_view chart, bool isAtConcertPitch) {
     ChartReader reader(document, isAtConcertPitch);
-    while (!chart.empty()) {
-        const std::size_t end = std::min(chart.find('\n'), chart.size());
-        std::string line(chart.substr(0, end));
-        if (line.ends_with('\r'))
-            line.pop_back();
-        reader.readLine(line);
-        chart.remove_prefix(std::min(end + 1, chart.size()));
-    }
+    while (!chart.empty())
+        reader.readLine(std::string(takeLine(chart)));
     return reader.replaceAll();
 }
 

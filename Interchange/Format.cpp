@@ -28,7 +28,7 @@ std::string listed(std::span<const std::string_view> words) {
 }
 
 void checkValue(const FormatOption& option, const std::string& value, const Format& format) {
-    const std::string given = "--" + std::string(option.name) + " " + value;
+    const std::string given = "--" + std::string(option.name) + " " + shortened(value);
     if (!option.allowed.empty() &&
         std::find(option.allowed.begin(), option.allowed.end(), value) == option.allowed.end())
         throw FormatOptionError(given + ": for " + std::string(format.name) + " this is " +
@@ -43,8 +43,6 @@ void checkValue(const FormatOption& option, const std::string& value, const Form
                                 decimalText(greatest, areWhole ? 0 : 1));
 }
 
-} // namespace
-
 void checkOptions(const std::vector<FormatOption>& known, const FormatOptions& given, const Format& format) {
     for (const auto& [name, value] : given.values()) {
         const auto option = std::find_if(known.begin(), known.end(),
@@ -54,6 +52,18 @@ void checkOptions(const std::vector<FormatOption>& known, const FormatOptions& g
         if (!option->valueName.empty())
             checkValue(*option, value, format);
     }
+}
+
+} // namespace
+
+void checkWriteOptions(const Format& format, const FormatOptions& given) {
+    checkOptions(format.writeOptions, given, format);
+}
+
+void checkReadOptions(const Format& format, const FormatOptions& given) {
+    checkOptions(format.readOptions, given, format);
+    if (format.checkReadOptions)
+        format.checkReadOptions(given);
 }
 
 std::string FormatOptions::text(std::string_view name, std::string_view otherwise) const {
@@ -89,14 +99,14 @@ const Format* formatWithEnding(std::string_view ending) {
 
 void writeSong(std::ostream& out, const Song& song, const Format& format, const WriteRequest& request) {
     precondition(format.write != nullptr, "Songs are not written in this format");
-    checkOptions(format.writeOptions, request.options, format);
+    checkWriteOptions(format, request.options);
     format.write(out, song, request);
 }
 
 std::string readIntoSong(Song& song, std::span<const std::byte> bytes, const Format& format,
                          const ReadRequest& request) {
     precondition(format.read != nullptr, "Songs are not read from this format");
-    checkOptions(format.readOptions, request.options, format);
+    checkReadOptions(format, request.options);
     giveDistinctIdentifiers(song);
     // Several kinds may be replaced one after another.
     const SongState before(song);

@@ -78,6 +78,8 @@ struct Format {
     std::vector<FormatOption> readOptions = {};
     /// Null where it is not written. Use writeSong, which checks the options first.
     void (*write)(std::ostream& out, const Song& song, const WriteRequest& request) = nullptr;
+    /// Throws FormatOptionError for options of reading that do not suit each other; null where all do.
+    void (*checkReadOptions)(const FormatOptions& options) = nullptr;
     /// Null where it is not read. Use readIntoSong, after whose errors the song is as it was.
     std::string (*read)(Song& song, std::span<const std::byte> bytes, const ReadRequest& request) = nullptr;
     bool isPicture = false; ///< drawn with the recording's waveform
@@ -89,9 +91,10 @@ struct Format {
 /// By an ending with its dot, in lower case; null where no format has it.
 [[nodiscard]] const Format* formatWithEnding(std::string_view ending);
 
-/// Throws FormatOptionError for an option that is not among the known ones of the format, or has a wrong
-/// value.
-void checkOptions(const std::vector<FormatOption>& known, const FormatOptions& given, const Format& format);
+/// Throw FormatOptionError for an option that the format does not have, that has a wrong value, or that does
+/// not suit another one. No file is needed for that.
+void checkWriteOptions(const Format& format, const FormatOptions& given);
+void checkReadOptions(const Format& format, const FormatOptions& given);
 
 /// Writes a song. Equal songs give equal bytes. Throws FormatRefused for a song that the format cannot hold
 /// and FormatOptionError; what was written until then is of no use. The format has to be one that is written.

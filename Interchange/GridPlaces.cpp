@@ -122,22 +122,30 @@ std::string replaceChordsOnGrid(Song& song, const GridPlaces& places,
                                 const std::vector<PlacedChord>& chords) {
     auto& storage = *song.notes;
     std::vector<std::shared_ptr<TarnChordEntry>> entries;
+    std::size_t outside = 0, doubled = 0;
     for (const PlacedChord& placed : chords) {
         const std::int64_t frame = places.frameOfTick(placed.tick);
-        if (frame < 0 || frame > song.recording.frameCount ||
-            (!entries.empty() && entries.back()->location() >= frame))
+        if (frame < 0 || frame > song.recording.frameCount) {
+            ++outside;
             continue;
+        }
+        if (!entries.empty() && entries.back()->location() >= frame) {
+            ++doubled;
+            continue;
+        }
         entries.push_back(storage.newChordEntry());
         entries.back()->setLocation(frame);
         entries.back()->setChord(placed.chord);
     }
     const auto previous = storage.chordEntries();
-    const std::size_t count = entries.size();
+    std::string report =
+        std::to_string(entries.size()) + " chords replace " + std::to_string(previous.size());
     storage.replaceChordEntriesInArrayWithChordEntriesInArray(previous, std::move(entries));
-    return std::to_string(count) + " chords replace " + std::to_string(previous.size()) +
-           (count < chords.size()
-                ? "; " + std::to_string(chords.size() - count) + " outside the recording were left out"
-                : "");
+    if (outside > 0)
+        report += "; " + std::to_string(outside) + " outside the recording were left out";
+    if (doubled > 0)
+        report += "; " + std::to_string(doubled) + " at the place of another were left out";
+    return report;
 }
 
 std::string replaceSectionsAt(Song& song,

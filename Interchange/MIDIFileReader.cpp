@@ -83,11 +83,11 @@ int dataByteCount(std::uint8_t status) {
 /// Pairs the beginnings and ends of one track's notes.
 class NotePairing {
 public:
-    explicit NotePairing(std::vector<MIDIFileNote>& notes) : mNotes(notes) {}
+    NotePairing(std::vector<MIDIFileNote>& notes, std::size_t track) : mNotes(notes), mTrack(track) {}
 
     void begin(std::uint64_t tick, std::uint8_t channel, std::uint8_t note) {
         mSounding[{channel, note}].push_back(mNotes.size());
-        mNotes.push_back({tick, tick, channel, note});
+        mNotes.push_back({tick, tick, channel, note, mTrack});
     }
     /// An end without a beginning is passed over.
     void end(std::uint64_t tick, std::uint8_t channel, std::uint8_t note) {
@@ -106,6 +106,7 @@ public:
 
 private:
     std::vector<MIDIFileNote>& mNotes;
+    std::size_t mTrack;
     std::map<std::pair<std::uint8_t, std::uint8_t>, std::deque<std::size_t>> mSounding;
 };
 
@@ -161,7 +162,8 @@ MIDIFile::MIDIFile(std::span<const std::byte> bytes) {
 
 void MIDIFile::readTrack(std::span<const std::byte> track, std::vector<TempoChange>& tempoChanges) {
     ByteReader reader(track);
-    NotePairing pairing(mNotes);
+    NotePairing pairing(mNotes, mTrackNames.size());
+    std::string name;
     std::uint64_t tick = 0;         // fewer than 2^28 for each event: no overflow
     std::uint8_t runningStatus = 0; // none
     while (!reader.isAtEnd()) {
@@ -170,9 +172,17 @@ void MIDIFile::readTrack(std::span<const std::byte> track, std::vector<TempoChan
         const std::uint8_t status = hasStatus ? reader.byte() : runningStatus;
         if (status == kMeta) {
             const std::uint8_t type = reader.byte();
-            ByteReader data(reader.take(reader.variableLength()));
+            const auto content = reader.take(reader.variableLength());
+            ByteReader data(content);
             if (type == MIDIMeta::kEndOfTrack)
                 break;
+            const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
+            if (type == MIDIMeta::kTrackName && name.empty())
+                name = text;
+            if (type == MIDIMeta::kText && text.starts_with(MIDIMark::kPrefix)) {
+                const auto mark = mMarks.emplace(text, tick).first;
+                mark->second = std::min(mark->second, tick);
+            }
             if (type == MIDIMeta::kTempo) {
                 // A tempo of nothing would stop the time.
                 if (const std::uint32_t microseconds = data.bigEndian(3))
@@ -206,6 +216,7 @@ void MIDIFile::readTrack(std::span<const std::byte> track, std::vector<TempoChan
         }
     }
     pairing.endAll(tick);
+    mTrackNames.push_back(std::move(name));
     mEnd = std::max(mEnd, tick);
 }
 
@@ -236,6 +247,26 @@ void MIDIFile::sortMetres() {
             distinct.push_back(metre);
     }
     mMetres = std::move(distinct);
+}
+
+std::optional<std::uint64_t> MIDIFile::mark(std::string_view text) const {
+    const auto found = mMarks.find(text);
+    return found == mMarks.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::uint64_t MIDIFile::firstBar() const {
+    if (const auto marked = mark(MIDIMark::kFirstBar))
+        return *marked;
+    if (const auto marked = mark(MIDIMark::kFirstBeat)) // without bars
+        return *marked;
+    if (!hasQuarterNotes() || mMetres.size() < 2)
+        return 0;
+    const auto ticksPerBar = [&](const MIDIFileMetre& metre) {
+        return metre.numerator * ticksPerNote(metre.denominator);
+    };
+    const bool isPickup = static_cast<double>(mMetres[1].tick) <= ticksPerBar(mMetres[0]) &&
+                          static_cast<double>(mMetres[1].tick) < ticksPerBar(mMetres[1]);
+    return isPickup ? mMetres[1].tick : 0;
 }
 
 double MIDIFile::ticksPerNote(int denominator) const {

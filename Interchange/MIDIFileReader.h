@@ -5,7 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
 /// Reads the notes, the tempo and the metre map of a Standard MIDI File (Standard MIDI Files 1.0, MIDI
@@ -18,6 +22,7 @@ struct MIDIFileNote {
     std::uint64_t end = 0;    ///< ticks, not before the start
     std::uint8_t channel = 0; ///< 0 to 15
     std::uint8_t note = 0;    ///< MIDI note number, 0 to 127
+    std::size_t track = 0;    ///< counted from 0
     friend bool operator==(const MIDIFileNote&, const MIDIFileNote&) = default;
 };
 
@@ -43,6 +48,13 @@ public:
     [[nodiscard]] const std::vector<MIDIFileNote>& notes() const { return mNotes; }
     /// By tick; of several at one tick the last. At the beginning 4/4 unless the file says otherwise.
     [[nodiscard]] const std::vector<MIDIFileMetre>& metres() const { return mMetres; }
+    /// Empty for a track without one.
+    [[nodiscard]] const std::string& trackName(std::size_t track) const { return mTrackNames[track]; }
+    /// The first tick at which a text of MIDIMark stands.
+    [[nodiscard]] std::optional<std::uint64_t> mark(std::string_view text) const;
+    /// Where bar 1 begins: at its mark, else after a first bar that is shorter than the next one, a pickup,
+    /// else at the beginning.
+    [[nodiscard]] std::uint64_t firstBar() const;
     /// The end of the longest track.
     [[nodiscard]] std::uint64_t end() const { return mEnd; }
     /// Whether ticks divide quarter notes; else they divide seconds and there is no tempo.
@@ -71,6 +83,8 @@ private:
     void sortMetres();
 
     std::vector<MIDIFileNote> mNotes;
+    std::vector<std::string> mTrackNames;
+    std::map<std::string, std::uint64_t, std::less<>> mMarks;
     std::vector<MIDIFileMetre> mMetres;
     std::uint64_t mEnd = 0;
     std::uint16_t mTicksPerQuarterNote = 0;

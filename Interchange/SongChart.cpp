@@ -2,6 +2,7 @@
 
 #include "Interchange/GridPlaces.h"
 #include "KELPMusic/ConcertPitch.h"
+#include "KELPMusic/HarteChord.h"
 #include "Platform/PlainText.h"
 #include "Song/ChartHarmony.h"
 #include "Song/CountedBeats.h"
@@ -33,10 +34,6 @@ std::string tuningText(double frequency) {
     return text;
 }
 
-std::string chordText(const KELPChordRef& chord) {
-    return chord ? chord->string() : KELPChord::noChord()->string();
-}
-
 bool hasHarmony(const TarnChordEntry& entry) {
     return entry.chord() && !entry.chord()->isNoChord();
 }
@@ -55,6 +52,16 @@ std::string padded(std::string text, std::size_t width, bool right = false) {
 
 std::string shown(const std::optional<std::string>& name) {
     return onOneLine(name.value_or(""));
+}
+
+/// A section's name as it stands in brackets: what would read as the end of one name and the beginning of
+/// another does not.
+std::string headingText(const std::optional<std::string>& name) {
+    constexpr std::string_view kBetween = "] [";
+    std::string text = shown(name);
+    for (std::size_t i = 0; (i = text.find(kBetween, i)) != std::string::npos; ++i)
+        text.replace(i, kBetween.size(), ") (");
+    return text;
 }
 
 /// A bar of the chart, or, without a number, the chords outside the beat grid.
@@ -114,7 +121,7 @@ private:
     }
 
     [[nodiscard]] std::string chordName(const TarnChordEntry& entry) const {
-        return chordText(mHarmony.chord(entry.chord()));
+        return chartLabel(mHarmony.chord(entry.chord()));
     }
 
     void placeChords() {
@@ -167,7 +174,7 @@ private:
             return;
         for (const auto& section : mDocument.structure->sectionEntries())
             mBars[mPlaces[nearestBeat(section->location())].bar].heading +=
-                "[" + shown(section->name()) + "] ";
+                "[" + headingText(section->name()) + "] ";
     }
 
     void writeRows(std::ostringstream& out) const {
@@ -267,11 +274,11 @@ private:
 
 } // namespace
 
-std::string songFacts(const Song& document) {
+std::string songFacts(const Song& document, bool isAtConcertPitch) {
     const TarnNoteEntryStorage& notes = *document.notes;
     const auto tempi = notes.tempoEntries();
     const auto pitches = notes.standardPitchEntries();
-    const KELPKeyRef key = notes.globalKey();
+    const KELPKeyRef key = ChartHarmony(document, isAtConcertPitch).key();
     const TimeSignature signature = notes.timeSignature();
     const std::size_t barCount = countedBeats(document).barLines().barCount();
     const std::string unknown = "unknown";
@@ -295,14 +302,15 @@ std::string songFacts(const Song& document) {
     out << "Key        " << (key ? key->description() : unknown) << "\n";
     out << "Tuning     " << (pitches.empty() ? unknown : tuningText(pitches.front()->frequency())) << "\n";
     out << "Bars       " << (barCount > 0 ? std::to_string(barCount) : unknown) << "\n";
-    if (properties.capo != 0)
+    if (!isAtConcertPitch && properties.capo != 0)
         out << "Capo       " << properties.capo << "\n";
-    if (properties.transposition != 0)
+    if (!isAtConcertPitch && properties.transposition != 0)
         out << "Transposed " << (properties.transposition > 0 ? "+" : "") << properties.transposition << "\n";
     return out.str();
 }
 
 std::string firstChords(const Song& document, std::size_t count) {
+    const ChartHarmony harmony(document);
     std::string names;
     std::size_t listed = 0;
     for (const auto& entry : document.notes->chordEntries()) {
@@ -310,7 +318,7 @@ std::string firstChords(const Song& document, std::size_t count) {
             continue;
         if (listed == count)
             return names + " …";
-        names += (names.empty() ? "" : " ") + chordText(entry->chord());
+        names += (names.empty() ? "" : " ") + chartLabel(harmony.chord(entry->chord()));
         ++listed;
     }
     return names.empty() ? "unknown" : names;

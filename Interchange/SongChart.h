@@ -10,10 +10,12 @@ namespace TARN_PUBLIC tarn {
 
 /// What holds for the whole song, a line for each fact: recording, tempo, metre, key, tuning, number of bars.
 /// "unknown" where the document says nothing. Title, artist, capo and transposition stand there where they
-/// are set.
-[[nodiscard]] std::string songFacts(const Song& document);
+/// are set. The key is that of the chart: it follows capo and transposition unless the chart is at concert
+/// pitch, which has neither of them.
+[[nodiscard]] std::string songFacts(const Song& document, bool isAtConcertPitch = false);
 
-/// The first chords of the song, in order and without passages that have none; "unknown" without chords.
+/// The first chords of the song as its chart names them, in order and without passages that have none;
+/// "unknown" without chords.
 [[nodiscard]] std::string firstChords(const Song& document, std::size_t count);
 
 /// The song as musicians write it down: bars with their beats, a chord's name on the beat nearest to its
@@ -24,8 +26,9 @@ namespace TARN_PUBLIC tarn {
 [[nodiscard]] std::string songChart(const Song& document, bool isAtConcertPitch = false);
 
 /// Replaces the song's chords and sections by those of a chart as songChart writes it, put on the song's
-/// bars, and returns what was replaced. Lines that are not rows of bars or headings are passed over. Throws
-/// FormatError, and FormatRefused for a song without bars.
+/// bars, and returns what was replaced; chords outside the bars are put about where they were. Lines that are
+/// not rows of bars or headings are passed over, and so are the lists after them. Throws FormatError, and
+/// FormatRefused for a song without bars.
 std::string replaceByChart(Song& document, std::string_view chart, bool isAtConcertPitch = false);
 
 } // namespace tarn

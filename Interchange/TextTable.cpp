@@ -1,5 +1,6 @@
 #include "Interchange/TextTable.h"
 
+#include "Interchange/FileText.h"
 #include "Platform/PlainText.h"
 
 #include <algorithm>
@@ -10,34 +11,9 @@
 namespace tarn {
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kZeroByte("\0", 1);
 constexpr std::string_view kEndsOfLabel("\n\r\0", 3);
-
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    return first == std::string_view::npos ? std::string_view()
-                                           : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-std::string_view withoutByteOrderMark(std::string_view text) {
-    return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
-}
-
-/// Refuses what no text editor would show, such as UTF-16: messages could not quote it either.
-void requireText(std::string_view text) {
-    const std::size_t zero = text.find('\0');
-    if (zero != std::string_view::npos)
-        throw TextTableError(
-            1 + static_cast<std::size_t>(std::count(text.begin(), text.begin() + zero, '\n')),
-            "there is a zero byte; save the file as text in UTF-8");
-}
-
-/// Removes the line end at the beginning of the text.
-void skipLineEnd(std::string_view& text) {
-    text.remove_prefix(text.starts_with("\r\n") ? 2 : 1);
-}
 
 bool isBlank(const TextRow& row) {
     return std::all_of(row.fields.begin(), row.fields.end(), [](const auto& field) { return field.empty(); });
@@ -57,16 +33,39 @@ std::string withBlanksFor(std::string_view characters, std::string text) {
 /// The first line that is not empty or a comment.
 std::string_view firstLineOf(std::string_view text) {
     while (!text.empty()) {
-        const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
-        const std::string_view line = trimmed(text.substr(0, end));
+        const std::string_view line = stripped(takeLine(text));
         if (!line.empty() && !isComment(line))
             return line;
-        text.remove_prefix(std::min(end + 1, text.size()));
     }
     return text;
 }
 
+/// "0,5": a number as some countries write it.
+bool hasDecimalComma(std::string_view word) {
+    const std::size_t comma = word.find(',');
+    const bool isBetween = comma != std::string_view::npos && comma + 1 < word.size();
+    return isBetween && numberWithText(word.substr(0, comma)) &&
+           numberWithText("0." + std::string(word.substr(comma + 1)));
+}
+
+/// Whether the word is meant as a number, although it may not be one that is read.
+bool isLikeNumber(std::string_view word) {
+    const std::string text = lowerCased(word.substr(std::min(word.find_first_not_of("+-"), word.size())));
+    const auto isDigitAt = [&](std::size_t i) { return i < text.size() && text[i] >= '0' && text[i] <= '9'; };
+    return isDigitAt(0) || (text.starts_with('.') && isDigitAt(1)) || text == "nan" || text == "inf" ||
+           text == "infinity";
+}
+
+std::string_view wordBefore(std::string_view separators, std::string_view line) {
+    return line.substr(0, std::min(line.find_first_of(separators), line.size()));
+}
+
 char separatorOf(std::string_view firstLine) {
+    for (const char separator : {';', '\t'}) { // where commas stand in numbers they separate nothing
+        if (firstLine.find(separator) != std::string_view::npos &&
+            hasDecimalComma(stripped(wordBefore({&separator, 1}, firstLine))))
+            return separator;
+    }
     for (const char separator : {',', ';', '\t'}) {
         if (firstLine.find(separator) != std::string_view::npos)
             return separator;
@@ -84,7 +83,7 @@ std::string takeField(std::string_view& text, char separator, std::size_t& line)
     const std::string_view withoutBlanks = text.substr(std::min(text.find_first_not_of(' '), text.size()));
     if (!withoutBlanks.starts_with('"')) {
         const std::size_t end = endOfField(0);
-        std::string field(trimmed(text.substr(0, end)));
+        std::string field(stripped(text.substr(0, end)));
         text.remove_prefix(end);
         return field;
     }
@@ -110,8 +109,7 @@ std::string takeField(std::string_view& text, char separator, std::size_t& line)
 } // namespace
 
 TextTable parseCSV(std::string_view text) {
-    requireText(text);
-    text = withoutByteOrderMark(text);
+    text = fileText(text);
     const char separator = separatorOf(firstLineOf(text));
     TextTable table;
     std::size_t line = 1;
@@ -124,13 +122,12 @@ TextTable parseCSV(std::string_view text) {
             text.remove_prefix(1);
             row.fields.push_back(takeField(text, separator, line));
         }
-        if (!text.empty())
-            skipLineEnd(text);
+        (void)takeLine(text);
         ++line;
         if (!isBlank(row))
             table.rows.push_back(std::move(row));
     }
-    if (!table.rows.empty() && !numberWithText(table.rows.front().fields.front())) {
+    if (!table.rows.empty() && !isLikeNumber(table.rows.front().fields.front())) {
         for (const std::string& name : table.rows.front().fields)
             table.header.push_back(lowerCased(name));
         table.rows.erase(table.rows.begin());
@@ -139,15 +136,10 @@ TextTable parseCSV(std::string_view text) {
 }
 
 TextTable parseLab(std::string_view text) {
-    requireText(text);
-    text = withoutByteOrderMark(text);
+    text = fileText(text);
     TextTable table;
     for (std::size_t line = 1; !text.empty(); ++line) {
-        const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
-        std::string_view rest = trimmed(text.substr(0, end));
-        text.remove_prefix(end);
-        if (!text.empty())
-            skipLineEnd(text);
+        std::string_view rest = stripped(takeLine(text));
         table.hasComment = table.hasComment || isComment(rest);
         if (rest.empty() || isComment(rest))
             continue;
@@ -157,7 +149,7 @@ TextTable parseLab(std::string_view text) {
             const bool isLabel = row.fields.size() == 2 || !numberWithText(rest.substr(0, wordEnd));
             const std::size_t fieldEnd = isLabel ? rest.size() : wordEnd;
             row.fields.emplace_back(rest.substr(0, fieldEnd));
-            rest = trimmed(rest.substr(fieldEnd));
+            rest = stripped(rest.substr(fieldEnd));
         }
         table.rows.push_back(std::move(row));
     }
@@ -165,10 +157,29 @@ TextTable parseLab(std::string_view text) {
 }
 
 TextTable parseNumbers(std::string_view text) {
-    const std::string_view line = firstLineOf(withoutByteOrderMark(text));
-    const auto firstWord = line.substr(0, line.find_first_of(" \t,;"));
-    const bool hasBlanks = line.find_first_of(",;") == std::string_view::npos && numberWithText(firstWord);
+    text = fileText(text);
+    const std::string_view line = firstLineOf(text);
+    const std::string_view word = wordBefore(kBlanks, line);
+    const bool hasBlanks = line.find_first_of(",;") == std::string_view::npos
+                               ? numberWithText(word).has_value()
+                               : word.size() < line.size() && hasDecimalComma(word);
     return hasBlanks ? parseLab(text) : parseCSV(text);
+}
+
+std::string timeFault(std::string_view text) {
+    const std::string_view word = wordBefore(kBlanks, stripped(text));
+    return inQuotes(word) + " is not a time in seconds" +
+           (hasDecimalComma(word) ? " (write a point, not a comma)" : "");
+}
+
+bool beginsWithMisspeltNumber(std::string_view text) {
+    text = stripped(text);
+    const std::string_view word = wordBefore(kBlanks, text);
+    if (!isLikeNumber(word) || numberWithText(word))
+        return false;
+    const bool isHexadecimal = lowerCased(word).starts_with("0x");
+    const bool isWord = word.find_first_of("0123456789") == std::string_view::npos; // "nan", or a name
+    return hasDecimalComma(word) || isHexadecimal || (isWord && word.size() < text.size());
 }
 
 std::string csvLine(const std::vector<std::string>& fields) {
@@ -178,7 +189,7 @@ std::string csvLine(const std::vector<std::string>& fields) {
             line += ',';
         const std::string field = withBlanksFor(kZeroByte, given);
         const bool needsQuotes =
-            field.find_first_of(",;\t\"\r\n") != std::string::npos || field != trimmed(field);
+            field.find_first_of(",;\t\"\r\n") != std::string::npos || field != stripped(field);
         if (!needsQuotes) {
             line += field;
             continue;
@@ -196,7 +207,7 @@ std::string labLine(const std::vector<std::string>& fields) {
     for (const std::string& field : fields) {
         if (&field != &fields.front())
             line += '\t';
-        line += trimmed(withBlanksFor(kEndsOfLabel, field));
+        line += stripped(withBlanksFor(kEndsOfLabel, field));
     }
     return line + "\n";
 }

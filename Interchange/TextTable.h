@@ -31,15 +31,21 @@ public:
     TextTableError(std::size_t line, const std::string& text) : FormatError(text, line) {}
 };
 
-/// Comma-separated values (RFC 4180); of a first line without commas its semicolons or tabs separate. A first
-/// row whose first field is not a number names the columns. Throws TextTableError for a quote that does not
-/// end.
+/// Comma-separated values (RFC 4180); of a first line without commas, or with commas in its numbers, its
+/// semicolons or tabs separate. A first row whose first field is not meant as a number names the columns.
+/// Throws FormatError as fileText and TextTableError for a quote that does not end.
 [[nodiscard]] TextTable parseCSV(std::string_view text);
 /// Rows of numbers, separated by spaces or tabs, and a label that reaches to the end of the line.
+/// Throws FormatError as fileText.
 [[nodiscard]] TextTable parseLab(std::string_view text);
 /// Rows of numbers with commas, semicolons, tabs or spaces between them, below column names or without.
 /// Throws as parseCSV.
 [[nodiscard]] TextTable parseNumbers(std::string_view text);
+
+/// For messages: the text's first word, with a reason why it is not a time.
+[[nodiscard]] std::string timeFault(std::string_view text);
+/// Whether the text begins with what is meant as a number but is not read as one: "1,5", "0x10", "nan C".
+[[nodiscard]] bool beginsWithMisspeltNumber(std::string_view text);
 
 /// The line of a CSV file with these fields, quoted where needed, with its line feed. Zero bytes become
 /// blanks.

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <exception>
 #include <mutex>
 #include <new>
 #include <ostream>
@@ -174,15 +175,24 @@ bool writeAtomically(std::span<const std::byte> bytes, const fs::path& file, Err
 }
 
 bool streamAtomically(const std::function<void(std::ostream&)>& produce, const fs::path& file, Error* error) {
-    return detail::replaceAtomically(
-        [&produce](const detail::BlockWriter& write) {
+    std::exception_ptr thrown;
+    const bool isWritten = detail::replaceAtomically(
+        [&](const detail::BlockWriter& write) {
             BlockBuffer buffer(write);
             std::ostream stream(&buffer);
-            produce(stream);
+            try {
+                produce(stream);
+            } catch (...) {
+                thrown = std::current_exception();
+                return ECANCELED;
+            }
             stream.flush();
             return buffer.failure();
         },
         file, error);
+    if (thrown)
+        std::rethrow_exception(thrown);
+    return isWritten;
 }
 
 } // namespace tarn::FileManager

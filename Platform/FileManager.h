@@ -63,7 +63,7 @@ bool write(std::span<const std::byte> bytes, const std::filesystem::path& file, 
 bool writeAtomically(std::span<const std::byte> bytes, const std::filesystem::path& file,
                      Error* error = nullptr);
 /// As writeAtomically, with what `produce` writes to the stream, of which no more than a block is in memory
-/// at a time.
+/// at a time. What `produce` throws is passed on; the file is then as it was.
 bool streamAtomically(const std::function<void(std::ostream&)>& produce, const std::filesystem::path& file,
                       Error* error = nullptr);
 

@@ -30,6 +30,12 @@ std::string lowerCased(std::string_view text) {
     return result;
 }
 
+std::string_view stripped(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    const std::size_t first = std::min(text.find_first_not_of(kBlanks), text.size());
+    return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
+}
+
 std::optional<double> numberWithText(std::string_view text) {
     double number = 0;
     const char* const end = text.data() + text.size();
@@ -58,6 +64,18 @@ std::string printable(std::string_view text) {
 
 std::string onOneLine(std::string_view text) {
     return withoutControls(text, false);
+}
+
+std::string shortened(std::string_view text) {
+    constexpr std::size_t kMostCharacters = 80;
+    std::size_t end = 0;
+    for (std::size_t count = 0; count < kMostCharacters && end < text.size(); ++count)
+        (void)nextUTF8(text, end);
+    return onOneLine(text.substr(0, end)) + (end < text.size() ? "…" : "");
+}
+
+std::string inQuotes(std::string_view text) {
+    return "'" + shortened(text) + "'";
 }
 
 } // namespace tarn

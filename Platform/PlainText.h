@@ -12,6 +12,8 @@ namespace TARN_PUBLIC tarn {
 
 /// The text with the letters A to Z in lower case.
 [[nodiscard]] std::string lowerCased(std::string_view text);
+/// Without blanks, tabs and line ends at its ends.
+[[nodiscard]] std::string_view stripped(std::string_view text);
 
 /// A decimal number without anything else; empty for numbers that are not finite.
 [[nodiscard]] std::optional<double> numberWithText(std::string_view text);
@@ -26,5 +28,8 @@ namespace TARN_PUBLIC tarn {
 [[nodiscard]] std::string printable(std::string_view text);
 /// The same with blanks for line feeds too.
 [[nodiscard]] std::string onOneLine(std::string_view text);
+/// For messages: the text on one line, cut after 80 characters, and the same in single quotes.
+[[nodiscard]] std::string shortened(std::string_view text);
+[[nodiscard]] std::string inQuotes(std::string_view text);
 
 } // namespace tarn

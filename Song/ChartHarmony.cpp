@@ -1,10 +1,14 @@
 #include "Song/ChartHarmony.h"
 
+#include <utility>
+
 namespace tarn {
 
 ChartHarmony::ChartHarmony(const Song& song, bool isAtConcertPitch)
-    : mShift(isAtConcertPitch ? 0 : song.properties.chartShift()), mSoundingKey(song.notes->globalKey()),
-      mKey(mSoundingKey) {
+    : ChartHarmony(song.notes->globalKey(), isAtConcertPitch ? 0 : song.properties.chartShift()) {}
+
+ChartHarmony::ChartHarmony(KELPKeyRef soundingKey, int shift)
+    : mShift(shift), mSoundingKey(std::move(soundingKey)), mKey(mSoundingKey) {
     if (mKey && mShift != 0)
         mKey = KELPKey::makeWithTonicChord(mKey->tonicChord()->chordWithOffset(mShift));
 }

@@ -12,6 +12,8 @@ namespace TARN_PUBLIC tarn {
 class ChartHarmony {
 public:
     explicit ChartHarmony(const Song& song, bool isAtConcertPitch = false);
+    /// Of a song in that key (null where it has none) whose chords are written so many semitones higher.
+    ChartHarmony(KELPKeyRef soundingKey, int shift);
 
     /// Null where the song has none.
     [[nodiscard]] const KELPKeyRef& key() const { return mKey; }

@@ -37,16 +37,17 @@ void writeAnnotations(std::ostream& out, const Song& song, const WriteRequest& r
     out << annotationText(song, kindIn(request.options), kFormat);
 }
 
+void checkCounting(const FormatOptions& options) {
+    for (const char* option : {"beats-per-bar", "first-downbeat"}) {
+        if (options.has(option) && kindIn(options) != AnnotationKind::beats)
+            throw FormatOptionError("--" + std::string(option) + " means nothing without --what beats");
+    }
+}
+
 template <AnnotationFormat kFormat>
 std::string readAnnotations(Song& song, std::span<const std::byte> bytes, const ReadRequest& request) {
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     const AnnotationKind kind = kindIn(request.options);
-    if (kind != AnnotationKind::beats) {
-        for (const char* option : {"beats-per-bar", "first-downbeat"}) {
-            if (request.options.has(option))
-                throw FormatOptionError("--" + std::string(option) + " means nothing without --what beats");
-        }
-    }
     // Lists of beats come in all forms, whatever the file is called.
     const TextTable table = kind == AnnotationKind::beats         ? parseNumbers(text)
                             : kFormat == AnnotationFormat::csv    ? parseCSV(text)
@@ -68,6 +69,7 @@ Format annotationFormat(std::string_view name, std::string_view ending, std::str
     format.writeOptions = annotationWriteOptions();
     format.readOptions = annotationReadOptions();
     format.write = writeAnnotations<kFormat>;
+    format.checkReadOptions = checkCounting;
     format.read = readAnnotations<kFormat>;
     return format;
 }

@@ -1,10 +1,14 @@
+#include "Interchange/FileText.h"
 #include "Interchange/Formats/Formats.h"
 #include "Interchange/GridPlaces.h"
+#include "Interchange/KeyImport.h"
 #include "KELPMusic/HarteChord.h"
 #include "Platform/PlainText.h"
 #include "Song/ChartHarmony.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -65,8 +69,8 @@ private:
         };
         directive("title", directiveText(mSong.properties.title));
         directive("artist", directiveText(mSong.properties.artist));
-        if (mHarmony.key())
-            directive("key", mHarmony.key()->tonicChord()->string());
+        if (const auto& key = mHarmony.key())
+            directive("key", key->tonicChord()->root().string() + (key->isMinor() ? "m" : ""));
         if (!mIsAtConcertPitch && mSong.properties.capo > 0)
             directive("capo", std::to_string(mSong.properties.capo));
         const auto tempi = mSong.notes->tempoEntries();
@@ -124,11 +128,14 @@ void writeChordPro(std::ostream& out, const Song& song, const WriteRequest& requ
 
 // Reading
 
+/// Brackets hold blanks together.
 std::vector<std::string> wordsIn(std::string_view text) {
     std::vector<std::string> words;
     std::size_t begin = 0;
     while ((begin = text.find_first_not_of(" \t", begin)) != std::string_view::npos) {
-        const std::size_t end = std::min(text.find_first_of(" \t", begin), text.size());
+        std::size_t end = std::min(text.find_first_of(" \t", begin), text.size());
+        if (text[begin] == '[' && text.find(']', begin) != std::string_view::npos)
+            end = std::max(end, text.find(']', begin) + 1);
         words.emplace_back(text.substr(begin, end - begin));
         begin = end;
     }
@@ -161,19 +168,32 @@ std::vector<std::string> wordsOfRow(std::string_view text) {
 /// A bar as it is read: each cell's chords.
 using ReadBar = std::vector<std::vector<KELPChordRef>>;
 
+/// A cell in which nothing begins. An annotation is shown there, but is not a chord.
+bool isPlaceholder(const std::string& cell) {
+    return cell == "." || cell == "/" || cell == "-" || cell == "x" || cell.starts_with('*') ||
+           cell.starts_with("[*");
+}
+
+/// Whether the bar is a sign for the ones before it, whatever placeholders stand beside it.
+bool isRepeat(const std::vector<std::string>& cells, std::string_view sign) {
+    return std::count(cells.begin(), cells.end(), sign) == 1 &&
+           std::all_of(cells.begin(), cells.end(),
+                       [&](const auto& cell) { return cell == sign || isPlaceholder(cell); });
+}
+
 class GridReader {
 public:
     void read(std::string_view text) {
-        constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-        if (text.starts_with(kByteOrderMark))
-            text.remove_prefix(kByteOrderMark.size());
         while (!text.empty()) {
             ++mLine;
-            const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
-            readLine(text.substr(0, end));
-            text.remove_prefix(end);
-            if (!text.empty())
-                text.remove_prefix(text.starts_with("\r\n") ? 2 : 1);
+            std::string line(takeLine(text));
+            std::size_t continued = 0;
+            for (; line.ends_with('\\') && !text.empty(); ++continued) {
+                line.pop_back();
+                line += stripped(takeLine(text));
+            }
+            readLine(line);
+            mLine += continued;
         }
         if (bars.empty())
             throw FormatError(mHasChordsOverWords
@@ -187,6 +207,9 @@ public:
     std::vector<std::pair<std::size_t, std::string>> sections; ///< by the index of their first bar
     std::int64_t firstBar = 1;
     bool hasRepeats = false;
+    std::optional<int> capo;
+    std::string key;       ///< as it is written; empty where nothing is said
+    int transposition = 0; ///< by which chords from here on are written too low
 
 private:
     void readLine(std::string_view line) {
@@ -206,37 +229,90 @@ private:
         const std::size_t close = line.rfind('}');
         if (close == std::string_view::npos)
             throw FormatError("a directive does not end", mLine);
-        const std::string_view content = line.substr(open + 1, close - open - 1);
+        readDirectiveContent(line.substr(open + 1, close - open - 1));
+    }
+
+    void readDirectiveContent(std::string_view content) {
+        content = stripped(content);
         const std::size_t nameEnd = std::min(content.find_first_of(": \t"), content.size());
-        const std::string name = lowerCased(content.substr(0, nameEnd));
+        std::string name = lowerCased(content.substr(0, nameEnd));
         std::string_view value = content.substr(nameEnd);
         value.remove_prefix(std::min(value.find_first_not_of(": \t"), value.size()));
+        if (name == "meta" && !value.empty()) {
+            readDirectiveContent(value);
+            return;
+        }
+        name.resize(std::min(name.find('-'), name.size())); // for whom it holds, such as an instrument
         if (name == "start_of_grid" || name == "sog") {
             mIsInGrid = true;
-            openSection(value, "");
+            openSection(withoutShape(value), "");
         } else if (name == "end_of_grid" || name == "eog") {
             mIsInGrid = false;
-        } else if (name == "start_of_verse" || name == "sov") {
-            openSection(value, "Verse");
-        } else if (name == "start_of_chorus" || name == "soc") {
-            openSection(value, "Chorus");
-        } else if (name == "start_of_bridge" || name == "sob") {
-            openSection(value, "Bridge");
+        } else if (const std::string section = sectionBegunBy(name); !section.empty()) {
+            openSection(value, section);
+        } else if (name == "chorus") {
+            hasRepeats = true;
         } else if (name == kFirstBarDirective) {
             firstBar = value == "0" ? 0 : 1;
+        } else if (name == "capo") {
+            capo = numberIn(name, value, 0, SongProperties::kHighestCapo);
+        } else if (name == "transpose") {
+            transposition = numberIn(name, value.substr(value.starts_with('+') ? 1 : 0), -127, 127);
+        } else if (name == "key") {
+            key = unquoted(value);
         }
     }
 
-    /// A label as an attribute, or all of the value, which before labels had names was the shape of a grid.
+    static std::string unquoted(std::string_view value) {
+        value = stripped(value);
+        const bool isQuoted = value.size() > 1 && (value.front() == '"' || value.front() == '\'') &&
+                              value.back() == value.front();
+        return std::string(isQuoted ? value.substr(1, value.size() - 2) : value);
+    }
+
+    [[nodiscard]] int numberIn(const std::string& name, std::string_view value, int least,
+                               int greatest) const {
+        const std::string text = unquoted(value);
+        const auto number = text.empty() ? 0 : numberWithText(text);
+        if (!number || *number != std::floor(*number) || *number < least || *number > greatest)
+            throw FormatError(inQuotes(text) + " is not a valid {" + name + "}", mLine);
+        return static_cast<int>(*number);
+    }
+
+    /// "Verse" for start_of_verse and sov; empty for what begins no section of the song.
+    static std::string sectionBegunBy(const std::string& name) {
+        constexpr std::string_view kStart = "start_of_";
+        constexpr std::array<std::string_view, 6> kNoSections{"tab", "abc", "ly", "svg", "textblock", "grid"};
+        if (name == "sov" || name == "soc" || name == "sob")
+            return name == "sov" ? "Verse" : name == "soc" ? "Chorus" : "Bridge";
+        std::string section = name.starts_with(kStart) ? name.substr(kStart.size()) : "";
+        if (section.empty() ||
+            std::find(kNoSections.begin(), kNoSections.end(), section) != kNoSections.end())
+            return "";
+        if (section.front() >= 'a' && section.front() <= 'z')
+            section.front() = static_cast<char>(section.front() - 'a' + 'A');
+        return section;
+    }
+
+    /// Without "1+4x2+4", which says how many cells a grid has.
+    static std::string_view withoutShape(std::string_view value) {
+        const std::size_t end = std::min(value.find_first_of(" \t"), value.size());
+        const bool isShape = value.substr(0, end).find_first_not_of("0123456789+x") == std::string_view::npos;
+        return isShape ? stripped(value.substr(end)) : value;
+    }
+
+    /// A label as an attribute, or all of the value, as it was before labels had names.
     void openSection(std::string_view value, const std::string& otherwise) {
-        constexpr std::string_view kLabel = "label=\"";
+        constexpr std::string_view kLabel = "label=";
         std::optional<std::string> name;
+        value = stripped(value);
         if (const std::size_t label = value.find(kLabel); label != std::string_view::npos) {
-            const std::string_view rest = value.substr(label + kLabel.size());
-            name = std::string(rest.substr(0, rest.find('"')));
-        } else if (value.find_first_not_of("0123456789+x \t") != std::string_view::npos &&
-                   value.find('=') == std::string_view::npos) {
-            name = std::string(value.substr(0, value.find_last_not_of(" \t") + 1));
+            std::string_view rest = value.substr(label + kLabel.size());
+            const char quote = rest.starts_with('"') || rest.starts_with('\'') ? rest.front() : ' ';
+            rest.remove_prefix(quote == ' ' ? 0 : 1);
+            name = std::string(rest.substr(0, rest.find(quote)));
+        } else if (!value.empty() && value.find('=') == std::string_view::npos) {
+            name = unquoted(value);
         } else if (!otherwise.empty()) {
             name = otherwise;
         }
@@ -268,70 +344,86 @@ private:
     }
 
     void addBar(const std::vector<std::string>& cells) {
-        constexpr std::size_t kMostBars = 100'000;
-        const bool repeatsOne = cells.size() == 1 && cells.front() == "%";
-        const bool repeatsTwo = cells.size() == 1 && cells.front() == "%%";
-        constexpr std::size_t kMostCells = 1000;
-        if (bars.size() + 2 > kMostBars)
-            throw FormatError("it has too many bars", mLine);
-        if (cells.size() > kMostCells)
-            throw FormatError("a bar has too many cells", mLine);
-        if (repeatsOne || repeatsTwo) {
-            const std::size_t back = repeatsOne ? 1 : 2;
+        const bool repeatsTwo = isRepeat(cells, "%%");
+        const bool isEmpty = std::all_of(cells.begin(), cells.end(), isPlaceholder);
+        // A sign for two bars may take up the room of two.
+        const bool belongsToSign = mHasTwoBarSign && isEmpty;
+        mHasTwoBarSign = repeatsTwo;
+        if (belongsToSign)
+            return;
+        if (repeatsTwo || isRepeat(cells, "%")) {
+            const std::size_t back = repeatsTwo ? 2 : 1;
             if (bars.size() < back)
                 throw FormatError("there is no bar to repeat", mLine);
             for (std::size_t i = 0; i < back; ++i)
-                bars.push_back(ReadBar(bars[bars.size() - back]));
+                append(ReadBar(bars[bars.size() - back]));
             return;
         }
+        constexpr std::size_t kMostCells = 1000;
+        if (cells.size() > kMostCells)
+            throw FormatError("a bar has too many cells", mLine);
         ReadBar bar;
         for (const std::string& cell : cells)
             bar.push_back(chordsIn(cell));
+        append(std::move(bar));
+    }
+
+    void append(ReadBar bar) {
+        constexpr std::size_t kMostBars = 100'000;
+        constexpr std::size_t kMostCells = 2'000'000;
+        mCellCount += bar.size();
+        if (bars.size() == kMostBars || mCellCount > kMostCells)
+            throw FormatError("it has too many bars", mLine);
         bars.push_back(std::move(bar));
     }
 
     [[nodiscard]] std::vector<KELPChordRef> chordsIn(const std::string& cell) const {
         std::vector<KELPChordRef> chords;
-        if (cell == "." || cell == "/" || cell == "-" || cell == "x")
+        if (isPlaceholder(cell) || cell == "%" || cell == "%%")
             return chords;
         std::string_view rest = cell;
         while (!rest.empty()) {
             const std::size_t end = std::min(rest.find('~'), rest.size());
             std::string_view name = rest.substr(0, end);
             rest.remove_prefix(std::min(end + 1, rest.size()));
-            if (name.size() > 2 && name.starts_with('[') && name.ends_with(']'))
-                name = name.substr(1, name.size() - 2);
+            for (const std::string_view brackets : {"[]", "()"})
+                if (name.size() > 2 && name.front() == brackets.front() && name.back() == brackets.back())
+                    name = name.substr(1, name.size() - 2);
             const auto chord = chordWithLabelOrName(name);
             if (!chord)
-                throw FormatError("'" + std::string(name) + "' is not a valid chord", mLine);
-            chords.push_back(chord);
+                throw FormatError(inQuotes(name) + " is not a valid chord", mLine);
+            chords.push_back(transposition == 0 ? chord : chord->chordWithOffset(transposition));
         }
         return chords;
     }
 
     std::size_t mLine = 0;
+    std::size_t mCellCount = 0; ///< of all bars
     bool mIsInGrid = false;
+    bool mHasTwoBarSign = false; ///< in the bar before
     bool mHasChordsOverWords = false;
 };
 
-std::string readChordPro(Song& song, std::span<const std::byte> bytes, const ReadRequest& request) {
-    GridReader file;
-    file.read({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-    const Sheet sheet(song);
-    const ChartHarmony harmony(song, request.options.has("concert"));
+/// The file's chords and sections, each at its place on the song's beats.
+struct PlacedGrid {
     std::vector<PlacedChord> chords;
-    std::vector<std::pair<std::int64_t, std::string>> sections;
-    std::size_t excess = 0;
+    std::vector<std::pair<std::int64_t, std::string>> sections; ///< by their frames
+    std::size_t excess = 0;                                     ///< bars that the song does not have
+};
+
+PlacedGrid placedOn(const Sheet& sheet, const GridReader& file, const ChartHarmony& harmony) {
+    PlacedGrid placed;
     auto section = file.sections.begin();
     for (std::size_t i = 0; i < file.bars.size(); ++i) {
         const SheetBar* const bar = sheet.barNumbered(file.firstBar + static_cast<std::int64_t>(i));
         if (section != file.sections.end() && section->first == i) {
             if (bar)
-                sections.emplace_back(sheet.places().grid().locations()[bar->firstBeat], section->second);
+                placed.sections.emplace_back(sheet.places().grid().locations()[bar->firstBeat],
+                                             section->second);
             ++section;
         }
         if (!bar) {
-            excess += file.firstBar + static_cast<std::int64_t>(i) > 0;
+            placed.excess += file.firstBar + static_cast<std::int64_t>(i) > 0;
             continue;
         }
         const auto [begin, end] = sheet.ticks(*bar);
@@ -343,16 +435,56 @@ std::string readChordPro(Song& song, std::span<const std::byte> bytes, const Rea
                 const auto chord = harmony.sounding(names[static_cast<std::size_t>(j)]);
                 const std::int64_t tick = begin + (end - begin) * (cell * count + j) / (cellCount * count);
                 // A bar shows again what goes on from the one before.
-                if (chords.empty() || !(*chords.back().chord == *chord))
-                    chords.push_back({tick, chord});
+                if (placed.chords.empty() || !(*placed.chords.back().chord == *chord))
+                    placed.chords.push_back({tick, chord});
             }
         }
     }
-    std::string report = replaceChordsOnGrid(song, sheet.places(), chords);
-    if (!sections.empty())
-        report += "; " + replaceSectionsAt(song, sections);
-    if (excess > 0)
-        report += "; " + std::to_string(excess) + " bars after the song's end were left out";
+    return placed;
+}
+
+/// Takes over the key that the file is written in, so many semitones above the one that sounds, and says so.
+std::string takeKey(Song& song, const GridReader& file, int shift) {
+    if (file.key.empty())
+        return "";
+    KELPKeyRef key = keyWithName(file.key);
+    if (!key)
+        return "; the key " + inQuotes(file.key) + " is not a valid one and was passed over";
+    const int moved = file.transposition - shift;
+    const auto present = song.notes->globalKey();
+    if (moved != 0)
+        key = KELPKey::makeWithTonicChord(key->tonicChord()->chordWithOffset(moved));
+    // What was moved has lost its spelling.
+    const bool isPresent =
+        present && present->isMinor() == key->isMinor() &&
+        (moved == 0 ? present->tonicChord()->root() == key->tonicChord()->root()
+                    : present->tonicChord()->root().value() == key->tonicChord()->root().value());
+    if (isPresent)
+        return "";
+    replaceKey(song, key);
+    return "; key " + key->description();
+}
+
+std::string readChordPro(Song& song, std::span<const std::byte> bytes, const ReadRequest& request) {
+    GridReader file;
+    file.read(fileText(bytes));
+    const Sheet sheet(song);
+    // The file says itself where its capo sits; without one it has none, whatever the song's is.
+    const bool isAsItSounds = request.options.has("concert");
+    const int shift = isAsItSounds ? 0 : song.properties.transposition - file.capo.value_or(0);
+    std::string facts;
+    if (!isAsItSounds && file.capo && *file.capo != song.properties.capo) {
+        song.properties.capo = *file.capo;
+        facts += "; capo " + std::to_string(*file.capo);
+    }
+    facts += takeKey(song, file, shift);
+    const PlacedGrid placed = placedOn(sheet, file, ChartHarmony(song.notes->globalKey(), shift));
+    std::string report = replaceChordsOnGrid(song, sheet.places(), placed.chords);
+    if (!placed.sections.empty())
+        report += "; " + replaceSectionsAt(song, placed.sections);
+    report += facts;
+    if (placed.excess > 0)
+        report += "; " + std::to_string(placed.excess) + " bars after the song's end were left out";
     if (file.hasRepeats)
         report += "; repeats are not played out";
     return report;
@@ -366,7 +498,7 @@ Format chordPro() {
     format.endings = {".cho", ".chordpro", ".pro"};
     format.help = "A song sheet in ChordPro, its chords in grids of bars";
     format.writes = "title, artist, key, capo, tempo, metre, chords by bars and sections";
-    format.reads = "chords and sections of its grids, put on the song's bars";
+    format.reads = "chords and sections of its grids, put on the song's bars; key and capo";
     format.writeOptions = {concertOption()};
     format.readOptions = {concertOption()};
     format.write = writeChordPro;

@@ -1,5 +1,7 @@
 #include "Interchange/AnnotationTable.h"
+#include "Interchange/FileText.h"
 #include "Interchange/Formats/Formats.h"
+#include "Interchange/KeyImport.h"
 #include "Platform/PlainText.h"
 #include "Platform/UTF8.h"
 
@@ -17,6 +19,8 @@ namespace {
 using JSON = nlohmann::ordered_json;
 
 constexpr const char* kVersion = "0.3.4";
+constexpr double kSlowestTempo = 1e-3; ///< beats per minute; beyond them a tempo says nothing
+constexpr double kFastestTempo = 1e6;
 
 template <typename Map>
 JSON confidenceIn(const Map& confidences, const typename Map::key_type& key) {
@@ -97,7 +101,8 @@ private:
                                        number > 0 ? JSON(static_cast<std::int64_t>(number)) : JSON(nullptr),
                                        confidences[location]));
         }
-        add("beat", std::move(data), "beats");
+        if (data.size() > 1) // a single beat does not make a grid
+            add("beat", std::move(data), "beats");
     }
 
     void addChords() {
@@ -133,13 +138,17 @@ private:
                                              (key->isMinor() ? ":minor" : ":major"),
                                          confidenceIn(overall, "key"))}),
                 "key");
+        // Without a tempo of its own a song has that of its beats.
         const auto tempi = mSong.notes->tempoEntries();
-        if (tempi.empty() || !std::isfinite(tempi.front()->tempo()) || tempi.front()->tempo() < 0)
+        const double tempo =
+            tempi.empty() ? mSong.notes->tryTempoFromBeatEntries(mSong.recording.sampleRate).value_or(0)
+                          : static_cast<double>(tempi.front()->tempo());
+        if (!(tempo >= kSlowestTempo && tempo <= kFastestTempo))
             return;
         // The namespace has a number there: how much the tempo stands out among all that are listed.
         const JSON confidence = confidenceIn(overall, "tempo");
         add("tempo",
-            JSON::array({observation(0, mDuration, static_cast<double>(tempi.front()->tempo()),
+            JSON::array({observation(0, mDuration, static_cast<double>(static_cast<float>(tempo)),
                                      confidence.is_null() ? JSON(1) : confidence)}),
             "tempo");
     }
@@ -178,13 +187,13 @@ JSON parseUntrusted(std::span<const std::byte> bytes) {
             throw FormatError("it is nested too deep or too long for annotations");
         return true;
     };
-    const auto* const text = reinterpret_cast<const char*>(bytes.data());
+    const std::string_view text = fileText(bytes);
     try {
-        return JSON::parse(text, text + bytes.size(), check);
+        return JSON::parse(text.begin(), text.end(), check);
     } catch (const JSON::parse_error& error) {
-        const auto end = std::min<std::size_t>(error.byte, bytes.size());
+        const auto before = text.substr(0, error.byte);
         throw FormatError("it is not valid JSON",
-                          1 + static_cast<std::size_t>(std::count(text, text + end, '\n')));
+                          1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')));
     } catch (const JSON::exception&) { // such as a number beyond all limits
         throw FormatError("it is not valid JSON");
     }
@@ -324,16 +333,15 @@ private:
         if (observations.empty() || !observations.front().value.is_string())
             return;
         const std::string text = observations.front().value.get<std::string>();
-        const std::size_t colon = std::min(text.find(':'), text.size());
-        const std::string mode = text.substr(std::min(colon + 1, text.size()));
-        const bool isMinor = mode == "minor" || mode == "aeolian" || mode == "dorian" || mode == "phrygian";
-        const auto root = KELPNote::noteWithString(text.substr(0, colon));
-        if (!root)
-            throw FormatError("'" + text + "' is not a valid key");
-        const auto key = mSong.notes->newKeyEntry();
-        key->setTonicChord(KELPChord::chordWithString(root->string() + (isMinor ? "m" : "")));
-        mSong.notes->replaceKeyEntriesInArrayWithKeyEntriesInArray(mSong.notes->keyEntries(), {key});
-        report("key " + mSong.notes->globalKey()->description());
+        if (text == "N") {
+            report("the file says that there is no key; the key stays");
+            return;
+        }
+        const auto key = keyWithName(text);
+        if (!key)
+            throw FormatError(inQuotes(text) + " is not a valid key");
+        tarn::replaceKey(mSong, key);
+        report("key " + key->description());
     }
 
     void replaceTempo() {
@@ -344,8 +352,8 @@ private:
         if (observations.empty())
             return;
         const JSON& value = observations.front().value;
-        constexpr double kFastest = 1000;
-        if (!value.is_number() || !(value.get<double>() > 0 && value.get<double>() <= kFastest))
+        if (!value.is_number() ||
+            !(value.get<double>() >= kSlowestTempo && value.get<double>() <= kFastestTempo))
             throw FormatError("the tempo is not a number of beats per minute");
         const auto tempo = mSong.notes->newTempoEntry();
         tempo->setTempo(static_cast<float>(value.get<double>()));

@@ -25,7 +25,6 @@ constexpr std::int64_t kTicksPerQuarter = 480;
 constexpr double kLongestTempo = 0xFFFFFF; ///< microseconds per quarter note; 24 bits
 constexpr double kMicroseconds = 1e6;
 constexpr std::uint8_t kNotesChannel = 0;
-constexpr std::uint8_t kChordsChannel = 1;
 constexpr std::uint8_t kNoteVelocity = 100;
 constexpr std::uint8_t kChordVelocity = 72;
 constexpr int kChordOctave = 4;
@@ -56,6 +55,7 @@ struct MIDITime {
     std::vector<std::pair<std::int64_t, std::uint32_t>>
         tempi; ///< microseconds per quarter note from a tick on
     std::vector<Metre> metres;
+    std::vector<std::pair<std::int64_t, std::string_view>> marks; ///< of MIDIMark
     int denominator = 4;
     std::function<std::int64_t(std::int64_t)> tickOfFrame; ///< never negative
 };
@@ -77,11 +77,24 @@ MIDITime steadyTime(const Song& song, double secondsPerQuarter) {
     return time;
 }
 
+/// The bars as a file can have them: longer ones than a metre can count are several.
+std::vector<Range<std::size_t>> writableBars(const BarLines& lines) {
+    constexpr std::size_t kMostBeats = 255;
+    std::vector<Range<std::size_t>> bars;
+    for (std::size_t i = 0; i < lines.barCount(); ++i) {
+        auto bar = lines.bar(i);
+        for (; sizeOf(bar) > kMostBeats; bar.lower += kMostBeats)
+            bars.push_back({bar.lower, bar.lower + kMostBeats});
+        bars.push_back(bar);
+    }
+    return bars;
+}
+
 /// The beats of most bars.
-std::size_t usualBarLength(const BarLines& lines, std::size_t otherwise) {
+std::size_t usualBarLength(const std::vector<Range<std::size_t>>& bars, std::size_t otherwise) {
     std::map<std::size_t, std::size_t> counts;
-    for (std::size_t i = 0; i < lines.barCount(); ++i)
-        ++counts[sizeOf(lines.bar(i))];
+    for (const auto& bar : bars)
+        ++counts[sizeOf(bar)];
     const auto most = std::max_element(counts.begin(), counts.end(),
                                        [](const auto& a, const auto& b) { return a.second < b.second; });
     return most == counts.end() ? otherwise : most->first;
@@ -100,6 +113,9 @@ public:
         if (beats[0] > 0)
             mLeadIn = std::max(1.0, std::round(before / static_cast<double>(beats[1] - beats[0])));
         addMetres(std::max<std::size_t>(signature.numerator, 1));
+        addMarks();
+        if (isFixed)
+            mTime.marks.emplace_back(0, MIDIMark::kOneTempo);
         if (isFixed)
             mTime.tempi = {{0, tempoOf(microseconds(static_cast<double>(beats.back() - beats.front()) /
                                                     static_cast<double>(beats.size() - 1)))}};
@@ -132,8 +148,9 @@ private:
 
     void addMetres(std::size_t numerator) {
         const BarLines& lines = mPlaces.grid().barLines();
-        const std::size_t usual = usualBarLength(lines, numerator);
-        if (lines.barCount() == 0) {
+        const auto bars = writableBars(lines);
+        const std::size_t usual = usualBarLength(bars, numerator);
+        if (bars.empty()) {
             addMetre(0, usual);
             return;
         }
@@ -142,8 +159,16 @@ private:
             addMetre(0, before % usual);
         if (before >= usual)
             addMetre(static_cast<std::int64_t>(before % usual) * ticksPerBeat(), usual);
-        for (std::size_t i = 0; i < lines.barCount(); ++i)
-            addMetre(tickOfBeat(lines.bar(i).lower), sizeOf(lines.bar(i)));
+        for (const auto& bar : bars)
+            addMetre(tickOfBeat(bar.lower), sizeOf(bar));
+    }
+
+    void addMarks() {
+        const BarLines& lines = mPlaces.grid().barLines();
+        mTime.marks.emplace_back(tickOfBeat(0), MIDIMark::kFirstBeat);
+        if (lines.barCount() > 0)
+            mTime.marks.emplace_back(tickOfBeat(lines.bar(0).lower), MIDIMark::kFirstBar);
+        mTime.marks.emplace_back(tickOfBeat(mPlaces.beatCount() - 1), MIDIMark::kLastBeat);
     }
 
     /// A tempo is a whole number of microseconds; what is rounded is made good by the next one, so that no
@@ -159,8 +184,10 @@ private:
                 mTime.tempi.emplace_back(tick, tempo);
         };
         const auto time = [&](std::size_t beat) { return mSong.seconds(beats[beat]) * kMicroseconds; };
+        if (mLeadIn > 1) // what is rounded there is made good by the last beat before the first
+            add(0, time(0) * (mLeadIn - 1) / mLeadIn, (mLeadIn - 1) * quartersPerBeat);
         if (mLeadIn > 0)
-            add(0, time(0), mLeadIn * quartersPerBeat);
+            add((static_cast<std::int64_t>(mLeadIn) - 1) * ticksPerBeat(), time(0), quartersPerBeat);
         for (std::size_t i = 0; i + 1 < beats.size(); ++i) {
             if (microseconds(static_cast<double>(beats[i + 1] - beats[i])) > kLongestTempo)
                 refusePause(mSong, beats[i], beats[i + 1], kLongestTempo / kMicroseconds * quartersPerBeat,
@@ -176,8 +203,11 @@ private:
 };
 
 MIDITime timeOf(const Song& song, const std::string& timing) {
-    if (timing == "seconds")
-        return steadyTime(song, 1);
+    if (timing == "seconds") {
+        MIDITime time = steadyTime(song, 1);
+        time.marks.emplace_back(0, MIDIMark::kSeconds);
+        return time;
+    }
     if (countedBeats(song).size() >= 2)
         return BeatTime(song, timing == "fixed").time();
     const auto tempi = song.notes->tempoEntries();
@@ -224,6 +254,8 @@ MIDITrack conductorTrack(const MIDISong& midi) {
         track.addMeta(tick, MIDIMeta::kTempo,
                       {static_cast<std::uint8_t>(tempo >> 16), static_cast<std::uint8_t>(tempo >> 8),
                        static_cast<std::uint8_t>(tempo)});
+    for (const auto& [tick, mark] : midi.time.marks)
+        track.addText(tick, MIDIMeta::kText, mark);
     for (const auto& section : song.structure->sectionEntries())
         track.addText(midi.time.tickOfFrame(section->location()), MIDIMeta::kMarker,
                       onOneLine(section->name().value_or("")));
@@ -265,9 +297,12 @@ MIDITrack noteTrack(const MIDISong& midi) {
         });
         if (!note->pitch() || !end.value())
             continue;
+        if (note->location() >= midi.song.recording.frameCount)
+            continue;
         const std::int64_t start = midi.time.tickOfFrame(note->location());
+        const std::int64_t last = std::min(*end.value(), midi.song.recording.frameCount);
         const auto pitch = std::clamp<std::int64_t>(note->pitch()->semitones() + midi.transposition, 0, 127);
-        notes.push_back(noteBetween(start, std::max(midi.time.tickOfFrame(*end.value()), start + 1),
+        notes.push_back(noteBetween(start, std::max(midi.time.tickOfFrame(last), start + 1),
                                     static_cast<std::uint8_t>(pitch)));
     }
     addCleaned(track, std::move(notes), kNotesChannel, kNoteVelocity);
@@ -276,7 +311,7 @@ MIDITrack noteTrack(const MIDISong& midi) {
 
 MIDITrack chordTrack(const MIDISong& midi) {
     MIDITrack track;
-    track.addText(0, MIDIMeta::kTrackName, "Chords");
+    track.addText(0, MIDIMeta::kTrackName, kTrackOfChords);
     track.addProgram(0, kChordsChannel, 0);
     std::vector<MIDIExportNote> notes;
     const auto chords = midi.song.notes->chordEntries();
@@ -386,26 +421,40 @@ void writeMIDI(std::ostream& out, const Song& song, const WriteRequest& request)
         writeBars(out, song, request.options);
 }
 
+std::optional<Position> beginningIn(const FormatOptions& options) {
+    if (!options.has("at"))
+        return std::nullopt;
+    const std::string text = options.text("at");
+    const auto position = Position::make(text);
+    if (!position)
+        throw FormatOptionError("--at " + shortened(text) + ": this is not a valid position (" +
+                                Position::kForms + ")");
+    return position;
+}
+
+bool areBeatsTaken(const FormatOptions& options) {
+    return options.text("what", "notes") == "beats";
+}
+
+void checkTaking(const FormatOptions& options) {
+    (void)beginningIn(options);
+    for (const char* option : {"by", "channel"}) {
+        if (areBeatsTaken(options) && options.has(option))
+            throw FormatOptionError("--" + std::string(option) + " means nothing with --what beats");
+    }
+}
+
 std::string readMIDI(Song& song, std::span<const std::byte> bytes, const ReadRequest& request) {
     const FormatOptions& options = request.options;
+    const MIDIFile file(bytes);
+    if (areBeatsTaken(options))
+        return replaceBeatsByMetre(song, file, beginningIn(options));
     NotePlacement placement;
-    if (options.has("at")) {
-        const std::string text = options.text("at");
-        placement.at = Position::make(text);
-        if (!placement.at)
-            throw FormatOptionError("--at " + text + ": this is not a valid position (" + Position::kForms +
-                                    ")");
-    }
-    if (options.text("what", "notes") == "beats") {
-        for (const char* option : {"by", "channel"}) {
-            if (options.has(option))
-                throw FormatOptionError("--" + std::string(option) + " means nothing with --what beats");
-        }
-        return replaceBeatsByMetre(song, MIDIFile(bytes), placement.at);
-    }
-    placement.followsBeats = options.text("by") == "grid";
+    placement.at = beginningIn(options);
+    placement.followsBeats =
+        options.has("by") ? options.text("by") == "grid" : file.mark(MIDIMark::kOneTempo).has_value();
     placement.channel = options.wholeNumber("channel");
-    return replaceNotes(song, MIDIFile(bytes), placement);
+    return replaceNotes(song, file, placement);
 }
 
 } // namespace
@@ -436,19 +485,21 @@ Format midi() {
         {"what", "KIND", "What is taken of the file", {"notes", "beats"}, "notes"},
         {"by",
          "grid|time",
-         "Where notes are put: grid follows the song's beats, time the file's own tempo",
-         {"grid", "time"},
-         "time"},
+         "Where notes are put: grid follows the song's beats, time the file's own tempo (time, but grid for "
+         "what was exported with --timing fixed)",
+         {"grid", "time"}},
         {"at", "POSITION",
-         "Where the file begins in the song: 3:1, 0:24, @132300 (by grid bar 1, by time the start)"},
+         "Where in the song the file's first bar (by grid) or its beginning (by time) is put: 3:1, 0:24, "
+         "@132300 (by grid bar 1, by time the start)"},
         {"channel",
          "N",
-         "The only channel to take, 1 to 16 (all but 10, percussion)",
+         "The only channel to take, 1 to 16 (all but 10, percussion, and an exported track of chords)",
          {},
          {},
          FormatOption::Limits{1, 16}},
     };
     format.write = writeMIDI;
+    format.checkReadOptions = checkTaking;
     format.read = readMIDI;
     return format;
 }

@@ -4,6 +4,7 @@
 #include "KELPMusic/KELPChordTable.h"
 #include "Platform/PlainText.h"
 #include "Song/ChartHarmony.h"
+#include "TarnFoundation/BeatSpacing.h"
 
 #include <algorithm>
 #include <array>
@@ -13,6 +14,7 @@
 #include <ostream>
 #include <pugixml.hpp>
 #include <set>
+#include <utility>
 
 /// Lead sheets in MusicXML 4.0 (W3C Music Notation Community Group, 2021): bars, metre, key, chord symbols
 /// and rehearsal marks, without a melody.
@@ -173,10 +175,22 @@ int beatTypeOf(const Song& song) {
 /// Chords stand on twelfths of beats, which hold sixteenths and triplets.
 constexpr std::int64_t kTicksBetweenChords = GridPlaces::kTicksPerBeat / 12;
 
+/// The key under the name whose signature has at most seven accidentals: Ab major for G# major.
+KELPKeyRef keyWithSignature(const KELPKeyRef& key) {
+    const auto& tonic = key->tonicChord();
+    const int fifths = tonic->midiKeyValue() + (key->isMinor() ? 3 : 0);
+    return KELPKey::makeWithTonicChord(tonic->chordWithNewRoot(KELPNote::noteWithFifths(fifths), {}));
+}
+
 class LeadSheetWriter {
 public:
     LeadSheetWriter(const Song& song, bool isAtConcertPitch)
-        : mSong(song), mSheet(song), mHarmony(song, isAtConcertPitch), mBeatType(beatTypeOf(song)) {}
+        : mSong(song), mSheet(song), mHarmony(song, isAtConcertPitch), mBeatType(beatTypeOf(song)) {
+        if (!mHarmony.key())
+            return;
+        mKey = keyWithSignature(mHarmony.key());
+        mIsRespelled = mKey->tonicChord()->root() != mHarmony.key()->tonicChord()->root();
+    }
 
     void write(std::ostream& out) {
         pugi::xml_document document;
@@ -234,12 +248,17 @@ private:
                     xmlText(section->second).c_str();
             }
             for (; chord != chords.end() && chord->tick < ticks.upper; ++chord)
-                appendHarmony(measure, mHarmony.chord(chord->chord), chord->tick - ticks.lower);
+                appendHarmony(measure, written(chord->chord), chord->tick - ticks.lower);
             auto note = measure.append_child("note");
             note.append_child("rest").append_attribute("measure") = "yes";
             note.append_child("duration").text() = static_cast<long long>(ticks.upper - ticks.lower);
             note.append_child("voice").text() = 1;
         }
+    }
+
+    [[nodiscard]] KELPChordRef written(const KELPChordRef& sounding) const {
+        const auto chord = mHarmony.chord(sounding);
+        return mIsRespelled ? mKey->scaleNormalizedChord(chord) : chord;
     }
 
     /// Divisions are such that a beat has as many as ticks.
@@ -255,10 +274,10 @@ private:
         if (index == 0) {
             attributes.append_child("divisions").text() =
                 std::max(GridPlaces::kTicksPerBeat * mBeatType / 4, 1);
-            if (mHarmony.key()) {
+            if (mKey) {
                 auto key = attributes.append_child("key");
-                key.append_child("fifths").text() = mHarmony.key()->tonicChord()->midiKeyValue();
-                key.append_child("mode").text() = mHarmony.key()->isMinor() ? "minor" : "major";
+                key.append_child("fifths").text() = mKey->tonicChord()->midiKeyValue();
+                key.append_child("mode").text() = mKey->isMinor() ? "minor" : "major";
             }
         }
         auto time = attributes.append_child("time");
@@ -269,9 +288,25 @@ private:
         auto clef = attributes.append_child("clef");
         clef.append_child("sign").text() = "G";
         clef.append_child("line").text() = 2;
+        addTransposition(attributes);
         auto slash = attributes.append_child("measure-style").append_child("slash");
         slash.append_attribute("type") = "start";
         slash.append_attribute("use-stems") = "no";
+    }
+
+    /// What has to be added to what is written to get what sounds.
+    void addTransposition(pugi::xml_node attributes) const {
+        constexpr std::array<int, 12> kSteps{0, 1, 1, 2, 2, 3, 3, 4, 5, 5, 6, 6}; ///< of intervals
+        const int semitones = -mHarmony.shift();
+        if (semitones == 0)
+            return;
+        const int sign = semitones < 0 ? -1 : 1;
+        auto transpose = attributes.append_child("transpose");
+        transpose.append_child("diatonic").text() =
+            sign * kSteps[static_cast<std::size_t>(std::abs(semitones) % 12)];
+        transpose.append_child("chromatic").text() = sign * (std::abs(semitones) % 12);
+        if (std::abs(semitones) >= 12)
+            transpose.append_child("octave-change").text() = sign * (std::abs(semitones) / 12);
     }
 
     void addTempo(pugi::xml_node measure) const {
@@ -293,7 +328,9 @@ private:
     Sheet mSheet;
     ChartHarmony mHarmony;
     int mBeatType;
-    std::size_t mBeats = 0; ///< of the metre that was written last
+    KELPKeyRef mKey;           ///< as it is written; null where the song has none
+    bool mIsRespelled = false; ///< with another name than the song's
+    std::size_t mBeats = 0;    ///< of the metre that was written last
 };
 
 void writeLeadSheet(std::ostream& out, const Song& song, const WriteRequest& request) {
@@ -302,22 +339,42 @@ void writeLeadSheet(std::ostream& out, const Song& song, const WriteRequest& req
 
 // Reading
 
-int wholeNumberIn(const pugi::xml_node& node, int least, int greatest, const std::string& place) {
-    const auto number = numberWithText(node.child_value());
+[[noreturn]] void refuseValue(const pugi::xml_node& node) {
+    throw FormatError(inQuotes(node.child_value()) + " is not a valid <" + node.name() + ">");
+}
+
+int wholeNumberIn(const pugi::xml_node& node, int least, int greatest) {
+    const auto number = numberWithText(stripped(node.child_value()));
     if (!number || *number != std::floor(*number) || *number < least || *number > greatest)
-        throw FormatError(place + ": '" + node.child_value() + "' is not a valid <" + node.name() + ">");
+        refuseValue(node);
     return static_cast<int>(*number);
 }
 
-std::optional<KELPNote> noteIn(const pugi::xml_node& parent, const char* prefix, const std::string& place) {
-    const auto step = parent.child((std::string(prefix) + "-step").c_str());
-    const auto alter = parent.child((std::string(prefix) + "-alter").c_str());
-    const int alteration = alter ? wholeNumberIn(alter, -2, 2, place) : 0;
-    const std::string accidentals(static_cast<std::size_t>(std::abs(alteration)), alteration < 0 ? 'b' : '#');
-    return KELPNote::noteWithString(step.child_value() + accidentals);
+/// The sum of "3+2", or of a single number.
+int beatsIn(const pugi::xml_node& node) {
+    constexpr int kMostBeats = 1'000'000;
+    double sum = 0;
+    for (std::string_view rest = node.child_value();;) {
+        const std::size_t plus = rest.find('+');
+        const auto number = numberWithText(stripped(rest.substr(0, plus)));
+        if (!number || *number != std::floor(*number) || *number < 1 || sum + *number > kMostBeats)
+            refuseValue(node);
+        sum += *number;
+        if (plus == std::string_view::npos)
+            return static_cast<int>(sum);
+        rest.remove_prefix(plus + 1);
+    }
 }
 
-KELPChordIntervals recordOfIntervals(const Intervals& intervals, const std::string& place) {
+std::optional<KELPNote> noteIn(const pugi::xml_node& parent, const char* prefix) {
+    const auto step = parent.child((std::string(prefix) + "-step").c_str());
+    const auto alter = parent.child((std::string(prefix) + "-alter").c_str());
+    const int alteration = alter ? wholeNumberIn(alter, -2, 2) : 0;
+    const std::string accidentals(static_cast<std::size_t>(std::abs(alteration)), alteration < 0 ? 'b' : '#');
+    return KELPNote::noteWithString(std::string(stripped(step.child_value())) + accidentals);
+}
+
+KELPChordIntervals recordOfIntervals(const Intervals& intervals) {
     const auto setOf = [](const KELPChordDefinition& row) {
         Intervals set;
         for (const std::int32_t interval : row.intervals)
@@ -331,30 +388,45 @@ KELPChordIntervals recordOfIntervals(const Intervals& intervals, const std::stri
         return row->intervals;
     KELPChordIntervals record{};
     if (intervals.size() >= record.size())
-        throw FormatError(place + ": a chord has too many degrees");
+        throw FormatError("it has too many degrees");
     std::copy(intervals.begin(), intervals.end(), record.begin() + 1);
     return record;
 }
 
-KELPChordRef chordIn(const pugi::xml_node& harmony, const std::string& place) {
+/// The parts of a <harmony>, of several chords in it those of the first.
+struct Harmony {
+    explicit Harmony(const pugi::xml_node& element) {
+        for (const auto& child : element.children()) {
+            const std::string_view name = child.name();
+            chordCount += name == "root" || name == "numeral" || name == "function";
+            if (chordCount > 1)
+                return;
+            if (name == "root")
+                root = child;
+            else if (name == "kind")
+                kind = child;
+            else if (name == "bass")
+                bass = child;
+            else if (name == "degree")
+                degrees.push_back(child);
+        }
+    }
+
+    int chordCount = 0;
+    pugi::xml_node root;
+    pugi::xml_node kind;
+    pugi::xml_node bass;
+    std::vector<pugi::xml_node> degrees;
+};
+
+void applyDegrees(const std::vector<pugi::xml_node>& degrees, Intervals& intervals) {
     constexpr int kHighestDegree = 21;
-    const std::string kindName = harmony.child("kind").child_value();
-    if (kindName == "none")
-        return KELPChord::noChord();
-    const auto root = noteIn(harmony.child("root"), "root", place);
-    if (!root)
-        throw FormatError(place + ": a chord has no valid root");
-    const auto kind = std::find_if(xmlKinds().begin(), xmlKinds().end(),
-                                   [&](const XMLKind& k) { return k.name == kindName; });
-    if (kind == xmlKinds().end() && kindName != "other")
-        throw FormatError(place + ": '" + kindName + "' is not a kind of chord that can be read");
-    Intervals intervals = kind == xmlKinds().end() ? Intervals() : kind->intervals;
     std::vector<int> added;
-    for (const auto& element : harmony.children("degree")) {
-        const Degree degree{
-            wholeNumberIn(element.child("degree-value"), 1, kHighestDegree, place),
-            element.child("degree-alter") ? wholeNumberIn(element.child("degree-alter"), -12, 12, place) : 0};
-        const std::string type = element.child("degree-type").child_value();
+    for (const auto& element : degrees) {
+        const auto alter = element.child("degree-alter");
+        const Degree degree{wholeNumberIn(element.child("degree-value"), 1, kHighestDegree),
+                            alter ? wholeNumberIn(alter, -12, 12) : 0};
+        const std::string_view type = stripped(element.child("degree-type").child_value());
         if (type == "add") {
             added.push_back(semitonesOf(degree));
             continue;
@@ -370,13 +442,34 @@ KELPChordRef chordIn(const pugi::xml_node& harmony, const std::string& place) {
     for (const int semitones : added)
         if (semitones > 0)
             intervals.insert(semitones);
+}
+
+/// Throws FormatError for a chord that cannot be read.
+KELPChordRef chordIn(const Harmony& harmony) {
+    const std::string_view kindName = stripped(harmony.kind.child_value());
+    if (kindName == "none")
+        return KELPChord::noChord();
+    const auto root = noteIn(harmony.root, "root");
+    if (!root)
+        throw FormatError("it has no valid root");
     std::optional<KELPNote> bass;
-    if (const auto element = harmony.child("bass")) {
-        bass = noteIn(element, "bass", place);
-        if (!bass)
-            throw FormatError(place + ": a chord has no valid bass");
+    if (harmony.bass && !(bass = noteIn(harmony.bass, "bass")))
+        throw FormatError("it has no valid bass");
+    const auto kind = std::find_if(xmlKinds().begin(), xmlKinds().end(),
+                                   [&](const XMLKind& k) { return k.name == kindName; });
+    const bool isKnown = kind != xmlKinds().end();
+    const bool isListed = kindName == "other" && !harmony.degrees.empty(); // degree by degree
+    if (!isKnown && !isListed) { // what is shown may be the name of a chord
+        const std::string_view shown = stripped(harmony.kind.attribute("text").value());
+        const auto named =
+            shown.empty() ? nullptr : KELPChord::chordWithString(root->string() + std::string(shown));
+        if (!named)
+            throw FormatError(inQuotes(kindName) + " is not a kind of chord that can be read");
+        return named->chordWithNewRoot(*root, bass);
     }
-    return KELPChord::chordWithRoot(*root, recordOfIntervals(intervals, place), bass);
+    Intervals intervals = isKnown ? kind->intervals : Intervals();
+    applyDegrees(harmony.degrees, intervals);
+    return KELPChord::chordWithRoot(*root, recordOfIntervals(intervals), bass);
 }
 
 /// A measure of the file, in quarter notes.
@@ -384,76 +477,144 @@ struct ReadMeasure {
     std::string place; ///< "measure 5"
     double length = 0;
     bool isPickup = false;
-    std::vector<std::pair<double, KELPChordRef>> chords; ///< by their places in the measure
+    std::vector<std::pair<double, KELPChordRef>> chords; ///< as they sound, by their places in the measure
 };
 
 class MeasureReader {
 public:
+    /// Chords are spelled to suit the key where the file transposes them; `isAsWritten` passes that over.
+    MeasureReader(KELPKeyRef key, bool isAsWritten)
+        : mKey(std::move(key)), mIsAsWritten(isAsWritten), mHarmony(mKey, 0) {}
+
     std::vector<ReadMeasure> read(const pugi::xml_node& part) {
         std::vector<ReadMeasure> measures;
         for (const auto& element : part.children("measure")) {
-            measures.push_back(readMeasure(element));
-            mHasRepeats = mHasRepeats || element.find_node([](const pugi::xml_node& node) {
+            const std::string_view number = stripped(element.attribute("number").value());
+            const std::string place =
+                "measure " + (number.empty() ? std::to_string(measures.size() + 1) : shortened(number));
+            try {
+                measures.push_back(readMeasure(element, place));
+            } catch (const FormatError& error) {
+                throw FormatError(place + ": " + error.what());
+            }
+            hasRepeats = hasRepeats || element.find_node([](const pugi::xml_node& node) {
                 return std::strcmp(node.name(), "repeat") == 0;
             });
-            measures.back().isPickup =
-                measures.size() == 1 && std::strcmp(element.attribute("implicit").value(), "yes") == 0;
+            measures.back().isPickup = measures.size() == 1 && (isImplicit(element) || number == "0");
         }
         return measures;
     }
-    [[nodiscard]] bool hasRepeats() const { return mHasRepeats; }
+
+    bool hasRepeats = false;
+    std::size_t unreadChords = 0;
+    std::string firstFault;        ///< of a chord that could not be read
+    std::size_t furtherChords = 0; ///< beside the first of a <harmony>
 
 private:
-    [[nodiscard]] double quarters(const pugi::xml_node& duration, const std::string& place) const {
-        const auto number = numberWithText(duration.child_value());
+    static bool isImplicit(const pugi::xml_node& measure) {
+        return std::strcmp(measure.attribute("implicit").value(), "yes") == 0;
+    }
+
+    [[nodiscard]] double quarters(const pugi::xml_node& duration) const {
+        const auto number = numberWithText(stripped(duration.child_value()));
         constexpr double kMost = 1e9;
         if (!number || !(std::abs(*number) <= kMost))
-            throw FormatError(place + ": '" + duration.child_value() + "' is not a valid <" +
-                              duration.name() + ">");
+            refuseValue(duration);
         return *number / mDivisions;
     }
 
-    ReadMeasure readMeasure(const pugi::xml_node& element) {
+    ReadMeasure readMeasure(const pugi::xml_node& element, const std::string& place) {
         ReadMeasure measure;
-        measure.place = "measure " + onOneLine(element.attribute("number").value());
+        measure.place = place;
         double now = 0;
         double filled = 0;
         for (const auto& child : element.children()) {
             const std::string_view name = child.name();
             if (name == "attributes") {
-                readAttributes(child, measure.place);
+                readAttributes(child);
             } else if (name == "forward" ||
                        (name == "note" && !child.child("chord") && child.child("duration"))) {
-                now += quarters(child.child("duration"), measure.place);
+                now += quarters(child.child("duration"));
             } else if (name == "backup") {
-                now -= quarters(child.child("duration"), measure.place);
+                now -= quarters(child.child("duration"));
             } else if (name == "harmony") {
-                const auto offset = child.child("offset");
-                measure.chords.emplace_back(now + (offset ? quarters(offset, measure.place) : 0),
-                                            chordIn(child, measure.place));
+                readHarmony(child, now, measure);
             }
             filled = std::max(filled, now);
         }
-        const bool isImplicit = std::strcmp(element.attribute("implicit").value(), "yes") == 0;
-        measure.length = isImplicit || mBarLength == 0 ? filled : mBarLength;
+        measure.length = isImplicit(element) || mBarLength == 0 ? filled : mBarLength;
         return measure;
     }
 
-    void readAttributes(const pugi::xml_node& attributes, const std::string& place) {
-        constexpr int kMostDivisions = 1'000'000;
-        if (const auto divisions = attributes.child("divisions"))
-            mDivisions = wholeNumberIn(divisions, 1, kMostDivisions, place);
-        const auto time = attributes.child("time");
-        if (time && time.child("beats")) {
-            const int beats = wholeNumberIn(time.child("beats"), 1, 1000, place);
-            mBarLength = 4.0 * beats / wholeNumberIn(time.child("beat-type"), 1, 128, place);
+    /// A chord that cannot be read is counted; the one before goes on.
+    void readHarmony(const pugi::xml_node& element, double now, ReadMeasure& measure) {
+        const Harmony harmony(element);
+        furtherChords += harmony.chordCount > 1;
+        try {
+            const auto offset = element.child("offset");
+            const double place = now + (offset ? quarters(offset) : 0);
+            measure.chords.emplace_back(place, mHarmony.sounding(chordIn(harmony)));
+        } catch (const FormatError& error) {
+            if (unreadChords++ == 0)
+                firstFault = measure.place + ": " + error.what();
         }
     }
 
+    void readAttributes(const pugi::xml_node& attributes) {
+        constexpr int kMostDivisions = 1'000'000;
+        constexpr int kMostSemitones = 127;
+        if (const auto divisions = attributes.child("divisions"))
+            mDivisions = wholeNumberIn(divisions, 1, kMostDivisions);
+        if (const auto chromatic = attributes.child("transpose").child("chromatic");
+            chromatic && !mIsAsWritten)
+            mHarmony = ChartHarmony(mKey, -wholeNumberIn(chromatic, -kMostSemitones, kMostSemitones));
+        if (const auto time = attributes.child("time"))
+            readTime(time);
+    }
+
+    /// A metre may be several, one after the other; without beats it is free.
+    void readTime(const pugi::xml_node& time) {
+        mBarLength = 0;
+        for (const auto& beats : time.children("beats")) {
+            const auto type = beats.next_sibling("beat-type");
+            mBarLength += 4.0 * beatsIn(beats) / wholeNumberIn(type, 1, 128);
+        }
+    }
+
+    KELPKeyRef mKey;
+    bool mIsAsWritten;
+    ChartHarmony mHarmony; ///< by the transposition that holds
     double mDivisions = 1;
     double mBarLength = 0; ///< quarter notes; 0 without a metre
-    bool mHasRepeats = false;
 };
+
+/// Adds beats before the first one, evenly, as many as are wanted and have room in the recording. Returns how
+/// many.
+std::size_t addBeatsBefore(Song& song, std::size_t wanted) {
+    auto& storage = *song.notes;
+    const GridPlaces places(song);
+    const std::int64_t first = places.grid().locations()[0];
+    const std::int64_t spacing = places.grid().locations()[1] - first;
+    const std::size_t count = std::min(wanted, static_cast<std::size_t>(first / spacing));
+    std::vector<std::int64_t> locations;
+    for (std::size_t i = count; i > 0; --i) {
+        const std::int64_t location = first - static_cast<std::int64_t>(i) * spacing;
+        locations.push_back(location);
+        if (storage.useQuarterNoteSpacing())
+            locations.push_back(location + spacing / 2);
+    }
+    storage.addBeatEntriesFromArray(newBeatEntriesAtLocations(storage, locations));
+    return count;
+}
+
+/// A number of beats that may have been summed up from parts of them; empty where it is not whole.
+std::optional<std::size_t> wholeBeats(double beats) {
+    constexpr double kRounding = 1e-6;
+    const double nearest = std::round(beats);
+    return nearest >= 1 && std::abs(beats - nearest) < kRounding
+               ? std::optional(static_cast<std::size_t>(nearest))
+               : std::nullopt;
+}
 
 /// Marks these counted beats, given by their frames, as downbeats within a stretch of frames, and no others.
 /// Does nothing where they are that already.
@@ -492,6 +653,11 @@ pugi::xml_node partToRead(const pugi::xml_document& document) {
     return score.child("part");
 }
 
+std::size_t beatsBeforeFirstBar(const Sheet& sheet) {
+    const auto& bars = sheet.bars();
+    return bars.front().number == 0 && bars.size() > 1 ? bars[1].firstBeat : bars.front().firstBeat;
+}
+
 std::string readLeadSheet(Song& song, std::span<const std::byte> bytes, const ReadRequest& request) {
     pugi::xml_document document;
     parseUntrustedXML(document, bytes);
@@ -499,41 +665,46 @@ std::string readLeadSheet(Song& song, std::span<const std::byte> bytes, const Re
     if (!part)
         throw FormatError(document.child("score-timewise") ? "its parts are sorted by time; save it by parts"
                                                            : "it is not a score in MusicXML");
-    MeasureReader reader;
+    MeasureReader reader(song.notes->globalKey(), request.options.has("concert"));
     const auto measures = reader.read(part);
-    const Sheet sheet(song);
-    const ChartHarmony harmony(song, request.options.has("concert"));
     const double beatsPerQuarter = beatTypeOf(song) / 4.0;
-    const auto& locations = sheet.places().grid().locations();
-    const std::size_t firstBar = sheet.bars().front().number == 0 && sheet.bars().size() > 1
-                                     ? sheet.bars()[1].firstBeat
-                                     : sheet.bars().front().firstBeat;
+    std::vector<std::size_t> lengths; // of the measures, in the song's beats
+    for (const ReadMeasure& measure : measures) {
+        const auto length = wholeBeats(measure.length * beatsPerQuarter);
+        if (!length)
+            throw FormatError(measure.place + " does not last a whole number of the song's beats");
+        lengths.push_back(*length);
+    }
+    const std::size_t pickup = !measures.empty() && measures.front().isPickup ? lengths.front() : 0;
+    const std::size_t present = beatsBeforeFirstBar(Sheet(song));
+    const std::size_t added = pickup > present ? addBeatsBefore(song, pickup - present) : 0;
 
+    const Sheet sheet(song);
+    const auto& locations = sheet.places().grid().locations();
+    const std::size_t firstBar = beatsBeforeFirstBar(sheet);
     std::vector<PlacedChord> chords;
-    std::set<std::int64_t> downbeats;         // frames
-    auto now = static_cast<double>(firstBar); // beats
+    std::set<std::int64_t> downbeats; // frames
+    std::size_t now = firstBar;       // beats
     std::size_t bars = 0;
     std::size_t excess = 0;
     std::size_t lateChords = 0;
-    for (const ReadMeasure& measure : measures) {
-        const double length = measure.length * beatsPerQuarter;
-        if (length != std::floor(length) || length < 1)
-            throw FormatError(measure.place + " does not last a whole number of the song's beats");
-        const double begin = measure.isPickup ? now - length : now;
+    for (std::size_t i = 0; i < measures.size(); ++i) {
+        const ReadMeasure& measure = measures[i];
+        const double begin = static_cast<double>(now) - static_cast<double>(measure.isPickup ? pickup : 0);
         if (!measure.isPickup) {
-            if (now < static_cast<double>(locations.size())) {
-                downbeats.insert(locations[static_cast<std::size_t>(now)]);
+            if (now < locations.size()) {
+                downbeats.insert(locations[now]);
                 ++bars;
             } else {
                 ++excess;
             }
-            now += length;
+            now += lengths[i];
         }
         for (const auto& [place, chord] : measure.chords) {
             const double beat = begin + place * beatsPerQuarter;
             const auto tick = static_cast<std::int64_t>(std::round(beat * GridPlaces::kTicksPerBeat));
             if (beat < static_cast<double>(locations.size()))
-                chords.push_back({tick, harmony.sounding(chord)});
+                chords.push_back({tick, chord});
             else
                 ++lateChords;
         }
@@ -545,8 +716,8 @@ std::string readLeadSheet(Song& song, std::span<const std::byte> bytes, const Re
     // A file without chord symbols says nothing about the song's chords.
     std::string report = chords.empty() ? "no chord symbols were read; the chords stay"
                                         : replaceChordsOnGrid(song, sheet.places(), chords);
-    const bool endsWithin = now < static_cast<double>(locations.size());
-    const std::int64_t end = endsWithin ? locations[static_cast<std::size_t>(now)] : locations.back();
+    const bool endsWithin = now < locations.size();
+    const std::int64_t end = endsWithin ? locations[now] : locations.back();
     if (endsWithin) // the last measure ends, whatever follows it
         downbeats.insert(end);
     if (replaceDownbeats(song, downbeats, {locations[firstBar], end + 1}))
@@ -555,7 +726,15 @@ std::string readLeadSheet(Song& song, std::span<const std::byte> bytes, const Re
         report += "; " + std::to_string(lateChords) + " chords after the song's end were left out";
     if (excess > 0)
         report += "; " + std::to_string(excess) + " measures after the song's end were left out";
-    if (reader.hasRepeats())
+    if (added > 0)
+        report += "; " + std::to_string(added) + " beats were added before bar 1 for the pickup";
+    if (reader.unreadChords > 0)
+        report += "; " + std::to_string(reader.unreadChords) + " chords that cannot be read were left out (" +
+                  reader.firstFault + ")";
+    if (reader.furtherChords > 0)
+        report += "; of several chords in one place the first was taken, " +
+                  std::to_string(reader.furtherChords) + " times";
+    if (reader.hasRepeats)
         report += "; repeats are not played out";
     return report;
 }

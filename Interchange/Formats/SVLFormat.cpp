@@ -98,7 +98,7 @@ double frameOf(const pugi::xml_node& point, const char* attribute) {
     const std::string text = point.attribute(attribute).value();
     const auto frame = numberWithText(text);
     if (!frame)
-        throw FormatError("a point's " + std::string(attribute) + " '" + text + "' is not a number");
+        throw FormatError("a point's " + std::string(attribute) + " " + inQuotes(text) + " is not a number");
     return *frame;
 }
 

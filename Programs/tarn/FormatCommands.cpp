@@ -11,8 +11,6 @@
 #include <algorithm>
 #include <iostream>
 #include <set>
-#include <span>
-#include <sstream>
 
 namespace tarn::program {
 namespace {
@@ -68,17 +66,14 @@ std::string endingsFor(FormatDirection direction, const FormatFilter& filter) {
 FormatArguments::FormatArguments(CLI::App& command, FormatDirection direction, FormatFilter filter)
     : mCommand(command), mDirection(direction), mFilter(std::move(filter)) {
     const auto all = formatsFor(direction, mFilter);
-    if (std::any_of(all.begin(), all.end(), [](const Format* format) { return format->endings.empty(); })) {
-        std::vector<std::string> names;
-        names.reserve(all.size());
-        for (const Format* format : all)
-            names.emplace_back(format->name);
-        command
-            .add_option("--format", mFormat,
-                        "The format, whatever the file's ending: " + joinedWith(names, ", "))
-            ->check(CLI::IsMember(names).description(""))
-            ->type_name("NAME");
-    }
+    std::vector<std::string> names;
+    names.reserve(all.size());
+    for (const Format* format : all)
+        names.emplace_back(format->name);
+    command
+        .add_option("--format", mFormat, "The format, whatever the file's ending: " + joinedWith(names, ", "))
+        ->check(CLI::IsMember(names).description(""))
+        ->type_name("NAME");
     std::set<std::string_view> added;
     for (const Format* format : all)
         for (const FormatOption& option : optionsOf(*format, direction))
@@ -149,7 +144,7 @@ FormatOptions FormatArguments::given(const Format& format, const std::string& fi
     for (const auto& [name, isGiven] : mFlags)
         take(name, "yes");
     try { // before any file is opened
-        checkOptions(optionsOf(format, mDirection), options, format);
+        (mDirection == FormatDirection::writing ? checkWriteOptions : checkReadOptions)(format, options);
     } catch (const FormatOptionError& wrong) {
         throw Failure(ExitStatus::usage, wrong.what());
     }
@@ -170,15 +165,8 @@ void writeSongFile(const Song& song, const std::filesystem::path& document, cons
     Error error;
     bool isWritten = false;
     try {
-        if (format.isPicture) { // which may be large
-            isWritten = FileManager::streamAtomically(
-                [&](std::ostream& out) { writeSong(out, song, format, request); }, output, &error);
-        } else {
-            std::ostringstream content;
-            writeSong(content, song, format, request);
-            isWritten =
-                FileManager::writeAtomically(std::as_bytes(std::span(content.view())), output, &error);
-        }
+        isWritten = FileManager::streamAtomically(
+            [&](std::ostream& out) { writeSong(out, song, format, request); }, output, &error);
     } catch (const FormatRefused& refusal) {
         throw Failure(ExitStatus::unwritableOutput, output.string() + ": " + refusal.what());
     } catch (const FormatOptionError& wrong) {

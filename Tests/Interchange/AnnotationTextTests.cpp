@@ -1,6 +1,7 @@
 #include "Interchange/AnnotationText.h"
 #include "KELPMusic/KELPChordTable.h"
 #include "Platform/PlainText.h"
+#include "Song/CountedBeats.h"
 #include "Tests/Song/SongTexts.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +21,7 @@ std::string errorOf(const std::function<void()>& action) {
     try {
         action();
         return "";
-    } catch (const TextTableError& error) {
+    } catch (const FormatError& error) {
         return std::to_string(error.line()) + ": " + error.what();
     }
 }
@@ -271,13 +272,38 @@ TEST(AnnotationText, AListOfNothingReplacesWhatWasThere) {
     }
 }
 
+TEST(AnnotationText, ALittlePastTheEndIsTheEnd) {
+    const auto song = sampleSong(); // of 20 seconds
+    EXPECT_EQ(replaceAnnotations(*song, Kind::chords, parseLab("0 5 C\n5 20 F\n20.05 20.1 G\n")),
+              "3 chords replace 0; 1 just outside the recording were moved to its start or end");
+    EXPECT_EQ(chordsOf(*song), "C@0 F@220500 G@882000");
+    (void)replaceAnnotations(*song, Kind::beats, parseLab("-0.02 1\n19 2\n20 3\n20.05 4\n"));
+    EXPECT_EQ(countedBeats(*song).locations(), (std::vector<std::int64_t>{0, 837900, 882000}));
+    EXPECT_NE(errorOf([&] { (void)replaceAnnotations(*song, Kind::beats, parseLab("0 1\n20.2 2\n")); }), "");
+}
+
+TEST(AnnotationText, OnlyWholeBarsTellTheMetre) {
+    const auto metreAfter = [](const char* beats) {
+        const auto song = sampleSong(3);
+        (void)replaceAnnotations(*song, Kind::beats, parseLab(beats));
+        return static_cast<int>(song->notes->timeSignature().numerator);
+    };
+    EXPECT_EQ(metreAfter("1 1\n2 2\n"), 3) << "two beats are no bar";
+    EXPECT_EQ(metreAfter("1 1\n2 2\n3 3\n4 4\n5 1\n6 2\n"), 4) << "the last bar does not count";
+    EXPECT_EQ(metreAfter("1 1\n2 2\n3 1\n4 2\n5 3\n6 1\n"), 3) << "of equally many the song's own";
+}
+
 TEST(AnnotationText, WhatIsRefusedNamesItsLine) {
     const auto chords = Kind::chords, beats = Kind::beats;
     const std::tuple<Kind, const char*, const char*> cases[] = {
         {chords, "", "1: there is nothing to import"},
         {chords, "0 1 C\n1 2 Hm\n", "2: 'Hm' is not a valid chord (write C#:min7, C#m7, or N for none)"},
-        {chords, "0 1 C\n\n1 oops C\n", "3: 'oops C' is not a time in seconds"},
+        {chords, "0 1 C\n\n1 oops C\n", "3: 'oops' is not a time in seconds"},
         {chords, "0 1 C\n0 2 D\n", "2: the time 0 does not come after the one before it; sort the file"},
+        {chords, "0,5 1,5 C\n", "1: '0,5' is not a time in seconds (write a point, not a comma)"},
+        {chords, "0 1,5 C\n", "1: '1,5' is not a time in seconds (write a point, not a comma)"},
+        {chords, "0 0x10 C\n", "1: '0x10' is not a time in seconds"},
+        {chords, "nan 1 C\n", "1: 'nan' is not a time in seconds"},
         {chords, "-1 1 C\n", "1: the time -1 lies before the recording"},
         {chords, "21 22 C\n", "1: the time 21 lies after the recording, which ends at 20.000000"},
         {chords, "1e300 1e301 C\n", "1: the time 1e300 lies after the recording, which ends at 20.000000"},
@@ -304,6 +330,13 @@ TEST(AnnotationText, WhatIsRefusedNamesItsLine) {
     };
     EXPECT_EQ(errorOf([] { (void)parseLab(std::string_view("0 1 C\n1 2 D\0", 12)); }),
               "2: there is a zero byte; save the file as text in UTF-8");
+    EXPECT_EQ(csvError("nan,1\n"), "1: 'nan' is not a time in seconds");
+    EXPECT_EQ(csvError("0,5;1\n1,5;2\n"), "1: '0,5' is not a time in seconds (write a point, not a comma)");
+    EXPECT_EQ(errorOf([&] {
+                  (void)replaceAnnotations(*song, Kind::chords, parseLab("0 1 " + std::string(90, 'H')));
+              }),
+              "1: '" + std::string(80, 'H') + "…' is not a valid chord (write C#:min7, C#m7, or N for none)");
+    EXPECT_EQ(errorOf([] { (void)parseLab("\xFE\xFF 0 1"); }), "1: it is text in UTF-16; save it in UTF-8");
     EXPECT_EQ(csvError("begin,beat\n1,1\n"), "1: no column is called time, start or onset");
     EXPECT_EQ(csvError("time,chord\n1,C\n"), "1: no column is called beat or label");
     EXPECT_EQ(csvError("time,beat\n1,1\n2\n"), "3: '' is not the number of a beat in its bar (1, 2, …)");

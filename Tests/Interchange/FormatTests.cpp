@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstring>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
@@ -52,6 +53,56 @@ std::shared_ptr<Song> fullSong() {
     return song;
 }
 
+/// Chords, notes, sections, regions and markers, most of them beside the beats.
+void addContent(Song& song) {
+    const char* const chords[] = {"C", "Am7/G", "Bb13sus4", "N.C.", "F7b9", "C", "G#m"};
+    for (std::int64_t i = 0; i < 7; ++i)
+        addChord(song, 3001 + i * 61007, chords[i]);
+    test::perform(song, "add-note C4 at @30000 for 5000 frames|add-note E4 at @70001 for 9000 frames|"
+                        "add-note G4 at @430000 for 11000 frames|add-section Intro at @0|"
+                        "add-section \"Verse, 2\" at @200000|add-region verse @1000 to @199999|"
+                        "add-region chorus Loud @200000 to @300000|add-marker \"Solo; here\" at @123456");
+}
+
+std::shared_ptr<Song> songInEighths(std::int64_t first, int perBar, int pickup) {
+    const auto song = std::make_shared<Song>(Recording{"eighths.wav", 44100, 450000, "eighths"});
+    song->notes->setTimeSignature(static_cast<std::uint8_t>(perBar), 8);
+    test::addBeats(*song, {.first = first, .spacing = 9001, .count = 45, .perBar = perBar, .pickup = pickup});
+    addContent(*song);
+    return song;
+}
+
+struct NamedSong {
+    const char* name;
+    std::shared_ptr<Song> song;
+};
+
+std::vector<NamedSong> songsOfManyKinds() {
+    const auto played = fullSong();
+    played->properties.capo = 3;
+    played->properties.transposition = -2;
+    const auto sections = fullSong();
+    for (const char* name : {"", "A] [B", " [x]", "1 0:00 | C |", "label=\"y\"", "{z}", "#"})
+        (void)sections->structure->updateSection(
+            sections->structure->createNewSection(400'000 +
+                                                  100 * static_cast<std::int64_t>(std::strlen(name))),
+            name, "verse");
+    const auto withoutRecording = std::make_shared<Song>(Recording{"", 44100, 500'000, ""});
+    test::addBeats(*withoutRecording, {.first = 30'000, .spacing = 11'025, .count = 40, .perBar = 8});
+    addContent(*withoutRecording);
+    const auto sharp = fullSong();
+    sharp->notes->overrideGlobalKey(KELPKey::makeWithTonicChord(KELPChord::chordWithString("G#")));
+    return {{"pickup", fullSong()},
+            {"capo and transposition", played},
+            {"6/8", songInEighths(9000, 6, 0)},
+            {"7/8 with a pickup", songInEighths(1000, 7, 3)},
+            {"beats before the recording", songInEighths(-30'000, 6, 2)},
+            {"a single downbeat", songInEighths(5, 300, 1)},
+            {"names of sections", sections},
+            {"no recording, no metre, no tempo", withoutRecording},
+            {"a key of many sharps", sharp}};
+}
+
 /// Takes away what an import is expected to bring back.
 void removeAll(Song& song, std::string_view kinds) {
     auto& notes = *song.notes;
@@ -78,8 +129,11 @@ struct Journey {
 };
 
 std::vector<Journey> journeys() {
-    std::vector<Journey> all{{"midi", "notes", {}, {{"channel", "1"}}},
-                             {"midi", "notes", {{"timing", "seconds"}}, {{"channel", "1"}}},
+    std::vector<Journey> all{{"midi", "notes"},
+                             {"midi", "notes", {}, {{"by", "grid"}}},
+                             {"midi", "notes", {{"timing", "fixed"}}},
+                             {"midi", "notes", {{"timing", "seconds"}}},
+                             {"midi", "beats", {}, {{"what", "beats"}}},
                              {"jams", "beats chords sections"},
                              {"musicxml", "chords"},
                              {"musicxml", "chords", {{"concert", ""}}, {{"concert", ""}}},
@@ -96,16 +150,14 @@ std::vector<Journey> journeys() {
 TEST(Format, WhatIsReadBackIsWrittenTheSameAgain) {
     std::set<std::string_view> seen;
     for (const Journey& journey : journeys()) {
-        SCOPED_TRACE(std::string(journey.format) + " " + journey.kinds);
         seen.insert(journey.format);
-        for (const int capo : {0, 3}) {
-            const auto song = fullSong();
-            song->properties.capo = capo;
+        for (const auto& [name, song] : songsOfManyKinds()) {
+            SCOPED_TRACE(std::string(journey.format) + " " + journey.kinds + ": " + name);
             const std::string first = written(*song, journey.format, journey.writing);
             const auto copy = copyOfSong(song);
             removeAll(*copy, journey.kinds);
             EXPECT_NE(readInto(*copy, journey.format, first, journey.reading), "");
-            EXPECT_TRUE(written(*copy, journey.format, journey.writing) == first);
+            EXPECT_EQ(written(*copy, journey.format, journey.writing), first);
         }
     }
     for (const Format& format : formats())
@@ -138,6 +190,10 @@ TEST(Format, WhatItCannotBeToldIsRefused) {
     EXPECT_THROW((void)written(*song, "midi", {{"transpose", "1.5"}}), FormatOptionError);
     EXPECT_THROW((void)readInto(*song, "midi", "", {{"at", "0:99:1"}}), FormatOptionError);
     EXPECT_THROW((void)readInto(*song, "lab", "0 1 C\n", {{"beats-per-bar", "3"}}), FormatOptionError);
+    // Options that do not suit each other are known before there is a file.
+    EXPECT_THROW(checkReadOptions(*formatNamed("midi"), {{"what", "beats"}, {"by", "grid"}}),
+                 FormatOptionError);
+    EXPECT_THROW(checkReadOptions(*formatNamed("csv"), {{"first-downbeat", "2"}}), FormatOptionError);
 }
 
 TEST(Format, BytesThatAreSomethingElseLeaveTheSongAsItIs) {
@@ -232,13 +288,44 @@ TEST(MIDIFormat, TheClassicLayoutIsTheLibrarysFile) {
               textOf(folder.path() / "a.mid"));
 }
 
-TEST(MIDIFormat, TempoAndMetreBecomeBeats) {
+TEST(MIDIFormat, AnExportedFileIsReadBackAsTheSongItWas) {
+    const auto song = fullSong();
+    for (const char* timing : {"song", "fixed"}) {
+        const std::string bytes = written(*song, "midi", {{"timing", timing}});
+        for (const FormatOptions& options : {FormatOptions{}, FormatOptions{{"by", "grid"}}}) {
+            const auto copy = copyOfSong(song);
+            removeAll(*copy, "notes");
+            EXPECT_EQ(readInto(*copy, "midi", bytes, options),
+                      "3 notes replace 0; the track of chords was passed over (--channel 2 takes it)");
+            EXPECT_EQ(test::notesOf(*copy), "Eb4@198450+22004 Eb4@220500+11025 G2@606375+66150")
+                << timing << ": a repeated note is parted from the one before";
+        }
+    }
+    const std::string classic = written(*song, "midi", {{"layout", "classic"}});
+    EXPECT_THAT(readInto(*copyOfSong(song), "midi", classic), HasSubstr("3 notes replace 3; the track of"));
+    const auto copy = copyOfSong(song);
+    removeAll(*copy, "beats");
+    EXPECT_EQ(readInto(*copy, "midi", written(*song, "midi"), {{"what", "beats"}}),
+              "31 beats replace 0 (metre 4/4)");
+    EXPECT_EQ(test::beatsOf(*copy), test::beatsOf(*song));
+    EXPECT_THAT(test::messageOf<FormatRefused>([&] {
+                    (void)readInto(*copy, "midi", written(*song, "midi", {{"timing", "seconds"}}),
+                                   {{"what", "beats"}});
+                }),
+                HasSubstr("counts seconds, not beats"));
+}
+
+TEST(MIDIFormat, AShortFirstBarOfAnotherProgramIsAPickup) {
+    // One quarter note of 1/4, then 4/4; a note in the pickup and one on the first bar.
+    const char bytes[] = "MThd\0\0\0\6\0\0\0\1\0\x60MTrk\0\0\0\x21"
+                         "\0\xFF\x58\4\1\2\x18\10\0\x90\x3C\1\x60\x80\x3C\0\0\xFF\x58\4\4\2\x18\10"
+                         "\0\x90\x3E\1\x83\0\x80\x3E\0";
+    const std::string file(bytes, sizeof bytes - 1);
     const auto song = test::sampleSong();
-    const auto waltz = test::sampleSong(3);
-    EXPECT_EQ(readInto(*song, "midi", written(*waltz, "midi"), {{"what", "beats"}}),
-              "40 beats replace 32 (metre 3/4)");
-    EXPECT_EQ(song->notes->timeSignature(), (TimeSignature{3, 4}));
-    EXPECT_EQ(SongPositions(*song).startOfBar(3), 88200) << "after bars of one and three beats";
+    (void)readInto(*song, "midi", file, {{"by", "grid"}});
+    EXPECT_EQ(test::notesOf(*song), "C4@66150+22050 D4@88200+88200") << "bar 1 begins at 88200";
+    EXPECT_EQ(readInto(*song, "midi", file, {{"what", "beats"}}), "5 beats replace 32 (metre 4/4)");
+    EXPECT_EQ(test::beatsOf(*song), "0 11025 22050* 33075 44100 55125 66150 77175 88200 99225");
 }
 
 TEST(JAMSFormat, HoldsConfidencesAndWhoFoundWhat) {
@@ -272,6 +359,21 @@ TEST(JAMSFormat, ReadsKeyTempoAndTheFirstOfSeveralAnnotations) {
               "1 sections replace 2 (the first of 2 annotations); key A minor; tempo 96.5");
     EXPECT_EQ(song->notes->globalKey()->description(), "A minor");
     EXPECT_EQ(sectionsOf(*song), "A/named:other@44100");
+}
+
+TEST(JAMSFormat, WhatAFileDoesNotKnowIsNoFault) {
+    const auto song = fullSong();
+    const auto read = [&](const std::string& space, const std::string& value) {
+        return readInto(*song, "jams",
+                        R"({"annotations": [{"namespace": ")" + space +
+                            R"(", "data": [{"time": 0, "duration": 1, "value": )" + value + "}]}]}");
+    };
+    EXPECT_THAT(read("key_mode", R"("N")"), HasSubstr("the key stays"));
+    EXPECT_EQ(song->notes->globalKey()->description(), "Eb major");
+    EXPECT_THROW((void)read("key_mode", R"("H:minor")"), FormatError);
+    EXPECT_THROW((void)read("tempo", "1e-300"), FormatError);
+    EXPECT_EQ(test::messageOf<FormatError>([&] { (void)readInto(*song, "jams", "\xFF\xFE{"); }),
+              "it is text in UTF-16; save it in UTF-8");
 }
 
 TEST(MusicXMLFormat, EveryChordOfTheTableComesBack) {
@@ -320,7 +422,8 @@ TEST(MusicXMLFormat, MeasuresOfAnotherProgramMakeTheBars) {
     EXPECT_EQ(SongPositions(*song).startOfBar(2), 88200 + 3 * 22050);
     EXPECT_EQ(SongPositions(*song).startOfBar(3), 88200 + 6 * 22050);
     const std::string wrong = std::string(score).replace(std::string(score).find("dominant"), 8, "unheard");
-    EXPECT_THROW((void)readInto(*song, "musicxml", wrong), FormatError);
+    EXPECT_THAT(readInto(*song, "musicxml", wrong), HasSubstr("measure 1: 'unheard' is not a kind of chord"));
+    EXPECT_EQ(chordsOf(*song), "F#m7b5@110250 N.C.@187425");
 }
 
 TEST(ChordProFormat, IsASongSheetInGrids) {
@@ -354,6 +457,78 @@ TEST(ChordProFormat, BarLinesMayTouchTheChords) {
     EXPECT_EQ(chordsOf(*song), "A@88200 Bm@176400 C@264600");
 }
 
+namespace {
+
+/// A score of measures of 4/4 with these contents; attributes come first of all.
+std::string scoreOf(const std::vector<std::string>& measures, const std::string& attributes = "") {
+    std::string score = "<score-partwise><part>";
+    for (const std::string& content : measures)
+        score += "<measure><attributes><divisions> 2\n</divisions>" + attributes +
+                 "<time><beats>3+1</beats><beat-type>4</beat-type></time></attributes>" + content +
+                 "<note><duration>8</duration></note></measure>";
+    return score + "</part></score-partwise>";
+}
+
+std::string harmonyOf(const std::string& root, const std::string& rest) {
+    return "<harmony><root><root-step> " + root + " </root-step></root>" + rest + "</harmony>";
+}
+
+} // namespace
+
+TEST(MusicXMLFormat, ATransposingPartIsReadAsItSounds) {
+    const std::string score =
+        scoreOf({harmonyOf("D", "<kind>minor</kind>")}, "<transpose><chromatic>-2</chromatic></transpose>");
+    const auto song = test::sampleSong();
+    song->properties.capo = 5; // which is not the file's
+    (void)readInto(*song, "musicxml", score);
+    EXPECT_EQ(chordsOf(*song), "Cm@88200");
+    (void)readInto(*song, "musicxml", score, {{"concert", ""}});
+    EXPECT_EQ(chordsOf(*song), "Dm@88200");
+    EXPECT_THAT(written(*song, "musicxml"),
+                HasSubstr("<chromatic>5</chromatic>")); // fingered above the fifth fret
+}
+
+TEST(MusicXMLFormat, AChordThatCannotBeReadIsLeftOutAndTold) {
+    const auto song = test::sampleSong();
+    EXPECT_EQ(
+        readInto(*song, "musicxml",
+                 scoreOf({harmonyOf("C", "<kind> major\n</kind>"), harmonyOf("F", "<kind>foo</kind>"),
+                          harmonyOf("G", "<kind text='7'>foo</kind>"),
+                          "<harmony><root><root-step>A</root-step></root><kind>minor</kind>"
+                          "<root><root-step>D</root-step></root><kind>major</kind></harmony>"})),
+        "3 chords replace 0; 1 chords that cannot be read were left out (measure 2: 'foo' is not a kind "
+        "of chord that can be read); of several chords in one place the first was taken, 1 times");
+    EXPECT_EQ(chordsOf(*song), "C@88200 G7@264600 Am@352800");
+    EXPECT_EQ(
+        test::messageOf<FormatError>([&] {
+            (void)readInto(*song, "musicxml", scoreOf({"", "<forward><duration>x</duration></forward>"}));
+        }),
+        "measure 2: 'x' is not a valid <duration>");
+}
+
+TEST(MusicXMLFormat, APickupThatTheSongLacksIsAddedBeforeItsFirstBeat) {
+    const auto pickup = fullSong();
+    pickup->notes->shiftDownbeatsByOffset(2); // of two beats
+    const std::string score = written(*pickup, "musicxml", {{"concert", ""}});
+    const auto song = test::sampleSong();
+    EXPECT_THAT(readInto(*song, "musicxml", score),
+                HasSubstr("2 beats were added before bar 1 for the pickup"));
+    EXPECT_EQ(test::beatsOf(*song).substr(0, 36), "44100 55125 66150 77175 88200* 99225");
+    const auto atStart = std::make_shared<Song>(Recording{"a.wav", 44100, 400'000, "a"});
+    atStart->notes->setTimeSignature(4, 4);
+    test::addBeats(*atStart, {.first = 0, .spacing = 11025, .count = 32, .perBar = 8});
+    EXPECT_THAT(readInto(*atStart, "musicxml", score), testing::Not(HasSubstr("were added")));
+}
+
+TEST(MusicXMLFormat, KeysOfManySharpsAreWrittenUnderTheirOtherName) {
+    const auto song = test::sampleSong();
+    song->notes->overrideGlobalKey(KELPKey::makeWithTonicChord(KELPChord::chordWithString("G#")));
+    addChord(*song, 88200, "D#");
+    const std::string score = written(*song, "musicxml");
+    EXPECT_THAT(score, HasSubstr("<fifths>-4</fifths>"));
+    EXPECT_THAT(score, HasSubstr("<root-step>E</root-step>")) << "as Eb, not as D#";
+}
+
 TEST(MusicXMLFormat, ChordsMayStandInAnyPartAndAreNotLostWithoutOne) {
     const auto song = test::sampleSong();
     const std::string measure =
@@ -374,6 +549,31 @@ TEST(MusicXMLFormat, ChordsMayStandInAnyPartAndAreNotLostWithoutOne) {
     EXPECT_EQ(chordsOf(*song), "C@88200");
 }
 
+TEST(ChordProFormat, CapoAndKeyOfTheFileHold) {
+    const auto song = test::sampleSong();
+    EXPECT_EQ(readInto(*song, "chordpro", "{capo: 2}\n{key: G}\n{sog}\n| G . Em . | C~D |\n{eog}\n"),
+              "4 chords replace 0; capo 2; key A major");
+    EXPECT_EQ(chordsOf(*song), "A@88200 F#m@132300 D@176400 E@220500");
+    EXPECT_EQ(song->properties.capo, 2);
+    EXPECT_EQ(readInto(*song, "chordpro", "{transpose: +1}\n{sog}\n| G |\n{eog}\n"), "1 chords replace 4");
+    EXPECT_EQ(chordsOf(*song), "Ab@88200") << "a file without a capo has none";
+    EXPECT_THAT(test::messageOf<FormatError>(
+                    [&] { (void)readInto(*song, "chordpro", "{capo: II}\n{sog}\n| G |\n{eog}\n"); }),
+                HasSubstr("'II' is not a valid {capo}"));
+}
+
+TEST(ChordProFormat, SignsBesideChordsAreNotChords) {
+    const auto song = test::sampleSong();
+    EXPECT_THAT(readInto(*song, "chordpro",
+                         "{start_of_intro}\n{start_of_grid-guitar: 4x4}\n"
+                         "| C . % . | Am . . *break | % . . . | %% . . . | . . . . | [*let ring] G . . |\n"
+                         "{end_of_grid-guitar}\n{start_of_verse-!piano label='One \"two\"'}\n"
+                         "{sog}\n| F |\n{eog}\n"),
+                HasSubstr("4 chords replace 0; 2 sections replace 0"));
+    EXPECT_EQ(chordsOf(*song), "C@88200 Am@176400 G@551250 F@617400");
+    EXPECT_THAT(sectionsOf(*song), testing::StartsWith("Intro/named:other@88200 One \"two\"/"));
+}
+
 TEST(ChordProFormat, SaysWhatIsMissing) {
     const auto song = test::sampleSong();
     const auto error = [&](const char* text) {
@@ -382,6 +582,30 @@ TEST(ChordProFormat, SaysWhatIsMissing) {
     EXPECT_THAT(error("[C]words\n"), HasSubstr("do not say where bars begin"));
     EXPECT_EQ(error("{sog}\n| C | Hm |\n"), "'Hm' is not a valid chord");
     EXPECT_EQ(error("{sog}\n| % |\n"), "there is no bar to repeat");
+}
+
+TEST(ChartFormat, KeyAndChordsAreThoseThatArePlayed) {
+    const auto song = fullSong();
+    song->properties.capo = 3;
+    EXPECT_THAT(written(*song, "chart"), testing::AllOf(HasSubstr("Key        C major"), HasSubstr("Cmaj7/E"),
+                                                        HasSubstr("Capo       3")));
+    EXPECT_THAT(written(*song, "chart", {{"concert", ""}}),
+                testing::AllOf(HasSubstr("Key        Eb major"), HasSubstr("Ebmaj7/G"),
+                               testing::Not(HasSubstr("Capo"))));
+}
+
+TEST(ChartFormat, ChordsOutsideTheBarsComeBackAndNamesAreNoRows) {
+    const auto song = test::sampleSong();
+    for (const auto& [frame, name] :
+         {std::pair{0, "C"}, {10'000, "F"}, {44'100, "G"}, {88'200, "Am"}, {850'000, "D"}, {870'000, "E"}})
+        addChord(*song, frame, name);
+    song->notes->insertMarkerEntry(176'400);
+    song->notes->markerEntries()[0]->setName("1 0:02 | Bb |");
+    const std::string chart = written(*song, "chart");
+    const auto copy = copyOfSong(song);
+    removeAll(*copy, "chords");
+    EXPECT_EQ(readInto(*copy, "chart", chart), "1 chords replace 0 and 5 outside the bars");
+    EXPECT_EQ(written(*copy, "chart"), chart);
 }
 
 TEST(LabelsFormat, ReadsWhatAudacityWrites) {

@@ -98,12 +98,12 @@ TEST(NoteImport, ByTimeAndAlongTheBeats) {
     song->notes->setLocationOfBarEntry(song->notes->beatEntries()[8]->eventId(), 132300, 264600);
     song->notes->overrideGlobalKey(KELPKey::makeWithTonicChord(KELPChord::chordWithString("Ab")));
     (void)replaceNotes(*song, file, {true, {}, {}});
-    EXPECT_EQ(notesOf(*song), "Db4@88200+11024 Eb4@99224+11024 Db4@121272+5512")
+    EXPECT_EQ(notesOf(*song), "Db4@88200+11024 Eb4@99224+11024 Db4@121272+5514")
         << "the first bar was squeezed to half its length; flats suit the key";
     EXPECT_EQ(replaceNotes(*song, file, {true, Position::make("8:4"), {}}), "3 notes replace 3");
     EXPECT_EQ(notesOf(*song), "Db4@771750+22050 Eb4@793800+22050 Db4@837900+11025") << "beyond the grid";
     EXPECT_EQ(replaceNotes(*song, file, {true, Position::make("19.4s"), {}}),
-              "1 notes replace 3; 2 outside the recording were left out");
+              "2 notes replace 3; 1 were cut at the recording's end; 1 outside the recording were left out");
 }
 
 TEST(NoteImport, ChannelsAndRefusals) {

@@ -102,6 +102,16 @@ TEST_F(FileManagerTests, WhatIsStreamedReplacesTheFileAsAWhole) {
         },
         file));
     EXPECT_EQ(textOf(file), text + "end");
+    EXPECT_THROW(FileManager::streamAtomically(
+                     [&](std::ostream& stream) {
+                         stream << "half" << std::flush;
+                         throw std::runtime_error("no more");
+                     },
+                     file),
+                 std::runtime_error);
+    EXPECT_EQ(textOf(file), text + "end");
+    EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), fs::directory_iterator()), 1)
+        << "nothing else is left in the folder";
 }
 
 TEST_F(FileManagerTests, AKilledSaveLeavesTheOldFileAndTheNextOneTidiesUp) {
