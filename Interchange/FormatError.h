@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-/// What can go wrong between a song and a file of another format. Nothing of it aborts.
+/// What can go wrong between a song and a file of another format. None of these aborts.
 namespace TARN_PUBLIC tarn {
 
 /// Bytes that are not what their format says they should be.

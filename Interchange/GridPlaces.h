@@ -69,8 +69,8 @@ public:
     /// The first tick of the bar and the tick after it.
     [[nodiscard]] Range<std::int64_t> ticks(const SheetBar& bar) const;
 
-    /// The chords, each on the nearest of the ticks that divide a beat by `ticksBetween`, of several on one
-    /// the last. What sounds where the bars begin stands there; what lies after them is left out.
+    /// The chords, each on the nearest multiple of `ticksBetween` ticks; of several on one tick, the last.
+    /// What sounds where the bars begin stands there; what lies after them is left out.
     [[nodiscard]] std::vector<PlacedChord> chords(std::int64_t ticksBetween) const;
     /// The names of the sections by the bar, an index, that begins nearest to them; of several the last.
     [[nodiscard]] std::map<std::size_t, std::string> sections() const;

@@ -31,9 +31,9 @@ public:
     TextTableError(std::size_t line, const std::string& text) : FormatError(text, line) {}
 };
 
-/// Comma-separated values (RFC 4180); of a first line without commas, or with commas in its numbers, its
-/// semicolons or tabs separate. A first row whose first field is not meant as a number names the columns.
-/// Throws FormatError as fileText and TextTableError for a quote that does not end.
+/// Comma-separated values (RFC 4180); where the first line has no comma, or commas in its numbers, its
+/// semicolons or tabs are the separators. A first row whose first field is not meant as a number names the
+/// columns. Throws FormatError as fileText and TextTableError for a quote that does not end.
 [[nodiscard]] TextTable parseCSV(std::string_view text);
 /// Rows of numbers, separated by spaces or tabs, and a label that reaches to the end of the line.
 /// Throws FormatError as fileText.

@@ -29,10 +29,10 @@ struct PictureFont {
     bool isBold = false;
 };
 
-/// About how wide a text is in the sans-serif font that a viewer has, rather too much than too little.
+/// About how wide a text is in the sans-serif font that a viewer has, erring on the wide side.
 [[nodiscard]] double textWidth(std::string_view text, PictureFont font);
 
-/// As much of the text as has room, with an ellipsis where it is cut; empty where nothing has.
+/// As much of the text as has room, with an ellipsis where it is cut; empty when nothing fits.
 [[nodiscard]] std::string fittedText(std::string_view text, double room, PictureFont font);
 
 } // namespace tarn

@@ -14,13 +14,13 @@ namespace TARN_PUBLIC tarn {
 /// multiple of four bars, about as many as the options' seconds ask for. A short pickup or ending joins its
 /// neighbour's row; a long one, a bar that is much longer than a row, and a song without bars are divided
 /// evenly. Rows of the usual number of bars fill the page's width, whatever their tempo, so that bar lines
-/// stand about below each other; shorter ones take their share of it.
+/// roughly line up from row to row; shorter ones take their share of it.
 class SongRows : public WrappedTimelineProtocol {
 public:
     /// The most rows, about: the song is drawn at a greater scale where it would take more.
     static constexpr double kMostRows = 10'000;
 
-    /// Shows the frames 0 ..< frameCount. Bar lines outside are not regarded.
+    /// Shows the frames 0 ..< frameCount. Bar lines outside are ignored.
     SongRows(const std::vector<std::int64_t>& barLines, std::int64_t frameCount, double sampleRate,
              const PictureOptions& options);
 

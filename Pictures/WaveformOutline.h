@@ -12,8 +12,8 @@
 
 namespace TARN_PUBLIC tarn {
 
-/// A song's waveform as paths: the peaks, and before them the root mean square. In x a unit is a column of
-/// frames, counted from the song's start; y reaches from -127 to 127, which the song's loudest peak fills.
+/// A song's waveform as paths: the peaks and, in front of them, the root mean square. In x a unit is a column
+/// of frames, counted from the song's start; y reaches from -127 to 127, which the song's loudest peak fills.
 class WaveformOutline {
 public:
     /// For a picture of this zoom. A column is one and a half points wide, or more where the waveform is not

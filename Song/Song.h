@@ -71,7 +71,7 @@ public:
 
     /// Why the song cannot be opened or saved, in words that follow its file's name; empty when it can. A
     /// song is sound when its rate, lengths, locations, metres and pitches are such that no operation of the
-    /// program leaves what its arithmetic holds.
+    /// program overflows.
     [[nodiscard]] std::optional<std::string> unsoundness() const;
 
     /// Whether there is a recording that the song annotates.

@@ -24,7 +24,7 @@ namespace TARN_PUBLIC tarn {
 [[nodiscard]] Song::Salvaged salvagedFromBytes(const Data& bytes, const std::filesystem::path& file);
 /// What the file of the song holds. Throws SongError (unsound): what could not be opened is never saved.
 [[nodiscard]] Data bytesOfSong(const std::shared_ptr<const Song>& song, const std::filesystem::path& file);
-/// The same without that question.
+/// The same, unchecked.
 [[nodiscard]] Data archivedSong(const std::shared_ptr<const Song>& song);
 /// Replaces the file crash-safely. Throws SongError (unwritable).
 void writeSongBytes(const Data& bytes, const std::filesystem::path& file);

@@ -31,7 +31,7 @@ public:
 
     SongHistory() = default;
     /// As they were kept: the steps in the order of their identifiers, and how many of them are done. What
-    /// does not go together is left out.
+    /// is inconsistent is left out.
     SongHistory(std::vector<SongStep> steps, std::size_t doneCount);
 
     [[nodiscard]] const std::vector<SongStep>& steps() const { return mSteps; }
@@ -44,7 +44,7 @@ public:
 
     /// Adds a step that was made now. Those that were taken back are forgotten.
     void add(std::string message, Data difference);
-    /// The newest step counts as taken back; there has to be one. `makeAgain` the other way round.
+    /// The newest step counts as taken back; there has to be one. `makeAgain` is the reverse.
     void takeBack();
     void makeAgain();
 

@@ -48,7 +48,7 @@ struct Position {
 
 enum class DistanceUnit { beats, bars, seconds, frames };
 
-/// A stretch of the song: whole or broken numbers of beats, bars, seconds (s, sec; ms for thousandths) or
+/// A stretch of the song: whole or fractional numbers of beats, bars, seconds (s, sec; ms for thousandths) or
 /// frames.
 struct Distance {
     double amount = 0;
@@ -77,7 +77,7 @@ public:
     [[nodiscard]] std::int64_t startOfBar(std::int64_t number) const;
     [[nodiscard]] std::size_t barCount() const { return mGrid.barLines().barCount(); }
     /// Where one arrives from a frame after a distance, along the beats or bars where it is given in them.
-    /// Nothing that 2^53 frames cannot hold.
+    /// Throws EditRefused beyond 2^53 frames.
     [[nodiscard]] std::int64_t frameAfter(std::int64_t frame, const Distance& distance) const;
     /// `3:1` for a frame on a beat of a bar, else the time `1:05.200`.
     [[nodiscard]] std::string name(std::int64_t frame) const;

@@ -36,7 +36,7 @@ public:
 /// Splits at blanks outside of single or double quotes. Throws EditWordError for a quote that does not end.
 [[nodiscard]] std::vector<EditWord> splitWords(std::string_view text);
 
-/// Takes the words of one edit one after another. What is not as asked for throws EditWordError.
+/// Takes the words of one edit one after another. Anything else throws EditWordError.
 class EditWords {
 public:
     explicit EditWords(std::vector<EditWord> words) : mWords(std::move(words)) {}

@@ -142,9 +142,9 @@ TEST_F(ProgramTest, analyzeWritesEighthsInCompoundMetre) {
 TEST_F(ProgramTest, analyzeAddsWhatIsMissingAndReplacesTheRestOnlyWhenForced) {
     record(sixteenBars(), folder / "song.wav");
     const auto first = outputOf({"analyze", "song.wav"});
-    for (const char* line :
-         {"Detecting chords\n", "\nTempo      11", "\nMetre      4/4\n", "\nKey        G major\n",
-          "\nTuning     A4 = 43", "\nBars       1", "\nChords     G Em C D", "\nDocument   song.tarn\n"})
+    for (const char* line : {"Detecting chords\n", "\nTempo      11", "\nMetre      4/4\n",
+                             "\nKey        G major\n", "\nTuning     A4 = 43", "\nBars       1",
+                             "\nConfidence beats ", "\nChords     G Em C D", "\nDocument   song.tarn\n"})
         EXPECT_NE(first.find(line), std::string::npos) << line << first;
 
     ASSERT_EQ(tarn({"edit", "song.tarn", "change-chord at end to F#dim7", "add-marker at 1s"}).status, 0);
