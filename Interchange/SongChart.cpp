@@ -265,13 +265,22 @@ private:
     std::vector<Place> mPlaces; ///< one for each counted beat
 };
 
+/// As the chart has it, and as it sounds where that is something else.
+std::string keyText(const Song& document, bool isAtConcertPitch) {
+    const KELPKeyRef sounding = document.notes->globalKey();
+    if (!sounding)
+        return "unknown";
+    const ChartHarmony harmony(document, isAtConcertPitch);
+    return harmony.key()->description() +
+           (harmony.shift() == 0 ? "" : ", recorded in " + sounding->description());
+}
+
 } // namespace
 
-std::string songFacts(const Song& document) {
+std::string songFacts(const Song& document, bool isAtConcertPitch) {
     const TarnNoteEntryStorage& notes = *document.notes;
     const auto tempi = notes.tempoEntries();
     const auto pitches = notes.standardPitchEntries();
-    const KELPKeyRef key = notes.globalKey();
     const TimeSignature signature = notes.timeSignature();
     const std::size_t barCount = countedBeats(document).barLines().barCount();
     const std::string unknown = "unknown";
@@ -282,8 +291,8 @@ std::string songFacts(const Song& document) {
         out << "Title      " << onOneLine(properties.title) << "\n";
     if (!properties.artist.empty())
         out << "Artist     " << onOneLine(properties.artist) << "\n";
-    out << "Recording  " << onOneLine(document.recording.fileName) << ", "
-        << formattedDuration(document.seconds(document.recording.frameCount)) << ", "
+    out << "Recording  " << (document.hasRecording() ? onOneLine(document.recording.fileName) : "none")
+        << ", " << formattedDuration(document.seconds(document.recording.frameCount)) << ", "
         << document.recording.sampleRate << " Hz\n";
     out << "Tempo      " << (tempi.empty() ? unknown : withOneDecimal(tempi.front()->tempo()) + " BPM")
         << "\n";
@@ -292,12 +301,12 @@ std::string songFacts(const Song& document) {
                 ? unknown
                 : std::to_string(signature.numerator) + "/" + std::to_string(signature.denominator))
         << "\n";
-    out << "Key        " << (key ? key->description() : unknown) << "\n";
+    out << "Key        " << keyText(document, isAtConcertPitch) << "\n";
     out << "Tuning     " << (pitches.empty() ? unknown : tuningText(pitches.front()->frequency())) << "\n";
     out << "Bars       " << (barCount > 0 ? std::to_string(barCount) : unknown) << "\n";
-    if (properties.capo != 0)
+    if (!isAtConcertPitch && properties.capo != 0)
         out << "Capo       " << properties.capo << "\n";
-    if (properties.transposition != 0)
+    if (!isAtConcertPitch && properties.transposition != 0)
         out << "Transposed " << (properties.transposition > 0 ? "+" : "") << properties.transposition << "\n";
     return out.str();
 }

@@ -10,8 +10,8 @@ namespace TARN_PUBLIC tarn {
 
 /// What holds for the whole song, a line for each fact: recording, tempo, metre, key, tuning, number of bars.
 /// "unknown" where the document says nothing. Title, artist, capo and transposition stand there where they
-/// are set.
-[[nodiscard]] std::string songFacts(const Song& document);
+/// are set. The key is that of the chart.
+[[nodiscard]] std::string songFacts(const Song& document, bool isAtConcertPitch = false);
 
 /// The first chords of the song, in order and without passages that have none; "unknown" without chords.
 [[nodiscard]] std::string firstChords(const Song& document, std::size_t count);

@@ -13,7 +13,7 @@ namespace TARN_PUBLIC tarn {
 
 /// Texts are bounded, not yet escaped.
 struct PictureHeading {
-    std::string title; ///< what the song is called, or else its recording's file, without ending
+    std::string title; ///< what the song is called, or else its recording's file, without ending; never empty
     std::string artist;
     std::vector<std::string> facts; ///< key, tempo, metre, tuning, capo, length, as far as they are known
 };

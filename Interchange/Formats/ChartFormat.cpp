@@ -14,7 +14,8 @@ Format chart() {
     format.writeOptions = {concertOption()};
     format.readOptions = {concertOption()};
     format.write = [](std::ostream& out, const Song& song, const WriteRequest& request) {
-        out << songFacts(song) << songChart(song, request.options.has("concert"));
+        const bool isAtConcertPitch = request.options.has("concert");
+        out << songFacts(song, isAtConcertPitch) << songChart(song, isAtConcertPitch);
     };
     format.read = [](Song& song, std::span<const std::byte> bytes, const ReadRequest& request) {
         return replaceByChart(song, {reinterpret_cast<const char*>(bytes.data()), bytes.size()},
