@@ -81,6 +81,21 @@ std::string chordsBetween(const std::vector<NamedPlace>& chords, std::int64_t st
     return text;
 }
 
+/// The names of the places after `last` up to `here`, which may be null: a section that is too short for a
+/// line of its own is named with the next one.
+std::string namesUpTo(const std::vector<NamedPlace>& places, const NamedPlace* last, const NamedPlace* here) {
+    constexpr std::size_t kMostBytes = 600;
+    std::string names;
+    for (const auto* place = last ? last + 1 : places.data(); here && place <= here; ++place) {
+        if (place->name.empty())
+            continue;
+        if (names.size() > kMostBytes)
+            return names + ", …";
+        names += (names.empty() ? "" : ", ") + place->name;
+    }
+    return names;
+}
+
 } // namespace
 
 PictureHeading pictureHeading(const Song& song, const PictureOptions& options) {
@@ -128,7 +143,7 @@ SpokenChart spokenChart(const Song& song, const PictureOptions& options) {
         }
         const auto* here = placeAt(sections, middle);
         if (chart.passages.empty() || here != section)
-            chart.passages.push_back({here ? here->name : std::string(), {}});
+            chart.passages.push_back({namesUpTo(sections, section, here), {}});
         section = here;
         chart.passages.back().lines.push_back({frame, std::move(place), std::move(text)});
     };
@@ -148,6 +163,9 @@ SpokenChart spokenChart(const Song& song, const PictureOptions& options) {
         for (const auto& chord : chords)
             add(chord.frame, chord.frame, formattedDuration(song.seconds(chord.frame)), chord.name);
     }
+    const auto* const last = sections.empty() ? nullptr : &sections.back();
+    if (chart.leftOut == 0 && section != last)
+        chart.passages.push_back({namesUpTo(sections, section, last), {}});
     return chart;
 }
 

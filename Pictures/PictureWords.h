@@ -27,7 +27,7 @@ struct ChartPassage {
         std::string place;  ///< "Bar 3", or a time
         std::string chords; ///< that sound there, the one that goes on from before included
     };
-    std::string section; ///< empty where none is named
+    std::string section; ///< empty where none is named; several names where sections begin in one bar
     std::vector<Line> lines;
 };
 

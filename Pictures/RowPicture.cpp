@@ -246,7 +246,7 @@ private:
                 const bool isNarrow = left + width(kChordFont) > right;
                 addText(isNarrow ? "chord narrow" : "chord", left, mAnatomy.chordBaseline, name);
                 free = left + width(isNarrow ? kNarrowChordFont : kChordFont);
-            } else if (crowdedLeft >= free && (crowdedLeft < left || left < raisedFree)) {
+            } else if (crowdedLeft >= free && (crowdedEnd - 3 <= right || crowdedLeft < raisedFree)) {
                 addText("chord crowded", crowdedLeft, mAnatomy.chordBaseline, name);
                 free = crowdedEnd;
             } else if (crowdedLeft >= raisedFree) {

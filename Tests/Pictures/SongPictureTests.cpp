@@ -144,13 +144,16 @@ TEST(SongPicture, FollowsChartsAndSaysWhatTheSongIsCalled) {
 
 TEST(SongPicture, ReadsAsTextForThoseWhoDoNotSeeIt) {
     const auto song = eightBars();
-    perform(*song, "add-section Opening at 1:1|add-section \"Closing <!>\" at 7:1|add-chord C at 1:3");
+    perform(*song, "add-section Opening at 1:1|add-section \"Closing <!>\" at 7:1|add-chord C at 1:3|"
+                   "add-section Break at 5:1|add-section Solo at 5:2|add-section End at 8:4");
     song->notes->removeChordEntry(song->notes->chordEntries()[2]); // at bar 2
     const auto svg = svgOf(*song);
     EXPECT_THAT(svg, HasSubstr("role=\"img\" aria-labelledby=\"song-title song-chart\""));
     EXPECT_THAT(svg, HasSubstr("<title id=\"song-title\">My song &amp; &lt;more&gt;</title>"));
     EXPECT_THAT(svg, HasSubstr("\nOpening.\nBar 1: F♯/A♯, C.\nBar 2: C.\nBar 3: F♯/A♯.\n"));
     EXPECT_THAT(svg, HasSubstr("\nClosing &lt;!&gt;.\nBar 7: F♯/A♯.\n"));
+    EXPECT_THAT(svg, HasSubstr("\nBreak, Solo.\nBar 5: F♯/A♯.\n")) << "both begin in bar 5";
+    EXPECT_THAT(svg, HasSubstr("\nEnd.\n</desc>"));
 }
 
 std::shared_ptr<Waveform> waveformOf(const std::vector<Waveform::Point>& points) {
