@@ -111,10 +111,11 @@ std::string readIntoSong(Song& song, std::span<const std::byte> bytes, const For
     // Several kinds may be replaced one after another.
     const SongState before(song);
     try {
-        return format.read(song, bytes, request);
+        std::string report = format.read(song, bytes, request);
+        keepEntriesMadeAgain(song, before);
+        return report;
     } catch (...) {
-        if (const auto difference = SongDifference::between(before, SongState(song)))
-            SongDifference::apply(song, *difference, SongDifference::Direction::back);
+        before.restoreIn(song);
         throw;
     }
 }

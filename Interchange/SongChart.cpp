@@ -305,13 +305,22 @@ std::string confidenceText(const Song& song) {
     return text;
 }
 
+/// As the chart has it, and as it sounds where that is something else.
+std::string keyText(const Song& document, bool isAtConcertPitch) {
+    const KELPKeyRef sounding = document.notes->globalKey();
+    if (!sounding)
+        return "unknown";
+    const ChartHarmony harmony(document, isAtConcertPitch);
+    return harmony.key()->description() +
+           (harmony.shift() == 0 ? "" : ", recorded in " + sounding->description());
+}
+
 } // namespace
 
 std::string songFacts(const Song& document, bool isAtConcertPitch) {
     const TarnNoteEntryStorage& notes = *document.notes;
     const auto tempi = notes.tempoEntries();
     const auto pitches = notes.standardPitchEntries();
-    const KELPKeyRef key = ChartHarmony(document, isAtConcertPitch).key();
     const TimeSignature signature = notes.timeSignature();
     const std::size_t barCount = countedBeats(document).barLines().barCount();
     const std::string unknown = "unknown";
@@ -322,8 +331,8 @@ std::string songFacts(const Song& document, bool isAtConcertPitch) {
         out << "Title      " << onOneLine(properties.title) << "\n";
     if (!properties.artist.empty())
         out << "Artist     " << onOneLine(properties.artist) << "\n";
-    out << "Recording  " << onOneLine(document.recording.fileName) << ", "
-        << formattedDuration(document.seconds(document.recording.frameCount)) << ", "
+    out << "Recording  " << (document.hasRecording() ? onOneLine(document.recording.fileName) : "none")
+        << ", " << formattedDuration(document.seconds(document.recording.frameCount)) << ", "
         << document.recording.sampleRate << " Hz\n";
     out << "Tempo      " << (tempi.empty() ? unknown : withOneDecimal(tempi.front()->tempo()) + " BPM")
         << "\n";
@@ -332,7 +341,7 @@ std::string songFacts(const Song& document, bool isAtConcertPitch) {
                 ? unknown
                 : std::to_string(signature.numerator) + "/" + std::to_string(signature.denominator))
         << "\n";
-    out << "Key        " << (key ? key->description() : unknown) << "\n";
+    out << "Key        " << keyText(document, isAtConcertPitch) << "\n";
     out << "Tuning     " << (pitches.empty() ? unknown : tuningText(pitches.front()->frequency())) << "\n";
     out << "Bars       " << (barCount > 0 ? std::to_string(barCount) : unknown) << "\n";
     if (!isAtConcertPitch && properties.capo != 0)

@@ -4,9 +4,11 @@
 #include "Platform/PlainText.h"
 #include "Song/ChartHarmony.h"
 #include "Song/CountedBeats.h"
+#include "Song/GridReplacement.h"
 #include "TarnFoundation/Formatting/TarnFormatting.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 
 namespace tarn {
@@ -18,6 +20,16 @@ std::string fileTitle(const Recording& recording) {
     const auto file = name.substr(name.find_last_of('/') + 1);
     const auto dot = file.find_last_of('.');
     return dot == std::string::npos || dot == 0 ? file : file.substr(0, dot);
+}
+
+/// With one digit after the point where that is not zero.
+std::string roundedNumber(double value) {
+    return pictureNumber(std::round(10 * value) / 10);
+}
+
+/// The note that the tempo counts.
+std::string tempoNote(TimeSignature metre) {
+    return countedBeatsPerTempoBeat(metre) == 3 ? "♩." : "♩";
 }
 
 struct NamedPlace {
@@ -69,12 +81,29 @@ std::string chordsBetween(const std::vector<NamedPlace>& chords, std::int64_t st
     return text;
 }
 
+/// The names of the places after `last` up to `here`, which may be null: a section that is too short for a
+/// line of its own is named with the next one.
+std::string namesUpTo(const std::vector<NamedPlace>& places, const NamedPlace* last, const NamedPlace* here) {
+    constexpr std::size_t kMostBytes = 600;
+    std::string names;
+    for (const auto* place = last ? last + 1 : places.data(); here && place <= here; ++place) {
+        if (place->name.empty())
+            continue;
+        if (names.size() > kMostBytes)
+            return names + ", …";
+        names += (names.empty() ? "" : ", ") + place->name;
+    }
+    return names;
+}
+
 } // namespace
 
 PictureHeading pictureHeading(const Song& song, const PictureOptions& options) {
     PictureHeading heading;
     const auto& properties = song.properties;
     heading.title = boundedName(properties.title.empty() ? fileTitle(song.recording) : properties.title);
+    if (heading.title.empty())
+        heading.title = "Untitled";
     heading.artist = boundedName(properties.artist);
     const auto& notes = *song.notes;
     auto& facts = heading.facts;
@@ -89,13 +118,13 @@ PictureHeading pictureHeading(const Song& song, const PictureOptions& options) {
         facts.push_back("Transposed by " + std::string(properties.transposition > 0 ? "+" : "−") +
                         std::to_string(std::abs(properties.transposition)));
     if (const auto tempos = notes.tempoEntries(); !tempos.empty())
-        facts.push_back("♩ = " + decimalText(static_cast<double>(tempos.front()->tempo()), 1));
+        facts.push_back(tempoNote(notes.timeSignature()) + " = " + roundedNumber(tempos.front()->tempo()));
     if (!notes.timeSignatureEntries().empty()) {
         const auto signature = notes.timeSignature();
         facts.push_back(std::to_string(signature.numerator) + "/" + std::to_string(signature.denominator));
     }
     if (const auto pitches = notes.standardPitchEntries(); !pitches.empty())
-        facts.push_back("A4 = " + decimalText(pitches.front()->frequency(), 1) + " Hz");
+        facts.push_back("A4 = " + roundedNumber(pitches.front()->frequency()) + " Hz");
     facts.push_back(formattedDuration(song.seconds(song.recording.frameCount)));
     return heading;
 }
@@ -114,7 +143,7 @@ SpokenChart spokenChart(const Song& song, const PictureOptions& options) {
         }
         const auto* here = placeAt(sections, middle);
         if (chart.passages.empty() || here != section)
-            chart.passages.push_back({here ? here->name : std::string(), {}});
+            chart.passages.push_back({namesUpTo(sections, section, here), {}});
         section = here;
         chart.passages.back().lines.push_back({frame, std::move(place), std::move(text)});
     };
@@ -134,6 +163,9 @@ SpokenChart spokenChart(const Song& song, const PictureOptions& options) {
         for (const auto& chord : chords)
             add(chord.frame, chord.frame, formattedDuration(song.seconds(chord.frame)), chord.name);
     }
+    const auto* const last = sections.empty() ? nullptr : &sections.back();
+    if (chart.leftOut == 0 && section != last)
+        chart.passages.push_back({namesUpTo(sections, section, last), {}});
     return chart;
 }
 

@@ -13,7 +13,7 @@ namespace TARN_PUBLIC tarn {
 
 /// Texts are bounded, not yet escaped.
 struct PictureHeading {
-    std::string title; ///< what the song is called, or else its recording's file, without ending
+    std::string title; ///< what the song is called, or else its recording's file, without ending; never empty
     std::string artist;
     std::vector<std::string> facts; ///< key, tempo, metre, tuning, capo, length, as far as they are known
 };
@@ -27,7 +27,7 @@ struct ChartPassage {
         std::string place;  ///< "Bar 3", or a time
         std::string chords; ///< that sound there, the one that goes on from before included
     };
-    std::string section; ///< empty where none is named
+    std::string section; ///< empty where none is named; several names where sections begin in one bar
     std::vector<Line> lines;
 };
 

@@ -4,6 +4,7 @@
 #include "TarnFoundation/Formatting/TarnFormatting.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -19,7 +20,8 @@ constexpr double kRegionLaneHeight = 17;
 constexpr double kChordHeight = 32;
 constexpr double kTickHeight = 8;
 constexpr double kNumberHeight = 14;
-constexpr double kMarkerHeight = 16;
+constexpr double kMarkerHeight = 16; // of a lane
+constexpr double kFlagWidth = 10;
 constexpr double kRowGap = 20;
 
 // As the style sheet has them.
@@ -34,6 +36,60 @@ constexpr PictureFont kCrowdedChordFont{10, true};
 
 using Item = SongPictureLayout::Item;
 
+/// The items of a section that the row shows, less those that begin less than half a point before the next
+/// one that is shown (in its lane): nobody could tell them apart. What is left out is counted.
+std::vector<Item> shownItems(const SongPictureLayout& layout, std::int64_t row,
+                             SongPictureLayout::Section section, std::size_t& hiddenCount) {
+    constexpr double kLeastDistance = 0.5; // points
+    const auto items = layout.itemsInRow(row, section);
+    std::vector<double> next(std::max<std::size_t>(layout.regionLaneCount(), 1),
+                             std::numeric_limits<double>::infinity());
+    std::vector<Item> shown;
+    for (auto item = items.rbegin(); item != items.rend(); ++item) {
+        const double left = layout.rows().offset((*item)->frames.lower, row);
+        if (left > next[(*item)->lane] - kLeastDistance) {
+            ++hiddenCount;
+            continue;
+        }
+        next[(*item)->lane] = left;
+        shown.push_back(*item);
+    }
+    std::reverse(shown.begin(), shown.end());
+    return shown;
+}
+
+/// A marker as a row shows it: its name stands in the highest lane in which it ends before the next marker,
+/// whose line goes down as far as its own lane.
+struct PlacedMarker {
+    Item item;
+    double left;
+    double room; ///< for the name
+    std::size_t lane;
+};
+
+std::vector<PlacedMarker> placedMarkers(const SongPictureLayout& layout, std::int64_t row,
+                                        std::size_t& hiddenCount) {
+    constexpr double kGap = 3;
+    constexpr std::size_t kMostLanes = 3;
+    std::array<double, kMostLanes> ends{}; // of what is free in each lane; no lane has more than a lower one
+    ends.fill(layout.rows().pageWidth() + kGap);
+    std::vector<PlacedMarker> markers;
+    const auto shown = shownItems(layout, row, SongPictureLayout::markers, hiddenCount);
+    for (auto item = shown.rbegin(); item != shown.rend(); ++item) {
+        const double left = layout.rows().offset((*item)->frames.lower, row);
+        const double needed = kFlagWidth + textWidth((*item)->text, kMarkerFont) + kGap;
+        std::size_t lane = 0;
+        for (std::size_t lower = 1; lower < kMostLanes && left + needed > ends[lane]; ++lower) {
+            if (ends[lower] > ends[lane])
+                lane = lower;
+        }
+        markers.push_back({*item, left, ends[lane] - kGap - kFlagWidth - left, lane});
+        std::fill_n(ends.begin(), lane + 1, left);
+    }
+    std::reverse(markers.begin(), markers.end());
+    return markers;
+}
+
 } // namespace
 
 /// Where the parts of a row lie.
@@ -44,7 +100,7 @@ struct RowPicture::Anatomy {
     double waveformTop = 0;
     double waveformBottom = 0;
     double numberBaseline = 0;
-    double markerBaseline = 0;
+    double numberBottom = 0;
     double height = 0;
 
     Anatomy(const SongPictureLayout& layout, std::int64_t row) {
@@ -55,11 +111,16 @@ struct RowPicture::Anatomy {
                       (layout.has(SongPictureLayout::chords) ? kChordHeight : kTickHeight);
         chordBaseline = waveformTop - 10;
         waveformBottom = waveformTop + kWaveformHeight;
-        const double numberBottom = waveformBottom + kNumberHeight;
+        numberBottom = waveformBottom + kNumberHeight;
         numberBaseline = numberBottom - 3;
-        markerBaseline = numberBottom + kMarkerHeight - 4;
-        const bool hasMarkers = !layout.itemsInRow(row, SongPictureLayout::markers).empty();
-        height = numberBottom + (hasMarkers ? kMarkerHeight : 0) + kRowGap;
+        std::size_t markerLaneCount = 0;
+        std::size_t ignored = 0;
+        for (const auto& marker : placedMarkers(layout, row, ignored))
+            markerLaneCount = std::max(markerLaneCount, marker.lane + 1);
+        height = numberBottom + static_cast<double>(markerLaneCount) * kMarkerHeight + kRowGap;
+    }
+    [[nodiscard]] double markerBaseline(std::size_t lane) const {
+        return numberBottom + static_cast<double>(lane + 1) * kMarkerHeight - 4;
     }
 };
 
@@ -77,7 +138,7 @@ public:
     Drawing(const RowPicture& picture, std::int64_t row)
         : mLayout(picture.mLayout), mRow(row), mAnatomy(mLayout, row), mSampleRate(picture.mSampleRate),
           mFrames(mLayout.rows().frameRange(row)), mWidth(mLayout.rows().width(row)),
-          mHiddenCount(mLayout.hiddenRegionCount(row)) {}
+          mPageWidth(mLayout.rows().pageWidth()), mHiddenCount(mLayout.hiddenRegionCount(row)) {}
 
     std::string draw(const WaveformOutline& outline, std::string_view waveform) {
         addSections();
@@ -88,7 +149,7 @@ public:
         addMarkers();
         addTime();
         if (mHiddenCount > 0)
-            addText("more", mWidth, mAnatomy.height - 7, "+ " + std::to_string(mHiddenCount) + " more");
+            addText("more", mPageWidth, mAnatomy.height - 7, "+ " + std::to_string(mHiddenCount) + " more");
         return std::move(mText);
     }
 
@@ -120,25 +181,8 @@ private:
         return shown.empty() && !name.empty() ? ">" + titleElement(name) + "</" + element + ">\n" : "/>\n";
     }
 
-    /// The items of a section that the row shows, less those that begin less than half a point before the
-    /// next one that is shown (in its lane): nobody could tell them apart. What is left out is counted.
     std::vector<Item> shownItems(SongPictureLayout::Section section) {
-        constexpr double kLeastDistance = 0.5; // points
-        const auto items = mLayout.itemsInRow(mRow, section);
-        std::vector<double> next(std::max<std::size_t>(mLayout.regionLaneCount(), 1),
-                                 std::numeric_limits<double>::infinity());
-        std::vector<Item> shown;
-        for (auto item = items.rbegin(); item != items.rend(); ++item) {
-            const double left = x((*item)->frames.lower);
-            if (left > next[(*item)->lane] - kLeastDistance) {
-                ++mHiddenCount;
-                continue;
-            }
-            next[(*item)->lane] = left;
-            shown.push_back(*item);
-        }
-        std::reverse(shown.begin(), shown.end());
-        return shown;
+        return tarn::shownItems(mLayout, mRow, section, mHiddenCount);
     }
 
     void addTime() {
@@ -185,27 +229,29 @@ private:
     /// the tip of its tick.
     void addChords() {
         const auto chords = shownItems(SongPictureLayout::chords);
-        double free = addChordGoingOn(chords.empty() ? mWidth : x(chords.front()->frames.lower));
+        double free = addChordGoingOn(chords.empty() ? mPageWidth : x(chords.front()->frames.lower));
         double raisedFree = 0;
         for (std::size_t i = 0; i < chords.size(); ++i) {
             const double left = x(chords[i]->frames.lower);
             const auto& name = chords[i]->text;
             // The last one may reach into the margin.
-            const double end = mWidth + kRightMargin;
+            const double end = mPageWidth + kRightMargin;
             const double right = i + 1 == chords.size() ? end : x(chords[i + 1]->frames.lower) - 3;
             const auto width = [&](PictureFont font) { return textWidth(name, font); };
-            const double crowdedEnd = left + width(kCrowdedChordFont) + 3;
+            // In front of the row's end where there is no room after its place.
+            const double crowdedLeft = std::min(left, end - width(kCrowdedChordFont));
+            const double crowdedEnd = crowdedLeft + width(kCrowdedChordFont) + 3;
             bool isShown = true;
             if (left >= free && left + width(kNarrowChordFont) <= right) {
                 const bool isNarrow = left + width(kChordFont) > right;
                 addText(isNarrow ? "chord narrow" : "chord", left, mAnatomy.chordBaseline, name);
                 free = left + width(isNarrow ? kNarrowChordFont : kChordFont);
-            } else if (left >= raisedFree && crowdedEnd <= end) {
-                addText("chord crowded", left, mAnatomy.chordBaseline - kRaise, name);
-                raisedFree = crowdedEnd;
-            } else if (left >= free && crowdedEnd <= end) {
-                addText("chord crowded", left, mAnatomy.chordBaseline, name);
+            } else if (crowdedLeft >= free && (crowdedEnd - 3 <= right || crowdedLeft < raisedFree)) {
+                addText("chord crowded", crowdedLeft, mAnatomy.chordBaseline, name);
                 free = crowdedEnd;
+            } else if (crowdedLeft >= raisedFree) {
+                addText("chord crowded", crowdedLeft, mAnatomy.chordBaseline - kRaise, name);
+                raisedFree = crowdedEnd;
             } else {
                 isShown = false;
                 ++mHiddenCount;
@@ -232,17 +278,23 @@ private:
         return 0;
     }
 
+    /// Whether the next row begins with a bar.
+    [[nodiscard]] bool endsWithBarLine() const {
+        if (mRow + 1 == mLayout.rows().rowCount())
+            return false;
+        const auto next = mLayout.itemsInRow(mRow + 1, SongPictureLayout::beats);
+        return !next.empty() && next.front()->isDownbeat && next.front()->frames.lower == mFrames.upper;
+    }
+
     void addBeats() {
-        constexpr double kNumberDistance = 14;
-        std::vector<std::pair<double, const PictureItem*>> beats;
+        const double bottom = mAnatomy.waveformBottom;
         std::vector<double> numbered; // where bar numbers stand
         const auto shown = shownItems(SongPictureLayout::beats);
-        double free = -kNumberDistance;
+        double free = -kLeftMargin;
         for (const auto& beat : shown) {
             const double at = x(beat->frames.lower);
-            const double bottom = mAnatomy.waveformBottom;
             if (!beat->isDownbeat) {
-                addLine("beat", at, bottom - 12, at, bottom);
+                addLine("beat", at, bottom - (opensGroup(*beat) ? 12 : 6), at, bottom);
                 continue;
             }
             addLine("bar", at, mAnatomy.waveformTop, at, bottom + 3);
@@ -254,30 +306,60 @@ private:
             numbered.push_back(at);
             free = at + half + 3;
         }
-        double last = -kNumberDistance;
-        for (const auto& beat : shown) {
-            const double at = x(beat->frames.lower);
-            const auto bar = std::lower_bound(numbered.begin(), numbered.end(), at);
-            const bool isNearBar = (bar != numbered.end() && *bar - at < kNumberDistance) ||
-                                   (bar != numbered.begin() && at - *(bar - 1) < kNumberDistance);
-            if (beat->isDownbeat || beat->number == 0 || isNearBar || at - last < kNumberDistance)
+        if (endsWithBarLine())
+            addLine("bar", mWidth, mAnatomy.waveformTop, mWidth, bottom + 3);
+        for (auto bar = shown.begin(); bar != shown.end();) {
+            const auto next =
+                std::find_if(bar + 1, shown.end(), [](const auto& beat) { return beat->isDownbeat; });
+            addBeatNumbers(bar, next, numbered);
+            bar = next;
+        }
+    }
+
+    /// Whether a beat within a bar is one that is felt.
+    [[nodiscard]] bool opensGroup(const PictureItem& beat) const {
+        return beat.number == 0 || (beat.number - 1) % mLayout.beatsPerGroup() == 0;
+    }
+
+    /// Numbers all beats of a bar, or the first one of each group, or of every other one: as many as have
+    /// room.
+    void addBeatNumbers(std::vector<Item>::const_iterator bar, std::vector<Item>::const_iterator end,
+                        const std::vector<double>& barNumbers) {
+        constexpr double kDistance = 14;
+        const auto isNearBar = [&](double at) {
+            const auto next = std::lower_bound(barNumbers.begin(), barNumbers.end(), at);
+            return (next != barNumbers.end() && *next - at < kDistance) ||
+                   (next != barNumbers.begin() && at - *(next - 1) < kDistance);
+        };
+        const std::size_t group = mLayout.beatsPerGroup();
+        for (const std::size_t step : {std::size_t{1}, group, 2 * group}) {
+            std::vector<std::pair<double, std::size_t>> places;
+            bool haveRoom = true;
+            for (auto beat = bar; beat != end; ++beat) {
+                if ((*beat)->isDownbeat || (*beat)->number == 0 || ((*beat)->number - 1) % step != 0)
+                    continue;
+                const double at = x((*beat)->frames.lower);
+                haveRoom =
+                    haveRoom && !isNearBar(at) && (places.empty() || at - places.back().first >= kDistance);
+                places.emplace_back(at, (*beat)->number);
+            }
+            if (!haveRoom)
                 continue;
-            addText("beat-number", at, mAnatomy.numberBaseline, std::to_string(beat->number));
-            last = at;
+            for (const auto& [at, number] : places)
+                addText("beat-number", at, mAnatomy.numberBaseline, std::to_string(number));
+            return;
         }
     }
 
     void addMarkers() {
-        const auto markers = shownItems(SongPictureLayout::markers);
-        for (std::size_t i = 0; i < markers.size(); ++i) {
-            const double at = x(markers[i]->frames.lower);
-            const double foot = mAnatomy.markerBaseline + 2;
-            addLine("marker", at, mAnatomy.waveformTop, at, foot);
-            const double right = i + 1 < markers.size() ? x(markers[i + 1]->frames.lower) - 3 : mWidth;
-            const auto shown = fittedText(markers[i]->text, right - at - 10, kMarkerFont);
-            mText += "<path class=\"flag\" d=\"M" + pictureNumber(at) + " " + pictureNumber(foot - 10) +
-                     "l7 4l-7 4z\"" + endOfMark("path", shown, markers[i]->text);
-            addText("marker-name", at + 10, mAnatomy.markerBaseline, shown, markers[i]->text);
+        for (const auto& [marker, left, room, lane] : placedMarkers(mLayout, mRow, mHiddenCount)) {
+            const double baseline = mAnatomy.markerBaseline(lane);
+            addLine("marker", left, mAnatomy.waveformTop, left, mAnatomy.waveformBottom);
+            addLine("marker", left, mAnatomy.numberBottom, left, baseline + 2); // spares the beat's number
+            const auto shown = fittedText(marker->text, room, kMarkerFont);
+            mText += "<path class=\"flag\" d=\"M" + pictureNumber(left) + " " + pictureNumber(baseline - 8) +
+                     "l7 4l-7 4z\"" + endOfMark("path", shown, marker->text);
+            addText("marker-name", left + kFlagWidth, baseline, shown, marker->text);
         }
     }
 
@@ -297,7 +379,7 @@ private:
         mText += "</svg>\n";
     }
 
-    static constexpr double kRightMargin = 10; ///< that names may use
+    static constexpr double kRightMargin = 10; ///< beyond the page's width, that chords may use
     static constexpr double kRaise = 14;       ///< of crowded chords over the others
 
     const SongPictureLayout& mLayout;
@@ -306,6 +388,7 @@ private:
     double mSampleRate;
     Range<std::int64_t> mFrames;
     double mWidth;
+    double mPageWidth;        ///< up to where names may reach, also in a short row
     std::size_t mHiddenCount; ///< what the row does not show
     std::string mText;
 };

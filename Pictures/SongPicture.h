@@ -32,7 +32,7 @@ void writeSongPictureSVG(std::ostream& out, const Song& song, const std::shared_
 
 /// The same as an HTML page that stands alone, for window, phone and paper: where the width of the options
 /// is too much, rows hold less music. It plays `audioFile` (a path as seen from the page, in UTF-8) with a
-/// moving cursor, or tells why the browser cannot.
+/// moving cursor, or tells why the browser cannot; without one it has no player.
 void writeSongPictureHTML(std::ostream& out, const Song& song, const std::shared_ptr<Waveform>& waveform,
                           const PictureOptions& options, const std::string& audioFile);
 

@@ -105,16 +105,21 @@ void writeLayout(std::ostream& out, const Song& song, const PageLayout& page,
     out << "</div>\n";
 }
 
-/// Each bar is a button that goes there.
-void writeChart(std::ostream& out, const SpokenChart& chart) {
+/// Each bar is a button that goes there, where there is a player.
+void writeChart(std::ostream& out, const SpokenChart& chart, bool hasPlayer) {
     for (const auto& passage : chart.passages) {
         if (!passage.section.empty())
             out << "<h2>" << escapedMarkup(passage.section) << "</h2>\n";
         out << "<ul>\n";
-        for (const auto& line : passage.lines)
-            out << "<li><button type=\"button\" data-frame=\"" << line.frame << "\">"
-                << escapedMarkup(line.place) << "</button> <span>" << escapedMarkup(line.chords)
-                << "</span></li>\n";
+        for (const auto& line : passage.lines) {
+            out << "<li>";
+            if (hasPlayer)
+                out << "<button type=\"button\" data-frame=\"" << line.frame << "\">"
+                    << escapedMarkup(line.place) << "</button>";
+            else
+                out << "<span class=\"place\">" << escapedMarkup(line.place) << "</span>";
+            out << " <span>" << escapedMarkup(line.chords) << "</span></li>\n";
+        }
         out << "</ul>\n";
     }
     if (chart.leftOut > 0)
@@ -148,7 +153,7 @@ void writeSongPictureHTML(std::ostream& out, const Song& song, const std::shared
         const char* separator = "";
         for (const auto& fact : heading.facts) {
             out << separator << escapedMarkup(fact);
-            separator = " · ";
+            separator = "\u00A0· "; // lines do not begin with it
         }
     };
     const auto writeRows = [&] {
@@ -163,16 +168,21 @@ void writeSongPictureHTML(std::ostream& out, const Song& song, const std::shared
         out << kPictureStyle << kPageStyle
             << "#song { --widest: " << pictureNumber(options.pageWidth + kMargins) << "px }\n";
     };
+    const bool hasPlayer = !audioFile.empty();
+    const auto writePlayer = [&] {
+        if (hasPlayer)
+            writeFilled(out, kPlayerMarkup, {{"audio", [&] { out << percentEncoded(audioFile); }}});
+    };
     writeFilled(out, kPageMarkup,
                 {{"title", [&] { out << escapedMarkup(heading.title); }},
                  {"style", writeStyle},
-                 {"audio", [&] { out << percentEncoded(audioFile); }},
+                 {"player", writePlayer},
                  {"rate", [&] { out << decimalText(song.recording.sampleRate, 3); }},
                  {"artist", writeArtist},
                  {"facts", writeFacts},
                  {"waveform", [&] { writeWaveformPieces(out, outline); }},
                  {"rows", writeRows},
-                 {"chart", [&] { writeChart(out, spokenChart(song, options)); }},
+                 {"chart", [&] { writeChart(out, spokenChart(song, options), hasPlayer); }},
                  {"script", [&] { out << kPageScript; }}});
 }
 

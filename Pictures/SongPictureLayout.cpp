@@ -2,6 +2,7 @@
 
 #include "Pictures/PictureText.h"
 #include "Song/CountedBeats.h"
+#include "Song/GridReplacement.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 
 #include <algorithm>
@@ -225,6 +226,8 @@ SongPictureLayout::SongPictureLayout(const Song& song, const PictureOptions& opt
                    list(regionItems(*song.notes, snapped, mRegionLaneCount, hiddenRegions)),
                    list(markerItems(*song.notes, snapped))});
     mHiddenRegions = countsByRow(*mRows, hiddenRegions);
+    if (countedBeatsPerTempoBeat(song.notes->timeSignature()) == 3)
+        mBeatsPerGroup = 3;
 }
 
 std::vector<SongPictureLayout::Item> SongPictureLayout::itemsInRow(std::int64_t row, Section section) const {

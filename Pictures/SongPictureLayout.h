@@ -49,6 +49,8 @@ public:
     }
     /// How many lanes of regions the song needs, a few at most; 0 without regions.
     [[nodiscard]] std::size_t regionLaneCount() const { return mRegionLaneCount; }
+    /// How many counted beats make one that is felt: three in compound metres such as 6/8, else one.
+    [[nodiscard]] std::size_t beatsPerGroup() const { return mBeatsPerGroup; }
     [[nodiscard]] bool has(Section section) const { return mItems->itemCount(section) > 0; }
 
 private:
@@ -56,6 +58,7 @@ private:
     std::vector<Item> mChords;
     std::unique_ptr<CombinedTimelineDataSource> mItems;
     std::size_t mRegionLaneCount = 0;
+    std::size_t mBeatsPerGroup = 1;
     std::vector<std::size_t> mHiddenRegions; ///< one for each row; empty where no region is hidden
 };
 

@@ -30,6 +30,7 @@ public:
     /// The zoom of a row, and of most rows.
     [[nodiscard]] double framesPerPoint(std::int64_t row) const;
     [[nodiscard]] double usualFramesPerPoint() const { return mUsualLength / mWidth; }
+    [[nodiscard]] double pageWidth() const { return mWidth; }
     /// How wide the row's music is, in points.
     [[nodiscard]] double width(std::int64_t row) const;
     /// Where a frame lies in a row, in points from its left edge; at an edge for frames beyond it.

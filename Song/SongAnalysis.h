@@ -20,7 +20,8 @@ public:
 };
 
 struct SongAnalysisOptions {
-    /// Find everything again in place of what an analysis finds; the former document is kept beside the file.
+    /// Find everything again, also what the document has already; entries of these kinds are replaced, and
+    /// the former document is kept beside the file.
     bool force = false;
     /// The recording belongs to the document although it sounds different. Its sample rate has to be the
     /// same.
@@ -46,20 +47,22 @@ struct SongAnalysisOutcome {
 /// Analyses a recording into the document in a file, a new one where there is none; in one that exists, only
 /// kinds of entries that are missing are found and added. The analysis works on a copy; what it found enters
 /// the document as it is at the end, so that edits by others in the meantime are kept. The process-wide
-/// factory reads the recording; caches are named by its digest. The caller's thread becomes the main thread.
+/// factory reads the recording; caches are named by its digest. Blocks until the analysis ends; the caller's
+/// thread becomes the main thread (MainQueue).
 /// Throws SongAnalysisCancelled and SongError (unreadable, unsupportedRecording, undecodable, otherRecording,
 /// otherSampleRate, unsound, unwritable, busy, changed); the file is then as it was.
 SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
                                         const std::filesystem::path& document,
                                         const SongAnalysisOptions& options = {});
 
-/// A new song of a recording, without annotations, with title and artist as its file has them. `file`, where
-/// the song will be kept, decides how the recording is named. Throws as analyzeRecording.
+/// A new song of a recording, without annotations, with title and artist as its file has them, kept in no file
+/// yet. `file`, where it is going to be kept, decides how the recording is named. Of the options only
+/// `isCancelled` counts. Throws as analyzeRecording.
 [[nodiscard]] std::shared_ptr<Song> newSong(const std::filesystem::path& recording,
                                             const std::filesystem::path& file = {},
                                             const SongAnalysisOptions& options = {});
 
-/// A new song of a recording, analysed, and kept in no file yet: one step of its history. Throws
+/// The same, analysed, which is one step of its history; blocks as analyzeIntoDocument does. Throws
 /// SongAnalysisCancelled and SongError (unreadable, unsupportedRecording).
 [[nodiscard]] std::shared_ptr<Song> analyzeRecording(const std::filesystem::path& recording,
                                                      const std::filesystem::path& file = {},

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -264,32 +265,81 @@ bool visitKind(const Song& song, const std::string& name, Visitor&& visitor) {
     return isKnown;
 }
 
-/// Gives the storage the changed lists of its kinds. The others stay as they are, in the order in which they
-/// are stored; no rule changes what was consistent before.
-template <typename Storage>
-void restore(Storage& storage, const Change& change, Direction direction,
-             void (Storage::*populate)(const Storage&)) {
-    const auto changeOfKind = [&](const char* name) -> const KindChange* {
-        const auto found = std::ranges::find(change.kinds, name, [](const auto& kind) { return kind->kind; });
-        return found == change.kinds.end() ? nullptr : found->get();
-    };
-    bool isConcerned = false;
-    Storage::forEachKind([&]<typename Kind>(Kind) { isConcerned |= changeOfKind(Kind::kName) != nullptr; });
-    if (!isConcerned)
-        return;
-    const auto restored = std::make_shared<Storage>();
-    ((*restored).*populate)(storage); // its counter, above all
+/// Gives the storage other lists of entries, each as it stands: no rule changes what was consistent before.
+/// `entriesOf` returns that of a kind.
+template <typename Storage, typename EntriesOf>
+void fill(Storage& storage, void (Storage::*populate)(const Storage&), const EntriesOf& entriesOf) {
+    const auto filled = std::make_shared<Storage>();
+    ((*filled).*populate)(storage); // its counter, above all
     Storage::forEachKind(
-        [&]<typename Kind>(Kind) { restored->template remove<Kind>(restored->template entries<Kind>()); });
-    Storage::KindList::forEachBy(&KindPlaces::unarchived, [&]<typename Kind>(Kind) {
-        auto entries = storage.template storedEntries<Kind>();
-        if (const KindChange* const kind = changeOfKind(Kind::kName)) {
-            const auto [from, to] = inDirection(*kind, direction);
-            entries = *moved(entries, from, to);
-        }
-        restored->template add<Kind>(std::move(entries));
+        [&]<typename Kind>(Kind) { filled->template remove<Kind>(filled->template entries<Kind>()); });
+    Storage::KindList::forEachBy(&KindPlaces::unarchived, [&]<typename Kind>(Kind kind) {
+        filled->template add<Kind>(entriesOf(kind));
     });
-    (storage.*populate)(*restored);
+    (storage.*populate)(*filled);
+}
+
+void fillNotes(Song& song, const auto& entriesOf) {
+    fill(*song.notes, &TarnNoteEntryStorage::populateWithNoteEntryStorageEntries, entriesOf);
+}
+
+void fillStructure(Song& song, const auto& entriesOf) {
+    fill(*song.structure, &TarnSongStructureStorage::populateWithSongStructureStorageEntries, entriesOf);
+}
+
+/// Whether two entries of one kind and place say the same, whatever their identifiers.
+bool sayTheSame(const std::shared_ptr<TarnBeatEntry>& some, const std::shared_ptr<TarnBeatEntry>& other) {
+    return some->isDownbeat() == other->isDownbeat();
+}
+bool sayTheSame(const std::shared_ptr<TarnTimeSignatureEntry>& some,
+                const std::shared_ptr<TarnTimeSignatureEntry>& other) {
+    return some->numerator() == other->numerator() && some->denominator() == other->denominator();
+}
+template <typename Entry>
+bool sayTheSame(const std::shared_ptr<Entry>& some, const std::shared_ptr<Entry>& other) {
+    if (&some->dynamicClass() != &other->dynamicClass())
+        return false;
+    const auto renamed = some->newEntryOfSameClass(other->eventId());
+    some->copyAttributesToEntry(*renamed);
+    return KeyedArchiver::archivedData(renamed) == KeyedArchiver::archivedData(other);
+}
+
+/// The indices of the entries that `others` lacks.
+template <typename Entry>
+std::vector<std::size_t> missingIn(const EntryList<Entry>& others, const EntryList<Entry>& all) {
+    const std::unordered_set<std::shared_ptr<Entry>> present(others.begin(), others.end());
+    std::vector<std::size_t> missing;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (!present.contains(all[i]))
+            missing.push_back(i);
+    }
+    return missing;
+}
+
+/// `present` with former entries in place of those that were only made again; in the former order where that
+/// is all.
+template <typename Entry>
+EntryList<Entry> kept(const EntryList<Entry>& former, const EntryList<Entry>& present) {
+    if (former.isSameListAs(present))
+        return present;
+    std::unordered_multimap<std::int64_t, std::shared_ptr<Entry>> gone; // by their places
+    for (const std::size_t index : missingIn(present, former))
+        gone.emplace(former[index]->location(), former[index]);
+    std::vector<std::shared_ptr<Entry>> entries = present.copy();
+    bool isAll = former.size() == present.size();
+    for (const std::size_t index : missingIn(former, present)) {
+        auto& entry = entries[index];
+        const auto [first, end] = gone.equal_range(entry->location());
+        const auto same = std::find_if(
+            first, end, [&](const auto& candidate) { return sayTheSame(candidate.second, entry); });
+        if (same != end) {
+            entry = same->second;
+            gone.erase(same);
+        } else {
+            isAll = false;
+        }
+    }
+    return isAll && gone.empty() ? former : EntryList<Entry>(std::move(entries));
 }
 
 } // namespace
@@ -303,17 +353,54 @@ SongState::SongState(const Song& song) : mProperties(song.properties), mFacts(so
     });
 }
 
-bool SongState::operator==(const SongState& other) const {
-    bool areEqual = mProperties == other.mProperties && mFacts == other.mFacts;
-    const auto compare = [&]<typename... Kinds>(const auto& some, const auto& others,
-                                                EntryKindList<Kinds...>) {
-        ((areEqual = areEqual && std::ranges::equal(std::get<EntryList<typename Kinds::Entry>>(some),
-                                                    std::get<EntryList<typename Kinds::Entry>>(others))),
-         ...);
+namespace {
+
+/// Whether both hold the same entries of each kind of the list.
+template <typename Lists, typename... Kinds>
+bool areEqual(const Lists& some, const Lists& others, EntryKindList<Kinds...>) {
+    const auto areOfKindEqual = [](const auto& entries, const auto& otherEntries) {
+        return entries.isSameListAs(otherEntries) || std::ranges::equal(entries, otherEntries);
     };
-    compare(mNotes, other.mNotes, NoteEntryKinds());
-    compare(mStructure, other.mStructure, SongStructureKinds());
-    return areEqual;
+    return (areOfKindEqual(std::get<EntryList<typename Kinds::Entry>>(some),
+                           std::get<EntryList<typename Kinds::Entry>>(others)) &&
+            ...);
+}
+
+} // namespace
+
+bool SongState::operator==(const SongState& other) const {
+    return mProperties == other.mProperties && mFacts == other.mFacts &&
+           areEqual(mNotes, other.mNotes, NoteEntryKinds()) &&
+           areEqual(mStructure, other.mStructure, SongStructureKinds());
+}
+
+void SongState::restoreIn(Song& song) const {
+    const SongState present(song);
+    if (!areEqual(present.mNotes, mNotes, NoteEntryKinds()))
+        fillNotes(song,
+                  [&]<typename Kind>(Kind) { return std::get<EntryList<typename Kind::Entry>>(mNotes); });
+    if (!areEqual(present.mStructure, mStructure, SongStructureKinds()))
+        fillStructure(
+            song, [&]<typename Kind>(Kind) { return std::get<EntryList<typename Kind::Entry>>(mStructure); });
+    song.properties = mProperties;
+    song.facts = mFacts;
+}
+
+SongState SongState::keepingEntriesOf(const SongState& former) const {
+    SongState result = *this;
+    const auto keep = [](auto& lists, const auto& formerLists, auto kinds) {
+        kinds.forEach([&]<typename Kind>(Kind) {
+            auto& list = std::get<EntryList<typename Kind::Entry>>(lists);
+            list = kept(std::get<EntryList<typename Kind::Entry>>(formerLists), list);
+        });
+    };
+    keep(result.mNotes, former.mNotes, NoteEntryKinds());
+    keep(result.mStructure, former.mStructure, SongStructureKinds());
+    return result;
+}
+
+void keepEntriesMadeAgain(Song& song, const SongState& before) {
+    SongState(song).keepingEntriesOf(before).restoreIn(song);
 }
 
 std::optional<Data> SongDifference::between(const SongState& before, const SongState& after) {
@@ -372,9 +459,30 @@ std::optional<std::string> SongDifference::obstacle(const Song& song, const Data
 void SongDifference::apply(Song& song, const Data& difference, Direction direction) {
     const auto change = Change::of(difference);
     precondition(change != nullptr, "This is not the difference of a step");
-    restore(*song.notes, *change, direction, &TarnNoteEntryStorage::populateWithNoteEntryStorageEntries);
-    restore(*song.structure, *change, direction,
-            &TarnSongStructureStorage::populateWithSongStructureStorageEntries);
+    const auto changeOfKind = [&](const char* name) {
+        const auto found =
+            std::ranges::find(change->kinds, name, [](const auto& kind) { return kind->kind; });
+        return found == change->kinds.end() ? nullptr : found->get();
+    };
+    const auto changes = [&](auto kinds) {
+        bool any = false;
+        kinds.forEach([&]<typename Kind>(Kind) { any = any || changeOfKind(Kind::kName) != nullptr; });
+        return any;
+    };
+    const auto entriesIn = [&](const auto* storage) {
+        return [&, storage]<typename Kind>(Kind) {
+            auto entries = storage->template storedEntries<Kind>();
+            const KindChange* const ofKind = changeOfKind(Kind::kName);
+            if (!ofKind)
+                return entries;
+            const auto [from, to] = inDirection(*ofKind, direction);
+            return *moved(entries, from, to);
+        };
+    };
+    if (changes(NoteEntryKinds()))
+        fillNotes(song, entriesIn(song.notes.get()));
+    if (changes(SongStructureKinds()))
+        fillStructure(song, entriesIn(song.structure.get()));
     const bool isBack = direction == Direction::back;
     if (change->properties)
         song.properties = isBack ? change->properties->first : change->properties->second;

@@ -28,6 +28,11 @@ public:
     explicit SongState(const Song& song);
 
     [[nodiscard]] bool operator==(const SongState& other) const;
+    /// Gives the song what it held at this moment; the entries are the same objects.
+    void restoreIn(Song& song) const;
+    /// This state with entries of a former one in place of those that were only made again: that came where
+    /// one went which said the same.
+    [[nodiscard]] SongState keepingEntriesOf(const SongState& former) const;
     /// Whether both hold the same entries of the kind.
     template <typename Kind>
     [[nodiscard]] bool hasSameEntriesAs(const SongState& other) const {
@@ -57,6 +62,10 @@ private:
     SongProperties mProperties;
     AnalysisFacts mFacts;
 };
+
+/// Gives the song back the entries that were only made again since: they keep their identifiers and facts,
+/// and a change that leaves everything as it was makes no step.
+void keepEntriesMadeAgain(Song& song, const SongState& before);
 
 /// What leads from one state of a song to another and back, in bytes that can be kept: of each kind the
 /// entries that are only in one of the two states, with their places.

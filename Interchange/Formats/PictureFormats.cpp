@@ -12,7 +12,8 @@ std::vector<FormatOption> pictureOptions() {
          "About how much music a row shows",
          {},
          "16",
-         FormatOption::Limits{0.5, 3600, false}}};
+         FormatOption::Limits{0.5, 3600, false}},
+        concertOption()};
 }
 
 template <bool isPage>
@@ -20,6 +21,7 @@ void writePicture(std::ostream& out, const Song& song, const WriteRequest& reque
     PictureOptions options;
     options.pageWidth = request.options.number("width").value_or(options.pageWidth);
     options.secondsPerRow = request.options.number("seconds-per-row").value_or(options.secondsPerRow);
+    options.isAtConcertPitch = request.options.has("concert");
     if constexpr (isPage)
         writeSongPictureHTML(out, song, request.waveform, options, request.audioFile);
     else

@@ -6,7 +6,8 @@
  * @typedef {{first: number, end: number, left: number, right: number, top: number, bottom: number}} Place
  */
 (() => {
-  const audio = /** @type {HTMLAudioElement} */ (document.getElementById('audio'));
+  const audio = /** @type {HTMLAudioElement | null} */ (document.getElementById('audio'));
+  if (!audio) return; // a song without a recording
   const song = /** @type {HTMLElement} */ (document.getElementById('song'));
   const trouble = /** @type {HTMLElement} */ (document.getElementById('trouble'));
   const sampleRate = Number(song.dataset.rate);

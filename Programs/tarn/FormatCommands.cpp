@@ -156,7 +156,8 @@ void writeSongFile(const Song& song, const std::filesystem::path& document, cons
     checkWritable(output);
     WriteRequest request{options, {}, {}};
     const auto recording = song.recordingFile(document);
-    if (format.isPicture) {
+    const bool isOfRecording = format.isPicture && song.hasRecording();
+    if (isOfRecording) {
         const std::string cacheName = cacheNameOf(recording);
         markCacheUsed(cacheName);
         request.waveform = waveformOfRecording(recording, cacheName);
@@ -174,7 +175,7 @@ void writeSongFile(const Song& song, const std::filesystem::path& document, cons
     }
     if (!isWritten)
         throw Failure(ExitStatus::unwritableOutput, error.localizedDescription());
-    if (format.isPicture && !request.waveform)
+    if (isOfRecording && !request.waveform)
         std::cerr << "tarn: " << onOneLine(recording.string())
                   << ": the recording cannot be read; the picture has no waveform\n";
 }

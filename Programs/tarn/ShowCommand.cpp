@@ -16,6 +16,7 @@ struct ShowOptions {
     std::string file;
     bool json = false;
     bool isSalvaged = false;
+    bool isAtConcertPitch = false;
 };
 
 /// What can be read of a damaged document; what could not be is told on standard error.
@@ -31,7 +32,8 @@ void show(const ShowOptions& options) {
     if (options.json)
         printJSON(*document);
     else
-        std::cout << songFacts(*document) << songChart(*document);
+        std::cout << songFacts(*document, options.isAtConcertPitch)
+                  << songChart(*document, options.isAtConcertPitch);
 }
 
 } // namespace
@@ -41,8 +43,13 @@ void addShowCommand(CLI::App& app) {
         "show", "Show a document as a chart: bars with their chords, sections, regions and markers");
     const auto options = std::make_shared<ShowOptions>();
     command->add_option("document", options->file, "The document")->required()->type_name("FILE.tarn");
-    command->add_flag("--json", options->json, "Print the whole document as one JSON object instead");
+    auto* const json =
+        command->add_flag("--json", options->json, "Print the whole document as one JSON object instead");
     command->add_flag("--salvage", options->isSalvaged, "Show what can be read of a damaged document");
+    command
+        ->add_flag("--concert", options->isAtConcertPitch,
+                   "Chords and key as they sound, without the song's capo and transposition")
+        ->excludes(json);
     command->footer("Example:\n  tarn show song.tarn");
     command->callback([options] { show(*options); });
 }

@@ -34,6 +34,8 @@ std::vector<EditWord> splitWords(std::string_view text) {
                 throw EditWordError("a quote does not end");
             words.push_back({std::string(text.substr(1, end - 1)), true});
             text.remove_prefix(end + 1);
+            if (!text.empty() && kBlankCharacters.find(text.front()) == std::string_view::npos)
+                throw EditWordError("a quote ends within a word; a name with \" stands in ' '");
         } else {
             const std::size_t end = std::min(text.find_first_of(kBlankCharacters), text.size());
             words.push_back({std::string(text.substr(0, end)), false});

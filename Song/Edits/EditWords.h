@@ -42,6 +42,8 @@ public:
     explicit EditWords(std::vector<EditWord> words) : mWords(std::move(words)) {}
 
     [[nodiscard]] bool isAtEnd() const { return mNext == mWords.size(); }
+    /// Whether the next word, which there has to be, stood in quotes.
+    [[nodiscard]] bool isNextQuoted() const { return mWords[mNext].isQuoted; }
     /// Takes the keyword when it comes next; quoted words are never keywords.
     bool takeIf(std::string_view keyword);
     void expect(std::string_view keyword);

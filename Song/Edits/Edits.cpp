@@ -108,12 +108,12 @@ std::vector<std::string> applyEdits(Song& song, std::span<const Edit> edits, con
         try {
             changes.push_back(edit.apply(song));
         } catch (const EditRefused& refusal) {
-            if (const auto difference = SongDifference::between(before, SongState(song)))
-                SongDifference::apply(song, *difference, SongDifference::Direction::back);
+            before.restoreIn(song);
             throw EditRefused("'" + edit.text + "': " + refusal.what());
         }
         sentences += (sentences.empty() ? "" : "; ") + edit.text;
     }
+    keepEntriesMadeAgain(song, before);
     song.record(message.empty() ? sentences : message);
     return changes;
 }

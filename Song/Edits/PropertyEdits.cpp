@@ -5,8 +5,14 @@ namespace {
 
 Action setText(EditWords& words, const char* what, std::string SongProperties::*property) {
     std::string text; // of all words, since shells take quotes away; none clears it
-    while (!words.isAtEnd())
+    std::size_t count = 0;
+    bool hasQuotes = false;
+    for (; !words.isAtEnd(); ++count) {
+        hasQuotes = hasQuotes || words.isNextQuoted();
         text += (text.empty() ? "" : " ") + onOneLine(words.word(what));
+    }
+    if (hasQuotes && count > 1) // they might belong to it, as in Rock 'n' Roll
+        throw EditWordError("quotes stand around the whole " + std::string(what));
     return [=](Song& song) {
         const std::string before = std::exchange(song.properties.*property, text);
         return std::string(what) + " " + quoted(text) + " (was " + quoted(before) + ")";

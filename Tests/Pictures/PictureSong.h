@@ -6,6 +6,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace tarn::test {
 
@@ -35,6 +36,17 @@ inline std::size_t count(const std::string& text, const std::string& part) {
     for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
         ++found;
     return found;
+}
+
+/// What the texts of a class say, in their order.
+inline std::vector<std::string> textsOf(const std::string& svg, const std::string& cssClass) {
+    std::vector<std::string> texts;
+    const std::string start = "<text class=\"" + cssClass + "\"";
+    for (auto at = svg.find(start); at != std::string::npos; at = svg.find(start, at + start.size())) {
+        const auto begin = svg.find('>', at) + 1;
+        texts.push_back(svg.substr(begin, svg.find("</text>", begin) - begin));
+    }
+    return texts;
 }
 
 } // namespace tarn::test

@@ -39,6 +39,16 @@ TEST(SongPage, IsMadeOfNamesThatCannotLeaveTheirPlace) {
     EXPECT_THAT(page, HasSubstr("src=\"%22onerror%3Dalert%281%29%20x%3D%22.wav\""));
 }
 
+TEST(SongPage, HasNoPlayerWithoutARecording) {
+    Song song(Recording{"", 1000, 4000, ""});
+    addChord(song, 0, "C");
+    const auto page = pageOf(song, kTwoBars, "");
+    EXPECT_THAT(page, HasSubstr("<h1>Untitled</h1>"));
+    EXPECT_THAT(page, Not(HasSubstr("<audio")));
+    EXPECT_THAT(page, Not(HasSubstr("<button")));
+    EXPECT_THAT(page, HasSubstr("<span class=\"place\">0:00</span> <span>C</span>"));
+}
+
 TEST(SongPage, SharesOneWaveformAmongItsRows) {
     const auto song = eightBars();
     const auto waveform = std::make_shared<Waveform>(256 * 600, 1000);

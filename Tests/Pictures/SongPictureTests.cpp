@@ -1,3 +1,4 @@
+#include "Pictures/RowPicture.h"
 #include "Pictures/SongPictureLayout.h"
 #include "Tests/Pictures/PictureSong.h"
 
@@ -72,6 +73,58 @@ TEST(SongPicture, CutsNamesWhereTheirRoomEnds) {
     EXPECT_LT(svg.size(), 40'000u);
 }
 
+TEST(SongPicture, NumbersTheSameBeatsInBarsOfOneWidth) {
+    const auto numbersAt = [](const Song& song, double width) {
+        std::string numbers;
+        for (const auto& number : textsOf(svgOf(song, {width, 4}), "beat-number"))
+            numbers += number;
+        return numbers.substr(0, 6);
+    };
+    const auto four = eightBars();
+    EXPECT_EQ(numbersAt(*four, 400), "234234");
+    EXPECT_EQ(numbersAt(*four, 100), "333333") << "every other beat, where not all have room";
+    EXPECT_EQ(numbersAt(*four, 50), "");
+    // Four bars of 6/8.
+    const auto six = std::make_shared<Song>(Recording{"jig.wav", 1000, 12'000, "id"});
+    six->notes->setTimeSignature(6, 8);
+    addBeats(*six, {.first = 0, .spacing = 500, .count = 24, .perBar = 6});
+    addTempo(*six, 40);
+    EXPECT_EQ(numbersAt(*six, 400), "234562");
+    EXPECT_EQ(numbersAt(*six, 60), "4444") << "the dotted beat";
+    EXPECT_THAT(svgOf(*six), HasSubstr(">♩. = 40   ·   6/8   ·   0:12<"));
+}
+
+TEST(SongPicture, NamesMarkersThatStandCloseBelowEachOther) {
+    const auto song = eightBars();
+    perform(*song,
+            "add-marker \"A first long name\" at 1:1|add-marker Second at 1:2|add-marker Third at 2:4");
+    const auto svg = svgOf(*song);
+    using Texts = std::vector<std::string>;
+    EXPECT_EQ(textsOf(svg, "marker-name"), (Texts{"A first long name", "Second", "Third"}));
+    const SongPictureLayout layout(*song, kTwoBars);
+    const RowPicture picture(layout, 1000);
+    EXPECT_EQ(picture.height(0) - picture.height(1), 32) << "two lanes of names";
+}
+
+TEST(SongPicture, ShowsAChordAtTheEndOfAShortRow) {
+    const auto song = eightBars();
+    song->notes->removeBeatEntriesInArray(song->notes->beatEntries());
+    song->recording.frameCount = 14'600;
+    addBeats(*song, {.first = 500, .spacing = 250, .count = 56, .perBar = 8});
+    addChord(*song, 14'550, "C#m7b5/G");
+    const auto svg = svgOf(*song);
+    EXPECT_THAT(svg, HasSubstr(">C♯m7♭5/G</text>"));
+    EXPECT_EQ(textsOf(svg, "more").size(), 0u);
+}
+
+TEST(SongPicture, ShowsAChordThatComesEarlyBeforeARowEnds) {
+    const auto song = eightBars();
+    addChord(*song, 4460, "C#m7b5/G"); // a few points before bar 3, which opens the next row
+    const auto svg = svgOf(*song);
+    EXPECT_EQ(textsOf(svg, "chord crowded"), std::vector<std::string>{"C♯m7♭5/G"});
+    EXPECT_EQ(textsOf(svg, "more").size(), 0u);
+}
+
 TEST(SongPicture, FollowsChartsAndSaysWhatTheSongIsCalled) {
     const auto song = std::make_shared<Song>(Recording{"folder/tune.take1.wav", 1000, 4000, "id"});
     addChord(*song, 0, "G");
@@ -91,13 +144,16 @@ TEST(SongPicture, FollowsChartsAndSaysWhatTheSongIsCalled) {
 
 TEST(SongPicture, ReadsAsTextForThoseWhoDoNotSeeIt) {
     const auto song = eightBars();
-    perform(*song, "add-section Opening at 1:1|add-section \"Closing <!>\" at 7:1|add-chord C at 1:3");
+    perform(*song, "add-section Opening at 1:1|add-section \"Closing <!>\" at 7:1|add-chord C at 1:3|"
+                   "add-section Break at 5:1|add-section Solo at 5:2|add-section End at 8:4");
     song->notes->removeChordEntry(song->notes->chordEntries()[2]); // at bar 2
     const auto svg = svgOf(*song);
     EXPECT_THAT(svg, HasSubstr("role=\"img\" aria-labelledby=\"song-title song-chart\""));
     EXPECT_THAT(svg, HasSubstr("<title id=\"song-title\">My song &amp; &lt;more&gt;</title>"));
     EXPECT_THAT(svg, HasSubstr("\nOpening.\nBar 1: F♯/A♯, C.\nBar 2: C.\nBar 3: F♯/A♯.\n"));
     EXPECT_THAT(svg, HasSubstr("\nClosing &lt;!&gt;.\nBar 7: F♯/A♯.\n"));
+    EXPECT_THAT(svg, HasSubstr("\nBreak, Solo.\nBar 5: F♯/A♯.\n")) << "both begin in bar 5";
+    EXPECT_THAT(svg, HasSubstr("\nEnd.\n</desc>"));
 }
 
 std::shared_ptr<Waveform> waveformOf(const std::vector<Waveform::Point>& points) {

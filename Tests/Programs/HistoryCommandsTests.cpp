@@ -42,6 +42,22 @@ TEST_F(ProgramTest, changesAreUndoneAndRedoneInLaterRuns) {
     expectFailure(tarn({"redo", "small.tarn"}), 5, "nothing to redo");
 }
 
+TEST_F(ProgramTest, anImportOfWhatTheDocumentHoldsMakesNoStep) {
+    saveSmallDocument();
+    const auto history = outputOf({"history", "small.tarn"});
+    const std::vector<std::string> files[] = {{"a.lab"},      {"beats.csv", "--what", "beats"},
+                                              {"a.jams"},     {"a.txt", "--what", "sections"},
+                                              {"a.musicxml"}, {"a.svl", "--what", "regions"}};
+    for (const auto& file : files) {
+        for (const char* command : {"export", "import"}) {
+            std::vector<std::string> arguments{command, "small.tarn"};
+            arguments.insert(arguments.end(), file.begin(), file.end());
+            (void)outputOf(arguments);
+        }
+        EXPECT_EQ(outputOf({"history", "small.tarn"}), history) << file.front();
+    }
+}
+
 TEST_F(ProgramTest, aDamagedDocumentIsToldShownAndRepaired) {
     saveSmallDocument();
     const auto shown = tarn({"show", "small.tarn"}).output;

@@ -1,12 +1,17 @@
+#include "Platform/FileManager.h"
+#include "Platform/KeyedArchive.h"
 #include "Tests/Programs/ProgramTest.h"
 #include "Tests/Song/SongTexts.h"
 
+#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 namespace tarn::program {
 
 using nlohmann::json;
 using test::addChord;
+using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -40,6 +45,34 @@ Regions
 Markers
   Solo              bar 5 beat 3 (0:09.5)
 )");
+}
+
+TEST_F(ProgramTest, chartsAndPicturesFollowTheCapoUnlessTheyAreAtConcertPitch) {
+    saveSmallDocument();
+    ASSERT_EQ(tarn({"edit", "small.tarn", "capo=3"}).status, 0);
+    const auto chart = outputOf({"show", "small.tarn"});
+    EXPECT_THAT(chart, HasSubstr("\nKey        A major, recorded in C major\n"));
+    EXPECT_THAT(chart, HasSubstr("\nCapo       3\n"));
+    EXPECT_THAT(chart, HasSubstr("| A / / /"));
+    const auto sounding = outputOf({"show", "small.tarn", "--concert"});
+    EXPECT_THAT(sounding, HasSubstr("\nKey        C major\n"));
+    EXPECT_THAT(sounding, Not(HasSubstr("Capo")));
+    EXPECT_THAT(sounding, HasSubstr("| C / / /"));
+    ASSERT_EQ(tarn({"draw", "small.tarn", "played.svg"}).status, 0);
+    ASSERT_EQ(tarn({"draw", "small.tarn", "sounding.svg", "--concert"}).status, 0);
+    EXPECT_THAT(read("played.svg"), HasSubstr(">A major   ·   Capo 3   ·"));
+    EXPECT_THAT(read("sounding.svg"), HasSubstr(">C major   ·"));
+}
+
+TEST_F(ProgramTest, annotationsWithoutARecordingAreShownAndDrawn) {
+    const auto song = test::sampleSong();
+    const auto notes = KeyedArchiver::archivedData(song->notes);
+    ASSERT_TRUE(FileManager::writeAtomically(notes, folder / "alone.tarn"));
+    EXPECT_TRUE(outputOf({"show", "alone.tarn"}).starts_with("Recording  none, 0:17, 44100 Hz\n"));
+    const auto drawn = tarn({"draw", "alone.tarn", "alone.html"});
+    EXPECT_EQ(drawn.status, 0);
+    EXPECT_EQ(drawn.errors, "");
+    EXPECT_THAT(read("alone.html"), Not(HasSubstr("<audio")));
 }
 
 TEST_F(ProgramTest, theChartPutsChordsOnTheNearestBeatAndTellsPickupsAndWhatLiesOutsideTheBars) {

@@ -93,6 +93,8 @@ TEST(Edits, MissingAndSuperfluousWordsAreNamed) {
     EXPECT_THAT(syntaxError("move-bar 5 to"), HasSubstr("a position is missing"));
     EXPECT_THAT(syntaxError("remove-chord at 3:1 now"), HasSubstr("'now' is one word too many"));
     EXPECT_THAT(syntaxError("add-section \"Verse at 3:1"), HasSubstr("a quote does not end"));
+    EXPECT_THAT(syntaxError("title=\"The \"other\" one\""), HasSubstr("a quote ends within a word"));
+    EXPECT_THAT(syntaxError("title=Rock 'n' Roll"), HasSubstr("quotes stand around the whole title"));
 }
 
 TEST(Edits, AMetreIsANumberOfQuartersOrEighths) {

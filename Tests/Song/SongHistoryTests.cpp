@@ -125,7 +125,38 @@ TEST(SongHistory, aRefusedEditLeavesNoTrace) {
                                              "title=New", "add-chord G at 2:1", "add-chord D at 1:1"})),
                  EditRefused);
     EXPECT_EQ(fingerprint(*song), before);
+    EXPECT_THROW((void)applyEdits(*song, parseEdits(std::vector<std::string>{"change-chord at 1:1 to G",
+                                                                             "remove-section None"})),
+                 EditRefused);
+    EXPECT_EQ(fingerprint(*song), before);
+    song->record("Nothing has changed");
     EXPECT_EQ(song->history.steps().size(), 1u);
+}
+
+TEST(SongHistory, whatIsOnlyMadeAgainMakesNoStep) {
+    const auto song = songWithoutHistory();
+    test::perform(*song, "add-chord C at 1:1|add-chord G at 2:1|key=C|tempo=120|add-section Intro at 1:1|"
+                         "add-region verse Lick 2:1 to 3:1|add-note E4 at 3:1 for 1 beat|title=X");
+    const auto chord = song->notes->chordEntries().front()->eventId();
+    song->facts.chords[chord] = 0.5;
+    song->record("Facts");
+    const auto before = fingerprint(*song);
+    const auto stepCount = song->history.steps().size();
+    for (const char* sentence :
+         {"change-chord at 1:1 to C", "key=C", "tempo=120", "metre=4/4", "move-bar 2 to 2:1",
+          "bar-beats 2 = 4", "shift-downbeats 0", "rename-section Intro to Intro",
+          "color-section Intro other", "rename-region Lick to Lick", "shift-region Lick by 0s",
+          "change-note E4 at 3:1 to E4", "copy-bars 1 to 2 at 1", "title=X"}) {
+        applyEdits(*song, sentence);
+        EXPECT_EQ(fingerprint(*song), before) << sentence;
+        EXPECT_EQ(song->history.steps().size(), stepCount) << sentence;
+    }
+    // Of several entries that are made again, those that say the same stay.
+    test::perform(*song, "remove-chord at 1:1|remove-chord at 2:1|add-chord D at 2:1|add-chord C at 1:1");
+    EXPECT_EQ(song->notes->chordEntries().front()->eventId(), chord);
+    EXPECT_EQ(song->facts.chords.at(chord), 0.5);
+    song->undo();
+    EXPECT_EQ(fingerprint(*song), before);
 }
 
 TEST(SongHistory, factsAboutAnEntryGoAndComeBackWithIt) {

@@ -25,13 +25,13 @@ _tarn() {
     local options=--help
     case $command in
     analyze) options+=" -o --force --relink --midi --picture --json" ;;
-    show) options+=" --json --salvage" ;;
+    show) options+=" --concert --json --salvage" ;;
     edit) options+=" --message --salvage --dry-run" ;;
     undo | redo) options+=" --seen --dry-run" ;;
     history) options+=" --json" ;;
     export) options+=" --format --what --timing --layout --no-notes --no-chords --transpose --concert --width --seconds-per-row" ;;
     import) options+=" --format --what --by --at --channel --beats-per-bar --first-downbeat --concert --dry-run" ;;
-    draw) options+=" --width --seconds-per-row" ;;
+    draw) options+=" --concert --width --seconds-per-row" ;;
     cache) options+=" --clear --max-size" ;;
     esac
     if [[ $word == -* ]]; then
