@@ -134,7 +134,9 @@ void addAnalyzeCommand(CLI::App& app) {
     CLI::App* const command = app.add_subcommand(
         "analyze", "Find a recording's tuning, key, tempo, bars and chords and keep them in a document");
     const auto options = std::make_shared<AnalyzeOptions>();
-    command->add_option("song", options->song, "The recording: WAV, AIFF, FLAC, Ogg, Opus or MP3")
+    command
+        ->add_option("song", options->song,
+                     "The recording: WAV, AIFF, FLAC, Ogg, Opus or MP3; with ffmpeg also M4A, WMA and films")
         ->required()
         ->type_name("SONG");
     command
