@@ -173,7 +173,7 @@ public:
     /// The length of a text in UTF-8; nothing when it is not well-formed (bytes above ASCII, unpaired
     /// surrogates).
     [[nodiscard]] std::optional<std::size_t> textLength(const Value& text) const;
-    /// The text as UTF-8; `length` is what `textLength` answered.
+    /// The text as UTF-8; `length` is what `textLength` returned.
     [[nodiscard]] std::string text(const Value& text, std::size_t length) const;
 
 private:

@@ -9,8 +9,8 @@
 namespace TARN_PUBLIC tarn {
 
 /// The cyclic redundancy check CRC-64/XZ (the ECMA-182 polynomial, reflected) of bytes that arrive piece by
-/// piece. It tells any change within 64 bits in a row, and any other but one in 2^64. Not a defence against
-/// somebody who means to forge it.
+/// piece. It detects every change within 64 consecutive bits, and all but one in 2^64 of the others. Not a
+/// defence against forgery.
 class CRC64 {
 public:
     void update(std::span<const std::byte> bytes);

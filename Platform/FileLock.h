@@ -11,13 +11,13 @@
 
 namespace TARN_PUBLIC tarn {
 
-/// An advisory lock that one holder at a time has, among all processes and threads that ask for it in this
-/// way. It is an empty file that is made for the lock and removed with it; one that holds something is
-/// somebody's, and refused (EEXIST). What a process leaves when it ends
-/// is locked by nobody and is taken over. A file system that knows no locks gives one to everybody.
+/// An advisory lock held by one holder at a time, among all processes and threads that ask for it in this
+/// way. It is an empty file that is made for the lock and removed with it; a file that is not empty belongs
+/// to somebody else and is refused (EEXIST). What a process leaves when it ends is locked by nobody and is
+/// taken over. A file system without locks gives one to everybody.
 class FileLock {
 public:
-    /// Waits for the lock on `file` at the longest for `patience`. Nothing, with the reason in `error` (when
+    /// Waits for the lock on `file` for at most `patience`. Nothing, with the reason in `error` (when
     /// given), when another holder kept it for so long (the code is ETIMEDOUT) or when the file cannot be
     /// made.
     static std::optional<FileLock> acquire(const std::filesystem::path& file,
@@ -31,7 +31,7 @@ private:
     FileLock(std::filesystem::path file, std::intptr_t handle) : mFile(std::move(file)), mHandle(handle) {}
 
     /// The system's handle of the locked file, which is made where it is missing, and 0; or the reason why it
-    /// is not to be had: the system's error, or kHeldByAnother.
+    /// cannot be had: the system's error, or kHeldByAnother.
     static std::pair<std::intptr_t, int> tryLock(const std::filesystem::path& file);
     static void unlock(const std::filesystem::path& file, std::intptr_t handle);
     static constexpr int kHeldByAnother = -1;

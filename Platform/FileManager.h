@@ -55,10 +55,9 @@ bool write(std::span<const std::byte> bytes, const std::filesystem::path& file, 
 /// fails, which comes last, the new file is there, and a loss of power may bring the old one back. Keeps the
 /// permissions of an existing file; follows a symbolic link to its target. A write-protected file is refused,
 /// as by an ordinary write. A pipe or device is written in place. A folder that may be written but not read
-/// is not flushed. On Windows nothing is flushed: there the file is safe from a process that is killed, but
-/// not from a loss of power.
+/// is not flushed. On Windows the file is flushed and the rename written through.
 ///
-/// A process that is killed amid it may leave its temporary file, hidden and named
+/// A process that is killed while it writes may leave its temporary file, hidden and named
 /// ".tarn-PROCESS-NUMBER.tmp". Nobody reads such a file or takes its name while it is there; the next
 /// success in the folder calls removeLeftovers.
 bool writeAtomically(std::span<const std::byte> bytes, const std::filesystem::path& file,
@@ -68,9 +67,9 @@ bool writeAtomically(std::span<const std::byte> bytes, const std::filesystem::pa
 bool streamAtomically(const std::function<void(std::ostream&)>& produce, const std::filesystem::path& file,
                       Error* error = nullptr);
 
-/// Whether writeAtomically would, as far as that can be known before: false, with the reason that it would
+/// Whether writeAtomically would succeed, as far as can be told beforehand: false, with the reason that it would
 /// give, when the file's folder is missing (ENOENT) or cannot be written to, when the file is a folder
-/// (EISDIR) or write-protected, or when its symbolic links go round (ELOOP).
+/// (EISDIR) or write-protected, or when its symbolic links form a loop (ELOOP).
 bool canWriteAtomically(const std::filesystem::path& file, Error* error = nullptr);
 
 /// Removes the temporary files in the folder that killed calls of writeAtomically have left: those that

@@ -13,7 +13,7 @@
 #include <string>
 #include <utility>
 
-/// What FileManager is made of: the parts that each system has its own of, and what those share. Codes are
+/// What FileManager is made of: the parts that differ between systems, and what those share. Codes are
 /// errno's, 0 for none. Not for applications.
 namespace TARN_PUBLIC tarn {
 namespace FileManager::detail {

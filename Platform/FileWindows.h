@@ -25,7 +25,7 @@ public:
     [[nodiscard]] bool isOpen() const;
     [[nodiscard]] void* handle() const { return mHandle; }
     bool close();
-    /// The handle, whose end is the caller's matter.
+    /// Hands over the handle; the caller closes it.
     void* release();
 
 private:

@@ -76,8 +76,8 @@ public:
     static constexpr bool supportsSecureCoding() { return true; }
 };
 
-/// Makes a class known by name, so that an archive may hold it where a base class is admitted. Known already:
-/// no effect; two classes of one name abort. Thread-safe.
+/// Makes a class known by name, so that an archive may hold it where a base class is admitted.
+/// Registering it again has no effect; two classes with one name abort. Thread-safe.
 void registerClass(const ClassDescription& description);
 
 /// Writes one object graph. An object met twice is written once, and so are equal numbers and strings. Keys
@@ -166,7 +166,7 @@ public:
     std::shared_ptr<T> decodeObject(std::string_view key) {
         return std::static_pointer_cast<T>(decodeObject(key, T::classDescription()));
     }
-    /// Hears why an element of an array was left out.
+    /// Called with the reason why an element of an array was left out.
     using LeftOut = std::function<void(const Error& reason)>;
     /// An array whose elements are all T or subclasses; nothing when the key is missing. An element that is
     /// not admitted or does not decode fails the archive. With `leftOut`, an element that its class cannot
@@ -202,7 +202,7 @@ public:
     /// What the object that is being made holds under other keys than these.
     ArchivedContent decodeContentBesides(std::span<const std::string_view> keys);
 
-    /// Whether faults only count, as when an archive is salvaged: what is missing may be made up for.
+    /// Whether faults are only counted, as when an archive is salvaged: what is missing may be made up for.
     [[nodiscard]] bool isSalvaging() const;
     [[nodiscard]] bool failed() const;
     [[nodiscard]] const Error& error() const;

@@ -45,7 +45,7 @@ struct LogMessage {
     [[nodiscard]] std::string text(bool showPrivate) const;
 };
 
-/// Takes messages away from wherever they were logged; called from any thread, one call at a time. What a
+/// Receives every message that is logged; called from any thread, one call at a time. What a
 /// sink throws is dropped, and what it logs itself goes to standard error.
 using LogSink = std::function<void(const LogMessage&)>;
 

@@ -8,8 +8,8 @@
 
 namespace TARN_PUBLIC tarn {
 
-/// Keeps what an observer asked for going: it ends when the subscription is reset, destroyed or
-/// assigned to, and no call begins after that. A call that another thread is in the middle of finishes.
+/// Keeps an observation alive: it ends when the subscription is reset, destroyed or assigned to, and no call
+/// begins after that. A call in progress on another thread runs to its end.
 /// Harmless when the observed object has gone. Movable, not copyable.
 class Subscription {
 public:

@@ -59,7 +59,7 @@ public:
     [[nodiscard]] const std::shared_ptr<TarnMarkerEntry>& selectedMarkerEntry() const {
         return mSelectedMarkerEntry;
     }
-    /// A copy. None when none were ever selected or after they were cleared.
+    /// A copy. Empty until notes are first selected, and after they are cleared.
     [[nodiscard]] std::optional<EntrySet<TarnNoteEntry>> selectedNoteEntries() const {
         return mSelectedNoteEntries;
     }

@@ -10,7 +10,7 @@ import {Waves, paintSpectrogram} from './waves.js';
 /** @typedef {{row: Row, x: number, frame: number}} Place */
 
 const narrow = 620;
-const most = 16;
+const [smallest, largest] = [0.125, 16];
 
 /** The song on rows, of which only those in sight are drawn. */
 export class Chart {
@@ -98,7 +98,7 @@ export class Chart {
 
   /** @param {number} factor @param {number} [frame] that keeps its height in the window */
   zoom(factor, frame) {
-    const zoom = Math.min(most, Math.max(1 / most, this.#practice.values.zoom * factor));
+    const zoom = Math.min(largest, Math.max(smallest, this.#practice.values.zoom * factor));
     this.#practice.set({zoom: Math.round(zoom * 1000) / 1000});
     this.lay(false, frame);
   }

@@ -84,20 +84,14 @@ function fittingText(parent, {x, y, room, size, smallest, weight, name}, text) {
   return element;
 }
 
-/** Whether a colour asks for light text. @param {string} color as #rrggbb */
-function isDark(color) {
-  const [red, green, blue] = [1, 3, 5].map(at => parseInt(color.slice(at, at + 2), 16) || 0);
-  return color.startsWith('#') && 0.3 * red + 0.59 * green + 0.11 * blue < 128;
-}
-
 /** @param {Element} row @param {Row} data @param {Anatomy} at */
 function drawSections(row, data, at) {
   for (const item of data.sections) {
     const group = draw(row, 'g', {class: 'section', 'data-loop': `${item.frame} ${item.end}`});
     const band = draw(group, 'rect', {x: item.x, y: at.section, width: Math.max(1, item.width - 2), height: 18, rx: 4});
-    if (/^#[0-9a-f]{6}$/i.test(item.color)) band.style.fill = item.color;
+    band.style.fill = item.color;
     fittingText(group, {x: item.x + 8, y: at.section + 13, room: item.width - 14, size: 12, smallest: 10, weight: 600,
-      name: isDark(item.color) ? 'on-dark' : item.repeated ? 'repeated' : ''}, item.text);
+      name: `${item.dark ? 'on-dark' : ''}${item.repeated ? ' repeated' : ''}`}, item.text);
     draw(group, 'title', {}, words('tip.loop', {name: item.text}));
   }
   for (const item of data.regions) {

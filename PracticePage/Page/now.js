@@ -94,11 +94,11 @@ export class Now {
     const {song} = this;
     const seek = this.#seek;
     if (seek.max !== String(song.length)) seek.max = String(song.length);
-    const step = song.rate / 4;
-    if (Math.abs(Number(seek.value) - frame) < step && seek.hasAttribute('aria-valuetext')) return;
+    const place = this.place(frame);
+    if (seek.getAttribute('aria-valuetext') !== place) seek.setAttribute('aria-valuetext', place);
+    if (Math.abs(Number(seek.value) - frame) < song.rate / 4 && this.#player.isPlaying) return;
     seek.value = String(Math.round(frame));
     seek.style.setProperty('--share', `${((frame / song.length) * 100).toFixed(2)}%`);
-    seek.setAttribute('aria-valuetext', this.place(frame));
   }
 
   /** Where a frame is, in words. @param {number} frame */

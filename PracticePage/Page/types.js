@@ -15,10 +15,11 @@
  *   documentFolder: string | null, canEdit: boolean, bars: Bar[], chords: Chord[], sections: Section[],
  *   regions: Region[], markers: Marker[], practice: Partial<PracticeValues>}} SongAnswer
  *
- * @typedef {{x: number, width: number, text: string, id: number, frame: number, end: number,
- *   repeated: boolean}} RowSpan  Places in a row are CSS pixels from its left edge.
+ * @typedef {{x: number, width: number, text: string, id: number, repeated: boolean}} RowText
+ *   Places in a row are CSS pixels from its left edge. What is repeated goes on from the row before.
+ * @typedef {RowText & {frame: number, end: number}} RowSpan
  * @typedef {{index: number, frame: number, end: number, bars: {number: number, x: number}[], beats: number[],
- *   chords: (RowSpan & {confidence: number | null})[], sections: (RowSpan & {color: string})[],
+ *   chords: (RowText & {confidence: number | null})[], sections: (RowSpan & {color: string, dark: boolean})[],
  *   regions: (RowSpan & {lane: number})[], markers: {id: number, frame: number, x: number, text: string}[],
  *   pieces: [number, number][]}} Row
  * @typedef {{revision: number, rowCount: number, starts?: number[], rows: Row[]}} RowsAnswer

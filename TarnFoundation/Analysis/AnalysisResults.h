@@ -22,12 +22,12 @@ namespace analysis {
 /// In counted beats per minute.
 [[nodiscard]] std::shared_ptr<TarnTempoEntry> newTempoEntry(TarnNoteEntryStorage& storage, double tempo);
 
-/// In quarters, two tatums to each; below -1 and above 511 tatums abort.
+/// In quarters, two tatums to each; fewer than -1 or more than 511 abort.
 [[nodiscard]] std::shared_ptr<TarnTimeSignatureEntry> newTimeSignatureEntry(TarnNoteEntryStorage& storage,
                                                                             std::int64_t tatumCount);
 
 /// One for each location, in frames and in their order. Downbeats are the first one at `downbeatLocation` and
-/// every `tatumCount`-th after it, none by a negative count; a count of 0 aborts. Nothing when no location is
+/// every `tatumCount`-th after it, none for a negative count; a count of 0 aborts. Nothing when no location is
 /// the downbeat's.
 [[nodiscard]] std::optional<EntryList<TarnBeatEntry>>
 newBeatEntries(TarnNoteEntryStorage& storage, const std::vector<std::int64_t>& locations,

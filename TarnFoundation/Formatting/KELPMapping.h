@@ -19,7 +19,7 @@ enum class KELPClamping {
 };
 
 /// A scale of length zero holds one value: everything mapped from such a scale gives the first end of the
-/// other. What is not a number maps to what is not a number.
+/// other. NaN maps to NaN.
 class KELPMapping {
 public:
     virtual ~KELPMapping() = default;

@@ -14,10 +14,9 @@ namespace TARN_PUBLIC tarn {
 /// The recorder works while it is alive; steps registered before stay valid as long as the storage does.
 /// Changes of the instrument are not recorded.
 ///
-/// Any thread may change the document. Every change is in exactly one step, and the steps are in the order of
-/// the changes; what several threads change at the same moment may become one step, or none when one of them
-/// has disabled registration. Undo and redo are for one
-/// thread at a time. While others change the document meanwhile, they take back the entries of their step and
+/// Any thread may change the document. Every change is in one step, or in none when registration is disabled,
+/// and the steps are in the order of the changes; what several threads change at the same moment may become
+/// one step, or none when one of them has disabled registration. Undo and redo are for one thread at a time. While others change the document meanwhile, they take back the entries of their step and
 /// leave the other changes in place. Recorders are made and destroyed on one thread.
 class TarnNoteEntryStorageUndoRecorder {
 public:
