@@ -41,7 +41,8 @@ struct AudioReader::Decoder {
     ~Decoder() { sf_close(file); }
 };
 
-std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path, std::string* refusal) {
+std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path, std::string* refusal,
+                                               AudioChannels channels) {
     const auto refuse = [refusal](std::string reason) {
         if (refusal)
             *refusal = std::move(reason);
@@ -65,7 +66,7 @@ std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path
     if (info.frames > longest && declaresLength)
         return refuse("it is longer than " + std::to_string(kMaximumHours) + " hours");
     std::unique_ptr<AudioReader> reader(new AudioReader(std::move(decoder), info.samplerate, info.channels,
-                                                        declaresLength,
+                                                        channels, declaresLength,
                                                         std::clamp<std::int64_t>(info.frames, 1, longest)));
     if (reader->mAhead.empty())
         return refuse(kNoAudio);
@@ -73,8 +74,9 @@ std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path
 }
 
 AudioReader::AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int channelCount,
-                         bool declaresLength, std::int64_t frameCount)
+                         AudioChannels channels, bool declaresLength, std::int64_t frameCount)
     : mDecoder(std::move(decoder)), mSampleRate(sampleRate), mChannelCount(channelCount),
+      mOutputChannelCount(channels == AudioChannels::mean ? 1 : std::min(channelCount, 2)),
       mDeclaresLength(declaresLength), mFrameCount(frameCount),
       mInterleaved(kBlockLength * static_cast<std::size_t>(channelCount)) {
     decodeBlock();
@@ -86,20 +88,37 @@ void AudioReader::decodeBlock() {
     const std::int64_t left = longestAt(mSampleRate) - mFramesRead;
     const auto wanted = std::clamp<std::int64_t>(left, 0, kBlockLength);
     const auto read = wanted > 0 ? sf_readf_float(mDecoder->file, mInterleaved.data(), wanted) : 0;
-    mAhead.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(read, 0, wanted)));
+    const auto frames = static_cast<std::size_t>(std::clamp<std::int64_t>(read, 0, wanted));
     const auto channels = static_cast<std::size_t>(mChannelCount);
+    const auto outputs = static_cast<std::size_t>(mOutputChannelCount);
+    mAhead.resize(frames * outputs);
+    if (outputs == channels) {
+        std::transform(mInterleaved.begin(),
+                       mInterleaved.begin() + static_cast<std::ptrdiff_t>(mAhead.size()), mAhead.begin(),
+                       harmless);
+        return;
+    }
     const float share = 1.0f / static_cast<float>(channels);
-    for (std::size_t frame = 0; frame < mAhead.size(); ++frame) {
+    for (std::size_t frame = 0; frame < frames; ++frame) {
         float sum = 0;
         for (std::size_t channel = 0; channel < channels; ++channel)
             sum += harmless(mInterleaved[frame * channels + channel]);
-        mAhead[frame] = sum * share;
+        std::fill_n(mAhead.begin() + static_cast<std::ptrdiff_t>(frame * outputs), outputs, sum * share);
     }
+}
+
+bool AudioReader::seek(std::int64_t frame) {
+    mAhead.clear();
+    mFramesRead = frame;
+    if (frame < 0 || frame > mFrameCount || sf_seek(mDecoder->file, frame, SEEK_SET) != frame)
+        return false;
+    decodeBlock();
+    return true;
 }
 
 std::span<const float> AudioReader::nextBlock() {
     mCurrent.swap(mAhead);
-    mFramesRead += static_cast<std::int64_t>(mCurrent.size());
+    mFramesRead += static_cast<std::int64_t>(mCurrent.size()) / mOutputChannelCount;
     if (mCurrent.empty())
         mAhead.clear();
     else

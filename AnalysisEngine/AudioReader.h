@@ -1,4 +1,4 @@
-// Audio files as streams of mono samples, in blocks: at the file's own rate (AudioReader) and at the one rate
+// Audio files as streams of samples, in blocks: at the file's own rate (AudioReader) and at the one rate
 // at which the analysis listens (AnalysisResampler). Whatever bytes the file holds, the samples are finite
 // and of bounded magnitude, memory is bounded, and a file that breaks off in the middle yields what comes
 // before the break.
@@ -19,7 +19,11 @@ namespace TARN_PUBLIC tarn {
 /// tuning need and enough of cymbals for onsets.
 inline constexpr int kAnalysisRate = 22050;
 
-/// Reads any file that libsndfile reads. Channels are mixed down by their mean.
+/// What becomes of a file's channels: their mean, or two of them, left and right by turns, where there are
+/// more than two their mean twice.
+enum class AudioChannels { mean, stereo };
+
+/// Reads any file that libsndfile reads.
 class AudioReader {
 public:
     /// Frames in the longest block that nextBlock() returns.
@@ -34,7 +38,8 @@ public:
     /// than 64 channels, when not a single frame of it can be decoded, or when it declares to be longer than
     /// kMaximumHours. `refusal` is then given the reason, to be read after the file's name.
     static std::unique_ptr<AudioReader> open(const std::filesystem::path& path,
-                                             std::string* refusal = nullptr);
+                                             std::string* refusal = nullptr,
+                                             AudioChannels channels = AudioChannels::mean);
 
     AudioReader(const AudioReader&) = delete;
     AudioReader& operator=(const AudioReader&) = delete;
@@ -42,7 +47,10 @@ public:
 
     /// Frames per second.
     int sampleRate() const { return mSampleRate; }
+    /// Of the file.
     int channelCount() const { return mChannelCount; }
+    /// Of the blocks: one, or with AudioChannels::stereo as many as the file has, two at most.
+    int outputChannelCount() const { return mOutputChannelCount; }
 
     /// Whether the file says how long it is; streams and what was written to a pipe may not.
     bool declaresLength() const { return mDeclaresLength; }
@@ -54,21 +62,27 @@ public:
     /// end, at the first place that can't be decoded, or after kMaximumHours. Valid until the next call.
     std::span<const float> nextBlock();
 
-    /// Frames that nextBlock() has answered so far.
+    /// The frame at which the next block begins: how many nextBlock() has returned so far, from where seek()
+    /// went.
     std::int64_t framesRead() const { return mFramesRead; }
+
+    /// Goes on at that frame, 0 to frameCount(). False where the file does not allow it; there is no next
+    /// block then.
+    bool seek(std::int64_t frame);
 
     /// Share of the file that has been read, 0 to 1.
     double fractionRead() const;
 
 private:
     struct Decoder;
-    AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int channelCount, bool declaresLength,
-                std::int64_t frameCount);
+    AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int channelCount, AudioChannels channels,
+                bool declaresLength, std::int64_t frameCount);
     void decodeBlock();
 
     std::unique_ptr<Decoder> mDecoder;
     int mSampleRate;
     int mChannelCount;
+    int mOutputChannelCount;
     bool mDeclaresLength;
     std::int64_t mFrameCount;
     std::int64_t mFramesRead = 0;

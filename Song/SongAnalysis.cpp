@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <chrono>
 #include <random>
+#include <utility>
 
 namespace tarn {
 
@@ -186,6 +187,12 @@ void analyze(Song& song, const std::filesystem::path& recording, const std::stri
         std::make_shared<Controller>(recording, cacheName, song.notes, AnalysisOperationFactory::shared(),
                                      options.force || Controller::isForcedByDefaults());
     const ResultReceiver receiver(*song.notes, controller);
+    bool hasNews = false;
+    Subscription changes;
+    NoteEntryKinds::forEach([&](auto kind) {
+        changes.add(NotificationCenter::defaultCenter().subscribe(
+            kind.kDidChangeNotification, song.notes, [&](const Notification&) { hasNews = true; }));
+    });
     Error error;
     if (!controller->beginProcessingError(&error))
         throw SongError(SongError::Kind::unsupportedRecording,
@@ -202,6 +209,8 @@ void analyze(Song& song, const std::filesystem::path& recording, const std::stri
         if (!wasCancelled && options.report)
             options.report(controller->progress()->fractionCompleted(),
                            controller->progress()->localizedDescription());
+        if (!wasCancelled && options.found && std::exchange(hasNews, false))
+            options.found(song);
         return queue->operations().empty();
     });
     MainQueue::runPending();

@@ -17,6 +17,7 @@ void addDrawCommand(CLI::App& app);
 void addChordsCommand(CLI::App& app);
 void addCacheCommand(CLI::App& app);
 void addHistoryCommands(CLI::App& app); ///< undo, redo and history
+void addOpenCommand(CLI::App& app);
 void addCompleteCommand(CLI::App& app);
 
 } // namespace tarn::program

@@ -168,6 +168,7 @@ int main(int argumentCount, char** arguments) {
     addDrawCommand(app);
     addChordsCommand(app);
     addCacheCommand(app);
+    addOpenCommand(app);
     addCompleteCommand(app);
     try {
         app.parse(argumentCount, arguments);
