@@ -79,12 +79,12 @@ json sectionsJSON(const Song& song) {
     const auto entries = song.structure->sectionEntries();
     auto sections = json::array();
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        const auto* const color = entries[i]->sectionColor().name();
+        const TarnSectionColor color = entries[i]->sectionColor();
         sections.push_back({{"id", entries[i]->eventId()},
                             {"frame", entries[i]->location()},
                             {"end", endOf(entries, i, song)},
                             {"name", boundedName(entries[i]->name().value_or(""))},
-                            {"color", color ? boundedName(*color) : std::string("other")}});
+                            {"color", color.name() ? boundedName(*color.name()) : std::string("other")}});
     }
     return sections;
 }

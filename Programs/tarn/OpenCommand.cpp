@@ -68,9 +68,7 @@ void open(const OpenOptions& options) {
         server.api().open(place.song);
         rememberSong(place.song.document);
     }
-    std::optional<BrowserStart> browser;
-    if (!options.hasNoBrowser)
-        browser = BrowserStart::open(server.addressWithToken());
+    auto browser = options.hasNoBrowser ? std::nullopt : BrowserStart::open(server.addressWithToken());
     if (place.folder)
         std::cout << "Document        " << place.song.document.string()
                   << ", for the song's folder cannot be written\n";

@@ -53,7 +53,7 @@ TEST(AccessControlTests, TheOldestOfTooManySessionsEnds) {
 TEST(AccessControlTests, RequestsNameThisServerAndComeFromItsPages) {
     AccessControl access({});
     const auto isAdmitted = [&](const char* method, HTTPRequest::Fields headers) {
-        return access.isAddressedHere({.method = method, .path = "/", .headers = std::move(headers)});
+        return access.isAddressedHere({method, "/", {}, std::move(headers), ""});
     };
     EXPECT_FALSE(isAdmitted("GET", {{"host", "127.0.0.1:80"}})); // not before the port is known
     access.setHosts({"127.0.0.1:80", "localhost:80"});

@@ -68,12 +68,15 @@ std::string eventsUntil(const std::shared_ptr<EventStream>& events, const std::s
     return text;
 }
 
+PracticeAPI::Options onNetwork(bool mayEdit) {
+    PracticeAPI::Options options;
+    options.access = {true, mayEdit};
+    return options;
+}
+
 class PracticeAPITests : public testing::Test {
 protected:
-    PracticeAPITests() {
-        FileManager::setCachesDirectory(files.folder.path() / "caches");
-        registerAnalysisEngine();
-    }
+    PracticeAPITests() { FileManager::setCachesDirectory(files.folder.path() / "caches"); }
     ~PracticeAPITests() override { FileManager::setCachesDirectory({}); }
 
     static PracticeAPI& withHost(PracticeAPI& api) {
@@ -124,8 +127,8 @@ TEST_F(PracticeAPITests, PathsLeadToNoFileOfTheSystem) {
     EXPECT_EQ(page.send("GET", "/page/index.html").status, 200);
     const auto secret = files.folder.path() / "secret.tarn";
     std::filesystem::copy(files.document, secret);
-    for (const std::string body : {json{{"index", 0}}.dump(), json{{"index", secret.string()}}.dump(),
-                                   json{{"path", secret.string()}}.dump(), std::string("[]"), std::string()})
+    for (const std::string& body : {json{{"index", 0}}.dump(), json{{"index", secret.string()}}.dump(),
+                                    json{{"path", secret.string()}}.dump(), std::string("[]"), std::string()})
         EXPECT_GE(page.send("POST", "/api/open", body).status, 400) << body;
 }
 
@@ -277,7 +280,7 @@ TEST_F(PracticeAPITests, HowASongIsPractisedComesBackWithItAndIsNoStepOfItsHisto
 }
 
 TEST_F(PracticeAPITests, OtherDevicesPractiseOnly) {
-    PracticeAPI offered({.access = {.isOnNetwork = true}});
+    PracticeAPI offered(onNetwork(false));
     withHost(offered).open({files.document});
     Page device(offered, "");
     const auto begun = device.send("POST", "/api/session", json{{"code", *offered.access().code()}}.dump());
@@ -294,7 +297,7 @@ TEST_F(PracticeAPITests, OtherDevicesPractiseOnly) {
     EXPECT_EQ(phone.send("GET", "/api/recent").status, 403);
     EXPECT_EQ(Song::open(files.document)->properties.title, "");
 
-    PracticeAPI shared({.access = {.isOnNetwork = true, .mayNetworkEdit = true}});
+    PracticeAPI shared(onNetwork(true));
     withHost(shared).open({files.document});
     Page other(shared, "");
     const auto session = json::parse(
@@ -361,8 +364,9 @@ TEST_F(PracticeAPITests, SoundIsGivenInBlocksThatSayWhereTheSongIs) {
         size += block.body.size();
         for (const auto& [name, value] : block.headers) {
             isLast = isLast || name == "X-Tarn-Last";
-            if (name == "X-Tarn-Segments" && number == 1)
+            if (name == "X-Tarn-Segments" && number == 1) {
                 EXPECT_EQ(json::parse(value), (json{{0, 88200 + 8192 * 0.5, 0.5}}));
+            }
         }
     }
     EXPECT_EQ(size, 2 * 44100u);
@@ -411,9 +415,9 @@ TEST_F(PracticeAPITests, AnAnalysisThatIsStoppedLeavesNoDocumentAndCanBeginAgain
 }
 
 TEST_F(PracticeAPITests, RecentSongsAreOpenedByTheirPlaceInTheList) {
-    PracticeAPI chooser({.recentSongs = [&] {
-        return std::vector<RecentSong>{{files.document, "Title", "Artist"}};
-    }});
+    PracticeAPI::Options options;
+    options.recentSongs = [&] { return std::vector<RecentSong>{{files.document, "Title", "Artist"}}; };
+    PracticeAPI chooser(options);
     Page user = Page::on(withHost(chooser));
     EXPECT_EQ(user.send("GET", "/api/song").status, 404);
     const auto songs = user.get("/api/recent")["songs"];

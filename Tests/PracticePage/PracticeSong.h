@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AnalysisEngine/AnalysisEngine.h"
 #include "Song/SongAnalysis.h"
 #include "Song/SongChange.h"
 #include "Tests/AnalysisEngine/Signals.h"
@@ -50,6 +51,7 @@ inline std::vector<std::int64_t> onsetsIn(const std::vector<float>& samples) {
 class PracticeSong {
 public:
     PracticeSong() {
+        registerAnalysisEngine();
         writeAudio(recording, clicks(), 44100);
         const auto described = newSong(recording, document);
         const auto song = sampleSong();

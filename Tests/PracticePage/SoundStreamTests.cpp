@@ -105,9 +105,9 @@ TEST_F(SoundStreamTests, LoopsAreAsLongAsTheirBarsWithoutAGap) {
     for (std::size_t i = 0; i < samples.size(); ++i)
         samples[i] += static_cast<float>(0.2 * std::sin(2 * pi * 441 * static_cast<double>(i) / 44100));
     write(samples);
-    constexpr Range<std::int64_t> kLoop{176400, 264600};
+    const Range<std::int64_t> loop{176400, 264600};
     for (const double speed : {1.0, 0.7, 1.5}) {
-        const Played played = play({.from = 132300, .loop = kLoop}, {speed, 0}, 12);
+        const Played played = play({.from = 132300, .loop = loop}, {speed, 0}, 12);
         const auto onsets = onsetsIn(played.samples);
         ASSERT_GE(onsets.size(), 15u);
         for (std::size_t i = 1; i < onsets.size(); ++i)
