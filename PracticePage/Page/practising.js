@@ -39,6 +39,7 @@ export function openSong(api, answer, session) {
   /** @param {string} sentence */
   const edit = async sentence => {
     try {
+      await practice.keep();
       const {message} = await api.post('/api/edit', {edit: sentence, seen: song.answer.revision});
       await reload();
       toast(message || words('edit.done', {what: sentence}), () => undo('undo'));
@@ -72,31 +73,35 @@ export function openSong(api, answer, session) {
     cancel: () => looper.show(),
   });
 
-  /** @param {string[]} [kinds] what changed; everything where it is not known */
-  const take = (/** @type {SongAnswer} */ next, kinds) => {
+  /** @param {SongAnswer} next */
+  const take = next => {
     song = new Song(next);
     practice.load(next.practice);
     looper.song = song;
     now.setSong(song);
     player.setSong(song);
-    chart.setSong(song, !kinds || kinds.includes('sound'));
+    chart.setSong(song);
     show();
   };
   let isReloading = false;
   let isWanted = false;
-  /** @param {string[]} [kinds] */
-  const reload = async kinds => {
+  const reload = async () => {
     isWanted = true;
     if (isReloading) return;
     isReloading = true;
     try {
       while (isWanted) {
         isWanted = false;
-        take(await api.get('/api/song'), kinds);
+        take(await api.get('/api/song'));
       }
     } finally {
       isReloading = false;
     }
+  };
+
+  /** How the song is practised changes nothing that the page shows of it. @param {number} revision */
+  const seen = revision => {
+    if (revision > song.answer.revision) song.answer.revision = revision;
   };
 
   const show = () => {
@@ -120,6 +125,7 @@ export function openSong(api, answer, session) {
     controls.show();
     playhead.refresh();
   });
+  practice.addEventListener('kept', event => seen(/** @type {CustomEvent} */ (event).detail));
   practice.addEventListener('unkept', event => {
     const {detail} = /** @type {CustomEvent} */ (event);
     toast(words('unkept', {reason: detail instanceof Error ? detail.message : String(detail)}), null);
@@ -152,9 +158,10 @@ export function openSong(api, answer, session) {
   show();
   hear(api, {
     song: data => {
-      if (data.revision !== song.answer.revision || data.kinds?.includes('sound')) reload(data.kinds);
+      if (data.kinds.every((/** @type {string} */ kind) => kind === 'practice')) seen(data.revision);
+      else reload();
     },
-    partial: () => reload(['sound']),
+    partial: reload,
     progress: data => showAnalysis({...song.answer, stage: data.stage, progress: data.fraction}),
     failed: data => {
       toast(words('analysis.failed', {reason: data.error ?? ''}), null);
