@@ -6,6 +6,7 @@
 #include "AnalysisEngine/ChordRecognition.h"
 #include "AnalysisEngine/KeyDetection.h"
 #include "AnalysisEngine/LoudnessMeter.h"
+#include "AnalysisEngine/RecordingTags.h"
 #include "AnalysisEngine/SharedAudio.h"
 #include "AnalysisEngine/SpectrogramComputation.h"
 #include "AnalysisEngine/TuningEstimation.h"
@@ -18,6 +19,7 @@
 #include "Platform/SHA256.h"
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cmath>
 #include <vector>
@@ -162,8 +164,8 @@ protected:
             const StageMonitor computing = monitor.part(0, 0.8);
             const StageMonitor drawing({}, [&](double fraction) {
                 computing.report(fraction);
-                if (const auto spectrum = audio().spectrumSoFar())
-                    appendColumns(*spectrum, *mDrawn);
+                if (const auto heard = audio().heardSoFar())
+                    appendColumns(*heard->spectrum, *mDrawn);
             });
             const auto features = audio().features(drawing);
             appendColumns(*features->spectral.magnitudes, *mDrawn, monitor.part(0.8, 1));
@@ -195,7 +197,10 @@ protected:
             if (!reader)
                 return false;
             const auto computed = waveformToFill(*reader);
-            computeWaveform(*reader, *computed, monitor);
+            if (audio().expectsFeatures())
+                drawWithFeatures(*computed, monitor);
+            else
+                computeWaveform(*reader, *computed, monitor);
             writeWaveformCache(computed,
                                mCache); // without the cache the waveform is computed again next time
             return true;
@@ -203,6 +208,19 @@ protected:
     }
 
 private:
+    /// From the pass that others need anyway.
+    void drawWithFeatures(Waveform& waveform, const StageMonitor& monitor) {
+        const StageMonitor drawing({}, [&](double fraction) {
+            monitor.report(fraction);
+            if (const auto heard = audio().heardSoFar())
+                appendPoints(*heard->waveform, waveform);
+        });
+        (void)audio().features(drawing);
+        if (const auto heard = audio().heardSoFar())
+            appendPoints(*heard->waveform, waveform);
+        waveform.finish();
+    }
+
     /// That of the operation, or a new one in its place when the cache's finished one is not wanted.
     std::shared_ptr<Waveform> waveformToFill(const AudioReader& reader) {
         const std::lock_guard guard(mMutex);
@@ -330,6 +348,38 @@ protected:
     }
 };
 
+/// SHA-256 of the rate, the channels and all samples, as 64 hexadecimal digits; nothing when cancelled or
+/// where the source cannot be read.
+std::optional<std::string>
+digestOfSamples(AudioSource& source, const AnalysisOperationFactory::CancellationQuestion& isCancelled) {
+    const auto stream = source.open();
+    if (!stream)
+        return std::nullopt;
+    SHA256 digest;
+    const auto add = [&](std::span<const std::uint32_t> numbers) {
+        std::vector<std::byte> bytes; // least significant first, on every machine
+        bytes.reserve(numbers.size() * sizeof(std::uint32_t));
+        for (const std::uint32_t number : numbers)
+            for (std::size_t i = 0; i < sizeof(number); ++i)
+                bytes.push_back(static_cast<std::byte>(number >> 8 * i));
+        digest.update(bytes);
+    };
+    const std::uint32_t shape[] = {static_cast<std::uint32_t>(stream->sampleRate()),
+                                   static_cast<std::uint32_t>(stream->channelCount())};
+    add(shape);
+    const auto channels = static_cast<std::size_t>(stream->channelCount());
+    std::vector<float> samples(AudioReader::kBlockLength * channels);
+    std::vector<std::uint32_t> bits(samples.size());
+    while (const std::size_t frames = stream->read(samples)) {
+        if (isCancelled && isCancelled())
+            return std::nullopt;
+        std::transform(samples.begin(), samples.end(), bits.begin(),
+                       [](float sample) { return std::bit_cast<std::uint32_t>(sample); });
+        add(std::span(bits).first(frames * channels));
+    }
+    return digest.hexDigest();
+}
+
 } // namespace
 
 std::shared_ptr<SharedAudio> AnalysisEngine::sharedAudio(const File& audio) {
@@ -361,7 +411,10 @@ std::vector<std::shared_ptr<SharedAudio>> AnalysisEngine::openAudio() {
 template <typename EngineOperation>
 std::shared_ptr<EngineOperation> AnalysisEngine::makeOperation(const File& audio) {
     auto shared = sharedAudio(audio);
-    return shared ? std::make_shared<EngineOperation>(std::move(shared)) : nullptr;
+    if (!shared)
+        return nullptr;
+    shared->expectFeatures();
+    return std::make_shared<EngineOperation>(std::move(shared));
 }
 
 std::shared_ptr<TuningEstimationOperation> AnalysisEngine::makeTuningEstimationOperation(const File& audio) {
@@ -414,7 +467,7 @@ AnalysisEngine::makeLegacyChordDetectionOperation(const File& audio) {
 
 std::shared_ptr<const Error> AnalysisEngine::refusal(const File& audio) {
     const auto cause = std::make_shared<Error>();
-    if (!FileManager::isReadableFile(audio, cause.get()))
+    if (!AudioSourcePath::sourceAt(audio) && !FileManager::isReadableFile(audio, cause.get()))
         return analysisRefusal(
             cause->code == ENOENT ? AnalysisRefusal::missingFile : AnalysisRefusal::unreadableFile, cause);
     std::string reason;
@@ -425,27 +478,68 @@ std::shared_ptr<const Error> AnalysisEngine::refusal(const File& audio) {
     return analysisRefusal(AnalysisRefusal::undecodableAudio, cause);
 }
 
-std::optional<RecordingFacts> AnalysisEngine::readRecording(const File& audio,
-                                                            const CancellationQuestion& isCancelled,
-                                                            std::string* refusal) {
+std::optional<RecordingFacts> AnalysisEngine::identifyRecording(const File& audio,
+                                                                const CancellationQuestion& isCancelled,
+                                                                std::string* refusal) {
     const auto reader = AudioReader::open(audio, refusal);
     if (!reader)
         return std::nullopt;
-    auto digest = SHA256::hexDigestOfFile(audio, isCancelled);
+    const auto source = AudioSourcePath::sourceAt(audio);
+    auto digest =
+        source ? digestOfSamples(*source, isCancelled) : SHA256::hexDigestOfFile(audio, isCancelled);
     if (!digest) {
         if (refusal && !(isCancelled && isCancelled()))
             *refusal = "the file cannot be read to its end";
         return std::nullopt;
     }
-    LoudnessMeter meter(reader->sampleRate());
-    for (auto block = reader->nextBlock(); !block.empty(); block = reader->nextBlock()) {
-        if (isCancelled && isCancelled())
-            return std::nullopt;
-        meter.process(block);
+    auto tags = source ? RecordingTags() : tagsOf(audio);
+    const std::int64_t frames = reader->declaresLength() ? reader->frameCount() : 0;
+    return RecordingFacts{.sampleRate = static_cast<double>(reader->sampleRate()),
+                          .frameCount = frames,
+                          .declaredFrames = frames,
+                          .digest = *std::move(digest),
+                          .title = std::move(tags.title),
+                          .artist = std::move(tags.artist),
+                          .hearing = sharedAudio(audio)};
+}
+
+bool AnalysisEngine::hearRecording(const File& audio, RecordingFacts& facts,
+                                   const CancellationQuestion& isCancelled) {
+    const auto hearing = std::exchange(facts.hearing, nullptr);
+    if (const auto features = heardFeatures(audio)) {
+        facts.frameCount = features->frameCount;
+        facts.envelope = features->envelope;
+    } else {
+        const auto reader = AudioReader::open(audio);
+        if (!reader)
+            return false;
+        LoudnessMeter meter(reader->sampleRate());
+        for (auto block = reader->nextBlock(); !block.empty(); block = reader->nextBlock()) {
+            if (isCancelled && isCancelled())
+                return false;
+            meter.process(block);
+        }
+        facts.frameCount = reader->framesRead();
+        facts.envelope = meter.finish();
     }
-    return RecordingFacts{static_cast<double>(reader->sampleRate()), reader->framesRead(),
-                          reader->declaresLength() ? reader->frameCount() : reader->framesRead(),
-                          *std::move(digest), meter.finish()};
+    if (facts.declaredFrames == 0) // where the file does not say
+        facts.declaredFrames = facts.frameCount;
+    return true;
+}
+
+std::optional<RecordingFacts> AnalysisEngine::readRecording(const File& audio,
+                                                            const CancellationQuestion& isCancelled,
+                                                            std::string* refusal) {
+    auto facts = identifyRecording(audio, isCancelled, refusal);
+    return facts && hearRecording(audio, *facts, isCancelled) ? std::move(facts) : std::nullopt;
+}
+
+std::shared_ptr<const AudioFeatures> AnalysisEngine::heardFeatures(const File& audio) {
+    const std::lock_guard guard(mMutex);
+    for (const auto& open : openAudio())
+        if (open->file() == audio)
+            return open->heardFeatures();
+    return nullptr;
 }
 
 void registerAnalysisEngine() {

@@ -11,6 +11,7 @@
 
 namespace TARN_PUBLIC tarn {
 
+struct AudioFeatures;
 class SharedAudio;
 
 /// Operations made for the same file while one of them exists share one pass over its audio. The same file
@@ -34,6 +35,11 @@ public:
     /// Grows whenever results change.
     [[nodiscard]] std::string version() const override { return "2"; }
     std::shared_ptr<const Error> refusal(const File& audio) override;
+    std::optional<RecordingFacts> identifyRecording(const File& audio,
+                                                    const CancellationQuestion& isCancelled,
+                                                    std::string* refusal) override;
+    bool hearRecording(const File& audio, RecordingFacts& facts,
+                       const CancellationQuestion& isCancelled) override;
     std::optional<RecordingFacts> readRecording(const File& audio, const CancellationQuestion& isCancelled,
                                                 std::string* refusal) override;
 
@@ -42,6 +48,7 @@ private:
     std::shared_ptr<EngineOperation> makeOperation(const File& audio);
     std::shared_ptr<SharedAudio> sharedAudio(const File& audio);
     std::vector<std::shared_ptr<SharedAudio>> openAudio();
+    std::shared_ptr<const AudioFeatures> heardFeatures(const File& audio);
 
     std::mutex mMutex;
     std::vector<std::weak_ptr<SharedAudio>> mOpen; ///< the files that operations use

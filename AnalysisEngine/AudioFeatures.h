@@ -6,6 +6,8 @@
 #include "AnalysisEngine/BeatFeatures.h"
 #include "AnalysisEngine/SpectralFeatures.h"
 #include "AnalysisEngine/StageMonitor.h"
+#include "AnalysisEngine/WaveformComputation.h"
+#include "KELPMusicInformationRetrieval/LoudnessEnvelope.h"
 #include "Platform/Export.h"
 
 #include <cstdint>
@@ -17,11 +19,18 @@ struct AudioFeatures {
     std::int64_t frameCount = 0; ///< Frames of the file that could be decoded.
     SpectralFeatures spectral;
     BeatFeatures beats;
+    LoudnessEnvelope envelope = {};
 };
 
-/// Reads the rest of the file. `spectrum`, still without frames, becomes that of the features and can be read
-/// by other threads meanwhile.
+/// What can be read while the pass is on: the spectrum of the features and the points of the waveform.
+struct HeardSoFar {
+    std::shared_ptr<LogSpectrogram> spectrum = makeLogSpectrogram();
+    std::shared_ptr<WaveformPoints> waveform = makeWaveformPoints();
+};
+
+/// Reads the rest of the file. What `soFar` holds, still empty, is filled, and can be read by other threads
+/// meanwhile; its spectrum becomes that of the features.
 AudioFeatures extractAudioFeatures(AudioReader& reader, const StageMonitor& monitor = {},
-                                   std::shared_ptr<LogSpectrogram> spectrum = makeLogSpectrogram());
+                                   const HeardSoFar& soFar = {});
 
 } // namespace tarn

@@ -1,14 +1,16 @@
 #include "AnalysisEngine/AudioReader.h"
 
+#include "AnalysisEngine/FFmpegStream.h"
+#include "AnalysisEngine/SoundFileStream.h"
 #include "Platform/FatalError.h"
 #include "Platform/FileManager.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <sndfile.h>
 #include <soxr.h>
 #include <string>
+#include <utility>
 
 namespace tarn {
 
@@ -30,16 +32,22 @@ float harmless(float sample) {
     return std::isfinite(sample) ? std::clamp(sample, -kMaximumMagnitude, kMaximumMagnitude) : 0.0f;
 }
 
+/// Null with a reason where nothing can be read. `why` is never null.
+std::unique_ptr<AudioStream> streamOf(const std::filesystem::path& path, std::string* why) {
+    *why = kNoAudio;
+    if (const auto source = AudioSourcePath::sourceAt(path))
+        return source->open();
+    // Opening a pipe would wait for a writer, and a device may have no end; both cannot be read again.
+    if (Error error; !FileManager::isReadableFile(path, &error)) {
+        if (error.code == ENOTSUP)
+            *why = kNotOrdinary;
+        return nullptr;
+    }
+    auto stream = openSoundFile(path);
+    return stream || !isForFFmpeg(path) ? std::move(stream) : openWithFFmpeg(path, why);
+}
+
 } // namespace
-
-struct AudioReader::Decoder {
-    SNDFILE* file;
-
-    explicit Decoder(SNDFILE* opened) : file(opened) {}
-    Decoder(const Decoder&) = delete;
-    Decoder& operator=(const Decoder&) = delete;
-    ~Decoder() { sf_close(file); }
-};
 
 std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path, std::string* refusal,
                                                AudioChannels channels) {
@@ -48,37 +56,29 @@ std::unique_ptr<AudioReader> AudioReader::open(const std::filesystem::path& path
             *refusal = std::move(reason);
         return nullptr;
     };
-    // Opening a pipe would wait for a writer, and a device may have no end; both cannot be read again.
-    if (Error error; !FileManager::isReadableFile(path, &error))
-        return refuse(error.code == ENOTSUP ? kNotOrdinary : kNoAudio);
-    SF_INFO info{};
-    SNDFILE* file = sf_open(path.string().c_str(), SFM_READ, &info);
-    if (!file)
-        return refuse(kNoAudio);
-    auto decoder = std::make_unique<Decoder>(file);
-    if (info.samplerate < kMinimumRate || info.samplerate > kMaximumRate)
-        return refuse("a rate of " + std::to_string(info.samplerate) + " frames per second is not supported");
-    if (info.channels < 1 || info.channels > kMaximumChannels)
-        return refuse(std::to_string(info.channels) + " channels are not supported");
-    constexpr sf_count_t kUnknownLength = SF_COUNT_MAX;
-    const std::int64_t longest = longestAt(info.samplerate);
-    const bool declaresLength = info.frames != kUnknownLength;
-    if (info.frames > longest && declaresLength)
+    std::string why;
+    auto stream = streamOf(path, &why);
+    if (!stream)
+        return refuse(why);
+    if (stream->sampleRate() < kMinimumRate || stream->sampleRate() > kMaximumRate)
+        return refuse("a rate of " + std::to_string(stream->sampleRate()) +
+                      " frames per second is not supported");
+    if (stream->channelCount() < 1 || stream->channelCount() > kMaximumChannels)
+        return refuse(std::to_string(stream->channelCount()) + " channels are not supported");
+    if (stream->frameCount().value_or(0) > longestAt(stream->sampleRate()))
         return refuse("it is longer than " + std::to_string(kMaximumHours) + " hours");
-    std::unique_ptr<AudioReader> reader(new AudioReader(std::move(decoder), info.samplerate, info.channels,
-                                                        channels, declaresLength,
-                                                        std::clamp<std::int64_t>(info.frames, 1, longest)));
+    std::unique_ptr<AudioReader> reader(new AudioReader(std::move(stream), channels));
     if (reader->mAhead.empty())
         return refuse(kNoAudio);
     return reader;
 }
 
-AudioReader::AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int channelCount,
-                         AudioChannels channels, bool declaresLength, std::int64_t frameCount)
-    : mDecoder(std::move(decoder)), mSampleRate(sampleRate), mChannelCount(channelCount),
-      mOutputChannelCount(channels == AudioChannels::mean ? 1 : std::min(channelCount, 2)),
-      mDeclaresLength(declaresLength), mFrameCount(frameCount),
-      mInterleaved(kBlockLength * static_cast<std::size_t>(channelCount)) {
+AudioReader::AudioReader(std::unique_ptr<AudioStream> stream, AudioChannels channels)
+    : mStream(std::move(stream)), mSampleRate(mStream->sampleRate()), mChannelCount(mStream->channelCount()),
+      mOutputChannelCount(channels == AudioChannels::mean ? 1 : std::min(mChannelCount, 2)),
+      mDeclaresLength(mStream->frameCount().has_value()),
+      mFrameCount(std::max<std::int64_t>(mStream->frameCount().value_or(longestAt(mSampleRate)), 1)),
+      mInterleaved(kBlockLength * static_cast<std::size_t>(mChannelCount)) {
     decodeBlock();
 }
 
@@ -87,9 +87,9 @@ AudioReader::~AudioReader() = default;
 void AudioReader::decodeBlock() {
     const std::int64_t left = longestAt(mSampleRate) - mFramesRead;
     const auto wanted = std::clamp<std::int64_t>(left, 0, kBlockLength);
-    const auto read = wanted > 0 ? sf_readf_float(mDecoder->file, mInterleaved.data(), wanted) : 0;
-    const auto frames = static_cast<std::size_t>(std::clamp<std::int64_t>(read, 0, wanted));
     const auto channels = static_cast<std::size_t>(mChannelCount);
+    const auto room = static_cast<std::size_t>(wanted);
+    const auto frames = std::min(mStream->read(std::span(mInterleaved).first(room * channels)), room);
     const auto outputs = static_cast<std::size_t>(mOutputChannelCount);
     mAhead.resize(frames * outputs);
     if (outputs == channels) {
@@ -110,7 +110,7 @@ void AudioReader::decodeBlock() {
 bool AudioReader::seek(std::int64_t frame) {
     mAhead.clear();
     mFramesRead = frame;
-    if (frame < 0 || frame > mFrameCount || sf_seek(mDecoder->file, frame, SEEK_SET) != frame)
+    if (frame < 0 || frame > mFrameCount || !mStream->seek(frame))
         return false;
     decodeBlock();
     return true;

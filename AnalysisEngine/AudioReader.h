@@ -1,9 +1,10 @@
-// Audio files as streams of samples, in blocks: at the file's own rate (AudioReader) and at the one rate
-// at which the analysis listens (AnalysisResampler). Whatever bytes the file holds, the samples are finite
-// and of bounded magnitude, memory is bounded, and a file that breaks off in the middle yields what comes
-// before the break.
+// Recordings as streams of samples, in blocks: at the file's own rate (AudioReader) and at the one rate at
+// which the analysis listens (AnalysisResampler). Whatever bytes the file holds, the samples are finite and
+// of bounded magnitude, memory is bounded, and a file that breaks off in the middle yields what comes before
+// the break.
 #pragma once
 
+#include "KELPMusicInformationRetrieval/AudioSource.h"
 #include "Platform/Export.h"
 
 #include <cstdint>
@@ -23,7 +24,8 @@ inline constexpr int kAnalysisRate = 22050;
 /// more than two their mean twice.
 enum class AudioChannels { mean, stereo };
 
-/// Reads any file that libsndfile reads.
+/// Reads any file that libsndfile reads, the sound of films and of other formats with the program ffmpeg, and
+/// the source that an AudioSourcePath leads to.
 class AudioReader {
 public:
     /// Frames in the longest block that nextBlock() returns.
@@ -74,12 +76,10 @@ public:
     double fractionRead() const;
 
 private:
-    struct Decoder;
-    AudioReader(std::unique_ptr<Decoder> decoder, int sampleRate, int channelCount, AudioChannels channels,
-                bool declaresLength, std::int64_t frameCount);
+    AudioReader(std::unique_ptr<AudioStream> stream, AudioChannels channels);
     void decodeBlock();
 
-    std::unique_ptr<Decoder> mDecoder;
+    std::unique_ptr<AudioStream> mStream;
     int mSampleRate;
     int mChannelCount;
     int mOutputChannelCount;

@@ -7,18 +7,18 @@ std::shared_ptr<const AudioFeatures> SharedAudio::features(const StageMonitor& m
         const auto reader = AudioReader::open(mFile);
         if (!reader)
             return AudioFeatures{};
-        auto spectrum = makeLogSpectrogram();
+        const HeardSoFar soFar;
         {
             const std::lock_guard guard(mMutex);
-            mSpectrum = spectrum;
+            mSoFar = soFar;
         }
-        return extractAudioFeatures(*reader, shared, std::move(spectrum));
+        return extractAudioFeatures(*reader, shared, soFar);
     });
 }
 
-std::shared_ptr<const LogSpectrogram> SharedAudio::spectrumSoFar() const {
+std::optional<HeardSoFar> SharedAudio::heardSoFar() const {
     const std::lock_guard guard(mMutex);
-    return mSpectrum;
+    return mSoFar;
 }
 
 std::shared_ptr<const DetectedBeats> SharedAudio::beats(const StageMonitor& monitor) {

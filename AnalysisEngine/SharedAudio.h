@@ -8,11 +8,13 @@
 #include "AnalysisEngine/StageMonitor.h"
 #include "Platform/Export.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 namespace TARN_PUBLIC tarn {
@@ -87,9 +89,14 @@ public:
     [[nodiscard]] const std::filesystem::path& file() const { return mFile; }
     /// Of nothing (no frames) when the file cannot be opened any more.
     [[nodiscard]] std::shared_ptr<const AudioFeatures> features(const StageMonitor& monitor);
-    /// The spectrum of the features, with the frames that have been computed so far; nothing before the first
-    /// is asked for. A computation that takes over from a cancelled one begins with another spectrum.
-    [[nodiscard]] std::shared_ptr<const LogSpectrogram> spectrumSoFar() const;
+    /// The features, if they have been computed already; otherwise empty.
+    [[nodiscard]] std::shared_ptr<const AudioFeatures> heardFeatures() { return mFeatures.peek(); }
+    /// What the features' pass has computed so far; nothing before the first is asked for. A computation that
+    /// takes over from a cancelled one begins with another.
+    [[nodiscard]] std::optional<HeardSoFar> heardSoFar() const;
+    /// Some operation will ask for the features: others need no pass of their own.
+    void expectFeatures() { mExpectsFeatures = true; }
+    [[nodiscard]] bool expectsFeatures() const { return mExpectsFeatures; }
     [[nodiscard]] std::shared_ptr<const DetectedBeats> beats(const StageMonitor& monitor);
     /// The beats, with bars and metre, if they have been detected already; otherwise empty.
     [[nodiscard]] std::shared_ptr<const DetectedBeats> detectedBeats() { return mBeats.peek(); }
@@ -98,8 +105,9 @@ private:
     std::filesystem::path mFile;
     ComputedOnce<AudioFeatures> mFeatures;
     ComputedOnce<DetectedBeats> mBeats;
-    mutable std::mutex mMutex; ///< guards the spectrum
-    std::shared_ptr<const LogSpectrogram> mSpectrum;
+    std::atomic<bool> mExpectsFeatures = false;
+    mutable std::mutex mMutex; ///< guards the next
+    std::optional<HeardSoFar> mSoFar;
 };
 
 } // namespace tarn

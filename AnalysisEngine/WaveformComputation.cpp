@@ -14,44 +14,51 @@ std::int8_t toPoint(float value) {
     return static_cast<std::int8_t>(std::lround(std::clamp(value, -1.0f, 1.0f) * 127));
 }
 
-/// The stretch of samples that one point spans, as far as it is known.
-struct Stretch {
-    float minimum = 0;
-    float maximum = 0;
-    double power = 0;
-    std::size_t count = 0;
-
-    void add(float sample) {
-        minimum = count == 0 ? sample : std::min(minimum, sample);
-        maximum = count == 0 ? sample : std::max(maximum, sample);
-        power += static_cast<double>(sample) * static_cast<double>(sample);
-        ++count;
-    }
-    Waveform::Point point() const {
-        const double rms = std::sqrt(power / static_cast<double>(count));
-        return {toPoint(minimum), toPoint(maximum), toPoint(static_cast<float>(rms))};
-    }
-};
-
 } // namespace
 
-void computeWaveform(AudioReader& reader, Waveform& waveform, const StageMonitor& monitor) {
-    Stretch stretch;
-    for (;;) {
-        monitor.report(reader.fractionRead());
-        const std::span<const float> block = reader.nextBlock();
-        if (block.empty())
-            break;
-        for (const float sample : block) {
-            stretch.add(sample);
-            if (stretch.count == Waveform::kFinestFramesPerPoint) {
-                waveform.appendPoint(stretch.point());
-                stretch = {};
-            }
-        }
+void WaveformMeter::process(std::span<const float> samples) {
+    for (const float sample : samples) {
+        mMinimum = mCount == 0 ? sample : std::min(mMinimum, sample);
+        mMaximum = mCount == 0 ? sample : std::max(mMaximum, sample);
+        mPower += static_cast<double>(sample) * static_cast<double>(sample);
+        if (++mCount == Waveform::kFinestFramesPerPoint)
+            appendPoint();
     }
-    if (stretch.count > 0)
-        waveform.appendPoint(stretch.point());
+}
+
+void WaveformMeter::finish() {
+    if (mCount > 0)
+        appendPoint();
+}
+
+void WaveformMeter::appendPoint() {
+    const double rms = std::sqrt(mPower / static_cast<double>(mCount));
+    mPoints->next().front() = {toPoint(mMinimum), toPoint(mMaximum), toPoint(static_cast<float>(rms))};
+    mPoints->append();
+    mPower = 0;
+    mCount = 0;
+}
+
+void appendPoints(const WaveformPoints& points, Waveform& waveform) {
+    const std::size_t end = points.size();
+    for (std::size_t first = waveform.points(0).size(); first < end;) {
+        const auto row = points.rows(first, end);
+        for (const Waveform::Point point : row)
+            waveform.appendPoint(point);
+        first += row.size();
+    }
+}
+
+void computeWaveform(AudioReader& reader, Waveform& waveform, const StageMonitor& monitor) {
+    const auto points = makeWaveformPoints();
+    WaveformMeter meter(points);
+    for (auto block = reader.nextBlock(); !block.empty(); block = reader.nextBlock()) {
+        meter.process(block);
+        appendPoints(*points, waveform);
+        monitor.report(reader.fractionRead());
+    }
+    meter.finish();
+    appendPoints(*points, waveform);
     waveform.finish();
 }
 

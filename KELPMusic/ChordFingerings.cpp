@@ -8,7 +8,7 @@ namespace tarn {
 namespace {
 
 constexpr int kHighestBase = 12;
-constexpr int kReach = 4;      // frets
+constexpr int kReach = 4; // frets
 constexpr int kMostFingers = 4;
 constexpr std::int8_t kMuted = -1;
 
@@ -92,7 +92,8 @@ private:
             return;
         const auto onLowest = std::ranges::count(stopped, static_cast<std::int8_t>(lowest));
         const bool hasOpen = std::ranges::count(frets, std::int8_t{0}) > 0;
-        const auto fingers = static_cast<std::ptrdiff_t>(stopped.size()) - (hasOpen ? 0 : std::max<std::ptrdiff_t>(0, onLowest - 1));
+        const auto fingers = static_cast<std::ptrdiff_t>(stopped.size()) -
+                             (hasOpen ? 0 : std::max<std::ptrdiff_t>(0, onLowest - 1));
         if (fingers > kMostFingers)
             return;
         std::bitset<12> sounding;

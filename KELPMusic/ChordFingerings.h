@@ -23,7 +23,8 @@ struct ChordFingering {
 /// barre counting as one, all strings that are played lying beside each other. They sound the chord's tones
 /// and no others, all of them as far as there are strings, the fifth going first; the chord's bass lies
 /// lowest where the strings ascend. None for no chord and for chords that the instrument cannot play so.
-[[nodiscard]] std::vector<ChordFingering>
-chordFingerings(const KELPChord& chord, const KELPStringedInstrumentDescription& instrument, std::size_t most);
+[[nodiscard]] std::vector<ChordFingering> chordFingerings(const KELPChord& chord,
+                                                          const KELPStringedInstrumentDescription& instrument,
+                                                          std::size_t most);
 
 } // namespace tarn

@@ -80,6 +80,17 @@ public:
                                                         const CancellationQuestion& isCancelled = {},
                                                         std::string* refusal = nullptr);
 
+    /// The same in two steps, between which operations may do the reading, so that the file is decoded once.
+    /// The first decodes nothing: of what only decoding tells, the envelope is empty and `frameCount` what
+    /// the file declares, 0 where it does not.
+    virtual std::optional<RecordingFacts> identifyRecording(const File& audio,
+                                                            const CancellationQuestion& isCancelled = {},
+                                                            std::string* refusal = nullptr);
+    /// Completes what `identifyRecording` returned, from what operations have heard of the file meanwhile, or
+    /// else by reading it. Returns false when cancelled, or where the file has gone meanwhile.
+    virtual bool hearRecording(const File& audio, RecordingFacts& facts,
+                               const CancellationQuestion& isCancelled = {});
+
     /// The process-wide factory; until an engine has registered, one that refuses every file. Never nothing.
     /// Thread-safe.
     static std::shared_ptr<AnalysisOperationFactory> shared();

@@ -67,8 +67,8 @@ bool writeAtomically(std::span<const std::byte> bytes, const std::filesystem::pa
 bool streamAtomically(const std::function<void(std::ostream&)>& produce, const std::filesystem::path& file,
                       Error* error = nullptr);
 
-/// Whether writeAtomically would succeed, as far as can be told beforehand: false, with the reason that it would
-/// give, when the file's folder is missing (ENOENT) or cannot be written to, when the file is a folder
+/// Whether writeAtomically would succeed, as far as can be told beforehand: false, with the reason that it
+/// would give, when the file's folder is missing (ENOENT) or cannot be written to, when the file is a folder
 /// (EISDIR) or write-protected, or when its symbolic links form a loop (ELOOP).
 bool canWriteAtomically(const std::filesystem::path& file, Error* error = nullptr);
 

@@ -22,7 +22,8 @@ double countedBeatSeconds(const Song& song) {
     constexpr double kUsualTempo = 120;
     const auto tempi = song.notes->tempoEntries();
     const double tempo = tempi.empty() ? 0 : static_cast<double>(tempi.front()->tempo());
-    const double perMinute = tempo > 0 ? tempo * countedBeatsPerTempoBeat(song.notes->timeSignature()) : kUsualTempo;
+    const double perMinute =
+        tempo > 0 ? tempo * countedBeatsPerTempoBeat(song.notes->timeSignature()) : kUsualTempo;
     return 60 / perMinute;
 }
 

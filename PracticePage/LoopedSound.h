@@ -21,9 +21,8 @@ struct PlayedPassage {
         {}; ///< where the sound ends without a loop; the recording's end at the latest
 };
 
-/// The sound of a passage at the recording's own rate, read in blocks. Where a loop returns, the sound after
-/// its end fades into that at its start within a few milliseconds: without a gap, and each round as long as
-/// the loop.
+/// The sound of a passage at the recording's own rate, read in blocks. Where a loop returns, its last
+/// milliseconds fade into those before its start: without a gap, and each round as long as the loop.
 class LoopedSound {
 public:
     static constexpr double kFadeSeconds = 0.005;
@@ -47,15 +46,18 @@ public:
     std::vector<float> next();
 
 private:
+    void seek(std::int64_t songFrame);
+    /// Up to so many frames; none at the recording's end.
     std::vector<float> read(std::int64_t frames);
-    void go(std::int64_t songFrame);
+    /// So many, silent after the recording's end.
+    std::vector<float> readAll(std::int64_t frames);
+    std::vector<float> returnToStart();
 
     std::unique_ptr<AudioReader> mReader;
     PlayedPassage mPassage;
     std::int64_t mFrame;          ///< of the recording, at which the next block begins
     std::int64_t mSoundFrame = 0; ///< the same of the sound
     std::vector<float> mLeft;     ///< of a block that was read, what comes next
-    std::vector<float> mFading;   ///< what sounded on after the loop's end
     std::vector<Turn> mTurns;
 };
 

@@ -9,6 +9,7 @@
 #include "Song/SongChange.h"
 #include "Song/SongError.h"
 #include "Song/SongFile.h"
+#include "Song/SongPositions.h"
 
 #include <chrono>
 #include <nlohmann/json.hpp>

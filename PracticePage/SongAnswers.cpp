@@ -11,7 +11,6 @@
 namespace tarn {
 namespace {
 
-
 Range<std::int64_t> framesIn(const HTTPRequest& request) {
     const auto from = wholeArgument(request, "from", 0, kFarthestFrame);
     return {from, wholeArgument(request, "to", from + 1, kFarthestFrame)};

@@ -7,6 +7,7 @@
 #include "PracticePage/SoundFormat.h"
 #include "Song/ChartHarmony.h"
 #include "Song/CountedBeats.h"
+#include "Song/GridReplacement.h"
 #include "TarnFoundation/UserEntries/TarnSectionColor.h"
 
 #include <algorithm>
@@ -124,7 +125,7 @@ json keyJSON(const Song& song) {
 json tempoJSON(const Song& song) {
     const auto tempi = song.notes->tempoEntries();
     if (!tempi.empty())
-        return tempi.front()->tempo();
+        return tempi.front()->tempo() * countedBeatsPerTempoBeat(song.notes->timeSignature());
     const double tempo = song.notes->tryTempoFromBeatEntries(song.recording.sampleRate).value_or(0);
     return tempo > 0 ? json(tempo) : json(nullptr);
 }

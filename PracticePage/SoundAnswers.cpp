@@ -1,4 +1,8 @@
 // What the API answers about sound: streams, count-ins and chords.
+#include "KELPMusic/ChordFingerings.h"
+#include "Pictures/PictureText.h"
+#include "Platform/PlainText.h"
+#include "PracticePage/CountIn.h"
 #include "PracticePage/PageAnswers.h"
 #include "PracticePage/PracticeCall.h"
 #include "PracticePage/RequestValues.h"
@@ -8,7 +12,6 @@
 
 namespace tarn {
 namespace {
-
 
 /// Throws RequestRefused (400) for what is no passage of the song.
 PlayedPassage passageIn(const json& body, const Song& song) {
@@ -40,6 +43,39 @@ std::string bytesOf(const std::vector<std::int16_t>& samples) {
         bytes += {static_cast<char>(bits & 0xFF), static_cast<char>(bits >> 8)};
     }
     return bytes;
+}
+
+constexpr std::size_t kLongestChordName = 64;
+constexpr std::size_t kMostFingerings = 4;
+
+json notesOf(const std::vector<KELPPitchRef>& pitches) {
+    auto notes = json::array();
+    for (const auto& pitch : pitches)
+        notes.push_back(pitch->midiNote());
+    return notes;
+}
+
+/// What sounds, from the lowest note.
+json notesOf(const ChordFingering& fingering, const KELPStringedInstrumentDescription& instrument) {
+    std::vector<std::int64_t> notes;
+    for (std::size_t string = 0; string < fingering.frets.size(); ++string) {
+        if (fingering.frets[string] >= 0)
+            notes.push_back(instrument.tuning()[string]->semitones() + fingering.frets[string]);
+    }
+    std::ranges::sort(notes);
+    return notes;
+}
+
+/// Null for a piano.
+KELPInstrumentRef instrumentIn(const HTTPRequest& request) {
+    const auto name = request.argument("instrument");
+    if (name == "piano")
+        return nullptr;
+    for (const char* known : {"Guitar", "Ukulele", "Bass"}) {
+        if (name == lowerCased(known))
+            return KELPStringedInstrumentDescription::presetNamed(known);
+    }
+    throw RequestRefused(400, "The instrument is guitar, ukulele, bass or piano.");
 }
 
 HTTPResponse blockAnswer(const SoundBlock& block) {
@@ -91,12 +127,33 @@ HTTPResponse PracticeAPI::endStream(const Call& call) {
     return jsonAnswer(json::object());
 }
 
-HTTPResponse PracticeAPI::countIn(const Call& /*call*/) {
-    return errorAnswer(404, "not yet");
+HTTPResponse PracticeAPI::countIn(const Call& call) {
+    const auto view = call.song().view();
+    const auto at = wholeArgument(call.request, "at", 0, kFarthestFrame);
+    const auto bars = static_cast<int>(wholeArgument(call.request, "bars", 1, 2));
+    auto beats = json::array();
+    for (const CountInBeat& beat : countInBefore(*view.song, at, bars))
+        beats.push_back({{"before", beat.before}, {"downbeat", beat.isDownbeat}});
+    return jsonAnswer({{"beats", std::move(beats)}});
 }
 
-HTTPResponse PracticeAPI::chord(const Call& /*call*/) {
-    return errorAnswer(404, "not yet");
+HTTPResponse PracticeAPI::chord(const Call& call) {
+    const auto name = call.request.argument("name").value_or("");
+    const auto chord = name.size() <= kLongestChordName ? KELPChord::chordWithString(name) : nullptr;
+    if (!chord)
+        throw RequestRefused(404, "There is no such chord.");
+    const auto instrument = instrumentIn(call.request);
+    json answer{{"name", typesetChord(chord->string())},
+                {"fingerings", json::array()},
+                {"notes", notesOf(chord->pitchesAtOctave(instrument ? 3 : 4))}};
+    if (instrument) {
+        const auto fingerings = chordFingerings(*chord, *instrument, kMostFingerings);
+        for (const ChordFingering& fingering : fingerings)
+            answer["fingerings"].push_back({{"baseFret", fingering.baseFret}, {"frets", fingering.frets}});
+        if (!fingerings.empty())
+            answer["notes"] = notesOf(fingerings.front(), *instrument);
+    }
+    return jsonAnswer(answer);
 }
 
 } // namespace tarn

@@ -2,7 +2,7 @@
 
 #include "Platform/Export.h"
 
-#include <cstdint>
+#include <cstddef>
 #include <memory>
 #include <span>
 #include <vector>
@@ -13,8 +13,6 @@ namespace TARN_PUBLIC tarn {
 struct SoundChange {
     double speed = 1;     ///< 0.25 to 2; the pitch stays
     double semitones = 0; ///< -24 to 24, broken ones too; the speed stays
-
-    [[nodiscard]] bool isNone() const { return speed == 1 && semitones == 0; }
 };
 
 /// Plays a sound faster, slower, higher or lower, and at another rate, block by block.
@@ -36,11 +34,16 @@ public:
     [[nodiscard]] std::vector<float> take(std::size_t frames);
 
 private:
-    class Engine;
-    double mInputPerOutput;
-    std::unique_ptr<Engine> mEngine; ///< null where nothing is changed
+    class Resampling;
+    class Stretching;
+    void pass(bool isLast);
+
+    const double mInputPerOutput;
+    const std::size_t mChannels;
+    std::unique_ptr<Stretching> mStretching; ///< null where the length stays
+    std::unique_ptr<Resampling> mResampling; ///< null where the rate stays
+    std::vector<float> mStretched;
     std::vector<float> mReady;
-    std::size_t mChannels;
 };
 
 } // namespace tarn

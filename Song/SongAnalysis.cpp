@@ -100,8 +100,10 @@ private:
     Subscription mSubscription;
 };
 
-RecordingFacts readRecording(const std::filesystem::path& recording, const SongAnalysisOptions& options) {
-    if (Error error; !FileManager::isReadableFile(recording, &error))
+/// What can be told of a recording before it is decoded. Throws SongAnalysisCancelled and SongError.
+RecordingFacts identify(const std::filesystem::path& recording, const SongAnalysisOptions& options) {
+    const bool isFile = !AudioSourcePath::sourceAt(recording);
+    if (Error error; isFile && !FileManager::isReadableFile(recording, &error))
         throw SongError(SongError::Kind::unreadable,
                         textOfPath(recording) +
                             (error.code == ENOENT   ? ": there is no such file; name an audio file"
@@ -111,12 +113,28 @@ RecordingFacts readRecording(const std::filesystem::path& recording, const SongA
                                    "read more than once; save it as one"
                                  : ": the file cannot be read; check its permissions"));
     std::string refusal;
-    auto facts = AnalysisOperationFactory::shared()->readRecording(recording, options.isCancelled, &refusal);
+    auto facts =
+        AnalysisOperationFactory::shared()->identifyRecording(recording, options.isCancelled, &refusal);
     if (facts)
         return *std::move(facts);
     if (refusal.empty())
         throw SongAnalysisCancelled();
     throw SongError(SongError::Kind::unsupportedRecording, textOfPath(recording) + ": " + refusal);
+}
+
+/// Completes the facts: from what an analysis has heard that still goes on, else by reading the recording.
+void hear(const std::filesystem::path& recording, RecordingFacts& facts, const SongAnalysisOptions& options) {
+    if (AnalysisOperationFactory::shared()->hearRecording(recording, facts, options.isCancelled))
+        return;
+    if (options.isCancelled && options.isCancelled())
+        throw SongAnalysisCancelled();
+    throw SongError(SongError::Kind::unreadable,
+                    textOfPath(recording) + ": the file went or changed while it was read");
+}
+
+/// What is told of a document's own recording without decoding it again.
+bool knows(const Song& song, const RecordingFacts& facts) {
+    return song.hasRecording() && song.recording.digest == facts.digest && !song.recording.envelope.isEmpty();
 }
 
 std::string newIdentifier() {
@@ -145,7 +163,10 @@ std::string nameSeenFrom(const std::filesystem::path& document, const std::files
 
 /// A song without annotations.
 std::shared_ptr<Song> songOf(const RecordingFacts& facts) {
-    return std::make_shared<Song>(Recording{"", facts.sampleRate, facts.frameCount, newIdentifier()});
+    auto song = std::make_shared<Song>(Recording{"", facts.sampleRate, facts.frameCount, newIdentifier()});
+    song->properties.title = facts.title;
+    song->properties.artist = facts.artist;
+    return song;
 }
 
 void describe(Song& song, const std::filesystem::path& recording, const RecordingFacts& facts,
@@ -288,7 +309,8 @@ bool isAnalyzed(const Song& song) {
 
 std::shared_ptr<Song> newSong(const std::filesystem::path& recording, const std::filesystem::path& file,
                               const SongAnalysisOptions& options) {
-    const auto facts = readRecording(recording, options);
+    auto facts = identify(recording, options);
+    hear(recording, facts, options);
     auto song = songOf(facts);
     describe(*song, recording, facts, file);
     return song;
@@ -297,9 +319,20 @@ std::shared_ptr<Song> newSong(const std::filesystem::path& recording, const std:
 std::shared_ptr<Song> analyzeRecording(const std::filesystem::path& recording,
                                        const std::filesystem::path& file,
                                        const SongAnalysisOptions& options) {
-    auto song = newSong(recording, file, options);
-    analyze(*song, recording, song->recording.digest, options);
+    auto facts = identify(recording, options);
+    auto song = songOf(facts);
+    analyze(*song, recording, facts.digest, options);
+    hear(recording, facts, options);
+    describe(*song, recording, facts, file);
     song->record("Analysed");
+    return song;
+}
+
+std::shared_ptr<Song> analyzeRecording(const std::shared_ptr<AudioSource>& source,
+                                       const SongAnalysisOptions& options) {
+    const AudioSourcePath sound(source);
+    auto song = analyzeRecording(sound.path(), {}, options);
+    song->recording.fileName.clear();
     return song;
 }
 
@@ -314,9 +347,16 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
         existing = change.song();
     }
     SongAnalysisOutcome outcome;
-    outcome.recording = readRecording(recording, options);
-    const RecordingFacts& facts = outcome.recording;
+    outcome.recording = identify(recording, options);
+    RecordingFacts& facts = outcome.recording;
     const auto analyzed = existing ? existing : songOf(facts);
+    if (existing && knows(*existing, facts)) {
+        facts.frameCount = existing->recording.frameCount;
+        facts.envelope = existing->recording.envelope;
+        facts.hearing = nullptr;
+    } else if (existing) { // what it sounds like decides whether it is the document's
+        hear(recording, facts, options);
+    }
     RecordingMatch found = RecordingMatch::sameFile;
     if (readBytes)
         found = checkedMatch(*analyzed, facts, options.relink, document);
@@ -324,6 +364,8 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
         removeAnalysis(*analyzed->notes);
     if (!isAnalyzed(*analyzed))
         analyze(*analyzed, recording, facts.digest, options);
+    if (!existing)
+        hear(recording, facts, options);
 
     SongChange change = changeOf(document, options);
     if (!change.bytes() || change.bytes() == readBytes) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KELPMusicInformationRetrieval/AudioSource.h"
 #include "Platform/Export.h"
 #include "Song/Song.h"
 
@@ -55,8 +56,8 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
                                         const std::filesystem::path& document,
                                         const SongAnalysisOptions& options = {});
 
-/// A new song of a recording, without annotations. `file`, where the song will be kept, decides how the
-/// recording is named. Throws as analyzeRecording.
+/// A new song of a recording, without annotations, with title and artist as its file has them. `file`, where
+/// the song will be kept, decides how the recording is named. Throws as analyzeRecording.
 [[nodiscard]] std::shared_ptr<Song> newSong(const std::filesystem::path& recording,
                                             const std::filesystem::path& file = {},
                                             const SongAnalysisOptions& options = {});
@@ -65,6 +66,11 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
 /// SongAnalysisCancelled and SongError (unreadable, unsupportedRecording).
 [[nodiscard]] std::shared_ptr<Song> analyzeRecording(const std::filesystem::path& recording,
                                                      const std::filesystem::path& file = {},
+                                                     const SongAnalysisOptions& options = {});
+
+/// The same of an application's own sound. The song has no file of it, but its rate, length and digest, which
+/// is of the samples.
+[[nodiscard]] std::shared_ptr<Song> analyzeRecording(const std::shared_ptr<AudioSource>& source,
                                                      const SongAnalysisOptions& options = {});
 
 /// Whether the song has an entry of each kind that an analysis finds.

@@ -5,12 +5,8 @@ set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
-# Programs that need no libraries of the compiler beside them. GNU ld takes a minute for each, LLVM's a second.
-set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
-find_program(TARN_LLD ld.lld)
-if(TARN_LLD)
-    string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -fuse-ld=lld")
-endif()
+set(CMAKE_EXE_LINKER_FLAGS_INIT -static) # programs that need no libraries of the compiler beside them
+set(CMAKE_USER_MAKE_RULES_OVERRIDE_CXX ${CMAKE_CURRENT_LIST_DIR}/mingw-w64-link.cmake)
 
 set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

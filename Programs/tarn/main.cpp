@@ -169,6 +169,7 @@ int main(int argumentCount, char** arguments) {
     addChordsCommand(app);
     addCacheCommand(app);
     addOpenCommand(app);
+    addRenderCommand(app);
     addCompleteCommand(app);
     try {
         app.parse(argumentCount, arguments);

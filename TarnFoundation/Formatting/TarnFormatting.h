@@ -12,8 +12,8 @@ namespace TARN_PUBLIC tarn {
 enum class DurationPrecision { seconds, tenths };
 
 /// "3:07", "1:02:09", with tenths "3:07.4". Like the display of a player, shows what has fully passed:
-/// rounded toward zero. Negative durations (a count-in) begin with "-" unless they show zero; one that is no
-/// number or is too long to count gives "-:--".
+/// rounded toward zero. Negative durations (a count-in) begin with "-" unless they show zero; one that is not
+/// a number or is too long to count gives "-:--".
 [[nodiscard]] std::string formattedDuration(double seconds,
                                             DurationPrecision precision = DurationPrecision::seconds);
 

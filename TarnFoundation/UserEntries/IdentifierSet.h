@@ -34,11 +34,9 @@ public:
         // each takes less room than a table.
         mIsDense = mSpread / kBitsPerWord <= 4 * count;
         if (mIsDense)
-            mBits.resize(mSpread / kBitsPerWord + 1);
+            fillBits(items);
         else
-            mTable = IntegerTable(count);
-        for (const auto& item : items)
-            insert(identifierOf(item) - mLeast);
+            fillTable(items);
     }
 
     /// Whether no identifier occurred twice.
@@ -64,11 +62,24 @@ private:
     [[nodiscard]] bool hasBit(std::uint64_t offset) const {
         return (mBits[offset / kBitsPerWord] >> offset % kBitsPerWord & 1) != 0;
     }
-    void insert(std::uint64_t offset) {
-        if (mIsDense ? hasBit(offset) : mTable.insert(offset, 0).second)
-            mIsOfDistinctEntries = false;
-        else if (mIsDense)
-            mBits[offset / kBitsPerWord] |= std::uint64_t(1) << offset % kBitsPerWord;
+    template <typename Items>
+    void fillBits(const Items& items) {
+        mBits.resize(mSpread / kBitsPerWord + 1);
+        std::uint64_t repeated = 0;
+        for (const auto& item : items) {
+            const std::uint64_t offset = identifierOf(item) - mLeast;
+            const std::uint64_t bit = std::uint64_t(1) << offset % kBitsPerWord;
+            std::uint64_t& word = mBits[offset / kBitsPerWord];
+            repeated |= word & bit;
+            word |= bit;
+        }
+        mIsOfDistinctEntries = repeated == 0;
+    }
+    template <typename Items>
+    void fillTable(const Items& items) {
+        mTable = IntegerTable(items.size());
+        for (const auto& item : items)
+            mIsOfDistinctEntries &= mTable.insert(identifierOf(item) - mLeast, 0).second;
     }
 
     std::vector<std::uint64_t> mBits;
