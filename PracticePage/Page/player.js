@@ -11,8 +11,9 @@ const ahead = 3;
 /** How soon a change is heard, where the first block comes in time; and how long the fade to it lasts. */
 const changeLead = 0.15;
 const changeFade = 0.03;
-/** The fade of a start in the midst of the song, and of a stop. */
-const shortFade = 0.008;
+/** The fade of a stop, and of a start in the midst of the song, which leaves a beat that begins there its attack. */
+const stopFade = 0.008;
+const startFade = 0.001;
 
 /** @param {Manner} a @param {Manner} b */
 const isSame = (a, b) => JSON.stringify(a) === JSON.stringify(b);
@@ -134,7 +135,7 @@ export class Player extends EventTarget {
       if (!opened) return;
       const first = sound.onSample(sound.now + 0.06);
       const start = sound.onSample(first + this.#layCountIn(beats, first));
-      opened.voice.begin(start, from > 0 ? shortFade : 0);
+      opened.voice.begin(start, startFade);
       this.#take(opened.voice, opened.block, 0);
       this.state = 'playing';
       this.#timer = setInterval(() => this.#tick(), 50);
@@ -151,7 +152,7 @@ export class Player extends EventTarget {
     const rest = this.position;
     ++this.#ticket;
     clearInterval(this.#timer);
-    if (this.#sound) this.#silence(this.#sound.now, shortFade);
+    if (this.#sound) this.#silence(this.#sound.now, stopFade);
     this.#voices = [];
     this.#rest = Math.round(rest);
     this.state = 'stopped';
@@ -221,10 +222,9 @@ export class Player extends EventTarget {
       if (!opened) return;
       const now = sound.onSample(sound.now + 0.035);
       const start = frame === null ? Math.max(when, now) : now;
-      const fade = frame === null ? changeFade : shortFade;
-      this.#silence(start, fade);
+      this.#silence(start, frame === null ? changeFade : stopFade);
       this.#voices = this.#voices.filter(voice => voice.from < start);
-      opened.voice.begin(start, fade);
+      opened.voice.begin(start, frame === null ? changeFade : startFade);
       this.#take(opened.voice, opened.block, frame === null ? start - when : 0);
     } catch (error) {
       if (ticket === this.#ticket) this.#fail(error);
@@ -331,7 +331,7 @@ export class Player extends EventTarget {
     const manner = {...voice.manner, speed};
     const from = manner.loop?.[0] ?? 0;
     end.manner = manner;
-    voice.cut(end.time, shortFade);
+    voice.cut(end.time, stopFade);
     voice.rest = from;
     this.#close(voice);
     try {
@@ -340,7 +340,7 @@ export class Player extends EventTarget {
       if (!opened) return;
       const first = Math.max(end.time, this.sound().now + 0.02);
       const start = this.sound().onSample(first + this.#layCountIn(beats, first, speed));
-      opened.voice.begin(start, shortFade);
+      opened.voice.begin(start, startFade);
       this.#take(opened.voice, opened.block, 0);
     } catch (error) {
       if (ticket === this.#ticket) this.#fail(error);

@@ -56,8 +56,8 @@ export class Voice {
   begin(time, fade) {
     this.from = time;
     this.end = time;
-    this.#gain.gain.setValueAtTime(fade > 0 ? 0 : 1, time);
-    if (fade > 0) this.#gain.gain.linearRampToValueAtTime(1, time + fade);
+    this.#gain.gain.setValueAtTime(0, time);
+    this.#gain.gain.linearRampToValueAtTime(1, time + fade);
   }
 
   /**

@@ -27,13 +27,8 @@ namespace analysis {
                                                                             std::int64_t tatumCount);
 
 /// One for each location, in frames and in their order. Downbeats are the first one at `downbeatLocation` and
-<<<<<<< HEAD
 /// every `tatumCount`-th after it, none for a negative count; a count of 0 aborts. Nothing when no location
 /// is the downbeat's.
-=======
-/// every `tatumCount`-th after it, none for a negative count; a count of 0 aborts. Nothing when no location is
-/// the downbeat's.
->>>>>>> w-web-3
 [[nodiscard]] std::optional<EntryList<TarnBeatEntry>>
 newBeatEntries(TarnNoteEntryStorage& storage, const std::vector<std::int64_t>& locations,
                std::int64_t downbeatLocation, std::int64_t tatumCount);

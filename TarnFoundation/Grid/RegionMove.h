@@ -69,15 +69,9 @@ struct RegionMove {
     bool removesAfter = false;
 
     /// Moves one boundary by `by` snap points, or by `by` frames when there are none. A step past either end
-<<<<<<< HEAD
     /// of the points stays on the last one there. `threshold` is the least length; without snap points, a
     /// move by 0 frames is not checked. Throws SnappedAdjustmentError, RegionClippingError or, when the rule
     /// is `doNotMove`, AdjustRegionEntryError.
-=======
-    /// of the points stays on the last one there. `threshold` is the least length; without snap points, a move by 0
-    /// frames is not checked. Throws SnappedAdjustmentError, RegionClippingError or, when the rule is `doNotMove`,
-    /// AdjustRegionEntryError.
->>>>>>> w-web-3
     [[nodiscard]] static RegionMove ofBoundary(const RegionSpan& region, RegionBoundary boundary,
                                                std::int64_t by, SnapPoints points, std::int64_t threshold,
                                                const RegionNeighbours& neighbours,

@@ -16,14 +16,9 @@ namespace TARN_PUBLIC tarn {
 ///
 /// Any thread may change the document. Every change is in one step, or in none when registration is disabled,
 /// and the steps are in the order of the changes; what several threads change at the same moment may become
-<<<<<<< HEAD
 /// one step, or none when one of them has disabled registration. Undo and redo are for one thread at a time.
 /// While others change the document meanwhile, they take back the entries of their step and leave the other
 /// changes in place. Recorders are made and destroyed on one thread.
-=======
-/// one step, or none when one of them has disabled registration. Undo and redo are for one thread at a time. While others change the document meanwhile, they take back the entries of their step and
-/// leave the other changes in place. Recorders are made and destroyed on one thread.
->>>>>>> w-web-3
 class TarnNoteEntryStorageUndoRecorder {
 public:
     TarnNoteEntryStorageUndoRecorder(const std::shared_ptr<TarnNoteEntryStorage>& storage,
