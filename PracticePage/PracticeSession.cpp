@@ -212,7 +212,7 @@ void PracticeSession::report(double fraction, const std::string& activity) {
 }
 
 void PracticeSession::runAnalysis() {
-    mRecording.accept(); // it was checked or is the one that makes the song
+    mRecording.accept(); // it was checked or is the one that makes the song, as long as it stays as it is
     tell("song", {"sound"});
     SongAnalysisOptions options;
     options.isCancelled = [this] { return mIsCancelled.load(); };
@@ -231,7 +231,6 @@ void PracticeSession::runAnalysis() {
             mSeenFile = FileIdentity::of(mOptions.document);
         }
         publish(outcome.song);
-        mRecording.accept();
     } catch (const SongAnalysisCancelled&) {
         failure = "The analysis was stopped.";
     } catch (const std::exception& error) {
@@ -255,18 +254,16 @@ void PracticeSession::stopAnalysis() {
 }
 
 void PracticeSession::analyze() {
-    const std::lock_guard changing(mChangeMutex);
-    {
-        const std::lock_guard guard(mMutex);
-        if (mView.state == State::analyzing)
-            return;
-        if (!mView.song->hasRecording())
-            throw EditRefused("the song has no recording");
-        mView.state = State::analyzing;
-    }
+    const std::lock_guard starting(mWorkerMutex);
+    const View now = view();
+    if (now.state == State::analyzing)
+        return;
+    if (!now.song->hasRecording())
+        throw EditRefused("the song has no recording");
     if (mWorker.joinable())
         mWorker.join();
     mIsCancelled = mIsEnding.load();
+    setState(State::analyzing);
     mWorker = std::thread([this] { work(true); });
 }
 

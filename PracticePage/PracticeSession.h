@@ -112,6 +112,7 @@ private:
     std::atomic<bool> mIsEnding = false;
     std::mutex mEndMutex;
     std::condition_variable mEnd;
+    std::mutex mWorkerMutex; ///< one begins it at a time
     std::thread mWorker;
     std::thread mWatcher;
 };
