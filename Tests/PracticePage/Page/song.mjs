@@ -14,7 +14,7 @@ export const barCount = 40;
 export const frameOf = (bar, beatOfBar = 1) => firstBeat + beat * (4 * (bar - 1) + beatOfBar - 1);
 
 /** Stereo: the left channel is silent, so that it holds the page's own clicks alone when the song is played. */
-function recording(frames) {
+export function recording(frames) {
   const bytes = Buffer.alloc(44 + frames * 4);
   bytes.write('RIFF', 0);
   bytes.writeUInt32LE(36 + frames * 4, 4);
