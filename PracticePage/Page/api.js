@@ -105,7 +105,7 @@ export class Api {
 
   /**
    * A block of a stream as samples from -1 to 1.
-   * @param {number} stream
+   * @param {string} stream
    * @param {number} block
    * @param {number} channelCount
    * @returns {Promise<StreamBlock>}

@@ -32,7 +32,7 @@
  *   tune: boolean, simple: boolean, spectrogram: boolean, instrument: Instrument, zoom: number, speak: boolean,
  *   position: number, language: 'en' | 'de' | null}} PracticeValues
  *
- * @typedef {{stream: number, sampleRate: number, channels: number, blockFrames: number}} StreamAnswer
+ * @typedef {{stream: string, sampleRate: number, channels: number, blockFrames: number}} StreamAnswer
  * @typedef {[sample: number, songFrame: number, songFramesPerSample: number]} StreamSegment
  * @typedef {{channels: Float32Array<ArrayBuffer>[], length: number, segments: StreamSegment[],
  *   isLast: boolean}} StreamBlock
