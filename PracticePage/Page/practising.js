@@ -112,6 +112,9 @@ export function openSong(api, answer, session) {
     const ask = song.answer.soundAsk;
     notify('ask', ask ? words('sound.ask', {path: ask}) : '', {label: words('sound.allow'),
       does: () => api.post('/api/sound', {allow: true}).then(() => reload(), trouble)});
+    const failure = song.answer.state === 'failed' ? song.answer.failure : null;
+    notify('failure', failure ? words('analysis.failed', {reason: failure}) : '', session.canEdit
+      ? {label: words('analysis.again'), does: () => api.post('/api/analyze').then(reload, trouble)} : undefined);
     const isEmpty = !song.bars.length && !song.chords.length && song.answer.state !== 'analyzing';
     element('empty').hidden = !isEmpty;
     element('empty').textContent = words('chart.empty');
@@ -163,10 +166,7 @@ export function openSong(api, answer, session) {
     },
     partial: reload,
     progress: data => showAnalysis({...song.answer, stage: data.stage, progress: data.fraction}),
-    failed: data => {
-      toast(words('analysis.failed', {reason: data.error ?? ''}), null);
-      reload();
-    },
+    failed: reload,
   });
 }
 

@@ -9,7 +9,7 @@
  * @typedef {{id: number, frame: number, end: number, name: string}} Region
  * @typedef {{id: number, frame: number, name: string}} Marker
  * @typedef {{revision: number, title: string, artist: string, fileName: string, sampleRate: number,
- *   soundRate?: number, length: number, state: 'ready' | 'analyzing' | 'failed', progress: number, stage: string,
+ *   soundRate?: number, length: number, state: 'ready' | 'analyzing' | 'failed', failure?: string | null, progress: number, stage: string,
  *   key: string, tempo: number | null, timeSignature: string, capo: number, transposition: number,
  *   standardPitch: number | null, soundReason: string | null, soundAsk: string | null,
  *   documentFolder: string | null, canEdit: boolean, bars: Bar[], chords: Chord[], sections: Section[],

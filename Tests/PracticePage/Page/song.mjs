@@ -40,10 +40,10 @@ export function recording(frames) {
 const folder = mkdtempSync(join(tmpdir(), 'practice-'));
 let made = '';
 
-/** The recording alone. */
-export function makeRecording(name = 'take.wav') {
+/** The recording alone; several times as long where that is asked for. */
+export function makeRecording(name = 'take.wav', times = 1) {
   const at = mkdtempSync(join(folder, 'take-'));
-  writeFileSync(join(at, name), recording(firstBeat + barCount * 4 * beat + beat));
+  writeFileSync(join(at, name), recording(firstBeat + times * barCount * 4 * beat + beat));
   return join(at, name);
 }
 
