@@ -25,6 +25,8 @@ public:
     /// 0 to 11 the major keys from C, 12 to 23 the minor keys; nothing before the work, and for music without
     /// a key.
     [[nodiscard]] std::optional<int> key() const { return mKey; }
+    /// How sure it is of the key, 0 to 1; nothing where it does not say.
+    [[nodiscard]] std::optional<double> confidence() const { return mConfidence; }
 
 protected:
     void main() override {
@@ -40,9 +42,12 @@ protected:
     }
 
     virtual std::optional<int> process(double tuningFrequency) = 0;
+    /// For `process`, of the key that it returns.
+    void setConfidence(double confidence) { mConfidence = confidence; }
 
 private:
     std::optional<int> mKey;
+    std::optional<double> mConfidence;
 };
 
 } // namespace tarn

@@ -11,9 +11,12 @@
 #include "Song/SongFile.h"
 #include "TarnFoundation/Analysis/TarnMusicInformationRetrievalController.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <map>
 #include <random>
+#include <set>
 #include <utility>
 
 namespace tarn {
@@ -200,10 +203,54 @@ RecordingMatch checkedMatch(const Song& song, const RecordingFacts& facts, bool 
     return found;
 }
 
-/// Analyses as far as entries of a kind are missing, and adds those that are found.
-void analyze(Song& song, const std::filesystem::path& recording, const std::string& cacheName,
-             const SongAnalysisOptions& options) {
+/// What an analysis says of how sure it is.
+struct FoundConfidences {
+    std::map<std::string, double> overall; ///< as in AnalysisFacts
+    std::map<std::int64_t, double> chords; ///< by location
+};
+
+/// Of the kinds of entries that were missing before.
+FoundConfidences confidencesOf(const Controller& controller, const std::set<std::string>& missing) {
+    auto [key, chords] = controller.confidences();
+    FoundConfidences found;
+    if (missing.contains(ChordKind::kName))
+        found.chords = std::move(chords);
+    if (key)
+        found.overall[KeyKind::kName] = *key;
+    if (const auto metre = controller.detectedMetre()) {
+        found.overall[BeatKind::kName] = metre->beatConfidence;
+        found.overall[TimeSignatureKind::kName] = metre->metreConfidence;
+    }
+    std::erase_if(found.overall, [&](const auto& fact) { return !missing.contains(fact.first); });
+    return found;
+}
+
+/// Takes over what was found about those kinds of entries, but for the kinds that somebody else changed.
+void takeConfidences(Song& song, const FoundConfidences& found, const std::vector<std::string>& keptKinds) {
+    const auto isKept = [&](const std::string& kind) {
+        return std::find(keptKinds.begin(), keptKinds.end(), kind) != keptKinds.end();
+    };
+    for (const auto& [kind, confidence] : found.overall)
+        if (!isKept(kind))
+            song.facts.overall[kind] = confidence;
+    if (isKept(ChordKind::kName) || found.chords.empty())
+        return;
+    song.facts.chords.clear();
+    for (const auto& entry : song.notes->chordEntries())
+        if (const auto at = found.chords.find(entry->location()); at != found.chords.end())
+            song.facts.chords[entry->eventId()] = at->second;
+}
+
+/// Analyses as far as entries of a kind are missing, and adds those that are found. Returns how sure it is of
+/// these.
+FoundConfidences analyze(Song& song, const std::filesystem::path& recording, const std::string& cacheName,
+                         const SongAnalysisOptions& options) {
     MainQueue::becomeMainThread();
+    std::set<std::string> missing;
+    AnalyzedKinds::forEach([&]<typename Kind>(Kind) {
+        if (song.notes->entries<Kind>().empty())
+            missing.insert(Kind::kName);
+    });
     const auto controller =
         std::make_shared<Controller>(recording, cacheName, song.notes, AnalysisOperationFactory::shared(),
                                      options.force || Controller::isForcedByDefaults());
@@ -238,6 +285,7 @@ void analyze(Song& song, const std::filesystem::path& recording, const std::stri
     if (wasCancelled)
         throw SongAnalysisCancelled();
     song.facts.engineVersion = AnalysisOperationFactory::shared()->version();
+    return confidencesOf(*controller, missing);
 }
 
 void removeAnalysis(TarnNoteEntryStorage& notes) {
@@ -321,7 +369,7 @@ std::shared_ptr<Song> analyzeRecording(const std::filesystem::path& recording,
                                        const SongAnalysisOptions& options) {
     auto facts = identify(recording, options);
     auto song = songOf(facts);
-    analyze(*song, recording, facts.digest, options);
+    takeConfidences(*song, analyze(*song, recording, facts.digest, options), {});
     hear(recording, facts, options);
     describe(*song, recording, facts, file);
     song->record("Analysed");
@@ -357,13 +405,14 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
     } else if (existing) { // what it sounds like decides whether it is the document's
         hear(recording, facts, options);
     }
-    RecordingMatch found = RecordingMatch::sameFile;
+    RecordingMatch relation = RecordingMatch::sameFile;
     if (readBytes)
-        found = checkedMatch(*analyzed, facts, options.relink, document);
+        relation = checkedMatch(*analyzed, facts, options.relink, document);
     if (options.force)
         removeAnalysis(*analyzed->notes);
+    FoundConfidences found;
     if (!isAnalyzed(*analyzed))
-        analyze(*analyzed, recording, facts.digest, options);
+        found = analyze(*analyzed, recording, facts.digest, options);
     if (!existing)
         hear(recording, facts, options);
 
@@ -372,12 +421,13 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
         outcome.song = analyzed;
     } else {
         outcome.song = change.song();
-        found = checkedMatch(*outcome.song, facts, options.relink, document);
+        relation = checkedMatch(*outcome.song, facts, options.relink, document);
         const auto before = readBytes ? songFromBytes(*readBytes, document) : songOf(facts);
         outcome.song->facts.engineVersion = analyzed->facts.engineVersion;
         outcome.keptKinds = merge(*before->notes, *analyzed->notes, *outcome.song->notes);
     }
-    outcome.wasEncodedAgain = found == RecordingMatch::sameSound;
+    takeConfidences(*outcome.song, found, outcome.keptKinds);
+    outcome.wasEncodedAgain = relation == RecordingMatch::sameSound;
     describe(*outcome.song, recording, facts, document);
     if (options.force && change.bytes())
         outcome.former = change.keepFormer();

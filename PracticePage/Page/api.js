@@ -96,14 +96,16 @@ export class Api {
     return text ? JSON.parse(text) : {};
   }
 
-  /** @param {string} path */
+  /** Bytes, and whether they are final: the analysis may add to them. @param {string} path */
   async bytes(path) {
-    return new Uint8Array(await (await this.request('GET', path)).arrayBuffer());
+    const response = await this.request('GET', path);
+    const isComplete = response.headers.get('X-Tarn-Complete') !== '0';
+    return {bytes: new Uint8Array(await response.arrayBuffer()), isComplete};
   }
 
   /**
    * A block of a stream as samples from -1 to 1.
-   * @param {number} stream
+   * @param {string} stream
    * @param {number} block
    * @param {number} channelCount
    * @returns {Promise<StreamBlock>}

@@ -5,7 +5,7 @@
 /** @import {Anatomy} from './drawing.js' */
 import {anatomy, drawRow} from './drawing.js';
 import {Rows, frameAt, xOf} from './rows.js';
-import {Waves, paintSpectrogram} from './waves.js';
+import {Waves, showSpectrogram} from './waves.js';
 
 /** @typedef {{row: Row, x: number, frame: number}} Place */
 
@@ -66,10 +66,11 @@ export class Chart {
     return {top: this.#anatomy.chord, bottom: this.#anatomy.bottom};
   }
 
-  /** @param {Song} song @param {boolean} hasNewSound */
-  setSong(song, hasNewSound) {
+  /** @param {Song} song */
+  setSong(song) {
+    const isOther = song.length !== this.#song.length || song.rate !== this.#song.rate;
     this.#song = song;
-    if (hasNewSound) this.#waves = new Waves(this.#api, song, () => this.#drawWaves());
+    if (isOther) this.#waves = new Waves(this.#api, song, () => this.#drawWaves());
     this.lay(true);
   }
 
@@ -185,7 +186,7 @@ export class Chart {
       canvas.style.top = `${at.spectrogram}px`;
       canvas.setAttribute('aria-hidden', 'true');
       element.append(canvas);
-      paintSpectrogram(canvas, this.#api, row, at.spectrogramHeight).catch(() => {});
+      showSpectrogram(canvas, this.#api, row, at.spectrogramHeight);
     }
     return element;
   }

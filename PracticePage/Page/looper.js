@@ -37,21 +37,18 @@ export class Looper {
   /** @param {Loop | null} loop */
   set(loop) {
     this.start = null;
+    let isOutside = false;
     if (loop) {
       const from = Math.max(0, Math.round(loop[0]));
       const to = Math.min(this.song.length, Math.round(loop[1]));
       if (to - from < shortest * this.song.rate) return this.show();
       loop = [from, to];
       const {position} = this.player;
-      if (position < from || position >= to) this.#enter(from);
+      isOutside = position < from || position >= to;
     }
     this.practice.set({loop});
+    if (loop && isOutside) this.player.goTo(loop[0]);
     this.show();
-  }
-
-  /** @param {number} frame */
-  #enter(frame) {
-    this.player.goTo(frame);
   }
 
   /** What is dragged over. @param {number} a @param {number} b @param {boolean} isDone */

@@ -1,7 +1,7 @@
 /** @import {Api} from './api.js' */
 /** @import {Practice} from './practice.js' */
 /** @import {Song} from './song.js' */
-/** @import {CountInBeat, StreamAnswer} from './types.js' */
+/** @import {CountInBeat, StreamAnswer, StreamBlock} from './types.js' */
 /** @import {Manner, Return} from './voice.js' */
 import {Sound} from './sound.js';
 import {Voice} from './voice.js';
@@ -11,8 +11,12 @@ const ahead = 3;
 /** How soon a change is heard, where the first block comes in time; and how long the fade to it lasts. */
 const changeLead = 0.15;
 const changeFade = 0.03;
-/** The fade of a start in the midst of the song, and of a stop. */
-const shortFade = 0.008;
+/** How far ahead of its time sound is handed to the graph, and how much of it there must be to begin with. */
+const margin = 0.035;
+const cushion = 0.25;
+/** The fade of a stop, and of a start in the midst of the song, which leaves a beat that begins there its attack. */
+const stopFade = 0.008;
+const startFade = 0.001;
 
 /** @param {Manner} a @param {Manner} b */
 const isSame = (a, b) => JSON.stringify(a) === JSON.stringify(b);
@@ -134,8 +138,8 @@ export class Player extends EventTarget {
       if (!opened) return;
       const first = sound.onSample(sound.now + 0.06);
       const start = sound.onSample(first + this.#layCountIn(beats, first));
-      opened.voice.begin(start, from > 0 ? shortFade : 0);
-      this.#take(opened.voice, opened.block, 0);
+      opened.voice.begin(start, startFade);
+      this.#take(opened, 0);
       this.state = 'playing';
       this.#timer = setInterval(() => this.#tick(), 50);
       this.#tell();
@@ -151,7 +155,7 @@ export class Player extends EventTarget {
     const rest = this.position;
     ++this.#ticket;
     clearInterval(this.#timer);
-    if (this.#sound) this.#silence(this.#sound.now, shortFade);
+    if (this.#sound) this.#silence(this.#sound.now, stopFade);
     this.#voices = [];
     this.#rest = Math.round(rest);
     this.state = 'stopped';
@@ -217,15 +221,14 @@ export class Player extends EventTarget {
     const when = sound.onSample(sound.now + changeLead);
     try {
       const place = frame ?? this.#frameAt(when);
-      const opened = await this.#open(place, this.#asked, ticket);
+      const opened = await this.#open(place, this.#asked, ticket, frame === null ? when : Infinity);
       if (!opened) return;
-      const now = sound.onSample(sound.now + 0.035);
+      const now = sound.onSample(sound.now + margin);
       const start = frame === null ? Math.max(when, now) : now;
-      const fade = frame === null ? changeFade : shortFade;
-      this.#silence(start, fade);
+      this.#silence(start, frame === null ? changeFade : stopFade);
       this.#voices = this.#voices.filter(voice => voice.from < start);
-      opened.voice.begin(start, fade);
-      this.#take(opened.voice, opened.block, frame === null ? start - when : 0);
+      opened.voice.begin(start, frame === null ? changeFade : startFade);
+      this.#take(opened, frame === null ? start - when : 0);
     } catch (error) {
       if (ticket === this.#ticket) this.#fail(error);
     }
@@ -238,19 +241,28 @@ export class Player extends EventTarget {
   }
 
   /**
-   * Opens a stream and fetches its first block; null where something else was asked for meanwhile.
+   * Opens a stream and fetches its first blocks; null where something else was asked for meanwhile.
    * @param {number} from
    * @param {Manner} manner
    * @param {number} ticket
+   * @param {number} [when] it begins, whenever its blocks come; what has passed by then is not heard
    */
-  async #open(from, manner, ticket) {
+  async #open(from, manner, ticket, when = Infinity) {
     const loop = manner.loop && from < manner.loop[1] ? manner.loop : null;
     /** @type {StreamAnswer} */
     const stream = await this.#api.post('/api/streams',
       {from: Math.min(from, this.#song.length - 1), loop, to: null, speed: manner.speed, semitones: manner.semitones});
-    const voice = new Voice(this.sound(), stream, manner);
-    const block = ticket === this.#ticket ? await this.#api.block(stream.stream, 0, stream.channels) : null;
-    if (block && ticket === this.#ticket) return {voice, block};
+    const sound = this.sound();
+    const voice = new Voice(sound, stream, manner);
+    /** @type {StreamBlock[]} */
+    const blocks = [];
+    for (let length = 0; ticket === this.#ticket;) {
+      const block = await this.#api.block(stream.stream, blocks.length, stream.channels);
+      blocks.push(block);
+      length += block.length / stream.sampleRate;
+      if (ticket === this.#ticket && (block.isLast || length - Math.max(0, sound.now + margin - when) >= cushion))
+        return {voice, blocks};
+    }
     this.#close(voice);
     return null;
   }
@@ -271,19 +283,21 @@ export class Player extends EventTarget {
   }
 
   /**
-   * @param {Voice} voice
-   * @param {import('./types.js').StreamBlock} block
-   * @param {number} skip
+   * @param {{voice: Voice, blocks: StreamBlock[]}} opened
+   * @param {number} skip seconds that have passed
    */
-  #take(voice, block, skip) {
+  #take({voice, blocks}, skip) {
     this.#voices.push(voice);
-    this.#add(voice, block, skip);
+    for (const block of blocks) {
+      if (!voice.isDone) this.#add(voice, block, skip);
+      skip = Math.max(0, skip - block.length / voice.stream.sampleRate);
+    }
     this.#pump();
   }
 
   /**
    * @param {Voice} voice
-   * @param {import('./types.js').StreamBlock} block
+   * @param {StreamBlock} block
    * @param {number} skip
    */
   #add(voice, block, skip) {
@@ -297,19 +311,19 @@ export class Player extends EventTarget {
   async #pump() {
     if (this.#isPumping || !this.#sound) return;
     this.#isPumping = true;
-    try {
-      for (;;) {
-        const voice = this.#voices.at(-1);
-        if (!voice || voice.isDone || voice.end > this.#sound.now + ahead) break;
-        const block = await this.#api.block(voice.stream.stream, voice.nextBlock, voice.stream.channels);
-        if (voice.until === Infinity) this.#add(voice, block, 0);
-      }
-    } catch (error) {
+    for (;;) {
       const voice = this.#voices.at(-1);
-      if (voice && !voice.isDone) this.#fail(error);
-    } finally {
-      this.#isPumping = false;
+      if (!voice || voice.isDone || voice.end > this.#sound.now + ahead) break;
+      try {
+        const block = await this.#api.block(voice.stream.stream, voice.nextBlock, voice.stream.channels);
+        if (!voice.isDone) this.#add(voice, block, 0);
+      } catch (error) {
+        if (voice.isDone) continue; // its stream was closed meanwhile
+        this.#fail(error);
+        break;
+      }
     }
+    this.#isPumping = false;
   }
 
   /** Whether another voice goes on after this round: for the trainer or a count-in. @param {Voice} voice @param {Return} end */
@@ -331,7 +345,7 @@ export class Player extends EventTarget {
     const manner = {...voice.manner, speed};
     const from = manner.loop?.[0] ?? 0;
     end.manner = manner;
-    voice.cut(end.time, shortFade);
+    voice.cut(end.time, stopFade);
     voice.rest = from;
     this.#close(voice);
     try {
@@ -340,8 +354,8 @@ export class Player extends EventTarget {
       if (!opened) return;
       const first = Math.max(end.time, this.sound().now + 0.02);
       const start = this.sound().onSample(first + this.#layCountIn(beats, first, speed));
-      opened.voice.begin(start, shortFade);
-      this.#take(opened.voice, opened.block, 0);
+      opened.voice.begin(start, startFade);
+      this.#take(opened, 0);
     } catch (error) {
       if (ticket === this.#ticket) this.#fail(error);
     }

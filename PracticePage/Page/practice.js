@@ -57,7 +57,8 @@ export class Practice extends EventTarget {
     if (this.#isKept) return;
     this.#isKept = true;
     try {
-      await this.#api.request('PUT', '/api/practice', this.values, {keepalive: isClosing});
+      const response = await this.#api.request('PUT', '/api/practice', this.values, {keepalive: isClosing});
+      this.dispatchEvent(new CustomEvent('kept', {detail: (await response.json()).revision}));
     } catch (error) {
       this.#isKept = false;
       this.dispatchEvent(new CustomEvent('unkept', {detail: error}));

@@ -39,6 +39,7 @@ export function openSong(api, answer, session) {
   /** @param {string} sentence */
   const edit = async sentence => {
     try {
+      await practice.keep();
       const {message} = await api.post('/api/edit', {edit: sentence, seen: song.answer.revision});
       await reload();
       toast(message || words('edit.done', {what: sentence}), () => undo('undo'));
@@ -72,31 +73,35 @@ export function openSong(api, answer, session) {
     cancel: () => looper.show(),
   });
 
-  /** @param {string[]} [kinds] what changed; everything where it is not known */
-  const take = (/** @type {SongAnswer} */ next, kinds) => {
+  /** @param {SongAnswer} next */
+  const take = next => {
     song = new Song(next);
     practice.load(next.practice);
     looper.song = song;
     now.setSong(song);
     player.setSong(song);
-    chart.setSong(song, !kinds || kinds.includes('sound'));
+    chart.setSong(song);
     show();
   };
   let isReloading = false;
   let isWanted = false;
-  /** @param {string[]} [kinds] */
-  const reload = async kinds => {
+  const reload = async () => {
     isWanted = true;
     if (isReloading) return;
     isReloading = true;
     try {
       while (isWanted) {
         isWanted = false;
-        take(await api.get('/api/song'), kinds);
+        take(await api.get('/api/song'));
       }
     } finally {
       isReloading = false;
     }
+  };
+
+  /** How the song is practised changes nothing that the page shows of it. @param {number} revision */
+  const seen = revision => {
+    if (revision > song.answer.revision) song.answer.revision = revision;
   };
 
   const show = () => {
@@ -107,6 +112,9 @@ export function openSong(api, answer, session) {
     const ask = song.answer.soundAsk;
     notify('ask', ask ? words('sound.ask', {path: ask}) : '', {label: words('sound.allow'),
       does: () => api.post('/api/sound', {allow: true}).then(() => reload(), trouble)});
+    const failure = song.answer.state === 'failed' ? song.answer.failure : null;
+    notify('failure', failure ? words('analysis.failed', {reason: failure}) : '', session.canEdit
+      ? {label: words('analysis.again'), does: () => api.post('/api/analyze').then(reload, trouble)} : undefined);
     const isEmpty = !song.bars.length && !song.chords.length && song.answer.state !== 'analyzing';
     element('empty').hidden = !isEmpty;
     element('empty').textContent = words('chart.empty');
@@ -120,6 +128,7 @@ export function openSong(api, answer, session) {
     controls.show();
     playhead.refresh();
   });
+  practice.addEventListener('kept', event => seen(/** @type {CustomEvent} */ (event).detail));
   practice.addEventListener('unkept', event => {
     const {detail} = /** @type {CustomEvent} */ (event);
     toast(words('unkept', {reason: detail instanceof Error ? detail.message : String(detail)}), null);
@@ -152,14 +161,12 @@ export function openSong(api, answer, session) {
   show();
   hear(api, {
     song: data => {
-      if (data.revision !== song.answer.revision || data.kinds?.includes('sound')) reload(data.kinds);
+      if (data.kinds.every((/** @type {string} */ kind) => kind === 'practice')) seen(data.revision);
+      else reload();
     },
-    partial: () => reload(['sound']),
+    partial: reload,
     progress: data => showAnalysis({...song.answer, stage: data.stage, progress: data.fraction}),
-    failed: data => {
-      toast(words('analysis.failed', {reason: data.error ?? ''}), null);
-      reload();
-    },
+    failed: reload,
   });
 }
 

@@ -9,7 +9,7 @@
  * @typedef {{id: number, frame: number, end: number, name: string}} Region
  * @typedef {{id: number, frame: number, name: string}} Marker
  * @typedef {{revision: number, title: string, artist: string, fileName: string, sampleRate: number,
- *   soundRate?: number, length: number, state: 'ready' | 'analyzing' | 'failed', progress: number, stage: string,
+ *   soundRate?: number, length: number, state: 'ready' | 'analyzing' | 'failed', failure?: string | null, progress: number, stage: string,
  *   key: string, tempo: number | null, timeSignature: string, capo: number, transposition: number,
  *   standardPitch: number | null, soundReason: string | null, soundAsk: string | null,
  *   documentFolder: string | null, canEdit: boolean, bars: Bar[], chords: Chord[], sections: Section[],
@@ -32,7 +32,7 @@
  *   tune: boolean, simple: boolean, spectrogram: boolean, instrument: Instrument, zoom: number, speak: boolean,
  *   position: number, language: 'en' | 'de' | null}} PracticeValues
  *
- * @typedef {{stream: number, sampleRate: number, channels: number, blockFrames: number}} StreamAnswer
+ * @typedef {{stream: string, sampleRate: number, channels: number, blockFrames: number}} StreamAnswer
  * @typedef {[sample: number, songFrame: number, songFramesPerSample: number]} StreamSegment
  * @typedef {{channels: Float32Array<ArrayBuffer>[], length: number, segments: StreamSegment[],
  *   isLast: boolean}} StreamBlock

@@ -28,6 +28,7 @@ export class Voice {
   /** From when to when it is heard. */
   from = Infinity;
   until = Infinity;
+  #fade = 0;
   /** Up to where blocks are laid out. */
   end = 0;
   isComplete = false;
@@ -56,8 +57,9 @@ export class Voice {
   begin(time, fade) {
     this.from = time;
     this.end = time;
-    this.#gain.gain.setValueAtTime(fade > 0 ? 0 : 1, time);
-    if (fade > 0) this.#gain.gain.linearRampToValueAtTime(1, time + fade);
+    this.#fade = fade;
+    this.#gain.gain.setValueAtTime(0, time);
+    this.#gain.gain.linearRampToValueAtTime(1, time + fade);
   }
 
   /**
@@ -158,7 +160,8 @@ export class Voice {
     this.returns = this.returns.filter(each => each.time <= time);
     const {gain} = this.#gain;
     gain.cancelScheduledValues(time);
-    gain.setValueAtTime(time <= this.from ? 0 : 1, time);
+    if (time <= this.from) gain.setValueAtTime(0, time);
+    else gain.linearRampToValueAtTime(Math.min(1, (time - this.from) / this.#fade), time); // it may be fading in still
     gain.linearRampToValueAtTime(0, time + fade);
     for (const {node} of this.#nodes) node.stop(time + fade);
   }

@@ -6,6 +6,9 @@ import {frameAt} from './rows.js';
 const chunkSeconds = 60;
 const pointsPerSecond = 200;
 
+/** How long what is not complete yet is shown before it is fetched again, in milliseconds. */
+const pause = 400;
+
 /** The waveform of the song, fetched minute by minute and kept, whatever the zoom. */
 export class Waves {
   #api;
@@ -23,15 +26,21 @@ export class Waves {
 
   /** @param {number} index */
   async #load(index) {
-    this.#chunks.set(index, null);
-    const from = Math.round(index * chunkSeconds * this.#song.rate);
-    const to = Math.min(this.#song.length, Math.round((index + 1) * chunkSeconds * this.#song.rate));
-    const points = Math.max(1, Math.round(((to - from) / this.#song.rate) * pointsPerSecond));
+    if (!this.#chunks.get(index)) this.#chunks.set(index, null);
+    const {length, rate} = this.#song;
+    const from = Math.round(index * chunkSeconds * rate);
+    const to = Math.min(length, Math.round((index + 1) * chunkSeconds * rate));
+    const points = Math.max(1, Math.round(((to - from) / rate) * pointsPerSecond));
     try {
-      this.#chunks.set(index, await this.#api.bytes(`/api/waveform?from=${from}&to=${to}&points=${points}`));
+      const {bytes, isComplete} = await this.#api.bytes(`/api/waveform?from=${from}&to=${to}&points=${points}`);
+      this.#chunks.set(index, bytes);
+      if (!isComplete) setTimeout(() => this.#load(index), pause);
       this.#arrived();
     } catch {
-      this.#chunks.delete(index);
+      setTimeout(() => {
+        this.#chunks.delete(index);
+        this.#arrived();
+      }, pause);
     }
   }
 
@@ -86,22 +95,37 @@ function tone(value) {
 const palette = Array.from({length: 256}, (_, value) => tone(value));
 
 /**
- * Paints the spectrogram of a row onto a canvas, low pitches at the bottom.
+ * Paints the spectrogram of a row onto a canvas, low pitches at the bottom; again while it is shown and not complete.
  * @param {HTMLCanvasElement} canvas
  * @param {Api} api
  * @param {Row} row
  * @param {number} height
  */
-export async function paintSpectrogram(canvas, api, row, height) {
+export async function showSpectrogram(canvas, api, row, height) {
+  do {
+    if (await paint(canvas, api, row, height).catch(() => false)) return;
+    await new Promise(resolve => setTimeout(resolve, pause));
+  } while (canvas.isConnected);
+}
+
+/**
+ * @param {HTMLCanvasElement} canvas
+ * @param {Api} api
+ * @param {Row} row
+ * @param {number} height
+ * @returns {Promise<boolean>} whether it is complete
+ */
+async function paint(canvas, api, row, height) {
   const width = Math.max(1, Math.round(row.pieces[row.pieces.length - 1][1]));
   canvas.width = width;
   canvas.height = height;
-  const bytes = await api.bytes(`/api/spectrogram?from=${row.frame}&to=${row.end}&width=${width}&height=${height}`);
+  const {bytes, isComplete} = await api.bytes(`/api/spectrogram?from=${row.frame}&to=${row.end}&width=${width}&height=${height}`);
   const context = canvas.getContext('2d');
-  if (!context || bytes.length < width * height) return;
+  if (!context || bytes.length < width * height) return true;
   const image = context.createImageData(width, height);
   for (let x = 0; x < width; ++x)
     for (let y = 0; y < height; ++y)
       image.data.set(palette[bytes[x * height + y]], 4 * ((height - 1 - y) * width + x));
   context.putImageData(image, 0, 0);
+  return isComplete;
 }

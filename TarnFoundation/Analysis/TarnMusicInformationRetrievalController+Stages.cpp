@@ -242,6 +242,10 @@ void TarnMusicInformationRetrievalController::didFinishKeyDetection(KeyDetection
     const auto key = operation.key();
     if (!key)
         return;
+    {
+        const std::lock_guard guard(mMutex);
+        mConfidences.key = operation.confidence();
+    }
     ++mKeysOnTheirWay;
     MainQueue::async([self = shared_from_this(), keyIndex = *key, finder = finderOf(operation)] {
         MainQueue::assertOnMainThread();
@@ -291,6 +295,13 @@ TarnMusicInformationRetrievalController::beatLocationsForChordDetectionOperation
 /// Waits for the main thread: beat alignment asks the document for the chords' locations.
 void TarnMusicInformationRetrievalController::chordDetectionDidFinishProcessingWithResults(
     const ChordDetectionResultArray& results, ChordDetectionOperation& operation) {
+    {
+        const std::lock_guard guard(mMutex);
+        mConfidences.chords.clear();
+        for (const auto& result : results)
+            if (result->score() > 0) // 0 says nothing
+                mConfidences.chords[result->location()] = static_cast<double>(result->score());
+    }
     if (mNoteEntryStorage->chordEntries().empty())
         MainQueue::sync([&] { insertChords(results, operation); });
     analysis::writeChordResults(operation, cachedChordResultsURL());

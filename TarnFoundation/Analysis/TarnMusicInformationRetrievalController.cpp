@@ -42,6 +42,12 @@ std::optional<std::vector<std::int64_t>> TarnMusicInformationRetrievalController
     return mBeatLocations;
 }
 
+TarnMusicInformationRetrievalController::Confidences
+TarnMusicInformationRetrievalController::confidences() const {
+    const std::lock_guard guard(mMutex);
+    return mConfidences;
+}
+
 std::shared_ptr<const DetectedMetre> TarnMusicInformationRetrievalController::detectedMetre() const {
     const std::lock_guard guard(mMutex);
     return mDetectedMetre;

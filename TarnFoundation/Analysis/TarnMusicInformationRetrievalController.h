@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -71,6 +72,13 @@ public:
     /// it than its notification carries; nothing before the first report and from engines that know no more.
     /// Thread-safe.
     [[nodiscard]] std::shared_ptr<const DetectedMetre> detectedMetre() const;
+    /// How sure key and chord detection are of what they reported last, 0 to 1; empty where the engine does
+    /// not say. Thread-safe.
+    struct Confidences {
+        std::optional<double> key;
+        std::map<std::int64_t, double> chords; ///< by location
+    };
+    [[nodiscard]] Confidences confidences() const;
     /// Whether every stage works again, whatever the document and the caches hold. Read from the user
     /// defaults when the controller was made.
     [[nodiscard]] bool forceAllCalculations() const { return mForceAllCalculations; }
@@ -221,6 +229,7 @@ private:
     mutable std::mutex mMutex; ///< guards what follows
     std::optional<std::vector<std::int64_t>> mBeatLocations;
     std::shared_ptr<const DetectedMetre> mDetectedMetre;
+    Confidences mConfidences;
     std::shared_ptr<analysis::Run> mRun; ///< the last one
 };
 

@@ -203,4 +203,24 @@ TEST_F(AudioInputTests, AnalysesAnApplicationsSoundLikeAFileInOnePass) {
     EXPECT_EQ(Song::open(document)->recording.frameCount, frames);
 }
 
+TEST_F(AudioInputTests, TellsHowSureItIsOfWhatItFound) {
+    const auto song = analyzeRecording(mWave);
+    EXPECT_GT(song->facts.overall.at("beat"), 0.5);
+    EXPECT_GT(song->facts.overall.at("timeSignature"), 0.5);
+    const auto chords = song->notes->chordEntries();
+    ASSERT_FALSE(chords.empty());
+    for (const auto& chord : chords) {
+        EXPECT_GT(song->facts.chords.at(chord->eventId()), 0.2) << chord->location();
+        EXPECT_LE(song->facts.chords.at(chord->eventId()), 1.0) << chord->location();
+    }
+    // What the user has entered is no finding of the analysis.
+    const auto document = mFolder.path() / "song.tarn";
+    song->notes->removeChordEntriesInArray(song->notes->chordEntries());
+    song->facts = {};
+    Song::save(song, document);
+    const auto completed = analyzeIntoDocument(mWave, document).song;
+    EXPECT_FALSE(completed->facts.overall.contains("beat"));
+    EXPECT_EQ(completed->facts.chords.size(), completed->notes->chordEntries().size());
+}
+
 } // namespace tarn

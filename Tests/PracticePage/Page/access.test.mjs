@@ -10,7 +10,8 @@ practise('Every control has a name and is large enough to touch', [desktop, phon
       const label = each.getAttribute('aria-label') ?? each.labels?.[0]?.textContent ??
         document.getElementById(each.getAttribute('aria-labelledby'))?.textContent ?? each.textContent;
       const box = each.getBoundingClientRect();
-      const isSmall = isTouched && each.tagName === 'BUTTON' && box.width > 0 && Math.min(box.width, box.height) < 36;
+      const isSmall = isTouched && each.tagName === 'BUTTON' && box.width > 0 &&
+        getComputedStyle(each).visibility === 'visible' && Math.min(box.width, box.height) < 36;
       return [label?.trim() ? '' : `${each.id || each.outerHTML.slice(0, 80)} has no name`,
         isSmall ? `${each.id} is ${box.width} by ${box.height}` : ''].filter(Boolean);
     }), size === phone);

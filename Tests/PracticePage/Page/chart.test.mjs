@@ -1,5 +1,5 @@
 import assert from 'node:assert/strict';
-import {desktop, isAt, openOptions, phone, place, pointOfBar, practise} from './browser.mjs';
+import {desktop, isAt, isLaidOut, openOptions, phone, place, pointOfBar, practise} from './browser.mjs';
 
 const texts = (page, what) => page.$$eval(what, all => all.map(each => each.firstChild?.textContent ?? ''));
 
@@ -12,7 +12,7 @@ practise('Rows show what the song has', [desktop, phone], async page => {
   assert.equal((await texts(page, '.section text'))[0], 'Verse 1');
   assert.equal((await texts(page, '.region text'))[0], 'Riff');
   const height = await page.$eval('[data-row="0"] .wave', wave => wave.getBBox().height);
-  assert.ok(height > 20, `the waveform is ${height} high`);
+  assert.ok(height > 12, `the waveform is ${height} high`);
   await page.keyboard.press('1');
   await page.waitForSelector('.marker-name');
   assert.deepEqual(await texts(page, '.marker-name'), ['Solo']);
@@ -44,10 +44,7 @@ practise('Rows suit the window', [desktop], async page => {
   await page.waitForFunction(count => document.querySelector('[data-row="1"]')?.querySelectorAll('.number').length < count, wide);
   for (const width of [320, 390, 768, 1024]) {
     await page.setViewportSize({width, height: 844});
-    await page.waitForFunction(() => {
-      const picture = document.querySelector('[data-row="0"] svg');
-      return picture && Math.abs(picture.clientWidth - document.getElementById('chart').clientWidth) < 64;
-    });
+    await isLaidOut(page);
     assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), width);
     for (const id of ['play', 'loop-a', 'slower', 'faster', 'click', 'count-in', 'more', 'help']) {
       const box = await (await page.$(`#${id}`)).boundingBox();
@@ -57,11 +54,11 @@ practise('Rows suit the window', [desktop], async page => {
 });
 
 practise('Keys, wheel and two fingers zoom', [desktop, phone], async (page, {context, size}) => {
-  const bars = () => page.$eval('[data-row="1"]', row => row.querySelectorAll('.number').length);
+  const bars = () => page.$$eval('.row', rows => Math.max(...rows.map(row => row.querySelectorAll('.number').length)));
   const changesFrom = count =>
     page.waitForFunction(before => {
-      const row = document.querySelector('[data-row="1"]');
-      return row && row.querySelectorAll('.number').length !== before;
+      const counts = [...document.querySelectorAll('.row')].map(row => row.querySelectorAll('.number').length);
+      return counts.length && Math.max(...counts) !== before;
     }, count);
   const usual = await bars();
   for (let i = 0; i < 4; ++i) await page.keyboard.press('+');

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import {execFileSync} from 'node:child_process';
-import {desktop, isAt, isReady, loopBars, openOptions, openWithTarn, phone, place, pointOfBar, practise, show} from './browser.mjs';
+import {closeOptions, desktop, isAt, isReady, loopBars, openOptions, openWithTarn, phone, place, pointOfBar, practise, show} from './browser.mjs';
 import {tarn} from './song.mjs';
 
 const loop = page => page.textContent('#loop-text');
@@ -34,7 +34,7 @@ practise('Dragging over bars loops them', [desktop, phone], async (page, {contex
 
 practise('The edges of a loop can be dragged', [desktop, phone], async (page, {context, size}) => {
   await loopBars(page, 2, 3);
-  await page.click('#close-panel');
+  await closeOptions(page);
   const handle = await (await page.$('.handle[data-side=to][visibility=visible] circle')).boundingBox();
   const to = await pointOfBar(page, 4, 0.95);
   await drag(page, context, size, {x: handle.x + 6, y: handle.y + 20}, {x: to.x, y: handle.y + 20});
@@ -87,7 +87,7 @@ async function loopFrom(page, first, last) {
 practise('Without snapping a loop is what was dragged', [desktop], async (page, {context, size}) => {
   await openOptions(page);
   await page.selectOption('[data-practice=snap]', 'none');
-  await page.click('#close-panel');
+  await closeOptions(page);
   await drag(page, context, size, await pointOfBar(page, 2, 0.25), await pointOfBar(page, 2, 0.75));
   assert.equal(await loop(page), '0:03–0:04');
 });

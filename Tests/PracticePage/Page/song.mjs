@@ -14,7 +14,7 @@ export const barCount = 40;
 export const frameOf = (bar, beatOfBar = 1) => firstBeat + beat * (4 * (bar - 1) + beatOfBar - 1);
 
 /** Stereo: the left channel is silent, so that it holds the page's own clicks alone when the song is played. */
-function recording(frames) {
+export function recording(frames) {
   const bytes = Buffer.alloc(44 + frames * 4);
   bytes.write('RIFF', 0);
   bytes.writeUInt32LE(36 + frames * 4, 4);
@@ -40,10 +40,10 @@ function recording(frames) {
 const folder = mkdtempSync(join(tmpdir(), 'practice-'));
 let made = '';
 
-/** The recording alone. */
-export function makeRecording(name = 'take.wav') {
+/** The recording alone; several times as long where that is asked for. */
+export function makeRecording(name = 'take.wav', times = 1) {
   const at = mkdtempSync(join(folder, 'take-'));
-  writeFileSync(join(at, name), recording(firstBeat + barCount * 4 * beat + beat));
+  writeFileSync(join(at, name), recording(firstBeat + times * barCount * 4 * beat + beat));
   return join(at, name);
 }
 

@@ -17,9 +17,9 @@ async function stop(page) {
   await page.waitForTimeout(200);
 }
 
-/** Each of the song's own clicks, after the first second, has one of the page's beside it. */
+/** Each of the song's own clicks but the first and last has one of the page's beside it. */
 function followsBeats(clicks, song) {
-  const own = onsets(song, songLevel);
+  const own = onsets(song, songLevel, 6000);
   const page = onsets(clicks, clickLevel, 1000);
   assert.ok(own.length >= 4, `${own.length} beats of the song`);
   for (const place of own.slice(1, -1)) {
@@ -108,7 +108,7 @@ practise('A change of speed while playing leaves no gap', [desktop], async page 
   assert.ok(isWithin(found[1], beat, near));
   assert.ok(isWithin(found.at(-2), beat / 0.8, 2 * near), `${found.at(-2)} samples apart`);
   assert.ok(longestGap(song) < 20, `${longestGap(song)} ms`);
-  followsBeats(clicks.slice(-4 * beat), song.slice(-4 * beat));
+  followsBeats(clicks.slice(-6 * beat), song.slice(-6 * beat));
 }, recorded);
 
 practise('Count-in: a bar before the start, and before each round', [desktop], async page => {
