@@ -17,6 +17,7 @@ struct PictureOptions {
     double secondsPerRow = 16; ///< about how much music a row shows: a row holds one, two, four, eight … bars
                                ///< where there are bars, and more where the song would not fit
     bool isAtConcertPitch = false; ///< key and chords as they sound, without regard to capo and transposition
+    bool asTriads = false;         ///< chords reduced to their triads
 };
 
 /// The song as an SVG document: waveform (when there is one; the song's loudest peak fills its lane), bar

@@ -1,5 +1,6 @@
 #include "Pictures/SongPictureLayout.h"
 
+#include "KELPMusic/ChordTriad.h"
 #include "Pictures/PictureText.h"
 #include "Song/CountedBeats.h"
 #include "Song/GridReplacement.h"
@@ -72,14 +73,16 @@ Items beatItems(const Song& song) {
     return items;
 }
 
-Items chordItems(const Song& song, bool isAtConcertPitch, const EdgeSnapping& snapped) {
+Items chordItems(const Song& song, const PictureOptions& options, const EdgeSnapping& snapped) {
     Items items;
-    const ChartHarmony harmony(song, isAtConcertPitch);
+    const ChartHarmony harmony(song, options.isAtConcertPitch);
     for (const auto& chord : song.notes->chordEntries()) {
         auto item = std::make_shared<PictureItem>();
         const std::int64_t location = snapped(chord->location());
+        item->identifier = chord->eventId();
         item->frames = {location, location};
-        if (const auto written = harmony.chord(chord->chord()))
+        const auto sounding = options.asTriads ? triadOf(chord->chord()) : chord->chord();
+        if (const auto written = harmony.chord(sounding))
             item->text = boundedName(typesetChord(written->string()));
         items.push_back(std::move(item));
     }
@@ -128,6 +131,7 @@ Items sectionItems(const TarnSongStructureStorage& structure, std::int64_t songE
         const std::int64_t end =
             i + 1 < sections.size() ? sections[i + 1]->location() : std::max(start, songEnd);
         auto item = std::make_shared<PictureItem>();
+        item->identifier = sections[i]->eventId();
         item->frames = snapped({start, end});
         item->text = boundedName(sections[i]->name().value_or(""));
         setColor(*item, sections[i]->sectionColor());
@@ -158,6 +162,7 @@ Items regionItems(const TarnNoteEntryStorage& notes, const EdgeSnapping& snapped
         }
         *lane = frames.upper;
         auto item = std::make_shared<PictureItem>();
+        item->identifier = region->eventId();
         item->frames = frames;
         item->text = boundedName(region->name().value_or(""));
         item->lane = static_cast<std::size_t>(lane - laneEnds.begin());
@@ -195,6 +200,7 @@ Items markerItems(const TarnNoteEntryStorage& notes, const EdgeSnapping& snapped
     for (const auto& marker : notes.markerEntries()) {
         auto item = std::make_shared<PictureItem>();
         const std::int64_t location = snapped(marker->location());
+        item->identifier = marker->eventId();
         item->frames = {location, location};
         item->text = boundedName(marker->name().value_or(""));
         items.push_back(std::move(item));
@@ -216,7 +222,7 @@ std::shared_ptr<SongRows> rowsOf(const Song& song, const PictureOptions& options
 SongPictureLayout::SongPictureLayout(const Song& song, const PictureOptions& options)
     : mRows(rowsOf(song, options)) {
     const EdgeSnapping snapped(*mRows);
-    mChords = chordItems(song, options.isAtConcertPitch, snapped);
+    mChords = chordItems(song, options, snapped);
     std::vector<Range<std::int64_t>> hiddenRegions;
     const auto list = [](Items items) { return std::make_shared<const ItemList>(std::move(items)); };
     mItems = std::make_unique<CombinedTimelineDataSource>(

@@ -15,6 +15,7 @@ namespace TARN_PUBLIC tarn {
 
 /// What a picture shows at a stretch of frames.
 struct PictureItem : TimelineItem {
+    std::uint64_t identifier = 0; ///< of the entry; 0 for beats
     Range<std::int64_t> frames;
     std::string text;        ///< to show, bounded, not yet escaped
     std::string color;       ///< of sections: as CSS

@@ -37,6 +37,9 @@ public:
     SongProperties properties;
     AnalysisFacts facts;
     SongHistory history;
+    /// How the song is practised, as the practice page keeps it: a JSON object, or empty. No part of the
+    /// history.
+    std::string practice;
     const std::shared_ptr<TarnNoteEntryStorage> notes;
     const std::shared_ptr<TarnSongStructureStorage> structure;
 

@@ -17,6 +17,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <utility>
 
 namespace tarn {
 
@@ -254,6 +255,12 @@ FoundConfidences analyze(Song& song, const std::filesystem::path& recording, con
         std::make_shared<Controller>(recording, cacheName, song.notes, AnalysisOperationFactory::shared(),
                                      options.force || Controller::isForcedByDefaults());
     const ResultReceiver receiver(*song.notes, controller);
+    bool hasNews = false;
+    Subscription changes;
+    NoteEntryKinds::forEach([&](auto kind) {
+        changes.add(NotificationCenter::defaultCenter().subscribe(
+            kind.kDidChangeNotification, song.notes, [&](const Notification&) { hasNews = true; }));
+    });
     Error error;
     if (!controller->beginProcessingError(&error))
         throw SongError(SongError::Kind::unsupportedRecording,
@@ -270,6 +277,8 @@ FoundConfidences analyze(Song& song, const std::filesystem::path& recording, con
         if (!wasCancelled && options.report)
             options.report(controller->progress()->fractionCompleted(),
                            controller->progress()->localizedDescription());
+        if (!wasCancelled && options.found && std::exchange(hasNews, false))
+            options.found(song);
         return queue->operations().empty();
     });
     MainQueue::runPending();

@@ -30,6 +30,9 @@ struct SongAnalysisOptions {
     std::function<void(double fraction, const std::string& activity)> report;
     /// Whether the user wants the work to end; called often. May be empty.
     std::function<bool()> isCancelled;
+    /// Receives the copy that the analysis works on whenever something was found: not all of it, and not in
+    /// the document yet. The song is valid during the call. May be empty.
+    std::function<void(const Song& soFar)> found;
 };
 
 struct SongAnalysisOutcome {

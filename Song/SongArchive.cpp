@@ -26,9 +26,10 @@ constexpr std::string_view kProperties = "properties";
 constexpr std::string_view kFacts = "analysisFacts";
 constexpr std::string_view kSteps = "historySteps";
 constexpr std::string_view kDoneSteps = "historyDoneSteps";
-constexpr std::string_view kKnownKeys[] = {kFileName, kSampleRate, kFrameCount, kIdentifier, kDigest,
-                                           kStretch,  kLevels,     kNotes,      kStructure,  kSchema,
-                                           kChecksum, kProperties, kFacts,      kSteps,      kDoneSteps};
+constexpr std::string_view kPractice = "practice";
+constexpr std::string_view kKnownKeys[] = {
+    kFileName,  kSampleRate, kFrameCount, kIdentifier, kDigest, kStretch, kLevels,    kNotes,
+    kStructure, kSchema,     kChecksum,   kProperties, kFacts,  kSteps,   kDoneSteps, kPractice};
 
 /// An object of an archive that holds a value.
 template <typename Self, typename Value>
@@ -270,6 +271,7 @@ std::shared_ptr<SecureCoding> SongDocument::make(KeyedUnarchiver& coder) {
     song->properties = decodeProperties(coder, kProperties).value_or(SongProperties());
     song->facts = decodeFacts(coder, kFacts).value_or(AnalysisFacts());
     song->history = decodedHistory(coder);
+    song->practice = coder.decodeString(kPractice).value_or("");
     song->mSchemaVersion = std::max(document->schemaVersion, kSchemaVersion);
     song->mOfNewerEditions = coder.decodeContentBesides(kKnownKeys);
     song->markRecorded();
@@ -303,6 +305,8 @@ void SongDocument::encodeWithCoder(KeyedArchiver& coder) const {
         coder.encodeObjects(kSteps, steps);
         coder.encodeUnsigned(kDoneSteps, written.history.doneCount());
     }
+    if (!written.practice.empty())
+        coder.encodeString(kPractice, written.practice);
     coder.encodeContent(written.mOfNewerEditions);
     coder.encodeObject(kNotes, written.notes);
     coder.encodeObject(kStructure, written.structure);

@@ -3,6 +3,7 @@
 #include "Programs/tarn/Commands.h"
 #include "Programs/tarn/Failure.h"
 #include "Programs/tarn/FormatCommands.h"
+#include "Programs/tarn/InterruptWatch.h"
 #include "Programs/tarn/OutputFile.h"
 #include "Programs/tarn/ProgramCache.h"
 #include "Programs/tarn/ProgressDisplay.h"
@@ -29,29 +30,6 @@ struct AnalyzeOptions {
     bool force = false;
     bool relink = false;
     bool json = false;
-};
-
-/// Set by the handler of InterruptWatch.
-volatile std::sig_atomic_t gIsInterrupted = 0;
-
-/// While it lives, the first interrupt (Ctrl-C) is only noted; a second one ends the process at once.
-class InterruptWatch {
-public:
-    InterruptWatch() {
-        gIsInterrupted = 0;
-        struct sigaction action {};
-        action.sa_handler = [](int) { gIsInterrupted = 1; };
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
-        sigaction(SIGINT, &action, &mEarlier);
-    }
-    ~InterruptWatch() { sigaction(SIGINT, &mEarlier, nullptr); }
-    InterruptWatch(const InterruptWatch&) = delete;
-    InterruptWatch& operator=(const InterruptWatch&) = delete;
-
-    [[nodiscard]] static bool isInterrupted() { return gIsInterrupted != 0; }
-
-private:
-    struct sigaction mEarlier {};
 };
 
 /// The file by a name that it keeps: /dev/stdin and its like lead to another one in each process.
@@ -102,9 +80,11 @@ SongAnalysisOutcome analyzeWithProgress(const std::filesystem::path& song,
     try {
         return analyzeIntoDocument(
             song, document,
-            {options.force, options.relink,
+            {options.force,
+             options.relink,
              [&](double fraction, const std::string& activity) { display.show(fraction, activity); },
-             &InterruptWatch::isInterrupted});
+             &InterruptWatch::isInterrupted,
+             {}});
     } catch (const SongAnalysisCancelled&) {
         throw Failure(ExitStatus::cancelled,
                       song.string() + ": the analysis was cancelled; nothing was written");

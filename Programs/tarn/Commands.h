@@ -17,6 +17,8 @@ void addDrawCommand(CLI::App& app);
 void addChordsCommand(CLI::App& app);
 void addCacheCommand(CLI::App& app);
 void addHistoryCommands(CLI::App& app); ///< undo, redo and history
+void addOpenCommand(CLI::App& app);
+void addRenderCommand(CLI::App& app);
 void addCompleteCommand(CLI::App& app);
 
 } // namespace tarn::program

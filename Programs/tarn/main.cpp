@@ -168,6 +168,8 @@ int main(int argumentCount, char** arguments) {
     addDrawCommand(app);
     addChordsCommand(app);
     addCacheCommand(app);
+    addOpenCommand(app);
+    addRenderCommand(app);
     addCompleteCommand(app);
     try {
         app.parse(argumentCount, arguments);

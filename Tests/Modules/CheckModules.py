@@ -16,7 +16,7 @@ OF_COMPILERS_AND_SYSTEMS = re.compile(
 # What lies deeper than its module: musical values know no document.
 GRID = re.compile(r'^\s*#\s*include\s+"(?!TarnFoundation/Grid/|Platform/(CheckedArithmetic|Range|FatalError|Export)\.h")')
 # Those that use more than the standard library.
-USING_LIBRARIES = {"Platform", "AnalysisEngine", "Interchange"}
+USING_LIBRARIES = {"Platform", "AnalysisEngine", "Interchange", "PracticePage"}
 HIDDEN = re.compile(r"^namespace tarn\b")
 
 

@@ -50,7 +50,7 @@ function(expect_refusal text)
         message(FATAL_ERROR "${ARGN} printed: ${complaint}")
     endif()
 endfunction()
-expect_refusal("TarnFoundation has no component Motor, but Core, Engine and Formats"
+expect_refusal("TarnFoundation has no component Motor, but Core, Engine, Formats and Practice"
     ${configure} -B ${SCRATCH}/unknown "-DCOMPONENTS=Core\;Motor")
 run(${configure} -B ${SCRATCH}/optional -DCOMPONENTS=Core -DOPTIONAL_COMPONENTS=Motor)
 if(NOT SOURCE) # an engine in a static library is not there without the libraries that it is linked with

@@ -32,7 +32,7 @@ TEST_F(ProgramTest, everyCommandAndOptionIsInHelpManualAndCompletions) {
     const std::string zsh = readSource("completion/_tarn");
     const std::string fish = readSource("completion/tarn.fish");
     for (const std::string command :
-         {"analyze", "show", "edit", "export", "import", "draw", "chords", "cache"}) {
+         {"analyze", "open", "render", "show", "edit", "export", "import", "draw", "chords", "cache"}) {
         SCOPED_TRACE(command);
         EXPECT_THAT(overview, testing::HasSubstr("\n  " + command + " "));
         const auto help = outputOf({command, "--help"});

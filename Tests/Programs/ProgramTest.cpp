@@ -40,6 +40,7 @@ ProcessResult ProgramTest::tarn(const std::vector<std::string>& arguments,
         redirect(STDOUT_FILENO, output);
         redirect(STDERR_FILENO, errors);
         setenv("XDG_CACHE_HOME", (folder / ".caches").c_str(), 1);
+        setenv("XDG_DATA_HOME", (folder / ".data").c_str(), 1);
         setenv("XDG_CONFIG_HOME", (folder / ".settings").c_str(), 1);
         if (chdir(folder.c_str()) == 0)
             execv(TARN_PROGRAM, pointers.data());

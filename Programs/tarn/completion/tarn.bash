@@ -19,12 +19,14 @@ _tarn() {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        COMPREPLY=($(compgen -W "analyze show edit undo redo history export import draw chords cache --help --version" -- "$word"))
+        COMPREPLY=($(compgen -W "analyze open render show edit undo redo history export import draw chords cache --help --version" -- "$word"))
         return
     fi
     local options=--help
     case $command in
     analyze) options+=" -o --force --relink --midi --picture --json" ;;
+    open) options+=" --lan --lan-edit --no-browser --port" ;;
+    render) options+=" --speed --pitch --click --count-in --bars" ;;
     show) options+=" --concert --json --salvage" ;;
     edit) options+=" --message --salvage --dry-run" ;;
     undo | redo) options+=" --seen --dry-run" ;;
@@ -45,10 +47,12 @@ _tarn() {
     --format) COMPREPLY=($(compgen -W "$(_tarn_list formats)" -- "$word")) ;;
     --layout) COMPREPLY=($(compgen -W "bars classic" -- "$word")) ;;
     --by) COMPREPLY=($(compgen -W "grid time" -- "$word")) ;;
+    --port | --speed | --pitch | --count-in | --bars) ;;
     --at | --channel | --message | --seen | --beats-per-bar | --first-downbeat | --transpose | --width | --seconds-per-row | --max-size) ;;
     --timing) COMPREPLY=($(compgen -W "song fixed seconds" -- "$word")) ;;
     *)
         case $command in
+        open | render) _tarn_files "wav|aif|aiff|flac|ogg|opus|mp3|tarn" ;;
         analyze) _tarn_files "wav|aif|aiff|flac|ogg|opus|mp3|tarn" ;;
         export)
             local endings=$(_tarn_list exports)

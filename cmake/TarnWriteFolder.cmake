@@ -1,0 +1,15 @@
+# Writes OUTPUT, a C++ source with the names and bytes of the FILES as the list NAME, which HEADER declares.
+set(text "#include \"${HEADER}\"\n\nnamespace tarn {\n")
+set(list "")
+set(number 0)
+foreach(path IN LISTS FILES)
+    get_filename_component(name "${path}" NAME)
+    file(READ "${path}" bytes HEX)
+    string(REGEX REPLACE "(................................)" "\\1\n    " bytes "${bytes}")
+    string(REGEX REPLACE "([0-9a-f][0-9a-f])" "'\\\\x\\1'," bytes "${bytes}")
+    string(APPEND text "\nstatic constexpr char bytes${number}[] = {\n    ${bytes}};\n")
+    string(APPEND list "    {\"${name}\", std::string_view(bytes${number}, sizeof bytes${number})},\n")
+    math(EXPR number "${number} + 1")
+endforeach()
+file(WRITE "${OUTPUT}" "${text}\nstatic constexpr PageFile files[] = {\n${list}};\n"
+    "const std::span<const PageFile> ${NAME}(files);\n\n} // namespace tarn\n")
