@@ -128,7 +128,7 @@ practise('Count-in: a bar before the start, and before each round', [desktop], a
   await page.evaluate(() => (window.recordedBlocks.length = 0));
   await page.click('#play');
   await waitForRound(page, 2);
-  await page.waitForTimeout(2700);
+  await isAt(page, 'Bar 5, beat 2');
   await stop(page);
   const each = await recording(page);
   const beats = onsets(each.song, songLevel, 3000);
