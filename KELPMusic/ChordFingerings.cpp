@@ -111,7 +111,7 @@ private:
         const auto missing = static_cast<int>((mTones & ~sounding).count());
         mFound.push_back({frets, lowest,
                           3 * (lowest - 1) + 2 * static_cast<int>(fingers) + 2 * (highest - lowest) +
-                              3 * muted + 6 * missing});
+                              10 * muted + 6 * missing});
     }
 
     [[nodiscard]] int pitchClass(std::size_t string, std::int8_t fret) const {
