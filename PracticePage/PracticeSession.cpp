@@ -287,9 +287,8 @@ void PracticeSession::reloadWhereChanged() {
 }
 
 void PracticeSession::watch() {
-    using namespace std::chrono_literals;
     std::unique_lock lock(mEndMutex);
-    while (!mEnd.wait_for(lock, 250ms, [this] { return mIsEnding.load(); })) {
+    while (!mEnd.wait_for(lock, std::chrono::milliseconds(250), [this] { return mIsEnding.load(); })) {
         lock.unlock();
         if (const std::unique_lock changing(mChangeMutex, std::try_to_lock);
             changing && view().state != State::analyzing)
