@@ -41,7 +41,13 @@ public:
         : mSong(song), mSheet(song), mHarmony(song, isAtConcertPitch) {}
 
     void readLine(const std::string& line) {
+        constexpr std::size_t kLongestLine = 1 << 20; // bytes
+        constexpr std::size_t kMostEntries = 1'000'000;
         ++mLine;
+        if (line.size() > kLongestLine)
+            throw FormatError("the line is too long", mLine);
+        if (mChords.size() + mOutside.size() + mSections.size() > kMostEntries)
+            throw FormatError("it is too long for a chart", mLine);
         mIsAfterRows = mIsAfterRows || line == "Regions" || line == "Markers";
         if (mIsAfterRows)
             return; // names there may look like anything
@@ -65,12 +71,13 @@ public:
         if (!mHasRows)
             throw FormatError("it holds no rows of bars", 1);
         std::string report = replaceChordsOnGrid(mSong, mSheet.places(), mChords);
+        std::vector<std::shared_ptr<TarnChordEntry>> outside;
         for (const auto& [frame, chord] : mOutside) {
-            const auto entry = mSong.notes->newChordEntry();
-            entry->setLocation(frame);
-            entry->setChord(chord);
-            mSong.notes->addChordEntry(entry);
+            outside.push_back(mSong.notes->newChordEntry());
+            outside.back()->setLocation(frame);
+            outside.back()->setChord(chord);
         }
+        mSong.notes->addChordEntriesFromArray(std::move(outside));
         if (!mOutside.empty())
             report += " and " + std::to_string(mOutside.size()) + " outside the bars";
         if (!mSections.empty())
