@@ -448,7 +448,7 @@ std::optional<Position> beginningIn(const FormatOptions& options) {
     if (!options.has("at"))
         return std::nullopt;
     const std::string text = options.text("at");
-    const auto position = Position::make(text);
+    auto position = Position::make(text);
     if (!position)
         throw FormatOptionError("--at " + shortened(text) + ": this is not a valid position (" +
                                 Position::kForms + ")");

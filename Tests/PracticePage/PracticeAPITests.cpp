@@ -161,7 +161,7 @@ TEST_F(PracticeAPITests, TheSongIsToldWithItsBarsAndChordsAsPlayed) {
 TEST_F(PracticeAPITests, RowsShowWhatTheirFramesHold) {
     open();
     page.edit("add-section A at 2:1");
-    page.edit("add-region verse Part 1:1 to 5:1");
+    page.edit("add-region verse Mine 1:1 to 5:1");
     page.edit("add-marker Here at 6:3");
     const auto chart = page.get("/api/rows", {{"width", "800"},
                                               {"scale", "100"},
