@@ -11,6 +11,7 @@
 #include "Song/SongFile.h"
 #include "Song/SongPositions.h"
 
+#include <algorithm>
 #include <chrono>
 #include <nlohmann/json.hpp>
 
@@ -48,7 +49,7 @@ std::shared_ptr<Song> PracticeSession::firstSong(const Options& options, Recordi
 
 PracticeSession::PracticeSession(Options options, EventHub& events)
     : mOptions(std::move(options)),
-      mEvents(events), mView{firstSong(mOptions, mDisplay), 1, State::ready, "", "", 0},
+      mEvents(events), mView{firstSong(mOptions, mDisplay), 1, 1, State::ready, "", "", 0},
       mSeenFile(FileIdentity::of(mOptions.document)),
       mRecording(recordingOf(mOptions, *mView.song), mOptions.document, mOptions.isRecordingNamedByUser) {
     const bool isNeeded = needsAnalysis(*mView.song);
@@ -100,6 +101,8 @@ std::uint64_t PracticeSession::publish(std::shared_ptr<const Song> song, const c
         kinds = differingKinds(*mView.song, *song);
         mView.song = std::move(song);
         revision = ++mView.revision;
+        if (std::ranges::any_of(kinds, [](const std::string& kind) { return kind != "practice"; }))
+            mView.songRevision = revision;
     }
     tell(event, kinds);
     return revision;
@@ -126,7 +129,7 @@ PracticeSession::Edited PracticeSession::changed(std::optional<std::uint64_t> se
         throw EditRefused("the song is being analysed");
     SongChange turn(mOptions.document);
     reloadWhereChanged(); // what others did shows in the revision
-    if (seen && *seen != view().revision)
+    if (seen && *seen < view().songRevision)
         throw OutdatedEdit("The song has been changed since.");
     Edited edited;
     edited.message = change(turn.existingSong());

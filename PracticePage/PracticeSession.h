@@ -44,6 +44,8 @@ public:
     struct View {
         std::shared_ptr<const Song> song;
         std::uint64_t revision = 0; ///< grows with each change
+        /// That of the last change of more than how the song is practised and whether it is analysed.
+        std::uint64_t songRevision = 0;
         State state = State::ready;
         std::string failure;  ///< of the analysis, for people
         std::string activity; ///< of the analysis
@@ -68,8 +70,8 @@ public:
         std::uint64_t revision = 0;
         std::string message;
     };
-    /// Makes and saves the edit. `seen`, where given, is the revision that its author saw. Throws
-    /// OutdatedEdit, EditSyntaxError, EditRefused, SongError.
+    /// Makes and saves the edit. `seen`, where given, is the revision that its author saw; that the song is
+    /// practised otherwise since does not matter. Throws OutdatedEdit, EditSyntaxError, EditRefused, SongError.
     Edited edit(std::string_view sentence, std::optional<std::uint64_t> seen);
     /// The same with the newest step of the history. Throws SongHistoryError too.
     Edited undo(std::optional<std::uint64_t> seen);

@@ -16,7 +16,8 @@ export const fastest = 2;
 export class Practice extends EventTarget {
   #api;
   #timer = 0;
-  #isKept = true;
+  #kept = '';
+  #sending = Promise.resolve();
 
   /** @param {Api} api */
   constructor(api) {
@@ -28,15 +29,13 @@ export class Practice extends EventTarget {
 
   /** Takes what the server kept. @param {Partial<PracticeValues>} values */
   load(values) {
-    if (!this.#isKept) return;
-    const before = this.values;
     this.values = {
       ...structuredClone(defaults), ...values,
       click: {...defaults.click, ...values.click},
       volumes: {...defaults.volumes, ...values.volumes},
       trainer: {...defaults.trainer, ...values.trainer},
     };
-    if (JSON.stringify(before) !== JSON.stringify(this.values)) this.dispatchEvent(new Event('change'));
+    this.#kept = JSON.stringify(this.values);
   }
 
   /** @param {Partial<PracticeValues>} changes */
@@ -45,22 +44,30 @@ export class Practice extends EventTarget {
     this.values = {...this.values, ...changes};
     this.values.speed = Math.round(Math.min(fastest, Math.max(slowest, this.values.speed)) * 100) / 100;
     if (JSON.stringify(this.values) === before) return;
-    this.#isKept = false;
     clearTimeout(this.#timer);
     this.#timer = setTimeout(() => this.keep(), 400);
     this.dispatchEvent(new Event('change'));
   }
 
-  /** Sends what has not been kept yet. @param {boolean} [isClosing] */
-  async keep(isClosing = false) {
+  /**
+   * Sends what has not been kept yet: one state at a time, so that the last one sent is the last one kept.
+   * @param {boolean} [isClosing] then at once
+   */
+  keep(isClosing = false) {
     clearTimeout(this.#timer);
-    if (this.#isKept) return;
-    this.#isKept = true;
+    if (isClosing) return this.#send(true);
+    this.#sending = this.#sending.then(() => this.#send(false));
+    return this.#sending;
+  }
+
+  /** @param {boolean} isClosing */
+  async #send(isClosing) {
+    const state = JSON.stringify(this.values);
+    if (state === this.#kept) return;
     try {
-      const response = await this.#api.request('PUT', '/api/practice', this.values, {keepalive: isClosing});
-      this.dispatchEvent(new CustomEvent('kept', {detail: (await response.json()).revision}));
+      await this.#api.request('PUT', '/api/practice', this.values, {keepalive: isClosing});
+      this.#kept = state;
     } catch (error) {
-      this.#isKept = false;
       this.dispatchEvent(new CustomEvent('unkept', {detail: error}));
     }
   }

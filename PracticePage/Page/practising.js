@@ -39,7 +39,6 @@ export function openSong(api, answer, session) {
   /** @param {string} sentence */
   const edit = async sentence => {
     try {
-      await practice.keep();
       const {message} = await api.post('/api/edit', {edit: sentence, seen: song.answer.revision});
       await reload();
       toast(message || words('edit.done', {what: sentence}), () => undo('undo'));
@@ -76,7 +75,6 @@ export function openSong(api, answer, session) {
   /** @param {SongAnswer} next */
   const take = next => {
     song = new Song(next);
-    practice.load(next.practice);
     looper.song = song;
     now.setSong(song);
     player.setSong(song);
@@ -97,11 +95,6 @@ export function openSong(api, answer, session) {
     } finally {
       isReloading = false;
     }
-  };
-
-  /** How the song is practised changes nothing that the page shows of it. @param {number} revision */
-  const seen = revision => {
-    if (revision > song.answer.revision) song.answer.revision = revision;
   };
 
   const show = () => {
@@ -128,7 +121,6 @@ export function openSong(api, answer, session) {
     controls.show();
     playhead.refresh();
   });
-  practice.addEventListener('kept', event => seen(/** @type {CustomEvent} */ (event).detail));
   practice.addEventListener('unkept', event => {
     const {detail} = /** @type {CustomEvent} */ (event);
     toast(words('unkept', {reason: detail instanceof Error ? detail.message : String(detail)}), null);
@@ -160,9 +152,9 @@ export function openSong(api, answer, session) {
 
   show();
   hear(api, {
+    // How the song is practised is this page's own.
     song: data => {
-      if (data.kinds.every((/** @type {string} */ kind) => kind === 'practice')) seen(data.revision);
-      else reload();
+      if (data.kinds.some((/** @type {string} */ kind) => kind !== 'practice')) reload();
     },
     partial: reload,
     progress: data => showAnalysis({...song.answer, stage: data.stage, progress: data.fraction}),
