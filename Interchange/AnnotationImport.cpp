@@ -327,6 +327,12 @@ std::string replaceBeats(Song& document, const std::vector<Annotation>& annotati
         usualLengthOfWholeBars(lines.opensBar, former.numerator).value_or(former.numerator));
     // The metre comes first: where there are several, another one may rule how beats are stored.
     storage.setTimeSignature(static_cast<std::uint8_t>(numerator), denominator);
+    std::vector<std::shared_ptr<TarnBeatEntry>> countIn; // which would shift how the new beats are counted
+    for (const auto& beat : storage.beatEntries()) {
+        if (beat->location() < 0)
+            countIn.push_back(beat);
+    }
+    storage.removeBeatEntriesInArray(countIn);
     replaceGrid(document, beats, std::nullopt);
     setTempoFromBeats(document);
     const TimeSignature signature = storage.timeSignature();
