@@ -53,9 +53,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     for (auto name = takeLine(rest); !name.empty(); name = takeLine(rest))
         request.query.emplace_back(name, takeLine(rest));
     request.body = rest;
-    request.headers = {{"host", kHost},
-                       {"origin", std::string("http://") + kHost},
-                       {"x-tarn-session", open.session}};
+    request.headers = {
+        {"host", kHost}, {"origin", std::string("http://") + kHost}, {"x-tarn-session", open.session}};
     const auto response = open.api.answer(request);
     precondition(response.status >= 200 && response.status < 600, "A request has no answer");
     if (response.type == "application/json" && !response.events)

@@ -7,13 +7,22 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace tarn {
 namespace {
 
 constexpr std::string_view kBlanks = " \t";
+constexpr std::size_t kMostRows = 1'000'000; ///< more than a day of music has beats
+constexpr std::size_t kMostFields = 1'000;
 constexpr std::string_view kZeroByte("\0", 1);
 constexpr std::string_view kEndsOfLabel("\n\r\0", 3);
+
+void add(TextTable& table, TextRow row) {
+    if (table.rows.size() == kMostRows)
+        throw TextTableError(row.line, "there are too many rows for annotations");
+    table.rows.push_back(std::move(row));
+}
 
 bool isBlank(const TextRow& row) {
     return std::all_of(row.fields.begin(), row.fields.end(), [](const auto& field) { return field.empty(); });
@@ -120,12 +129,14 @@ TextTable parseCSV(std::string_view text) {
         TextRow row{line, {takeField(text, separator, line)}};
         while (text.starts_with(separator)) {
             text.remove_prefix(1);
+            if (row.fields.size() == kMostFields)
+                throw TextTableError(row.line, "there are too many columns for annotations");
             row.fields.push_back(takeField(text, separator, line));
         }
         (void)takeLine(text);
         ++line;
         if (!isBlank(row))
-            table.rows.push_back(std::move(row));
+            add(table, std::move(row));
     }
     if (!table.rows.empty() && !isLikeNumber(table.rows.front().fields.front())) {
         for (const std::string& name : table.rows.front().fields)
@@ -151,7 +162,7 @@ TextTable parseLab(std::string_view text) {
             row.fields.emplace_back(rest.substr(0, fieldEnd));
             rest = stripped(rest.substr(fieldEnd));
         }
-        table.rows.push_back(std::move(row));
+        add(table, std::move(row));
     }
     return table;
 }
@@ -167,8 +178,11 @@ TextTable parseNumbers(std::string_view text) {
 }
 
 std::string timeFault(std::string_view text) {
-    const std::string_view word = wordBefore(kBlanks, stripped(text));
-    return inQuotes(word) + " is not a time in seconds" +
+    text = stripped(text);
+    if (text.empty())
+        return "a time is missing";
+    const std::string_view word = wordBefore(kBlanks, text);
+    return inQuotes(numberWithText(word) ? text : word) + " is not a time in seconds" +
            (hasDecimalComma(word) ? " (write a point, not a comma)" : "");
 }
 

@@ -110,8 +110,8 @@ private:
         const auto muted = static_cast<int>(frets.size()) - static_cast<int>(played);
         const auto missing = static_cast<int>((mTones & ~sounding).count());
         mFound.push_back({frets, lowest,
-                          3 * (lowest - 1) + 2 * static_cast<int>(fingers) + 2 * (highest - lowest) +
-                              3 * muted + 6 * missing});
+                          3 * (lowest - 1) + 2 * static_cast<int>(fingers) + 4 * (highest - lowest) +
+                              9 * muted + 6 * missing});
     }
 
     [[nodiscard]] int pitchClass(std::size_t string, std::int8_t fret) const {

@@ -76,7 +76,8 @@ std::vector<float> LoopedSound::next() {
         block = read(end - mFrame);
     if (block.empty() && isInLoop && mFrame > mPassage.loop->lower + 2 * fade) {
         mPassage.loop = Range(mPassage.loop->lower, mFrame); // the recording ends before the loop does
-        block = returnToStart();
+        (void)returnToStart();                               // at once
+        block = read(mPassage.loop->upper - fade - mFrame);
     }
     mSoundFrame += static_cast<std::int64_t>(block.size()) / channelCount();
     return block;

@@ -27,6 +27,8 @@ PracticeSession& PracticeAPI::Call::song() const {
 
 std::optional<std::vector<std::string_view>> placesIn(std::string_view path, std::string_view pattern) {
     std::vector<std::string_view> places;
+    if (path.ends_with('/'))
+        return std::nullopt;
     while (!path.empty() && !pattern.empty()) {
         const auto wanted = takePart(pattern);
         const auto part = takePart(path);

@@ -29,6 +29,7 @@ std::vector<Click> clicksOf(const Song& song, const PracticeRender& render, int 
     const double framesPerSongFrame = rate / song.recording.sampleRate / render.change.speed;
     const auto countIn = render.countInBars > 0 ? countInBefore(song, render.from, render.countInBars)
                                                 : std::vector<CountInBeat>();
+    clicks.reserve(countIn.size());
     const double lead = countIn.empty() ? 0 : countIn.front().before / render.change.speed;
     for (const CountInBeat& beat : countIn)
         clicks.push_back({std::llround((lead - beat.before / render.change.speed) * rate), beat.isDownbeat});

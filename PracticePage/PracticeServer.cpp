@@ -71,20 +71,19 @@ std::vector<std::string> PracticeServer::networkAddresses() const {
 }
 
 void PracticeServer::run(const std::function<bool()>& isInterrupted) {
-    using namespace std::chrono_literals;
-    auto nextKeepAlive = Clock::now() + 15s;
+    auto nextKeepAlive = Clock::now() + std::chrono::seconds(15);
     while (!isInterrupted()) {
-        std::this_thread::sleep_for(50ms);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
         if (Clock::now() >= nextKeepAlive) {
             mAPI.events().pushKeepAlive();
-            nextKeepAlive = Clock::now() + 15s;
+            nextKeepAlive = Clock::now() + std::chrono::seconds(15);
         }
         if (mAPI.wasVisited() && mAPI.idleTime() > mOptions.patience)
             break;
     }
     mAPI.events().push("goodbye", "{}");
     mAPI.events().close();
-    std::this_thread::sleep_for(100ms); // for the pages to hear it
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // for the pages to hear it
 }
 
 } // namespace tarn

@@ -23,9 +23,10 @@ std::filesystem::path recordingOf(const PracticeSession::Options& options, const
     return options.recording.empty() ? song.recordingFile(options.document) : options.recording;
 }
 
-/// Nothing was ever found in the song; what is missing in one that was analysed, somebody took away.
+/// There is nothing to practise by; what is missing in a song that was analysed, somebody took away.
 bool needsAnalysis(const Song& song) {
-    return song.hasRecording() && song.facts.engineVersion.empty() && !isAnalyzed(song);
+    return song.hasRecording() && song.facts.engineVersion.empty() && song.notes->beatEntries().empty() &&
+           song.notes->chordEntries().empty();
 }
 
 } // namespace
@@ -286,9 +287,8 @@ void PracticeSession::reloadWhereChanged() {
 }
 
 void PracticeSession::watch() {
-    using namespace std::chrono_literals;
     std::unique_lock lock(mEndMutex);
-    while (!mEnd.wait_for(lock, 250ms, [this] { return mIsEnding.load(); })) {
+    while (!mEnd.wait_for(lock, std::chrono::milliseconds(250), [this] { return mIsEnding.load(); })) {
         lock.unlock();
         if (const std::unique_lock changing(mChangeMutex, std::try_to_lock);
             changing && view().state != State::analyzing)

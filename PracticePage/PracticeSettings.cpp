@@ -53,10 +53,10 @@ struct Member {
 bool hasOnly(const json& object, std::initializer_list<Member> members) {
     if (!object.is_object())
         return false;
-    for (const auto& [name, value] : object.items()) {
+    for (const auto& entry : object.items()) {
         const auto* const known =
-            std::ranges::find_if(members, [&](const Member& member) { return name == member.name; });
-        if (known == members.end() || !known->isValid(value))
+            std::ranges::find_if(members, [&](const Member& member) { return entry.key() == member.name; });
+        if (known == members.end() || !known->isValid(entry.value()))
             return false;
     }
     return true;

@@ -25,10 +25,10 @@ PlayedPassage passageIn(const json& body, const Song& song) {
         const auto shortest =
             static_cast<std::int64_t>(LoopedSound::kShortestLoop * song.recording.sampleRate) + 1;
         const auto start = wholeMember(ends, "start", 0, kFarthestFrame);
-        passage.loop =
-            Range(start, std::min(wholeMember(ends, "end", start + shortest, kFarthestFrame), length));
-        if (passage.loop->upper < start + shortest)
+        const auto end = std::min(wholeMember(ends, "end", start + shortest, kFarthestFrame), length);
+        if (end < start + shortest)
             throw RequestRefused(400, "The loop lies after the song's end.");
+        passage.loop = Range(start, end);
     }
     if (const auto to = body.find("to"); to != body.end() && !to->is_null())
         passage.to = wholeMember(body, "to", passage.from, kFarthestFrame);

@@ -58,8 +58,8 @@ SongAnalysisOutcome analyzeIntoDocument(const std::filesystem::path& recording,
                                         const std::filesystem::path& document,
                                         const SongAnalysisOptions& options = {});
 
-/// A new song of a recording, without annotations, with title and artist as its file has them, kept in no file
-/// yet. `file`, where it is going to be kept, decides how the recording is named. Of the options only
+/// A new song of a recording, without annotations, with title and artist as its file has them, kept in no
+/// file yet. `file`, where it is going to be kept, decides how the recording is named. Of the options only
 /// `isCancelled` counts. Throws as analyzeRecording.
 [[nodiscard]] std::shared_ptr<Song> newSong(const std::filesystem::path& recording,
                                             const std::filesystem::path& file = {},

@@ -15,7 +15,10 @@ const middle = values => values.sort((a, b) => a - b)[Math.floor(values.length /
 async function on(song, body, options) {
   const opened = await openWithTarn(song);
   try {
-    return await show(opened.address, desktop, async page => body(page), options);
+    return await show(opened.address, desktop, async page => {
+      page.setDefaultTimeout(120000);
+      return body(page);
+    }, options);
   } finally {
     await opened.end();
   }

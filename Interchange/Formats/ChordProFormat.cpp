@@ -129,38 +129,46 @@ void writeChordPro(std::ostream& out, const Song& song, const WriteRequest& requ
 // Reading
 
 /// Brackets hold blanks together.
-std::vector<std::string> wordsIn(std::string_view text) {
-    std::vector<std::string> words;
+std::vector<std::string_view> wordsIn(std::string_view text) {
+    std::vector<std::string_view> words;
+    const std::size_t lastBracket = text.rfind(']');
     std::size_t begin = 0;
     while ((begin = text.find_first_not_of(" \t", begin)) != std::string_view::npos) {
         std::size_t end = std::min(text.find_first_of(" \t", begin), text.size());
-        if (text[begin] == '[' && text.find(']', begin) != std::string_view::npos)
+        if (text[begin] == '[' && lastBracket != std::string_view::npos && begin < lastBracket)
             end = std::max(end, text.find(']', begin) + 1);
-        words.emplace_back(text.substr(begin, end - begin));
+        words.push_back(text.substr(begin, end - begin));
         begin = end;
     }
     return words;
 }
 
 /// A bar line, with the signs that it may carry: repeats, the end, the number of an ending, strokes.
-bool isBarLine(const std::string& word) {
-    return word.find('|') != std::string::npos && (word.front() == '|' || word.front() == ':') &&
-           (word == "|s" || word == "|S" || word.find_first_not_of("|:.>0123456789") == std::string::npos);
+bool isBarLine(std::string_view word) {
+    constexpr std::size_t kLongest = 8; // characters
+    return word.size() <= kLongest && word.find('|') != std::string_view::npos &&
+           (word.front() == '|' || word.front() == ':') &&
+           (word == "|s" || word == "|S" ||
+            word.find_first_not_of("|:.>0123456789") == std::string_view::npos);
+}
+
+bool isAnnotation(std::string_view word) {
+    return word.starts_with('*') || word.starts_with("[*");
 }
 
 /// The words of a row of a grid; bar lines that touch a chord are words of their own.
-std::vector<std::string> wordsOfRow(std::string_view text) {
-    std::vector<std::string> words;
-    for (std::string word : wordsIn(text)) {
-        while (!isBarLine(word) && word.find('|') != std::string::npos) {
+std::vector<std::string_view> wordsOfRow(std::string_view text) {
+    std::vector<std::string_view> words;
+    for (std::string_view word : wordsIn(text)) {
+        while (!isAnnotation(word) && !isBarLine(word) && word.find('|') != std::string_view::npos) {
             const std::size_t first = word.find_first_not_of("|:");
             const std::size_t end = first > 0 ? first : word.find('|');
             if (end >= word.size())
                 break;
             words.push_back(word.substr(0, end));
-            word.erase(0, end);
+            word.remove_prefix(end);
         }
-        words.push_back(std::move(word));
+        words.push_back(word);
     }
     return words;
 }
@@ -169,16 +177,15 @@ std::vector<std::string> wordsOfRow(std::string_view text) {
 using ReadBar = std::vector<std::vector<KELPChordRef>>;
 
 /// A cell in which nothing begins. An annotation is shown there, but is not a chord.
-bool isPlaceholder(const std::string& cell) {
-    return cell == "." || cell == "/" || cell == "-" || cell == "x" || cell.starts_with('*') ||
-           cell.starts_with("[*");
+bool isPlaceholder(std::string_view cell) {
+    return cell == "." || cell == "/" || cell == "-" || cell == "x" || isAnnotation(cell);
 }
 
 /// Whether the bar is a sign for the ones before it, whatever placeholders stand beside it.
-bool isRepeat(const std::vector<std::string>& cells, std::string_view sign) {
+bool isRepeat(const std::vector<std::string_view>& cells, std::string_view sign) {
     return std::count(cells.begin(), cells.end(), sign) == 1 &&
            std::all_of(cells.begin(), cells.end(),
-                       [&](const auto& cell) { return cell == sign || isPlaceholder(cell); });
+                       [&](std::string_view cell) { return cell == sign || isPlaceholder(cell); });
 }
 
 class GridReader {
@@ -213,6 +220,9 @@ public:
 
 private:
     void readLine(std::string_view line) {
+        constexpr std::size_t kLongestLine = 4 << 20; // bytes; a row of a grid does not come near it
+        if (line.size() > kLongestLine)
+            throw FormatError("the line is too long", mLine);
         const auto words = wordsOfRow(line);
         if (words.empty() || words.front().front() == '#')
             return;
@@ -324,11 +334,11 @@ private:
     }
 
     /// What stands before the first bar line and after the last one is a margin.
-    void readRow(const std::vector<std::string>& words) {
+    void readRow(const std::vector<std::string_view>& words) {
         const auto first = std::find_if(words.begin(), words.end(), isBarLine);
         if (first == words.end())
             return;
-        std::vector<std::string> cells;
+        std::vector<std::string_view> cells;
         for (auto word = first; word != words.end(); ++word) {
             if (!isBarLine(*word)) {
                 cells.push_back(*word);
@@ -336,14 +346,14 @@ private:
             }
             if (word == first && (*word == "|s" || *word == "|S"))
                 return; // strokes, not chords
-            hasRepeats = hasRepeats || word->find(':') != std::string::npos;
+            hasRepeats = hasRepeats || word->find(':') != std::string_view::npos;
             if (!cells.empty())
                 addBar(cells);
             cells.clear();
         }
     }
 
-    void addBar(const std::vector<std::string>& cells) {
+    void addBar(const std::vector<std::string_view>& cells) {
         const bool repeatsTwo = isRepeat(cells, "%%");
         const bool isEmpty = std::all_of(cells.begin(), cells.end(), isPlaceholder);
         // A sign for two bars may take up the room of two.
@@ -359,11 +369,11 @@ private:
                 append(ReadBar(bars[bars.size() - back]));
             return;
         }
-        constexpr std::size_t kMostCells = 1000;
+        constexpr std::size_t kMostCells = 100'000;
         if (cells.size() > kMostCells)
             throw FormatError("a bar has too many cells", mLine);
         ReadBar bar;
-        for (const std::string& cell : cells)
+        for (const std::string_view cell : cells)
             bar.push_back(chordsIn(cell));
         append(std::move(bar));
     }
@@ -377,7 +387,7 @@ private:
         bars.push_back(std::move(bar));
     }
 
-    [[nodiscard]] std::vector<KELPChordRef> chordsIn(const std::string& cell) const {
+    [[nodiscard]] std::vector<KELPChordRef> chordsIn(std::string_view cell) const {
         std::vector<KELPChordRef> chords;
         if (isPlaceholder(cell) || cell == "%" || cell == "%%")
             return chords;

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <ostream>
 
 /// JAMS, the JSON of annotations of music (E. J. Humphrey, J. Salamon, O. Nieto, J. Forsyth, R. M. Bittner,
@@ -177,34 +178,71 @@ void writeJAMS(std::ostream& out, const Song& song, const WriteRequest&) {
     out << JAMSWriter(song).document().dump(kIndentation, ' ', false, JSON::error_handler_t::replace) << "\n";
 }
 
-/// Throws FormatError for what is not JSON, nested more than a few deep, or of more values than any song has.
-JSON parseUntrusted(std::span<const std::byte> bytes) {
-    constexpr int kDeepest = 64;
-    constexpr std::size_t kMostValues = 4'000'000;
-    std::size_t values = 0;
-    const auto check = [&](int depth, JSON::parse_event_t, JSON&) {
-        if (depth > kDeepest || ++values > kMostValues)
-            throw FormatError("it is nested too deep or too long for annotations");
+/// What is read; its objects find their keys quickly, however many a file gives them.
+using ReadJSON = nlohmann::json;
+
+/// Looks through a text before anything of it is kept.
+class JSONCheck : public nlohmann::json_sax<ReadJSON> {
+public:
+    bool null() override { return count(); }
+    bool boolean(bool) override { return count(); }
+    bool number_integer(number_integer_t) override { return count(); }
+    bool number_unsigned(number_unsigned_t) override { return count(); }
+    bool number_float(number_float_t, const string_t&) override { return count(); }
+    bool string(string_t&) override { return count(); }
+    bool binary(binary_t&) override { return count(); }
+    bool key(string_t&) override { return true; }
+    bool start_object(std::size_t) override { return open(); }
+    bool start_array(std::size_t) override { return open(); }
+    bool end_object() override { return close(); }
+    bool end_array() override { return close(); }
+    bool parse_error(std::size_t position, const std::string&, const nlohmann::detail::exception&) override {
+        errorPosition = position;
+        return false;
+    }
+
+    std::optional<std::size_t> errorPosition; ///< in bytes
+
+private:
+    bool open() {
+        constexpr int kDeepest = 64;
+        if (++mDepth > kDeepest)
+            throw FormatError("it is nested too deep for annotations");
+        return count();
+    }
+    bool close() {
+        --mDepth;
         return true;
-    };
+    }
+    bool count() {
+        constexpr std::size_t kMostValues = 4'000'000;
+        if (++mValues > kMostValues)
+            throw FormatError("it is too long for annotations");
+        return true;
+    }
+
+    int mDepth = 0;
+    std::size_t mValues = 0;
+};
+
+/// Throws FormatError for what is not JSON, nested more than a few deep, or of more values than any song has.
+ReadJSON parseUntrusted(std::span<const std::byte> bytes) {
     const std::string_view text = fileText(bytes);
-    try {
-        return JSON::parse(text.begin(), text.end(), check);
-    } catch (const JSON::parse_error& error) {
-        const auto before = text.substr(0, error.byte);
+    JSONCheck check;
+    if (!ReadJSON::sax_parse(text.begin(), text.end(), &check)) {
+        const auto before = text.substr(0, check.errorPosition.value_or(0));
         throw FormatError("it is not valid JSON",
                           1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')));
-    } catch (const JSON::exception&) { // such as a number beyond all limits
-        throw FormatError("it is not valid JSON");
     }
+    return ReadJSON::parse(text.begin(), text.end());
 }
 
-std::string textAt(const JSON& object, const char* key) {
+std::string textAt(const ReadJSON& object, const char* key) {
     const auto found = object.find(key);
     return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
 }
 
-double secondsAt(const JSON& object, const char* key) {
+double secondsAt(const ReadJSON& object, const char* key) {
     const auto found = object.find(key);
     if (found == object.end() || !found->is_number() || !std::isfinite(found->get<double>()))
         throw FormatError(std::string("an observation has no ") + key + " in seconds");
@@ -214,24 +252,24 @@ double secondsAt(const JSON& object, const char* key) {
 struct Observation {
     double time = 0;
     double duration = 0;
-    JSON value;
+    ReadJSON value;
 };
 
 /// Lists of observations, and the older form of an object of lists.
-std::vector<Observation> observationsOf(const JSON& annotation) {
+std::vector<Observation> observationsOf(const ReadJSON& annotation) {
     std::vector<Observation> observations;
     const auto data = annotation.find("data");
     if (data == annotation.end() || !(data->is_array() || data->is_object()))
         throw FormatError("an annotation has no data");
-    const auto add = [&](const JSON& element) {
+    const auto add = [&](const ReadJSON& element) {
         if (!element.is_object())
             throw FormatError("an observation is not an object");
         const auto value = element.find("value");
         observations.push_back({secondsAt(element, "time"), secondsAt(element, "duration"),
-                                value == element.end() ? JSON(nullptr) : *value});
+                                value == element.end() ? ReadJSON(nullptr) : *value});
     };
     if (data->is_array()) {
-        for (const JSON& element : *data)
+        for (const ReadJSON& element : *data)
             add(element);
         return observations;
     }
@@ -247,8 +285,8 @@ std::vector<Observation> observationsOf(const JSON& annotation) {
 }
 
 /// The number of a beat in its bar; empty where the value says none.
-std::string beatText(const JSON& value) {
-    const JSON& number = value.is_object() && value.contains("position") ? value["position"] : value;
+std::string beatText(const ReadJSON& value) {
+    const ReadJSON& number = value.is_object() && value.contains("position") ? value["position"] : value;
     constexpr double kMost = 1e6;
     if (!number.is_number() || !(number.get<double>() >= 0 && number.get<double>() < kMost))
         return "";
@@ -258,7 +296,7 @@ std::string beatText(const JSON& value) {
 
 class JAMSReader {
 public:
-    JAMSReader(Song& song, const JSON& document) : mSong(song), mDocument(document) {}
+    JAMSReader(Song& song, const ReadJSON& document) : mSong(song), mDocument(document) {}
 
     std::string replaceAll() {
         if (!mDocument.is_object() || !mDocument.contains("annotations") ||
@@ -276,10 +314,10 @@ public:
 
 private:
     /// The first annotation in one of these namespaces; null where there is none.
-    const JSON* annotation(std::initializer_list<std::string_view> names) {
-        const JSON* first = nullptr;
+    const ReadJSON* annotation(std::initializer_list<std::string_view> names) {
+        const ReadJSON* first = nullptr;
         std::size_t count = 0;
-        for (const JSON& candidate : mDocument["annotations"]) {
+        for (const ReadJSON& candidate : mDocument["annotations"]) {
             if (!candidate.is_object())
                 throw FormatError("an annotation is not an object");
             if (std::find(names.begin(), names.end(), textAt(candidate, "namespace")) == names.end())
@@ -299,7 +337,7 @@ private:
     }
 
     void replaceLabels(AnnotationKind kind, std::initializer_list<std::string_view> names) {
-        const JSON* const found = annotation(names);
+        const ReadJSON* const found = annotation(names);
         if (!found)
             return;
         std::vector<TimedLabel> labels;
@@ -326,7 +364,7 @@ private:
     }
 
     void replaceKey() {
-        const JSON* const found = annotation({"key_mode"});
+        const ReadJSON* const found = annotation({"key_mode"});
         if (!found)
             return;
         const auto observations = observationsOf(*found);
@@ -345,13 +383,13 @@ private:
     }
 
     void replaceTempo() {
-        const JSON* const found = annotation({"tempo"});
+        const ReadJSON* const found = annotation({"tempo"});
         if (!found)
             return;
         const auto observations = observationsOf(*found);
         if (observations.empty())
             return;
-        const JSON& value = observations.front().value;
+        const ReadJSON& value = observations.front().value;
         if (!value.is_number() ||
             !(value.get<double>() >= kSlowestTempo && value.get<double>() <= kFastestTempo))
             throw FormatError("the tempo is not a number of beats per minute");
@@ -362,7 +400,7 @@ private:
     }
 
     Song& mSong;
-    const JSON& mDocument;
+    const ReadJSON& mDocument;
     std::string mReport;
     std::string mOthers; ///< what is said of annotations that were passed over
 };

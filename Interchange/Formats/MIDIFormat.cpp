@@ -172,33 +172,56 @@ private:
     }
 
     /// A tempo is a whole number of microseconds; what is rounded is made good by the next one, so that no
-    /// beat is further from its place than a microsecond.
+    /// beat is further from its place than a microsecond. That holds before the first and after the last beat
+    /// too, where beats as long as the nearest ones go on.
     void addTempi() {
         const auto& beats = mPlaces.grid().locations();
-        const double quartersPerBeat = 4.0 / mTime.denominator;
-        double now = 0; // microseconds
-        const auto add = [&](std::int64_t tick, double until, double quarters) {
-            const std::uint32_t tempo = tempoOf((until - now) / quarters);
-            now += tempo * quarters;
-            if (mTime.tempi.empty() || mTime.tempi.back().second != tempo)
-                mTime.tempi.emplace_back(tick, tempo);
-        };
-        const auto time = [&](std::size_t beat) { return mSong.seconds(beats[beat]) * kMicroseconds; };
-        if (mLeadIn > 1) // what is rounded there is made good by the last beat before the first
-            add(0, time(0) * (mLeadIn - 1) / mLeadIn, (mLeadIn - 1) * quartersPerBeat);
-        if (mLeadIn > 0)
-            add((static_cast<std::int64_t>(mLeadIn) - 1) * ticksPerBeat(), time(0), quartersPerBeat);
-        for (std::size_t i = 0; i + 1 < beats.size(); ++i) {
+        const std::size_t last = beats.size() - 1;
+        addEvenBeats(0, static_cast<std::int64_t>(mLeadIn), time(0));
+        for (std::size_t i = 0; i < last; ++i) {
+            const double longest = kLongestTempo / kMicroseconds * quartersPerBeat();
             if (microseconds(static_cast<double>(beats[i + 1] - beats[i])) > kLongestTempo)
-                refusePause(mSong, beats[i], beats[i + 1], kLongestTempo / kMicroseconds * quartersPerBeat,
-                            "counted beats");
-            add(tickOfBeat(i), time(i + 1), quartersPerBeat);
+                refusePause(mSong, beats[i], beats[i + 1], longest, "counted beats");
+            addTempo(tickOfBeat(i), time(i + 1), quartersPerBeat());
+        }
+        const double spacing = time(last) - time(last - 1);
+        const double rest = mSong.seconds(mSong.recording.frameCount) * kMicroseconds - time(last);
+        const double count = std::ceil(std::clamp(rest / spacing, 0.0, 1e9));
+        addEvenBeats(tickOfBeat(last), static_cast<std::int64_t>(count), time(last) + count * spacing);
+    }
+
+    /// Of so many beats from the tick on, which end at a time, a tempo for each, or for each of many groups.
+    void addEvenBeats(std::int64_t tick, std::int64_t count, double until) {
+        constexpr std::int64_t kMostTempi = 10'000;
+        const double begin = mNow;
+        const std::int64_t group = count / kMostTempi + 1;
+        for (std::int64_t i = 0; i < count; i += group) {
+            const std::int64_t size = std::min(group, count - i);
+            const double share = static_cast<double>(i + size) / static_cast<double>(count);
+            addTempo(tick + i * ticksPerBeat(), begin + (until - begin) * share,
+                     static_cast<double>(size) * quartersPerBeat());
         }
     }
+
+    /// The tempo at which so many quarter notes end at a time.
+    void addTempo(std::int64_t tick, double until, double quarters) {
+        const double exact = (until - mNow) / quarters;
+        const bool isLongestRounded = exact > kLongestTempo && exact < kLongestTempo + 1;
+        const std::uint32_t tempo = tempoOf(isLongestRounded ? kLongestTempo : exact);
+        mNow += tempo * quarters;
+        if (mTime.tempi.empty() || mTime.tempi.back().second != tempo)
+            mTime.tempi.emplace_back(tick, tempo);
+    }
+
+    [[nodiscard]] double time(std::size_t beat) const {
+        return mSong.seconds(mPlaces.grid().locations()[beat]) * kMicroseconds;
+    }
+    [[nodiscard]] double quartersPerBeat() const { return 4.0 / mTime.denominator; }
 
     const Song& mSong;
     GridPlaces mPlaces;
     double mLeadIn = 0; ///< whole beats before the first counted one
+    double mNow = 0;    ///< microseconds up to where the tempi reach
     MIDITime mTime;
 };
 
@@ -425,7 +448,7 @@ std::optional<Position> beginningIn(const FormatOptions& options) {
     if (!options.has("at"))
         return std::nullopt;
     const std::string text = options.text("at");
-    const auto position = Position::make(text);
+    auto position = Position::make(text);
     if (!position)
         throw FormatOptionError("--at " + shortened(text) + ": this is not a valid position (" +
                                 Position::kForms + ")");

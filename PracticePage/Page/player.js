@@ -17,6 +17,8 @@ const cushion = 0.25;
 /** The fade of a stop, and of a start in the midst of the song, which leaves a beat that begins there its attack. */
 const stopFade = 0.008;
 const startFade = 0.001;
+/** The fade at the end of a round. */
+const joinFade = 0.003;
 
 /** @param {Manner} a @param {Manner} b */
 const isSame = (a, b) => JSON.stringify(a) === JSON.stringify(b);
@@ -345,7 +347,7 @@ export class Player extends EventTarget {
     const manner = {...voice.manner, speed};
     const from = manner.loop?.[0] ?? 0;
     end.manner = manner;
-    voice.cut(end.time, stopFade);
+    voice.cut(end.time - joinFade, joinFade, end.time); // before the next round's first attack
     voice.rest = from;
     this.#close(voice);
     try {

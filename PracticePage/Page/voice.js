@@ -152,12 +152,13 @@ export class Voice {
    * Ends at a time, fading out from there on; its clicks end at once.
    * @param {number} time
    * @param {number} fade seconds
+   * @param {number} [lastReturn] the last end of a round that is still counted
    */
-  cut(time, fade) {
+  cut(time, fade, lastReturn = time) {
     if (time >= this.until) return;
     this.until = time;
     this.dropClicks(time - edge);
-    this.returns = this.returns.filter(each => each.time <= time);
+    this.returns = this.returns.filter(each => each.time <= lastReturn);
     const {gain} = this.#gain;
     gain.cancelScheduledValues(time);
     if (time <= this.from) gain.setValueAtTime(0, time);

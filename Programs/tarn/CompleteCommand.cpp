@@ -33,10 +33,10 @@ std::vector<std::string> endingWords(FormatDirection direction) {
     return endings;
 }
 
-std::vector<std::string> formatNames() {
+std::vector<std::string> formatNames(FormatDirection direction, const FormatFilter& filter = {}) {
     std::vector<std::string> names;
-    for (const Format& format : formats())
-        names.emplace_back(format.name);
+    for (const Format* format : formatsFor(direction, filter))
+        names.emplace_back(format->name);
     return names;
 }
 
@@ -62,7 +62,10 @@ void addCompleteCommand(CLI::App& app) {
         {"edits", editVerbs},
         {"exports", [] { return endingWords(FormatDirection::writing); }},
         {"imports", [] { return endingWords(FormatDirection::reading); }},
-        {"formats", formatNames},
+        {"formats", [] { return formatNames(FormatDirection::writing); }},
+        {"imported-formats", [] { return formatNames(FormatDirection::reading); }},
+        {"picture-formats",
+         [] { return formatNames(FormatDirection::writing, [](const Format& f) { return f.isPicture; }); }},
         {"kinds", [] { return kindNames(FormatDirection::writing); }},
         {"imported-kinds", [] { return kindNames(FormatDirection::reading); }},
     };

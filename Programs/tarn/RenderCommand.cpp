@@ -11,7 +11,8 @@
 #include "TarnFoundation/Formatting/TarnFormatting.h"
 
 #include <CLI/CLI.hpp>
-
+#include <algorithm>
+#include <charconv>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -58,14 +59,17 @@ Range<std::int64_t> framesOfBars(const Song& song, const std::string& text) {
     const auto refuse = [&](const std::string& reason) -> Failure {
         return {ExitStatus::usage, "--bars " + text + ": " + reason};
     };
-    std::size_t first = 0;
-    std::size_t last = 0;
-    char rest = 0;
-    const int read = std::sscanf(text.c_str(), "%zu-%zu%c", &first, &last, &rest);
-    if (read == 1 && text.find_first_not_of("0123456789") == text.npos)
-        last = first;
-    else if (read != 2)
-        throw refuse("name a bar or several, as in 9-16");
+    const auto number = [&](const char* begin, const char* end) {
+        std::size_t value = 0;
+        const auto read = std::from_chars(begin, end, value);
+        if (read.ec != std::errc() || read.ptr != end)
+            throw refuse("name a bar or several, as in 9-16");
+        return value;
+    };
+    const char* const end = text.data() + text.size();
+    const char* const dash = std::find(text.data(), end, '-');
+    const std::size_t first = number(text.data(), dash);
+    const std::size_t last = dash == end ? first : number(dash + 1, end);
     if (first < 1 || last < first || last > count)
         throw refuse("the song has " + (count == 0 ? "no bars" : "the bars 1 to " + std::to_string(count)));
     return {grid.bar(first - 1, song.recording.frameCount).start,

@@ -84,6 +84,8 @@ TEST_F(ProgramTest, exportWritesWhatTheEndingSaysAndImportReadsItBack) {
     // An option that means nothing for the file is refused, not passed over.
     expectFailure(tarn({"import", "small.tarn", "out.mid", "--what", "chords"}), 2, "--what");
     expectFailure(tarn({"import", "small.tarn", "out.lab", "--at", "2:1"}), 2, "--at");
+    expectFailure(tarn({"import", "small.tarn", "missing.mid", "--what", "beats", "--channel", "2"}), 2,
+                  "--channel means nothing");
     expectFailure(tarn({"export", "small.tarn", "out.mid", "--what", "beats"}), 2, "--what");
     expectFailure(tarn({"export", "small.tarn", "out.lab", "--transpose", "2"}), 2, "--transpose");
     EXPECT_EQ(read("small.tarn"), before);
@@ -129,6 +131,8 @@ TEST_F(ProgramTest, drawDrawsWithoutTheRecordingButSaysSo) {
         EXPECT_THAT(run.errors, HasSubstr("small.wav"));
         EXPECT_THAT(read(file), HasSubstr("<svg"));
     }
+    EXPECT_EQ(tarn({"draw", "small.tarn", "picture", "--format", "svg"}).status, 0);
+    EXPECT_THAT(read("picture"), StartsWith("<svg"));
     std::filesystem::create_directory(folder / "folder.svg");
     EXPECT_EQ(tarn({"draw", "small.tarn", "folder.svg"}).status, 6);
     expectFailure(tarn({"draw", "small.tarn", "song.png"}), 2, "song.png");

@@ -53,7 +53,8 @@ TEST_F(ProgramTest, everyCommandAndOptionIsInHelpManualAndCompletions) {
         }
     }
     // What the scripts leave to the program.
-    for (const std::string list : {"edits", "exports", "imports", "formats", "kinds", "imported-kinds"})
+    for (const std::string list : {"edits", "exports", "imports", "formats", "imported-formats",
+                                   "picture-formats", "kinds", "imported-kinds"})
         EXPECT_FALSE(outputOf({"complete", list}).empty());
     EXPECT_THAT("\n" + outputOf({"complete", "exports"}), testing::HasSubstr("\nmidi\nlab\ncsv\ntxt\n"));
     EXPECT_THAT("\n" + outputOf({"complete", "edits"}),

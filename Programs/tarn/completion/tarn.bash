@@ -33,7 +33,7 @@ _tarn() {
     history) options+=" --json" ;;
     export) options+=" --format --what --timing --layout --no-notes --no-chords --transpose --concert --width --seconds-per-row" ;;
     import) options+=" --format --what --by --at --channel --beats-per-bar --first-downbeat --concert --dry-run" ;;
-    draw) options+=" --concert --width --seconds-per-row" ;;
+    draw) options+=" --format --concert --width --seconds-per-row" ;;
     cache) options+=" --clear --max-size" ;;
     esac
     if [[ $word == -* ]]; then
@@ -44,7 +44,13 @@ _tarn() {
     --midi) _tarn_files "mid" ;;
     --picture) _tarn_files "svg" ;;
     --what) COMPREPLY=($(compgen -W "$([[ $command == export ]] && _tarn_list kinds || _tarn_list imported-kinds)" -- "$word")) ;;
-    --format) COMPREPLY=($(compgen -W "$(_tarn_list formats)" -- "$word")) ;;
+    --format)
+        case $command in
+        import) COMPREPLY=($(compgen -W "$(_tarn_list imported-formats)" -- "$word")) ;;
+        draw) COMPREPLY=($(compgen -W "$(_tarn_list picture-formats)" -- "$word")) ;;
+        *) COMPREPLY=($(compgen -W "$(_tarn_list formats)" -- "$word")) ;;
+        esac
+        ;;
     --layout) COMPREPLY=($(compgen -W "bars classic" -- "$word")) ;;
     --by) COMPREPLY=($(compgen -W "grid time" -- "$word")) ;;
     --port | --speed | --pitch | --count-in | --bars) ;;
