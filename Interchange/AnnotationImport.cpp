@@ -2,7 +2,7 @@
 
 #include "KELPMusic/HarteChord.h"
 #include "Platform/PlainText.h"
-#include "TarnFoundation/BeatSpacing.h"
+#include "Song/GridReplacement.h"
 
 #include <algorithm>
 #include <bit>
@@ -314,36 +314,30 @@ std::optional<int> usualLengthOfWholeBars(const std::vector<bool>& opensBar, int
 std::string replaceBeats(Song& document, const std::vector<Annotation>& annotations,
                          const CountedBars& lines) {
     auto& storage = *document.notes;
-    std::vector<std::int64_t> locations;
-    locations.reserve(annotations.size());
-    for (const Annotation& annotation : annotations)
-        locations.push_back(annotation.start);
-    if (locations.size() < 2)
+    if (annotations.size() < 2)
         throw TextTableError(annotations.front().line, "a single beat does not make a grid");
+    std::vector<GridBeat> beats;
+    beats.reserve(annotations.size());
+    for (std::size_t i = 0; i < annotations.size(); ++i)
+        beats.push_back({annotations[i].start, lines.opensBar[i]});
     const TimeSignature former = storage.timeSignature();
     const std::uint8_t denominator = std::has_single_bit(former.denominator) ? former.denominator : 4;
-    auto beats = newBeatEntriesAtLocations(storage, locations);
-    for (std::size_t i = 0; i < beats.size(); ++i)
-        beats[i]->setDownbeat(lines.opensBar[i]);
-    if (denominator == 4) { // whose grid holds eighths
-        auto midpoints = midpointLocations(locations);
-        midpoints.back() =
-            std::min(midpoints.back(), std::max(locations.back(), document.recording.frameCount));
-        const auto inBetween = newBeatEntriesAtLocations(storage, midpoints);
-        beats.insert(beats.end(), inBetween.begin(), inBetween.end());
-    }
     const std::size_t previous = storage.beatEntriesFilteredByTimeSignature().size();
     const int numerator = lines.beatsPerBar.value_or(
         usualLengthOfWholeBars(lines.opensBar, former.numerator).value_or(former.numerator));
     // The metre comes first: where there are several, another one may rule how beats are stored.
     storage.setTimeSignature(static_cast<std::uint8_t>(numerator), denominator);
-    storage.replaceBeatEntriesInArrayWithBeatEntriesInArray(storage.beatEntries(), beats);
-    const auto tempo = storage.newTempoEntry();
-    tempo->setTempo(static_cast<float>(storage.tempoFromBeatEntries(document.recording.sampleRate)));
-    storage.replaceTempoEntriesInArrayWithTempoEntriesInArray(storage.tempoEntries(), {tempo});
+    std::vector<std::shared_ptr<TarnBeatEntry>> countIn; // which would shift how the new beats are counted
+    for (const auto& beat : storage.beatEntries()) {
+        if (beat->location() < 0)
+            countIn.push_back(beat);
+    }
+    storage.removeBeatEntriesInArray(countIn);
+    replaceGrid(document, beats, std::nullopt);
+    setTempoFromBeats(document);
     const TimeSignature signature = storage.timeSignature();
-    return replacement(locations.size(), previous, "beats") + " (metre " +
-           std::to_string(signature.numerator) + "/" + std::to_string(signature.denominator) + ")" +
+    return replacement(beats.size(), previous, "beats") + " (metre " + std::to_string(signature.numerator) +
+           "/" + std::to_string(signature.denominator) + ")" +
            (lines.assumption.empty() ? "" : "; assumed: " + lines.assumption);
 }
 

@@ -240,6 +240,26 @@ TEST(AnnotationText, ListsOfBeatsInAllTheirForms) {
     EXPECT_THROW((void)read("1\n2\n", {{}, 3}), BeatCountingError) << "there are only two";
 }
 
+TEST(AnnotationText, BeatsThatAreReadAgainLeaveTheGridAndTheTempoAsTheyWere) {
+    const auto jig = std::make_shared<Song>(Recording{"", 1000, 20'000, ""});
+    test::addBeats(*jig, {.first = 1000, .spacing = 200, .count = 24, .perBar = 6});
+    jig->notes->setTimeSignature(6, 8);
+    test::addTempo(*jig, 100);       // dotted quarters
+    const auto swing = sampleSong(); // whose eighths come late
+    auto& notes = *swing->notes;
+    const auto late = notes.mutableCopiesOfUserEntriesInArray(notes.beatEntries());
+    for (std::size_t i = 1; i < late.size(); i += 2)
+        late[i]->setLocation(late[i]->location() + 3000);
+    notes.replaceBeatEntriesInArrayWithBeatEntriesInArray(notes.beatEntries(), late);
+    for (const auto& song : {jig, swing}) {
+        const auto before = beatsOf(*song);
+        const auto text = annotationText(*song, Kind::beats, AnnotationFormat::csv);
+        (void)replaceAnnotations(*song, Kind::beats, parseCSV(text));
+        EXPECT_EQ(beatsOf(*song), before);
+    }
+    EXPECT_FLOAT_EQ(jig->notes->tempoEntries().front()->tempo(), 100);
+}
+
 TEST(AnnotationText, ColumnsByNameAndGaps) {
     const auto song = sampleSong();
     EXPECT_EQ(replaceAnnotations(*song, Kind::chords,
