@@ -92,9 +92,14 @@ public:
 
 protected:
     std::optional<int> process(double tuningFrequency) override {
-        return perform([&](const StageMonitor& monitor) {
+        return perform([&](const StageMonitor& monitor) -> std::optional<int> {
             const auto features = audio().features(monitor.part(0, 0.5));
-            return detectKey(features->spectral, usableTuning(tuningFrequency), monitor.part(0.5, 1));
+            const auto found =
+                detectKey(features->spectral, usableTuning(tuningFrequency), monitor.part(0.5, 1));
+            if (!found)
+                return std::nullopt;
+            setConfidence(found->probability);
+            return found->key;
         });
     }
 };
@@ -247,14 +252,6 @@ KELPChordRef chordOf(const RecognizedChord& recognized, const KELPKeyRef& key) {
     return key ? key->scaleNormalizedChord(chord) : chord;
 }
 
-/// 0 to 11 for major, 12 to 23 for minor keys.
-std::optional<int> keyIndex(const KELPKeyRef& key) {
-    if (!key)
-        return std::nullopt;
-    const auto& tonic = *key->tonicChord();
-    return tonic.root().value() + (tonic.isMinor() ? 12 : 0);
-}
-
 std::vector<std::int64_t> wholeFrames(const std::vector<double>& locations) {
     std::vector<std::int64_t> frames;
     for (const double location : locations) {
@@ -263,27 +260,6 @@ std::vector<std::int64_t> wholeFrames(const std::vector<double>& locations) {
             frames.push_back(static_cast<std::int64_t>(location));
     }
     return frames;
-}
-
-/// The probability of each recognised chord among the candidates where it begins.
-std::vector<float> scoresOf(const ChordRecognition& recognition) {
-    std::vector<float> scores;
-    auto candidates = recognition.candidates.begin();
-    for (const auto& chord : recognition.chords) {
-        const auto next = [&] { return candidates + 1; };
-        while (candidates != recognition.candidates.end() && next() != recognition.candidates.end() &&
-               next()->location <= chord.location)
-            ++candidates;
-        float score = 0;
-        if (candidates != recognition.candidates.end()) {
-            for (const auto& candidate : candidates->ranked) {
-                if (candidate.label == chord.label)
-                    score = candidate.probability;
-            }
-        }
-        scores.push_back(score);
-    }
-    return scores;
 }
 
 class EngineChordDetection : public EngineOperation<DetectChordsOperation> {
@@ -300,16 +276,13 @@ protected:
             auto tatums = wholeFrames(input.beatLocations);
             if (tatums.empty())
                 tatums = audio().beats(monitor.part(0.4, 0.6))->tatums;
-            const auto recognition = recognizeChords(*features, usableTuning(input.tuningFrequency),
-                                                     keyIndex(input.key), tatums, monitor.part(0.6, 1));
+            const auto recognition =
+                recognizeChords(*features, usableTuning(input.tuningFrequency), tatums, monitor.part(0.6, 1));
             publishCandidates(recognition);
             ChordDetectionResultArray results;
-            const auto scores = scoresOf(recognition);
-            for (std::size_t i = 0; i < recognition.chords.size(); ++i) {
-                const auto& chord = recognition.chords[i];
-                results.push_back(KELPChordDetectionResult::resultForChord(chordOf(chord, input.key),
-                                                                           scores[i], chord.location));
-            }
+            for (const RecognizedChord& chord : recognition.chords)
+                results.push_back(KELPChordDetectionResult::resultForChord(
+                    chordOf(chord, input.key), chord.probability, chord.location));
             return results;
         });
     }

@@ -27,13 +27,13 @@ public:
     std::shared_ptr<KELPSpectrogramOperation> makeSpectrogramOperation(const File& audio) override;
     std::shared_ptr<KELPWaveformOperation> makeWaveformOperation(const File& audio,
                                                                  const File& cache) override;
-    /// Ranked candidates are labelled root * 15 + quality (AnalysisEngine/ChordVocabulary.h), 180 for no
+    /// Ranked candidates are labelled root * 20 + quality (AnalysisEngine/ChordVocabulary.h), 240 for no
     /// chord.
     std::shared_ptr<DetectChordsOperation> makeDetectChordsOperation(const File& audio) override;
     std::shared_ptr<LegacyChordDetectionOperation>
     makeLegacyChordDetectionOperation(const File& audio) override;
     /// Grows whenever results change.
-    [[nodiscard]] std::string version() const override { return "2"; }
+    [[nodiscard]] std::string version() const override { return "3"; }
     std::shared_ptr<const Error> refusal(const File& audio) override;
     std::optional<RecordingFacts> identifyRecording(const File& audio,
                                                     const CancellationQuestion& isCancelled,

@@ -51,14 +51,15 @@ std::vector<RecognizedChord> recognizeChordsBeatwise(const AudioFeatures& featur
     if (features.frameCount == 0)
         return chords;
     const auto boundaries = spanBoundaries(features, tatums);
-    const auto evidence =
-        chordEvidence(describeHarmony(features.spectral, tuningFrequency, boundaries, monitor));
+    const auto spans = describeHarmony(features.spectral, tuningFrequency, boundaries, monitor.part(0, 0.6));
+    const auto evidence = ChordModel(spans).evidence(monitor.part(0.6, 1));
     for (std::size_t i = 0; i < evidence.size(); ++i) {
         const ChordLabel label = bestTriad(evidence[i]);
         if (!chords.empty() && chords.back().label == label)
             continue;
         const auto location = std::int64_t{std::llround(boundaries[i] * features.sampleRate)};
-        chords.push_back({location, label, label == kNoChordLabel ? 0 : rootOf(label)});
+        chords.push_back(
+            {location, label, label == kNoChordLabel ? 0 : rootOf(label), std::exp(evidence[i][label])});
     }
     return chords;
 }

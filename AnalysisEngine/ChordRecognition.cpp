@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <numeric>
 
 namespace tarn {
 
@@ -13,12 +12,10 @@ namespace {
 
 /// Logarithms of how much less likely a new chord is than the old one, on the first beat of the bar, in its
 /// middle, on other beats and off the beats.
-constexpr std::array<float, 4> kChangeCosts{3, 4, 5, 7};
-constexpr float kChangeCostWithoutBeats = 5;
-/// What a chord costs for each of its notes that the key's scale lacks, when it begins.
-constexpr float kForeignNoteCost = 2;
-constexpr float kRaisedLeadingNoteCost = 0.6f;
-
+constexpr std::array<float, 4> kChangeCosts{1.5f, 2, 2.5f, 3.5f};
+constexpr float kChangeCostWithoutBeats = 4;
+/// Neighbouring spans hear much of the same, so that each counts for less than if it were alone.
+constexpr float kTrust = 0.6f;
 /// The spans that are told apart: their boundaries in seconds, and the number of the tatum that each of them
 /// begins with; no numbers when there are no beats.
 struct Grid {
@@ -29,7 +26,8 @@ struct Grid {
 Grid makeEvenGrid(double duration) {
     constexpr double kStep = 4 / SpectralFeatures::kFramesPerSecond;
     Grid grid;
-    const auto count = static_cast<std::size_t>(std::ceil(duration / kStep));
+    // What is left at the end counts to the last step unless it is most of one itself.
+    const auto count = static_cast<std::size_t>(std::max(1L, std::lround(duration / kStep)));
     for (std::size_t i = 0; i < count; ++i)
         grid.boundaries.push_back(static_cast<double>(i) * kStep);
     grid.boundaries.push_back(duration);
@@ -71,35 +69,6 @@ Grid makeTatumGrid(std::span<const std::int64_t> tatums, double sampleRate, doub
     return grid;
 }
 
-/// Chords that leave the key's scale are less likely to come. Minor keys have the raised leading note as
-/// well.
-LabelScores arrivalIn(std::optional<int> key) {
-    LabelScores scores{};
-    if (!key)
-        return scores;
-    const int tonic = *key % 12;
-    const bool minor = *key >= 12;
-    constexpr std::array<bool, 12> kMajorScale{true,  false, true,  false, true,  true,
-                                               false, true,  false, true,  false, true};
-    for (int root = 0; root < 12; ++root) {
-        for (std::size_t quality = 0; quality < kChordQualityCount; ++quality) {
-            float score = 0;
-            for (const int interval : kChordQualities[quality].intervals) {
-                if (interval < 0)
-                    continue;
-                const int degree = (root + interval - tonic + 12) % 12;
-                const bool raised = minor && degree == 11;
-                if (raised)
-                    score -= kRaisedLeadingNoteCost;
-                else if (!kMajorScale[static_cast<std::size_t>((degree + (minor ? 9 : 0)) % 12)])
-                    score -= kForeignNoteCost;
-            }
-            scores[chordLabel(root, quality)] = score;
-        }
-    }
-    return scores;
-}
-
 /// How strong the place in the bar is at which a tatum lies, for a bar of so many tatums that begins at
 /// `phase`; an index into kChangeCosts.
 std::size_t weakness(std::ptrdiff_t tatum, std::ptrdiff_t phase, std::ptrdiff_t barLength) {
@@ -117,11 +86,10 @@ struct Decoding {
 };
 
 /// Decodes with each bar that the song may have, and keeps what fits best.
-Decoding decode(const Grid& grid, std::span<const LabelScores> evidence, const LabelScores& arrival,
-                const StageMonitor& monitor) {
+Decoding decode(const Grid& grid, std::span<const LabelScores> evidence, const StageMonitor& monitor) {
     if (grid.tatums.empty()) {
         std::vector<float> costs(evidence.size(), kChangeCostWithoutBeats);
-        ChordPath path = mostLikelyChords(evidence, costs, arrival, monitor);
+        ChordPath path = mostLikelyChords(evidence, costs, monitor);
         return {std::move(path), std::move(costs)};
     }
     Decoding best;
@@ -134,7 +102,7 @@ Decoding decode(const Grid& grid, std::span<const LabelScores> evidence, const L
                 costs.push_back(kChangeCosts[weakness(tatum, phase, barLength)]);
             const StageMonitor part =
                 monitor.part(1.0 * tried / kHypotheses, 1.0 * (tried + 1) / kHypotheses);
-            ChordPath path = mostLikelyChords(evidence, costs, arrival, part);
+            ChordPath path = mostLikelyChords(evidence, costs, part);
             if (best.changeCosts.empty() || path.score > best.path.score)
                 best = {std::move(path), std::move(costs)};
         }
@@ -142,22 +110,19 @@ Decoding decode(const Grid& grid, std::span<const LabelScores> evidence, const L
     return best;
 }
 
-/// The bass note of a chord that lasts over these spans.
-int bassOf(ChordLabel label, std::span<const HarmonicSpan> spans) {
+/// The bass note of a chord that lasts over the spans from `begin` to `end`.
+int bassOf(ChordLabel label, const ChordModel& model, std::size_t begin, std::size_t end) {
     if (label == kNoChordLabel)
         return 0;
-    std::array<float, 12> shares{};
-    for (const HarmonicSpan& span : spans) {
-        for (std::size_t i = 0; i < 12; ++i)
-            shares[i] += span.bass[i];
-    }
-    const auto lowest = std::max_element(shares.begin(), shares.end()) - shares.begin();
     const int root = rootOf(label);
-    constexpr float kClear = 3;
-    const bool inverted =
-        qualityOf(label).contains((static_cast<int>(lowest) - root + 12) % 12) &&
-        shares[static_cast<std::size_t>(lowest)] > kClear * shares[static_cast<std::size_t>(root)];
-    return inverted ? static_cast<int>(lowest) : root;
+    std::array<float, 12> scores{};
+    for (std::size_t span = begin; span < end; ++span) {
+        const std::array<float, 12> heard = model.bassEvidence(span, root);
+        for (std::size_t interval = 0; interval < 12; ++interval)
+            scores[interval] += heard[interval];
+    }
+    const auto interval = std::max_element(scores.begin(), scores.end()) - scores.begin();
+    return (root + static_cast<int>(interval)) % 12;
 }
 
 /// Calls `visit(begin, end)` for each run of spans with the same label.
@@ -168,27 +133,6 @@ void forEachChord(const std::vector<ChordLabel>& labels, Visit visit) {
             ++end;
         visit(begin, end);
     }
-}
-
-/// Decides the quality of each chord by all that sounds while it lasts, and lets the probabilities follow.
-void settleQualities(std::span<const HarmonicSpan> spans, const LabelScores& arrival,
-                     std::vector<ChordLabel>& labels, std::vector<LabelScores>& probabilities) {
-    std::vector<ChordLabel> settled = labels;
-    forEachChord(labels, [&](std::size_t begin, std::size_t end) {
-        if (labels[begin] == kNoChordLabel)
-            return;
-        const int root = rootOf(labels[begin]);
-        const auto qualities = qualityProbabilities(root, spans.subspan(begin, end - begin), arrival);
-        const auto best = std::max_element(qualities.begin(), qualities.end()) - qualities.begin();
-        for (std::size_t span = begin; span < end; ++span) {
-            settled[span] = chordLabel(root, static_cast<std::size_t>(best));
-            float* const ofRoot = &probabilities[span][chordLabel(root, 0)];
-            const float total = std::accumulate(ofRoot, ofRoot + kChordQualityCount, 0.0f);
-            for (std::size_t quality = 0; quality < kChordQualityCount; ++quality)
-                ofRoot[quality] = total * qualities[quality];
-        }
-    });
-    labels = std::move(settled);
 }
 
 std::vector<ChordCandidate> rank(const LabelScores& probabilities) {
@@ -205,8 +149,7 @@ std::vector<ChordCandidate> rank(const LabelScores& probabilities) {
 } // namespace
 
 ChordRecognition recognizeChords(const AudioFeatures& features, double tuningFrequency,
-                                 std::optional<int> key, std::span<const std::int64_t> tatums,
-                                 const StageMonitor& monitor) {
+                                 std::span<const std::int64_t> tatums, const StageMonitor& monitor) {
     ChordRecognition result;
     if (features.frameCount == 0)
         return result;
@@ -214,13 +157,23 @@ ChordRecognition recognizeChords(const AudioFeatures& features, double tuningFre
     const Grid grid =
         tatums.size() < 2 ? makeEvenGrid(duration) : makeTatumGrid(tatums, features.sampleRate, duration);
     const std::vector<HarmonicSpan> spans =
-        describeHarmony(features.spectral, tuningFrequency, grid.boundaries, monitor.part(0, 0.8));
-    const std::vector<LabelScores> evidence = chordEvidence(spans);
-    const LabelScores arrival = arrivalIn(key);
-    Decoding decoded = decode(grid, evidence, arrival, monitor.part(0.8, 0.9));
-    std::vector<LabelScores> probabilities =
-        chordProbabilities(evidence, decoded.changeCosts, arrival, monitor.part(0.9, 1));
-    settleQualities(spans, arrival, decoded.path.labels, probabilities);
+        describeHarmony(features.spectral, tuningFrequency, grid.boundaries, monitor.part(0, 0.5));
+    const ChordModel model(spans);
+    std::vector<LabelScores> evidence = model.evidence(monitor.part(0.5, 0.8));
+    constexpr double kShortest = 0.1; // seconds in which a chord can be heard
+    if (duration < kShortest) {
+        for (LabelScores& scores : evidence) {
+            scores.fill(-10);
+            scores[kNoChordLabel] = 0;
+        }
+    }
+    for (LabelScores& scores : evidence) {
+        for (float& score : scores)
+            score *= kTrust;
+    }
+    const Decoding decoded = decode(grid, evidence, monitor.part(0.8, 0.9));
+    const std::vector<LabelScores> probabilities =
+        chordProbabilities(evidence, decoded.changeCosts, monitor.part(0.9, 1));
 
     const auto frameOf = [&](std::size_t span) {
         return static_cast<std::int64_t>(std::llround(grid.boundaries[span] * features.sampleRate));
@@ -228,8 +181,11 @@ ChordRecognition recognizeChords(const AudioFeatures& features, double tuningFre
     const std::vector<ChordLabel>& labels = decoded.path.labels;
     forEachChord(labels, [&](std::size_t begin, std::size_t end) {
         const ChordLabel label = labels[begin];
-        const int bass = bassOf(label, std::span(spans).subspan(begin, end - begin));
-        result.chords.push_back({frameOf(begin), label, bass});
+        float probability = 0;
+        for (std::size_t span = begin; span < end; ++span)
+            probability += probabilities[span][label];
+        probability /= static_cast<float>(end - begin);
+        result.chords.push_back({frameOf(begin), label, bassOf(label, model, begin, end), probability});
     });
     for (std::size_t i = 0; i < spans.size(); ++i)
         result.candidates.push_back({frameOf(i), rank(probabilities[i])});

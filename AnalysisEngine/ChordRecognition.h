@@ -7,7 +7,6 @@
 #include "Platform/Export.h"
 
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -16,8 +15,8 @@ namespace TARN_PUBLIC tarn {
 struct RecognizedChord {
     std::int64_t location; ///< Frame of the file at which the chord begins.
     ChordLabel label;
-    int bass; ///< Pitch class; differs from the root where another chord note is clearly lowest. 0 without
-              ///< chord.
+    int bass;          ///< Pitch class of the lowest note; 0 without chord.
+    float probability; ///< That this is the chord, on average while it lasts.
 };
 
 struct ChordCandidate {
@@ -38,15 +37,14 @@ struct ChordRecognition {
     std::vector<ChordCandidates> candidates;
 };
 
-/// `tuningFrequency` is that of A4 in Hz. `key`, if known, is 0 to 11 for major, 12 to 23 for minor keys: its
-/// chords are favoured. `tatums` are the song's beats in ascending frames of the file, two to the counted
-/// beat, the first one counted; where given, chords change only there, and rather on strong beats.
+/// `tuningFrequency` is that of A4 in Hz. `tatums` are the song's beats in ascending frames of the file, two
+/// to the counted beat, the first one counted; where given, chords change only there, and rather on strong
+/// beats.
 ///
 /// The sequence is decoded by a hidden Markov model after A. Sheh and D. Ellis, "Chord segmentation and
 /// recognition using EM-trained hidden Markov models", ISMIR 2003, whose observations are those of
-/// chordEvidence() and whose changes depend on the place in the bar.
+/// ChordModel::evidence() and whose changes depend on the place in the bar.
 ChordRecognition recognizeChords(const AudioFeatures& features, double tuningFrequency,
-                                 std::optional<int> key, std::span<const std::int64_t> tatums,
-                                 const StageMonitor& monitor = {});
+                                 std::span<const std::int64_t> tatums, const StageMonitor& monitor = {});
 
 } // namespace tarn

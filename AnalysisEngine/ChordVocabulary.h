@@ -1,5 +1,5 @@
 // The chords that the engine tells apart, as roots and sets of intervals, and the codes that label them in
-// ranked candidates: root * 15 + quality for root 0 (C) to 11 (B), and 180 for no chord.
+// ranked candidates: root * 20 + quality for root 0 (C) to 11 (B), and 240 for no chord.
 #pragma once
 
 #include "KELPMusic/KELPChordTable.h"
@@ -15,24 +15,28 @@ namespace TARN_PUBLIC tarn {
 
 struct ChordQuality {
     const KELPChordDefinition* definition; ///< its row of the chord table
-    /// Semitones above the root; -1 where the chord has but three notes.
-    std::array<int, 4> intervals;
+    /// Semitones above the root, within an octave; -1 where the chord has fewer than five notes.
+    std::array<int, 5> intervals;
 
     constexpr bool contains(int interval) const {
-        return intervals[0] == interval || intervals[1] == interval || intervals[2] == interval ||
-               intervals[3] == interval;
+        return std::find(intervals.begin(), intervals.end(), interval) != intervals.end();
     }
 };
 
 /// The row of the chord table with that printed name. A name that the table lacks does not compile, nor does
-/// a chord of other than three or four notes.
+/// a chord of more than five notes.
 constexpr ChordQuality chordQualityNamed(std::string_view name) {
     const auto row = std::find_if(gChords.begin(), gChords.end(),
                                   [&](const KELPChordDefinition& chord) { return chord.name == name; });
     const KELPChordIntervals& record = row->intervals;
-    if (record[2] == 0 || record[4] != 0)
-        throw "A chord that is recognised has three or four notes";
-    return {&*row, {record[0], record[1], record[2], record[3] == 0 ? -1 : record[3]}};
+    if (record[5] != 0)
+        throw "A chord that is recognised has at most five notes";
+    ChordQuality quality{&*row, {0, -1, -1, -1, -1}};
+    for (std::size_t note = 1; note < quality.intervals.size(); ++note) {
+        if (record[note] != 0)
+            quality.intervals[note] = record[note] % 12;
+    }
+    return quality;
 }
 
 /// The order is that of the learned parameters (ChordModelParameters.h).
@@ -41,7 +45,9 @@ inline constexpr std::array kChordQualities{
     chordQualityNamed("aug"),  chordQualityNamed("sus2"), chordQualityNamed("sus4"),
     chordQualityNamed("6"),    chordQualityNamed("m6"),   chordQualityNamed("7"),
     chordQualityNamed("maj7"), chordQualityNamed("m7"),   chordQualityNamed("m(maj7)"),
-    chordQualityNamed("dim7"), chordQualityNamed("m7b5"), chordQualityNamed("7sus4")};
+    chordQualityNamed("dim7"), chordQualityNamed("m7b5"), chordQualityNamed("7sus4"),
+    chordQualityNamed("5"),    chordQualityNamed("add9"), chordQualityNamed("9"),
+    chordQualityNamed("maj9"), chordQualityNamed("m9")};
 
 using ChordLabel = std::uint8_t;
 
@@ -61,12 +67,17 @@ constexpr const ChordQuality& qualityOf(ChordLabel label) {
     return kChordQualities[label % kChordQualityCount];
 }
 
-/// What a chord tells of the key, beside its root, is its third.
-inline constexpr std::size_t kChordFamilyCount = 3;
+/// What a chord tells of the key, beside its root: its third, and what makes it a dominant or a diminished
+/// chord.
+enum class ChordFamily : std::size_t { major, dominant, minor, diminished, neither };
+inline constexpr std::size_t kChordFamilyCount = 5;
 
-/// 0 with a major third, 1 with a minor one, 2 with none.
-constexpr std::size_t familyOf(const ChordQuality& quality) {
-    return quality.contains(4) ? 0 : quality.contains(3) ? 1 : 2;
+constexpr ChordFamily familyOf(const ChordQuality& quality) {
+    if (quality.contains(4))
+        return quality.contains(10) ? ChordFamily::dominant : ChordFamily::major;
+    if (quality.contains(3))
+        return quality.contains(6) ? ChordFamily::diminished : ChordFamily::minor;
+    return ChordFamily::neither;
 }
 
 } // namespace tarn

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 
 namespace tarn {
 
@@ -130,24 +131,35 @@ float fade(double note, double from, double full, double fading, double to) {
         std::clamp(std::min((note - from) / (full - from), (to - note) / (to - fading)), 0.0, 1.0));
 }
 
+/// Replaces loudnesses by the square roots of their shares.
 void makeShares(std::array<float, 12>& loudness) {
     float sum = 0;
     for (const float value : loudness)
         sum += value;
     for (float& value : loudness)
-        value = sum > 1e-6f ? value / sum : 0;
+        value = sum > 1e-6f ? std::sqrt(value / sum) : 0;
 }
 
 HarmonicSpan describe(const NoteActivations& notes) {
+    // What sounds below a note hides it from being the lowest, wherever in the range that is, so that music
+    // is described alike in all transpositions.
+    constexpr float kHiding = 12;
+    constexpr float kLowPassed = 0.04f; // so much below is resonance and noise
     HarmonicSpan span;
+    const float total = std::max(std::accumulate(notes.begin(), notes.end(), 0.0f), 1e-9f);
+    float below = 0;
     for (std::size_t i = 0; i < kNotes; ++i) {
         const double note = kLowestDictionaryNote + static_cast<double>(i);
         const std::size_t pitchClass = (i + kLowestDictionaryNote) % 12;
-        span.treble[pitchClass] += notes[i] * fade(note, 45, 55, 68, 84);
+        const float hidden = kHiding * std::max(0.0f, below / total - kLowPassed);
+        span.notes[pitchClass] += notes[i];
+        span.lowest[pitchClass] += notes[i] / (1 + hidden * hidden);
         span.bass[pitchClass] += notes[i] * fade(note, 20, 28, 48, 60);
+        span.treble[pitchClass] += notes[i] * fade(note, 45, 55, 68, 84);
+        below += notes[i];
     }
-    makeShares(span.treble);
-    makeShares(span.bass);
+    for (auto* shares : {&span.notes, &span.lowest, &span.bass, &span.treble})
+        makeShares(*shares);
     return span;
 }
 
@@ -203,6 +215,7 @@ std::vector<HarmonicSpan> describeHarmony(const SpectralFeatures& features, doub
             meanMagnitude(features, first, last, monitor, fraction) / std::max(songLevel, 1e-12);
         spans.back().level =
             static_cast<float>(std::clamp(20 * std::log10(std::max(level, 1e-9)), -60.0, 20.0));
+        spans.back().seconds = static_cast<float>(boundaries[i + 1] - boundaries[i]);
     }
     return spans;
 }

@@ -11,12 +11,15 @@
 
 namespace TARN_PUBLIC tarn {
 
-/// The notes of a stretch of the song by pitch class (0 is C): what share of the loudness each has. The
-/// shares sum up to 1, or are all 0 in silence.
+/// How loud the notes of a stretch of the song are by pitch class (0 is C): square roots of the classes'
+/// shares, or all 0 in silence.
 struct HarmonicSpan {
-    std::array<float, 12> treble{};
+    std::array<float, 12> notes{};  ///< Of all notes.
+    std::array<float, 12> lowest{}; ///< Notes count the less, the more sounds below them.
     std::array<float, 12> bass{};
+    std::array<float, 12> treble{};
     float level = 0; ///< Mean magnitude of the stretch relative to the song's, in decibels, -60 to 20.
+    float seconds = 0;
 };
 
 /// Describes the spans between consecutive `boundaries` (ascending, in seconds), each from its lower boundary

@@ -9,10 +9,16 @@
 
 namespace TARN_PUBLIC tarn {
 
-/// 0 to 11 for the major keys on C to B, 12 to 23 for the minor ones; empty for material without a key. The
-/// chords of the song, recognised without a key, are compared with how long songs in each key dwell on each
-/// of their chords.
-std::optional<int> detectKey(const SpectralFeatures& features, double tuningFrequency,
-                             const StageMonitor& monitor = {});
+struct DetectedKey {
+    int key;            ///< 0 to 11 for the major keys on C to B, 12 to 23 for the minor ones.
+    double probability; ///< 0 to 1
+};
+
+/// Empty for material without chords. A
+/// softmax regression over the keys of what chords the song has, recognised without a key: how long it dwells
+/// on each, with which it begins and ends, and how it comes to the tonic and the dominant. Its weights are
+/// learned (KeyModelParameters.h) and the same for all tonics.
+std::optional<DetectedKey> detectKey(const SpectralFeatures& features, double tuningFrequency,
+                                     const StageMonitor& monitor = {});
 
 } // namespace tarn

@@ -1,7 +1,8 @@
 // Prints what the engine finds in an audio file as JSON, for the evaluation. With --spans, prints instead the
-// harmonic spans between the boundaries (seconds) that standard input lists, for the training of the chord
-// model: for each span the treble and bass profiles, its level and its peakiness. With --countings, prints
-// all ways in which the beats could be counted, for the training of the bar model.
+// harmonic spans between the boundaries (seconds) that each line of standard input lists, and an empty line
+// after them, for the training of the chord model: for each span its shares of all, the lowest, the bass and
+// the treble notes, and its level. With
+// --countings, prints all ways in which the beats could be counted, for the training of the bar model.
 #include "AnalysisEngine/AudioFeatures.h"
 #include "AnalysisEngine/BarModel.h"
 #include "AnalysisEngine/BeatCountings.h"
@@ -15,7 +16,10 @@
 #include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
 #include <string_view>
+#include <vector>
 
 using namespace tarn;
 using nlohmann::json;
@@ -23,16 +27,20 @@ using nlohmann::json;
 namespace {
 
 void printSpans(const AudioFeatures& features) {
-    std::vector<double> boundaries;
-    for (double boundary = 0; std::cin >> boundary;)
-        boundaries.push_back(boundary);
-    for (const HarmonicSpan& span :
-         describeHarmony(features.spectral, estimateTuning(features.spectral), boundaries)) {
-        for (const auto& profile : {span.treble, span.bass}) {
-            for (const float value : profile)
-                std::cout << value << ' ';
+    const double tuning = estimateTuning(features.spectral);
+    for (std::string line; std::getline(std::cin, line);) {
+        std::istringstream numbers(line);
+        std::vector<double> boundaries;
+        for (double boundary = 0; numbers >> boundary;)
+            boundaries.push_back(boundary);
+        for (const HarmonicSpan& span : describeHarmony(features.spectral, tuning, boundaries)) {
+            for (const auto& profile : {span.notes, span.lowest, span.bass, span.treble}) {
+                for (const float value : profile)
+                    std::cout << value << ' ';
+            }
+            std::cout << span.level << '\n';
         }
-        std::cout << span.level << '\n';
+        std::cout << '\n';
     }
 }
 
@@ -63,7 +71,7 @@ void printCountings(const BeatFeatures& features) {
 }
 
 json describeChord(const RecognizedChord& chord) {
-    json result{{"location", chord.location}};
+    json result{{"location", chord.location}, {"probability", chord.probability}};
     if (chord.label == kNoChordLabel) {
         result["root"] = nullptr;
         result["intervals"] = json::array();
@@ -95,9 +103,9 @@ void describeBeats(const DetectedMetre& metre, json& estimate) {
 
 void printEstimate(const AudioFeatures& features) {
     const double tuning = estimateTuning(features.spectral);
-    const std::optional<int> key = detectKey(features.spectral, tuning);
+    const std::optional<DetectedKey> key = detectKey(features.spectral, tuning);
     const DetectedBeats beats = detectBeats(features.beats, features.sampleRate);
-    const ChordRecognition recognition = recognizeChords(features, tuning, key, beats.tatums);
+    const ChordRecognition recognition = recognizeChords(features, tuning, beats.tatums);
     json estimate{{"sampleRate", features.sampleRate},
                   {"frameCount", features.frameCount},
                   {"standardPitch", {{"frequency", tuning}}},
@@ -105,7 +113,8 @@ void printEstimate(const AudioFeatures& features) {
                   {"timeSignature", nullptr},
                   {"chords", json::array()}};
     if (key)
-        estimate["key"] = {{"root", *key % 12}, {"minor", *key >= 12}};
+        estimate["key"] = {
+            {"root", key->key % 12}, {"minor", key->key >= 12}, {"probability", key->probability}};
     for (const RecognizedChord& chord : recognition.chords)
         estimate["chords"].push_back(describeChord(chord));
     describeBeats(beats.metre, estimate);
