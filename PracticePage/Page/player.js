@@ -269,9 +269,10 @@ export class Player extends EventTarget {
     return null;
   }
 
-  /** @param {Voice} voice */
+  /** Ends its stream, after the block that is on its way. @param {Voice} voice */
   #close(voice) {
-    this.#api.request('DELETE', `/api/streams/${voice.stream.stream}`).catch(() => {});
+    const end = () => this.#api.request('DELETE', `/api/streams/${voice.stream.stream}`).catch(() => {});
+    voice.fetching.then(end, end);
   }
 
   /** Ends all that is laid out. @param {number} time @param {number} fade */
@@ -317,10 +318,12 @@ export class Player extends EventTarget {
       const voice = this.#voices.at(-1);
       if (!voice || voice.isDone || voice.end > this.#sound.now + ahead) break;
       try {
-        const block = await this.#api.block(voice.stream.stream, voice.nextBlock, voice.stream.channels);
+        const fetching = this.#api.block(voice.stream.stream, voice.nextBlock, voice.stream.channels);
+        voice.fetching = fetching;
+        const block = await fetching;
         if (!voice.isDone) this.#add(voice, block, 0);
       } catch (error) {
-        if (voice.isDone) continue; // its stream was closed meanwhile
+        if (voice.isDone) continue; // it is not missed
         this.#fail(error);
         break;
       }
