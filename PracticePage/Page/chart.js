@@ -129,6 +129,7 @@ export class Chart {
       this.#anchor = null;
     }
     this.draw();
+    this.sheet.dispatchEvent(new Event('laid'));
   }
 
   #ask() {

@@ -69,6 +69,18 @@ practise('A and B are set while playing, on bars, beats or nowhere', [desktop], 
   assert.ok(from > 0 && to > 0);
 });
 
+practise('A loop that ends just after the playhead returns', [desktop], async page => {
+  for (let i = 0; i < 3; ++i) await page.keyboard.press('ArrowRight');
+  await isAt(page, 'Bar 3, beat 1');
+  await page.keyboard.press('a');
+  const {x} = await pointOfBar(page, 3, 0.94);
+  await page.keyboard.press(' ');
+  await until(page, place => document.getElementById('playhead').getBoundingClientRect().left >= place, x);
+  await page.keyboard.press('b');
+  await isLoop(page, 'Bar 3');
+  await isAt(page, 'Bar 3, beat 2');
+});
+
 async function loopFrom(page, first, last) {
   await page.keyboard.press('Home');
   await page.evaluate(() => document.activeElement.blur());
