@@ -7,6 +7,7 @@
 #include "KELPMusicInformationRetrieval/AudioSource.h"
 #include "Platform/Export.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>

@@ -3,6 +3,7 @@
 
 #include "Platform/Export.h"
 
+#include <cstddef>
 #include <memory>
 #include <span>
 #include <vector>

@@ -9,6 +9,7 @@
 #include "Platform/Export.h"
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <functional>

@@ -1,5 +1,6 @@
 #include "Interchange/AnnotationText.h"
 
+#include "Interchange/ChordReplacement.h"
 #include "KELPMusic/HarteChord.h"
 #include "Platform/PlainText.h"
 #include "Song/GridReplacement.h"
@@ -374,10 +375,7 @@ std::string replaceChords(Song& document, const std::vector<Annotation>& annotat
             *annotation.end > annotation.start)
             add(*annotation.end, KELPChord::noChord());
     }
-    const auto previous = storage.chordEntries();
-    const std::size_t count = chords.size();
-    storage.replaceChordEntriesInArrayWithChordEntriesInArray(previous, std::move(chords));
-    return replacement(count, previous.size(), "chords") +
+    return replaceChordsOf(document, std::move(chords)) +
            (unnamed > 0 ? "; " + std::to_string(unnamed) + " labelled X became N.C." : "");
 }
 

@@ -70,16 +70,15 @@ public:
     std::string replaceAll() {
         if (!mHasRows)
             throw FormatError("it holds no rows of bars", 1);
-        std::string report = replaceChordsOnGrid(mSong, mSheet.places(), mChords);
         std::vector<std::shared_ptr<TarnChordEntry>> outside;
         for (const auto& [frame, chord] : mOutside) {
             outside.push_back(mSong.notes->newChordEntry());
             outside.back()->setLocation(frame);
             outside.back()->setChord(chord);
         }
-        mSong.notes->addChordEntriesFromArray(std::move(outside));
+        std::string report = replaceChordsOnGrid(mSong, mSheet.places(), mChords, std::move(outside));
         if (!mOutside.empty())
-            report += " and " + std::to_string(mOutside.size()) + " outside the bars";
+            report += ", " + std::to_string(mOutside.size()) + " of them outside the bars";
         if (!mSections.empty())
             report += "; " + replaceSectionsAt(mSong, mSections);
         if (mExcess > 0)

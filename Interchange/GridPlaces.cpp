@@ -1,10 +1,12 @@
 #include "Interchange/GridPlaces.h"
 
 #include "Interchange/AnnotationText.h"
+#include "Interchange/ChordReplacement.h"
 #include "Song/CountedBeats.h"
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace tarn {
 namespace {
@@ -118,8 +120,8 @@ std::map<std::size_t, std::string> Sheet::sections() const {
     return names;
 }
 
-std::string replaceChordsOnGrid(Song& song, const GridPlaces& places,
-                                const std::vector<PlacedChord>& chords) {
+std::string replaceChordsOnGrid(Song& song, const GridPlaces& places, const std::vector<PlacedChord>& chords,
+                                std::vector<std::shared_ptr<TarnChordEntry>> beside) {
     auto& storage = *song.notes;
     std::vector<std::shared_ptr<TarnChordEntry>> entries;
     std::size_t outside = 0, doubled = 0;
@@ -137,10 +139,11 @@ std::string replaceChordsOnGrid(Song& song, const GridPlaces& places,
         entries.back()->setLocation(frame);
         entries.back()->setChord(placed.chord);
     }
-    const auto previous = storage.chordEntries();
-    std::string report =
-        std::to_string(entries.size()) + " chords replace " + std::to_string(previous.size());
-    storage.replaceChordEntriesInArrayWithChordEntriesInArray(previous, std::move(entries));
+    entries.insert(entries.end(), std::make_move_iterator(beside.begin()),
+                   std::make_move_iterator(beside.end()));
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const auto& a, const auto& b) { return a->location() < b->location(); });
+    std::string report = replaceChordsOf(song, std::move(entries));
     if (outside > 0)
         report += "; " + std::to_string(outside) + " outside the recording were left out";
     if (doubled > 0)

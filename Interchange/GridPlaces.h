@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -82,8 +83,9 @@ private:
 };
 
 /// Replaces the song's chords, in one change, and says so. Ticks ascend. Those that fall outside the
-/// recording, or on the frame of the one before, are left out.
-std::string replaceChordsOnGrid(Song& song, const GridPlaces& places, const std::vector<PlacedChord>& chords);
+/// recording, or on the frame of the one before, are left out. Chords `beside` the grid come with them.
+std::string replaceChordsOnGrid(Song& song, const GridPlaces& places, const std::vector<PlacedChord>& chords,
+                                std::vector<std::shared_ptr<TarnChordEntry>> beside = {});
 
 /// Replaces the song's sections, in one change, and says so. `beginnings` are frames that ascend.
 std::string replaceSectionsAt(Song& song,

@@ -3,6 +3,7 @@
 #include "Platform/Export.h"
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 
 /// Where work runs besides operation queues: the main queue, which the application's main thread drains, and

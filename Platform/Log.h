@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 /// Logging by subsystem and category, with private and public arguments, and signpost intervals.

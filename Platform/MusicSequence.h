@@ -2,6 +2,7 @@
 
 #include "Platform/Export.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>

@@ -71,7 +71,8 @@ public:
         std::string message;
     };
     /// Makes and saves the edit. `seen`, where given, is the revision that its author saw; that the song is
-    /// practised otherwise since does not matter. Throws OutdatedEdit, EditSyntaxError, EditRefused, SongError.
+    /// practised otherwise since does not matter. Throws OutdatedEdit, EditSyntaxError, EditRefused,
+    /// SongError.
     Edited edit(std::string_view sentence, std::optional<std::uint64_t> seen);
     /// The same with the newest step of the history. Throws SongHistoryError too.
     Edited undo(std::optional<std::uint64_t> seen);

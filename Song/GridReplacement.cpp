@@ -87,6 +87,14 @@ int countedBeatsPerTempoBeat(TimeSignature metre) {
     return metre.numerator % 3 == 0 && metre.numerator > 3 ? 3 : 2;
 }
 
+double tempoOfBeats(const Song& song) {
+    const auto& notes = *song.notes;
+    const TimeSignature metre =
+        notes.timeSignatureEntries().empty() ? TimeSignature{4, 4} : notes.timeSignature();
+    return notes.tryTempoFromBeatEntries(song.recording.sampleRate).value_or(0) /
+           countedBeatsPerTempoBeat(metre);
+}
+
 void setTempo(Song& song, double beatsPerMinute) {
     auto& notes = *song.notes;
     const auto tempo = notes.newTempoEntry();
@@ -95,10 +103,7 @@ void setTempo(Song& song, double beatsPerMinute) {
 }
 
 void setTempoFromBeats(Song& song) {
-    const auto& notes = *song.notes;
-    const TimeSignature metre =
-        notes.timeSignatureEntries().empty() ? TimeSignature{4, 4} : notes.timeSignature();
-    setTempo(song, notes.tempoFromBeatEntries(song.recording.sampleRate) / countedBeatsPerTempoBeat(metre));
+    setTempo(song, tempoOfBeats(song));
 }
 
 } // namespace tarn

@@ -21,6 +21,9 @@ void replaceGrid(Song& song, std::span<const GridBeat> counted, std::optional<Ti
 /// 12/8), of two in others of eighths, and of one in metres of quarters.
 [[nodiscard]] int countedBeatsPerTempoBeat(TimeSignature metre);
 
+/// Beats of the tempo per minute, by the beats as they are; 0 without beats.
+[[nodiscard]] double tempoOfBeats(const Song& song);
+
 void setTempo(Song& song, double beatsPerMinute);
 /// The tempo of the beats as they are.
 void setTempoFromBeats(Song& song);

@@ -115,6 +115,8 @@ void Song::save(const std::shared_ptr<Song>& song, const std::filesystem::path& 
 std::optional<std::string> Song::unsoundness() const {
     if (const char* const fault = faultOf(recording))
         return fault;
+    if (!properties.areWithinLimits())
+        return "the capo or the transposition is beyond its limits";
     const std::int64_t mostFrames = mostFramesOf(recording);
     std::optional<std::string> reason;
     const auto check = [&](const auto& storage) {

@@ -57,9 +57,11 @@ function(tarn_add_module name)
             OUTPUT_NAME ${file}
             VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
             INSTALL_RPATH "$ORIGIN"
-            CXX_VISIBILITY_PRESET hidden
             DEFINE_SYMBOL ""
             WINDOWS_EXPORT_ALL_SYMBOLS ON)
+        if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU") # clang would hide what headers declare and sources define
+            set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET hidden)
+        endif()
         target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:TarnOptions> ${ARG_PRIVATE_DEPENDS})
         # For its pkg-config file; what is linked comes after what links it.
         set_property(GLOBAL APPEND PROPERTY TARN_LIBRARIES_OF_${ARG_COMPONENT} ${file})

@@ -4,6 +4,7 @@
 #include "Interchange/KeyImport.h"
 #include "Platform/PlainText.h"
 #include "Platform/UTF8.h"
+#include "Song/GridReplacement.h"
 
 #include <algorithm>
 #include <cmath>
@@ -142,8 +143,7 @@ private:
         // Without a tempo of its own a song has that of its beats.
         const auto tempi = mSong.notes->tempoEntries();
         const double tempo =
-            tempi.empty() ? mSong.notes->tryTempoFromBeatEntries(mSong.recording.sampleRate).value_or(0)
-                          : static_cast<double>(tempi.front()->tempo());
+            tempi.empty() ? tempoOfBeats(mSong) : static_cast<double>(tempi.front()->tempo());
         if (!(tempo >= kSlowestTempo && tempo <= kFastestTempo))
             return;
         // The namespace has a number there: how much the tempo stands out among all that are listed.
@@ -284,6 +284,14 @@ std::vector<Observation> observationsOf(const ReadJSON& annotation) {
     return observations;
 }
 
+bool isWithoutData(const ReadJSON& annotation) {
+    const auto data = annotation.find("data");
+    if (data == annotation.end())
+        return false;
+    const auto times = data->is_object() ? data->find("time") : data->end();
+    return data->empty() || (times != data->end() && times->empty());
+}
+
 /// The number of a beat in its bar; empty where the value says none.
 std::string beatText(const ReadJSON& value) {
     const ReadJSON& number = value.is_object() && value.contains("position") ? value["position"] : value;
@@ -307,13 +315,15 @@ public:
         replaceLabels(AnnotationKind::sections, {"segment_open", "segment_salami_function"});
         replaceKey();
         replaceTempo(); // after the beats, which have a tempo of their own
+        replaceNames();
         if (mReport.empty())
-            throw FormatRefused("the file holds no beats, chords, sections, key or tempo");
+            throw FormatRefused("the file holds no beats, chords, sections, key, tempo, title or artist");
         return mReport;
     }
 
 private:
-    /// The first annotation in one of these namespaces; null where there is none.
+    /// The first annotation with data in one of these namespaces; null where there is none. One without data
+    /// says nothing of the song.
     const ReadJSON* annotation(std::initializer_list<std::string_view> names) {
         const ReadJSON* first = nullptr;
         std::size_t count = 0;
@@ -321,6 +331,8 @@ private:
             if (!candidate.is_object())
                 throw FormatError("an annotation is not an object");
             if (std::find(names.begin(), names.end(), textAt(candidate, "namespace")) == names.end())
+                continue;
+            if (isWithoutData(candidate))
                 continue;
             ++count;
             if (!first)
@@ -399,6 +411,21 @@ private:
         report("tempo " + decimalText(value.get<double>(), 1));
     }
 
+    void replaceNames() {
+        const auto metadata = mDocument.find("file_metadata");
+        if (metadata == mDocument.end() || !metadata->is_object())
+            return;
+        const auto take = [&](const char* name, std::string& property) {
+            const std::string text = onOneLine(textAt(*metadata, name));
+            if (text.empty() || text == property)
+                return;
+            property = text;
+            report(name + (" " + inQuotes(text)));
+        };
+        take("title", mSong.properties.title);
+        take("artist", mSong.properties.artist);
+    }
+
     Song& mSong;
     const ReadJSON& mDocument;
     std::string mReport;
@@ -417,7 +444,7 @@ Format jams() {
     format.endings = {".jams"};
     format.help = "JAMS, the JSON of research annotations";
     format.writes = "everything, with confidences and the version of the tool";
-    format.reads = "beats, chords, sections, key and tempo, as far as the file has them";
+    format.reads = "beats, chords, sections, key, tempo, title and artist, as far as the file has them";
     format.write = writeJAMS;
     format.read = readJAMS;
     return format;

@@ -4,6 +4,7 @@
 #include "KELPMusic/KELPChordTable.h"
 #include "Platform/PlainText.h"
 #include "Song/ChartHarmony.h"
+#include "Song/GridReplacement.h"
 #include "TarnFoundation/BeatSpacing.h"
 
 #include <algorithm>
@@ -315,13 +316,20 @@ private:
         constexpr double kFastest = 1000;
         if (!(beatsPerMinute > 0 && beatsPerMinute <= kFastest))
             return;
-        const std::string quarters = decimalText(beatsPerMinute * 4 / mBeatType, 2);
+        const auto& notes = *mSong.notes;
+        const int countedPerBeat =
+            notes.timeSignatureEntries().empty() ? 1 : countedBeatsPerTempoBeat(notes.timeSignature());
+        const bool isDotted = countedPerBeat == 3;
+        const double quartersPerMinute = beatsPerMinute * countedPerBeat * 4 / mBeatType;
         auto direction = measure.append_child("direction");
         direction.append_attribute("placement") = "above";
         auto metronome = direction.append_child("direction-type").append_child("metronome");
         metronome.append_child("beat-unit").text() = "quarter";
-        metronome.append_child("per-minute").text() = quarters.c_str();
-        direction.append_child("sound").append_attribute("tempo") = quarters.c_str();
+        if (isDotted)
+            metronome.append_child("beat-unit-dot");
+        metronome.append_child("per-minute").text() =
+            decimalText(isDotted ? beatsPerMinute : quartersPerMinute, 2).c_str();
+        direction.append_child("sound").append_attribute("tempo") = decimalText(quartersPerMinute, 2).c_str();
     }
 
     const Song& mSong;

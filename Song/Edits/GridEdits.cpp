@@ -92,6 +92,13 @@ std::optional<std::vector<GridBeat>> compoundBeats(const Song& song, TimeSignatu
     return std::nullopt;
 }
 
+/// How long a beat of the tempo is; of a song without a metre a quarter.
+double eighthsPerTempoBeat(const Song& song) {
+    const TimeSignature metre =
+        song.notes->timeSignatureEntries().empty() ? TimeSignature{4, 4} : song.notes->timeSignature();
+    return countedBeatsPerTempoBeat(metre) * 8.0 / metre.denominator;
+}
+
 std::string metreOf(const TarnNoteEntryStorage& notes) {
     if (notes.timeSignatureEntries().empty())
         return "unknown";
@@ -121,10 +128,18 @@ Action setMetre(EditWords& words) {
             return "metre " + text + " (was " + before + "), " +
                    (bottom == 8 ? "each beat dotted, of three eighths" : "each beat of two eighths");
         }
+        const double former = eighthsPerTempoBeat(document);
         notes.setTimeSignature(top, bottom);
         notes.applyTimeSignatureToBeatEntries(*notes.timeSignatureEntries().front());
-        return "metre " + text + " (was " + before + "), " +
-               counted(SongPositions(document).barCount(), "bar");
+        std::string report =
+            "metre " + text + " (was " + before + "), " + counted(SongPositions(document).barCount(), "bar");
+        const auto tempi = notes.tempoEntries();
+        if (const double present = eighthsPerTempoBeat(document); present != former && !tempi.empty()) {
+            const double tempo = static_cast<double>(tempi.front()->tempo()) * former / present;
+            setTempo(document, tempo);
+            report += ", " + decimalText(tempo, 1) + " BPM";
+        }
+        return report;
     };
 }
 

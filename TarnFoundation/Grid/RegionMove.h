@@ -4,6 +4,7 @@
 #include "Platform/Range.h"
 #include "TarnFoundation/Grid/RegionSpan.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <functional>

@@ -355,14 +355,43 @@ TEST(JAMSFormat, ReadsKeyTempoAndTheFirstOfSeveralAnnotations) {
         {"namespace": "key_mode", "data": [{"time": 0, "duration": 9, "value": "A:minor", "confidence": null}]},
         {"namespace": "tempo", "data": {"time": [0], "duration": [9], "value": [96.5], "confidence": [1]}},
         {"namespace": "segment_open", "data": [{"time": 1, "duration": 2, "value": "A"}]},
-        {"namespace": "segment_open", "data": []}]})"),
+        {"namespace": "segment_open", "data": [{"time": 0, "duration": 2, "value": "B"}]}]})"),
               "1 sections replace 2 (the first of 2 annotations); key A minor; tempo 96.5");
     EXPECT_EQ(song->notes->globalKey()->description(), "A minor");
     EXPECT_EQ(sectionsOf(*song), "A/named:other@44100");
 }
 
+TEST(JAMSFormat, TitleAndArtistAreTheFiles) {
+    const auto song = fullSong();
+    EXPECT_EQ(readInto(*song, "jams",
+                       R"({"annotations": [], "file_metadata": {"title": "So\nfar", "artist": ""}})"),
+              "title 'So far'");
+    EXPECT_EQ(song->properties.title, "So far");
+    EXPECT_EQ(song->properties.artist, "Die {Band}");
+}
+
+TEST(JAMSFormat, TheSilenceAtTheStartKeepsItsConfidence) {
+    const auto song = test::sampleSong();
+    for (const auto& [frame, name] : {std::pair{0, "N.C."}, {88'200, "C"}, {176'400, "F"}})
+        addChord(*song, frame, name);
+    song->facts.chords[song->notes->chordEntries()[0]->eventId()] = 0.75;
+    test::addTempo(*song, 120);
+    song->record("Analysed");
+    for (const char* format : {"jams", "lab", "musicxml", "chordpro", "chart"}) {
+        const std::string first = written(*song, format);
+        EXPECT_THAT(readInto(*song, format, first), HasSubstr("2 chords replace 2")) << format;
+        song->record("Imported");
+        EXPECT_EQ(written(*song, format), first);
+        EXPECT_EQ(song->history.steps().size(), 1U) << format << ": nothing has changed";
+    }
+}
+
 TEST(JAMSFormat, WhatAFileDoesNotKnowIsNoFault) {
     const auto song = fullSong();
+    EXPECT_THROW((void)readInto(*song, "jams", R"({"annotations": [
+        {"namespace": "chord", "data": []},
+        {"namespace": "beat", "data": {"time": [], "duration": [], "value": []}}]})"),
+                 FormatRefused);
     const auto read = [&](const std::string& space, const std::string& value) {
         return readInto(*song, "jams",
                         R"({"annotations": [{"namespace": ")" + space +
@@ -403,6 +432,15 @@ TEST(MusicXMLFormat, IsAScoreInBarsThatXMLToolsRead) {
         const std::string check = "xmllint --noout --nonet '" + (folder.path() / "a.xml").string() + "'";
         EXPECT_EQ(std::system(check.c_str()), 0) << format;
     }
+}
+
+TEST(MusicXMLFormat, TheTempoOfCompoundMetresCountsDottedQuarters) {
+    const auto song = songInEighths(9000, 6, 0);
+    EXPECT_THAT(written(*song, "jams"), HasSubstr("\"value\": 97.989")) << "60 * 44100 / (3 * 9001)";
+    test::addTempo(*song, 98);
+    const std::string score = written(*song, "musicxml");
+    EXPECT_THAT(score, testing::ContainsRegex("<beat-unit-dot />[^<]*<per-minute>98.00<"));
+    EXPECT_THAT(score, HasSubstr("<sound tempo=\"147.00\""));
 }
 
 TEST(MusicXMLFormat, MeasuresOfAnotherProgramMakeTheBars) {
@@ -604,7 +642,7 @@ TEST(ChartFormat, ChordsOutsideTheBarsComeBackAndNamesAreNoRows) {
     const std::string chart = written(*song, "chart");
     const auto copy = copyOfSong(song);
     removeAll(*copy, "chords");
-    EXPECT_EQ(readInto(*copy, "chart", chart), "1 chords replace 0 and 5 outside the bars");
+    EXPECT_EQ(readInto(*copy, "chart", chart), "6 chords replace 0, 5 of them outside the bars");
     EXPECT_EQ(written(*copy, "chart"), chart);
 }
 

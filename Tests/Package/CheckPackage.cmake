@@ -1,6 +1,5 @@
 # Checks an installation: CheckPackage.cmake with BUILD_DIR (what is installed), SCRATCH, CONSUMER, EXAMPLES,
-# README and COMPILER.
-# With SOURCE, builds shared libraries of it in BUILD_DIR before.
+# README, COMPILER, FLAGS (those that the build asks of what uses it) and SHARED (whether its libraries are).
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
     if(NOT status EQUAL 0)
@@ -19,12 +18,6 @@ endfunction()
 set(consumer_prints "C4 is key 60.*there is no such document.*a chord: 1")
 set(engine_prints "engine: 1")
 
-if(SOURCE)
-    run(${CMAKE_COMMAND} -S ${SOURCE} -B ${BUILD_DIR} -G Ninja -DCMAKE_CXX_COMPILER=${COMPILER} -DBUILD_SHARED_LIBS=ON
-        -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DCMAKE_UNITY_BUILD=ON -DTARN_BUILD_PROGRAMS=OFF
-        -DTARN_BUILD_TESTS=OFF -DTARN_BUILD_BENCHMARKS=OFF)
-    run(${CMAKE_COMMAND} --build ${BUILD_DIR})
-endif()
 file(REMOVE_RECURSE ${SCRATCH})
 set(prefix ${SCRATCH}/prefix)
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
@@ -36,7 +29,7 @@ endif()
 file(WRITE ${SCRATCH}/readme.cpp "${CMAKE_MATCH_1}")
 
 set(configure ${CMAKE_COMMAND} -S ${CONSUMER} -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${COMPILER}
-    -DCMAKE_BUILD_TYPE=Debug -DREADME_EXAMPLE=${SCRATCH}/readme.cpp)
+    -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=${FLAGS} -DREADME_EXAMPLE=${SCRATCH}/readme.cpp)
 run(${configure} -B ${SCRATCH}/core -DCOMPONENTS=Core)
 run(${CMAKE_COMMAND} --build ${SCRATCH}/core)
 expect_output("${consumer_prints}" ${SCRATCH}/core/consumer)
@@ -53,7 +46,7 @@ endfunction()
 expect_refusal("TarnFoundation has no component Motor, but Core, Engine, Formats and Practice"
     ${configure} -B ${SCRATCH}/unknown "-DCOMPONENTS=Core\;Motor")
 run(${configure} -B ${SCRATCH}/optional -DCOMPONENTS=Core -DOPTIONAL_COMPONENTS=Motor)
-if(NOT SOURCE) # an engine in a static library is not there without the libraries that it is linked with
+if(NOT SHARED) # an engine in a static library is not there without the libraries that it is linked with
     set(without_audio ${CMAKE_COMMAND} -E env PKG_CONFIG_LIBDIR=${SCRATCH} ${configure})
     run(${without_audio} -B ${SCRATCH}/mute -DCOMPONENTS=Core -DOPTIONAL_COMPONENTS=Engine -DWITHOUT_ENGINE=ON)
     expect_refusal("The engine needs sndfile" ${without_audio} -B ${SCRATCH}/mute-engine -DCOMPONENTS=Engine)
@@ -69,19 +62,17 @@ if(NOT beginning STREQUAL "MThd")
 endif()
 
 # The examples, on a recording that the demo's generator makes; what they save opens in the program.
-if(NOT SOURCE)
-    run(${BUILD_DIR}/Programs/demo/tarn-demo-song ${SCRATCH}/song.wav)
-    run(${CMAKE_COMMAND} -S ${EXAMPLES}/analyze-and-edit -B ${SCRATCH}/example -DCMAKE_PREFIX_PATH=${prefix}
-        -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_BUILD_TYPE=Debug)
-    run(${CMAKE_COMMAND} --build ${SCRATCH}/example)
-    expect_output("bar 2 has 3 beats .was 4.*2 steps"
-        ${SCRATCH}/example/analyze-and-edit ${SCRATCH}/song.wav "bar-beats 2 = 3")
-    expect_output("Key        D major.*Bars       33" ${prefix}/bin/tarn show ${SCRATCH}/song.tarn)
-    file(READ ${SCRATCH}/song.mid midi LIMIT 4)
-    file(READ ${SCRATCH}/song.svg picture LIMIT 5)
-    if(NOT midi STREQUAL "MThd" OR NOT picture STREQUAL "<?xml" AND NOT picture MATCHES "^<svg")
-        message(FATAL_ERROR "The example wrote '${midi}' and '${picture}'")
-    endif()
+run(${BUILD_DIR}/Programs/demo/tarn-demo-song ${SCRATCH}/song.wav)
+run(${CMAKE_COMMAND} -S ${EXAMPLES}/analyze-and-edit -B ${SCRATCH}/example -DCMAKE_PREFIX_PATH=${prefix}
+    -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=${FLAGS})
+run(${CMAKE_COMMAND} --build ${SCRATCH}/example)
+expect_output("bar 2 has 3 beats .was 4.*2 steps"
+    ${SCRATCH}/example/analyze-and-edit ${SCRATCH}/song.wav "bar-beats 2 = 3")
+expect_output("Key        D major.*Bars       33" ${prefix}/bin/tarn show ${SCRATCH}/song.tarn)
+file(READ ${SCRATCH}/song.mid midi LIMIT 4)
+file(READ ${SCRATCH}/song.svg picture LIMIT 5)
+if(NOT midi STREQUAL "MThd" OR NOT picture STREQUAL "<?xml" AND NOT picture MATCHES "^<svg")
+    message(FATAL_ERROR "The example wrote '${midi}' and '${picture}'")
 endif()
 
 # The library without CMake.
@@ -93,7 +84,7 @@ foreach(use "tarnfoundation;main.cpp;plugin.cpp" "tarnfoundation-engine;engine.c
     list(TRANSFORM use PREPEND ${CONSUMER}/)
     run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir} pkg-config --cflags --libs ${package})
     separate_arguments(flags UNIX_COMMAND "${output}")
-    run(${COMPILER} -std=c++20 ${use} ${flags} -o ${SCRATCH}/${package})
+    run(${COMPILER} -std=c++20 ${FLAGS} ${use} ${flags} -o ${SCRATCH}/${package})
 endforeach()
 set(with_libraries ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${library_dir})
 expect_output("${consumer_prints}" ${with_libraries} ${SCRATCH}/tarnfoundation)

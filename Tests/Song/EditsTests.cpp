@@ -452,6 +452,15 @@ TEST(Edits, ASongInTwoIsCountedInDottedBeatsAndBack) {
     EXPECT_EQ(frameOf(song, "1:2"), 88200 + 22050);
 }
 
+TEST(Edits, ANewMetreKeepsTheTempoOfTheBeatsThatStay) {
+    const auto song = sampleSong();
+    test::addTempo(*song, 120);
+    EXPECT_EQ(report(song, "metre=3/4"), "metre 3/4 (was 4/4), 11 bars");
+    EXPECT_EQ(report(song, "metre=6/8"), "metre 6/8 (was 3/4), 11 bars, 80.0 BPM");
+    EXPECT_EQ(report(song, "metre=7/8"), "metre 7/8 (was 6/8), 10 bars, 120.0 BPM");
+    EXPECT_EQ(song->notes->tempoEntries().front()->tempo(), 120.0F);
+}
+
 TEST(Edits, ATempoMakesAGridFromItsFirstBarOn) {
     const auto song = std::make_shared<Song>(Recording{"song.wav", 44100, 441000, "sample"});
     EXPECT_EQ(report(song, "tempo=100 from 0:01.3"), "tempo 100, bar 1 at @57330, 4 bars");

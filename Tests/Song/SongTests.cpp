@@ -11,6 +11,15 @@
 
 namespace tarn {
 
+TEST(Song, aCapoBeyondItsLimitsIsNotSaved) {
+    const TemporaryFolder folder;
+    const auto song = test::sampleSong();
+    song->properties.capo = std::numeric_limits<int>::min();
+    song->properties.transposition = std::numeric_limits<int>::max();
+    EXPECT_EQ(song->properties.chartShift(), SongProperties::kFarthestTransposition);
+    EXPECT_THROW(Song::save(song, folder.path() / "song.tarn"), SongError);
+}
+
 TEST(Song, whatOperationsWouldAbortForIsNeitherOpenedNorSaved) {
     constexpr auto kFar = std::numeric_limits<std::int64_t>::max();
     const auto noteWith = [](std::int64_t location, std::uint64_t length, std::int32_t octave) {
