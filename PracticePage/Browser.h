@@ -13,14 +13,13 @@ namespace TARN_PUBLIC tarn {
 /// machine can read; so the browser is given a file that only this user can, and that leads there.
 class BrowserStart {
 public:
-    /// Nothing where no browser can be started, as without a desktop.
+    /// Nothing where no browser can be started, as without a desktop. Waits a moment at most: what starts the
+    /// browser may stay as long as it does.
     [[nodiscard]] static std::optional<BrowserStart> open(const std::string& address);
-    ~BrowserStart() { removeFile(); }
+    /// Removes the file: the browser has read it.
+    ~BrowserStart();
     BrowserStart(BrowserStart&& other) noexcept : mFile(std::exchange(other.mFile, {})) {}
     BrowserStart& operator=(BrowserStart&&) = delete;
-
-    /// Once the browser has read it.
-    void removeFile();
 
 private:
     explicit BrowserStart(std::filesystem::path file) : mFile(std::move(file)) {}

@@ -160,7 +160,10 @@ HTTPResponse PracticeAPI::openRecent(const Call& call) {
     const auto index = wholeMember(objectIn(call.request.body), "index", 0, 1000);
     if (index >= static_cast<std::int64_t>(recent.size()))
         return errorAnswer(404, "There is no such song.");
-    open({recent[static_cast<std::size_t>(index)].document});
+    const auto& document = recent[static_cast<std::size_t>(index)].document;
+    open({document});
+    if (mOptions.rememberSong)
+        mOptions.rememberSong(document);
     return jsonAnswer(json::object());
 }
 

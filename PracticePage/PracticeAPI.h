@@ -39,6 +39,8 @@ public:
         std::optional<std::string> language;
         /// What can be opened where no song is; may be empty.
         std::function<std::vector<RecentSong>()> recentSongs;
+        /// Told of the document that was chosen among them; may be empty.
+        std::function<void(const std::filesystem::path&)> rememberSong;
     };
     explicit PracticeAPI(Options options);
     ~PracticeAPI();

@@ -72,7 +72,7 @@ std::optional<std::string> PracticeRecording::reason() const {
 
 std::optional<std::string> PracticeRecording::question() const {
     const std::lock_guard guard(mMutex);
-    return mIsAsking && !mRefusal ? std::optional(textOfPath(mFile)) : std::nullopt;
+    return mIsAsking && !mRefusal ? std::optional(textOfPath(targetOfLinks(mFile))) : std::nullopt;
 }
 
 void PracticeRecording::agree() {

@@ -16,8 +16,11 @@ Range<std::int64_t> framesIn(const HTTPRequest& request) {
     return {from, wholeArgument(request, "to", from + 1, kFarthestFrame)};
 }
 
-HTTPResponse notYet(const char* text) {
-    return errorAnswer(503, text);
+/// What is asked for again later.
+HTTPResponse notYet() {
+    HTTPResponse response{202, "application/octet-stream"};
+    response.headers.emplace_back("X-Tarn-Complete", "0");
+    return response;
 }
 
 json editedJSON(const PracticeSession::Edited& edited) {
@@ -67,7 +70,7 @@ HTTPResponse PracticeAPI::waveform(const Call& call) {
     const auto points = wholeArgument(call.request, "points", 1, 100'000);
     const auto waveform = call.song().waveform();
     if (!waveform)
-        return notYet("There is no waveform yet.");
+        return notYet();
     HTTPResponse response{200, "application/octet-stream",
                           waveformBytes(*waveform, frames, static_cast<std::size_t>(points))};
     response.headers.emplace_back("X-Tarn-Complete", waveform->isProcessingComplete() ? "1" : "0");
@@ -80,7 +83,7 @@ HTTPResponse PracticeAPI::spectrogram(const Call& call) {
     const auto height = wholeArgument(call.request, "height", 1, 1'000);
     const auto spectrogram = call.song().spectrogram();
     if (!spectrogram)
-        return notYet("There is no spectrogram yet.");
+        return notYet();
     HTTPResponse response{200, "application/octet-stream",
                           spectrogramBytes(*spectrogram, frames, static_cast<std::size_t>(width),
                                            static_cast<std::size_t>(height))};

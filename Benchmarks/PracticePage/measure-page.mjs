@@ -18,7 +18,7 @@ async function on(song, body, options) {
     return await show(opened.address, desktop, async page => {
       page.setDefaultTimeout(120000);
       return body(page);
-    }, options);
+    }, {isLive: true, ...options});
   } finally {
     await opened.end();
   }

@@ -1,4 +1,5 @@
 /** @import {SessionAnswer, StreamBlock, StreamSegment} from './types.js' */
+import {words} from './words.js';
 
 /** What the server refused, in its words. */
 export class Refusal extends Error {
@@ -76,7 +77,34 @@ export class Api {
     } catch {
       // Not the server's own words; shown as they are.
     }
-    throw new Refusal(response.status, message || `${response.status}`);
+    throw new Refusal(response.status, words(message) || `${response.status}`);
+  }
+
+  /**
+   * The text of an answer, for which the whole page waits: where the browser lets it do nothing later, as before it
+   * prints.
+   * @param {string} path
+   * @param {string} [type] to read the answer as
+   */
+  #textNow(path, type) {
+    const request = new XMLHttpRequest();
+    request.open('GET', path, false);
+    request.setRequestHeader('X-Tarn-Session', this.#session);
+    if (type) request.overrideMimeType(type);
+    request.send();
+    if (request.status !== 200) throw new Refusal(request.status, `${request.status}`);
+    return request.responseText;
+  }
+
+  /** get(), for which the whole page waits. @param {string} path */
+  getNow(path) {
+    return JSON.parse(this.#textNow(path));
+  }
+
+  /** Bytes, for which the whole page waits. @param {string} path */
+  bytesNow(path) {
+    const text = this.#textNow(path, 'text/plain; charset=x-user-defined');
+    return Uint8Array.from(text, each => each.charCodeAt(0) & 0xff);
   }
 
   /**
@@ -126,12 +154,13 @@ export class Api {
   }
 
   /**
-   * Hands on each event until the server ends the connection; throws when it breaks off.
+   * Hands on each event until the server ends the connection, first "connected"; throws when it breaks off.
    * @param {(name: string, data: any) => void} hear
    */
   async events(hear) {
     const response = await this.request('GET', '/api/events');
     if (!response.body) return;
+    hear('connected', {});
     const reader = response.body.pipeThrough(new TextDecoderStream()).getReader();
     let text = '';
     for (;;) {

@@ -68,7 +68,8 @@ export class Chart {
 
   /** @param {Song} song */
   setSong(song) {
-    const isOther = song.length !== this.#song.length || song.rate !== this.#song.rate;
+    const isOther = song.length !== this.#song.length || song.rate !== this.#song.rate ||
+      song.answer.soundAsk !== this.#song.answer.soundAsk;
     this.#song = song;
     if (isOther) this.#waves = new Waves(this.#api, song, () => this.#drawWaves());
     this.lay(true);
@@ -128,6 +129,7 @@ export class Chart {
       this.#anchor = null;
     }
     this.draw();
+    this.sheet.dispatchEvent(new Event('laid'));
   }
 
   #ask() {
@@ -191,9 +193,9 @@ export class Chart {
     return element;
   }
 
-  /** Waits until the waveform of the whole song is known. */
-  knowWaves() {
-    return this.#waves.knowAll();
+  /** Knows the waveform of the whole song; the whole page waits for it. */
+  knowWavesNow() {
+    this.#waves.knowAllNow();
   }
 
   #drawWaves() {

@@ -8,13 +8,12 @@
 /** @import {Song} from './song.js' */
 /** @import {Speech} from './speech.js' */
 import {element} from './elements.js';
-import {notify} from './notices.js';
 import {followDrawer, followSteps, tieControls} from './panel.js';
 import {words} from './words.js';
 
 /**
  * @typedef {{api: Api, practice: Practice, player: Player, looper: Looper, chart: Chart, speech: Speech, now: Now,
- *   edit: (sentence: string) => Promise<void>, undo: (which: 'undo' | 'redo') => Promise<void>, canEdit: boolean,
+ *   edit: (sentence: string, told: string) => Promise<void>, undo: (which: 'undo' | 'redo') => Promise<void>, canEdit: boolean,
  *   song: () => Song}} Parts
  */
 
@@ -69,7 +68,7 @@ export class Controls {
       const name = element('loop-name', HTMLInputElement);
       const sentence = looper.sentence(name.value);
       if (!sentence) return;
-      await parts.edit(sentence);
+      await parts.edit(sentence, words('loop.kept', {name: name.value.trim()}));
       name.value = '';
     });
   }
@@ -101,8 +100,13 @@ export class Controls {
     const {practice, edit, song} = this.#parts;
     const {capo, transposition} = song().answer;
     if (name === 'semitones') practice.set({semitones: Math.min(12, Math.max(-12, practice.values.semitones + change))});
-    else if (name === 'capo') edit(`capo=${Math.min(11, Math.max(0, capo + change))}`);
-    else edit(`transpose=${Math.min(11, Math.max(-11, transposition + change))}`);
+    else if (name === 'capo') {
+      const fret = Math.min(11, Math.max(0, capo + change));
+      edit(`capo=${fret}`, words('capo.fact', {fret: fret || words('capo.none')}));
+    } else {
+      const next = Math.min(11, Math.max(-11, transposition + change));
+      edit(`transpose=${next}`, words('transposed', {semitones: signed(next)}));
+    }
   }
 
   #toggleLoop() {
@@ -183,7 +187,6 @@ export class Controls {
       {pitch: (answer.standardPitch ?? 440).toLocaleString(document.documentElement.lang, {maximumFractionDigits: 1})});
     element('language', HTMLSelectElement).value = document.documentElement.lang;
     document.body.classList.toggle('read-only', !canEdit);
-    if (player.reason) notify('sound', player.reason);
   }
 
   #showHeading() {

@@ -222,7 +222,7 @@ export class Player extends EventTarget {
     const ticket = ++this.#ticket;
     const when = sound.onSample(sound.now + changeLead);
     try {
-      const place = frame ?? this.#frameAt(when);
+      const place = frame ?? this.#inLoop(this.#frameAt(when));
       const opened = await this.#open(place, this.#asked, ticket, frame === null ? when : Infinity);
       if (!opened) return;
       const now = sound.onSample(sound.now + margin);
@@ -234,6 +234,17 @@ export class Player extends EventTarget {
     } catch (error) {
       if (ticket === this.#ticket) this.#fail(error);
     }
+  }
+
+  /**
+   * Where the song goes on from a frame that is due soon: the loop's end may be passed until then, by a loop that ends
+   * just after the playhead.
+   * @param {number} frame
+   */
+  #inLoop(frame) {
+    const {loop} = this.#asked;
+    if (!loop || frame < loop[1] || this.position >= loop[1]) return frame;
+    return loop[0] + ((frame - loop[1]) % (loop[1] - loop[0]));
   }
 
   /** The frame that will sound at a time. @param {number} time */
@@ -269,9 +280,10 @@ export class Player extends EventTarget {
     return null;
   }
 
-  /** @param {Voice} voice */
+  /** Ends its stream, after the block that is on its way. @param {Voice} voice */
   #close(voice) {
-    this.#api.request('DELETE', `/api/streams/${voice.stream.stream}`).catch(() => {});
+    const end = () => this.#api.request('DELETE', `/api/streams/${voice.stream.stream}`).catch(() => {});
+    voice.fetching.then(end, end);
   }
 
   /** Ends all that is laid out. @param {number} time @param {number} fade */
@@ -317,10 +329,12 @@ export class Player extends EventTarget {
       const voice = this.#voices.at(-1);
       if (!voice || voice.isDone || voice.end > this.#sound.now + ahead) break;
       try {
-        const block = await this.#api.block(voice.stream.stream, voice.nextBlock, voice.stream.channels);
+        const fetching = this.#api.block(voice.stream.stream, voice.nextBlock, voice.stream.channels);
+        voice.fetching = fetching;
+        const block = await fetching;
         if (!voice.isDone) this.#add(voice, block, 0);
       } catch (error) {
-        if (voice.isDone) continue; // its stream was closed meanwhile
+        if (voice.isDone) continue; // it is not missed
         this.#fail(error);
         break;
       }

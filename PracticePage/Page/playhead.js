@@ -11,6 +11,8 @@ export class Playhead {
   #line;
   #index = -1;
   #scrolledAt = -Infinity;
+  /** Whether the rows in sight were chosen by hand, since the playhead was moved last. */
+  #isByHand = false;
   #scroll = {target: -1, at: 0};
   #smooth = {at: 0, frame: 0};
   #isDrawing = false;
@@ -27,7 +29,10 @@ export class Playhead {
     this.#chart = chart;
     this.#player = player;
     this.#line = line;
-    const touched = () => (this.#scrolledAt = performance.now());
+    const touched = () => {
+      this.#scrolledAt = performance.now();
+      this.#isByHand = true;
+    };
     chart.window.addEventListener('wheel', touched, {passive: true});
     chart.window.addEventListener('touchmove', touched, {passive: true});
     const draw = (/** @type {number} */ time) => {
@@ -46,6 +51,12 @@ export class Playhead {
     player.addEventListener('change', begin);
     player.addEventListener('moved', () => {
       this.#scrolledAt = -Infinity;
+      this.#isByHand = false;
+      this.#index = -1;
+      begin();
+    });
+    chart.sheet.addEventListener('laid', () => {
+      if (this.#isByHand) return;
       this.#index = -1;
       begin();
     });

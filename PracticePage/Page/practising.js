@@ -7,7 +7,7 @@ import {followKeys, listKeys} from './keys.js';
 import {Looper} from './looper.js';
 import {notify, toast} from './notices.js';
 import {Now} from './now.js';
-import {printSong} from './paper.js';
+import {layOnPaper} from './paper.js';
 import {Player} from './player.js';
 import {Playhead} from './playhead.js';
 import {followPointer} from './pointer.js';
@@ -15,6 +15,10 @@ import {Practice} from './practice.js';
 import {Song} from './song.js';
 import {Speech} from './speech.js';
 import {fillWords, languageFor, loadWords, words} from './words.js';
+
+/** What passes by itself is told where it lasts, in milliseconds. */
+const beingChecked = 'The recording is being checked.';
+const patience = 1500;
 
 /**
  * Opens the song on the page and keeps the page up with it.
@@ -36,12 +40,12 @@ export function openSong(api, answer, session) {
     speech.follow(frame);
   });
 
-  /** @param {string} sentence */
-  const edit = async sentence => {
+  /** @param {string} sentence @param {string} told what it does, to the user */
+  const edit = async (sentence, told) => {
     try {
-      const {message} = await api.post('/api/edit', {edit: sentence, seen: song.answer.revision});
+      await api.post('/api/edit', {edit: sentence, seen: song.answer.revision});
       await reload();
-      toast(message || words('edit.done', {what: sentence}), () => undo('undo'));
+      toast(told, () => undo('undo'));
     } catch (error) {
       trouble(error);
     }
@@ -90,23 +94,35 @@ export function openSong(api, answer, session) {
     try {
       while (isWanted) {
         isWanted = false;
-        take(await api.get('/api/song'));
+        const next = await api.get('/api/song');
+        if (isSame(next, song.answer)) song.answer.revision = next.revision;
+        else take(next);
       }
     } finally {
       isReloading = false;
     }
   };
 
+  const refresh = () => void reload().catch(() => {}); // hear() tells where the server is gone
+
+  let checkTimer = 0;
+  const showSoundReason = () => {
+    clearTimeout(checkTimer);
+    const {soundReason, soundAsk} = song.answer;
+    if (soundReason !== beingChecked) return notify('sound', soundAsk ? '' : words(soundReason ?? ''));
+    checkTimer = setTimeout(() => notify('sound', words(beingChecked)), patience);
+  };
+
   const show = () => {
     controls.show();
     showAnalysis(song.answer);
-    notify('sound', song.answer.soundReason ?? '');
+    showSoundReason();
     notify('folder', song.answer.documentFolder ? words('document.folder', {folder: song.answer.documentFolder}) : '');
     const ask = song.answer.soundAsk;
     notify('ask', ask ? words('sound.ask', {path: ask}) : '', {label: words('sound.allow'),
       does: () => api.post('/api/sound', {allow: true}).then(() => reload(), trouble)});
     const failure = song.answer.state === 'failed' ? song.answer.failure : null;
-    notify('failure', failure ? words('analysis.failed', {reason: failure}) : '', session.canEdit
+    notify('failure', failure ? words('analysis.failed', {reason: words(failure)}) : '', session.canEdit
       ? {label: words('analysis.again'), does: () => api.post('/api/analyze').then(reload, trouble)} : undefined);
     const isEmpty = !song.bars.length && !song.chords.length && song.answer.state !== 'analyzing';
     element('empty').hidden = !isEmpty;
@@ -131,12 +147,8 @@ export function openSong(api, answer, session) {
   });
   player.addEventListener('trouble', event => trouble(/** @type {CustomEvent} */ (event).detail));
   element('stop-analysis').addEventListener('click', () => api.post('/api/stop').catch(trouble));
-  element('print').addEventListener('click', () => printSong(chart, api, song, practice.values.simple));
-  document.addEventListener('keydown', event => {
-    if (event.key !== 'p' || !(event.ctrlKey || event.metaKey)) return;
-    event.preventDefault();
-    printSong(chart, api, song, practice.values.simple);
-  });
+  element('print').addEventListener('click', () => print());
+  addEventListener('beforeprint', () => layOnPaper(chart, api, song, practice.values.simple));
   element('language', HTMLSelectElement).addEventListener('change', async event => {
     const {value} = /** @type {HTMLSelectElement} */ (event.target);
     practice.set({language: languageFor(value)});
@@ -152,13 +164,14 @@ export function openSong(api, answer, session) {
 
   show();
   hear(api, {
+    connected: refresh, // what happened before it was not heard
     // How the song is practised is this page's own.
     song: data => {
-      if (data.kinds.some((/** @type {string} */ kind) => kind !== 'practice')) reload();
+      if (data.kinds.some((/** @type {string} */ kind) => kind !== 'practice')) refresh();
     },
-    partial: reload,
+    partial: refresh,
     progress: data => showAnalysis({...song.answer, stage: data.stage, progress: data.fraction}),
-    failed: reload,
+    failed: refresh,
   });
 }
 
@@ -166,7 +179,13 @@ export function openSong(api, answer, session) {
 function showAnalysis(answer) {
   element('analysis').hidden = answer.state !== 'analyzing';
   element('progress', HTMLProgressElement).value = answer.progress ?? 0;
-  element('stage').textContent = answer.stage ?? '';
+  element('stage').textContent = words(answer.stage ?? '');
+}
+
+/** Whether they tell the same but for how the song is practised. @param {SongAnswer} a @param {SongAnswer} b */
+function isSame(a, b) {
+  const told = (/** @type {SongAnswer} */ answer) => JSON.stringify({...answer, revision: 0, practice: null});
+  return told(a) === told(b);
 }
 
 /**

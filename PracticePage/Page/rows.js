@@ -32,6 +32,11 @@ export function frameAt(row, x) {
   return Math.round(start + Math.min(1, Math.max(0, share)) * (end - start));
 }
 
+/** @param {Layout} layout @param {number} from @param {number} count */
+export function rowsPath({width, scale, simple}, from, count) {
+  return `/api/rows?width=${width}&scale=${scale}&from=${from}&count=${count}&simple=${simple ? 1 : 0}`;
+}
+
 /** The rows of a layout, fetched as they are needed. Tells by `changed` when there are others or more. */
 export class Rows {
   #api;
@@ -77,10 +82,8 @@ export class Rows {
   }
 
   /** @param {Layout} layout @param {number} from @param {boolean} withStarts @returns {Promise<RowsAnswer>} */
-  #fetch({width, scale, simple}, from, withStarts) {
-    return this.#api.get(
-      `/api/rows?width=${width}&scale=${scale}&from=${from}&count=${pageSize}&simple=${simple ? 1 : 0}` +
-      (withStarts ? '&starts=1' : ''));
+  #fetch(layout, from, withStarts) {
+    return this.#api.get(rowsPath(layout, from, pageSize) + (withStarts ? '&starts=1' : ''));
   }
 
   /** @param {RowsAnswer} answer */
@@ -108,13 +111,6 @@ export class Rows {
     } catch {
       this.#asked.delete(page); // asked for again when it is needed again
     }
-  }
-
-  /** Fetches what is missing. @returns {Promise<Row[]>} */
-  async all() {
-    for (let page = 0; page * pageSize < this.count; ++page)
-      if (!this.#rows[page * pageSize]) this.#take(await this.#fetch(this.layout, page * pageSize, false));
-    return this.#rows.flatMap(row => row ?? []);
   }
 
   /** @param {number} frame */

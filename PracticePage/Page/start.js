@@ -33,7 +33,7 @@ export async function listRecent(api) {
   element('recent-none').hidden = songs.length > 0;
   document.body.classList.remove('loading');
   dialog.showModal();
-  return new Promise((resolve, reject) => {
+  return new Promise(resolve => {
     element('recent-list').replaceChildren(...songs.map((song, index) => {
       const button = document.createElement('button');
       const title = document.createElement('b');
@@ -46,7 +46,7 @@ export async function listRecent(api) {
         api.post('/api/open', {index}).then(() => {
           dialog.close();
           resolve();
-        }, reject));
+        }, error => (element('recent-trouble').textContent = error instanceof Error ? error.message : String(error))));
       const item = document.createElement('li');
       item.append(button);
       return item;

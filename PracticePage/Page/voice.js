@@ -25,6 +25,8 @@ export class Voice {
   /** @type {Return[]} those that were not yet heard */
   returns = [];
   nextBlock = 0;
+  /** The block that was asked for last. @type {Promise<unknown>} */
+  fetching = Promise.resolve();
   /** From when to when it is heard. */
   from = Infinity;
   until = Infinity;

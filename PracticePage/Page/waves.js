@@ -6,8 +6,12 @@ import {frameAt} from './rows.js';
 const chunkSeconds = 60;
 const pointsPerSecond = 200;
 
-/** How long what is not complete yet is shown before it is fetched again, in milliseconds. */
+/** How long what is not complete yet is shown before it is fetched again, in milliseconds; what is not there yet is asked
+ * for after a shorter while, and then ever more seldom. */
 const pause = 400;
+const [firstPause, lastPause] = [80, 5000];
+/** The peak of a recording that is drawn as high as a row; those of louder ones are, too. */
+const quietest = 24;
 
 /** The waveform of the song, fetched minute by minute and kept, whatever the zoom. */
 export class Waves {
@@ -16,6 +20,7 @@ export class Waves {
   #arrived;
   /** @type {Map<number, Uint8Array | null>} null: on its way */
   #chunks = new Map();
+  #loudest = quietest;
 
   /** @param {Api} api @param {Song} song @param {() => void} arrived */
   constructor(api, song, arrived) {
@@ -25,17 +30,28 @@ export class Waves {
   }
 
   /** @param {number} index */
-  async #load(index) {
-    if (!this.#chunks.get(index)) this.#chunks.set(index, null);
+  #path(index) {
     const {length, rate} = this.#song;
     const from = Math.round(index * chunkSeconds * rate);
     const to = Math.min(length, Math.round((index + 1) * chunkSeconds * rate));
     const points = Math.max(1, Math.round(((to - from) / rate) * pointsPerSecond));
+    return `/api/waveform?from=${from}&to=${to}&points=${points}`;
+  }
+
+  /** @param {number} index @param {Uint8Array} bytes */
+  #keep(index, bytes) {
+    this.#chunks.set(index, bytes);
+    for (const byte of bytes) this.#loudest = Math.max(this.#loudest, byte);
+  }
+
+  /** @param {number} index @param {number} [wait] before it is asked for again, where it is not there yet */
+  async #load(index, wait = firstPause) {
+    if (!this.#chunks.get(index)) this.#chunks.set(index, null);
     try {
-      const {bytes, isComplete} = await this.#api.bytes(`/api/waveform?from=${from}&to=${to}&points=${points}`);
-      this.#chunks.set(index, bytes);
-      if (!isComplete) setTimeout(() => this.#load(index), pause);
-      this.#arrived();
+      const {bytes, isComplete} = await this.#api.bytes(this.#path(index));
+      this.#keep(index, bytes);
+      if (!isComplete) setTimeout(() => this.#load(index, Math.min(lastPause, 2 * wait)), bytes.length ? pause : wait);
+      if (bytes.length) this.#arrived();
     } catch {
       setTimeout(() => {
         this.#chunks.delete(index);
@@ -44,10 +60,10 @@ export class Waves {
     }
   }
 
-  /** Waits until all of it is known. */
-  async knowAll() {
+  /** Knows all of it that is there; the whole page waits for it. */
+  knowAllNow() {
     const count = Math.ceil(this.#song.length / this.#song.rate / chunkSeconds);
-    for (let i = 0; i < count; ++i) if (!this.#chunks.get(i)) await this.#load(i);
+    for (let i = 0; i < count; ++i) if (!this.#chunks.get(i)?.length) this.#keep(i, this.#api.bytesNow(this.#path(i)));
   }
 
   /** @param {number} point @returns {number} 0 to 1; 0 where it is not known yet */
@@ -55,7 +71,7 @@ export class Waves {
     const index = Math.floor(point / (chunkSeconds * pointsPerSecond));
     const chunk = this.#chunks.get(index);
     if (chunk === undefined) this.#load(index);
-    return chunk ? (chunk[point - index * chunkSeconds * pointsPerSecond] ?? 0) / 255 : 0;
+    return chunk ? (chunk[point - index * chunkSeconds * pointsPerSecond] ?? 0) / this.#loudest : 0;
   }
 
   /**
@@ -102,10 +118,10 @@ const palette = Array.from({length: 256}, (_, value) => tone(value));
  * @param {number} height
  */
 export async function showSpectrogram(canvas, api, row, height) {
-  do {
+  for (let wait = firstPause; wait === firstPause || canvas.isConnected; wait = Math.min(lastPause, 2 * wait)) {
     if (await paint(canvas, api, row, height).catch(() => false)) return;
-    await new Promise(resolve => setTimeout(resolve, pause));
-  } while (canvas.isConnected);
+    await new Promise(resolve => setTimeout(resolve, canvas.dataset.painted ? pause : wait));
+  }
 }
 
 /**
@@ -121,11 +137,12 @@ async function paint(canvas, api, row, height) {
   canvas.height = height;
   const {bytes, isComplete} = await api.bytes(`/api/spectrogram?from=${row.frame}&to=${row.end}&width=${width}&height=${height}`);
   const context = canvas.getContext('2d');
-  if (!context || bytes.length < width * height) return true;
+  if (!context || bytes.length < width * height) return isComplete;
   const image = context.createImageData(width, height);
   for (let x = 0; x < width; ++x)
     for (let y = 0; y < height; ++y)
       image.data.set(palette[bytes[x * height + y]], 4 * ((height - 1 - y) * width + x));
   context.putImageData(image, 0, 0);
+  canvas.dataset.painted = 'yes';
   return isComplete;
 }

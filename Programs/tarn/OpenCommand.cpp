@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <chrono>
 #include <csignal>
 #include <iostream>
 #include <memory>
@@ -17,6 +18,9 @@
 namespace tarn::program {
 
 namespace {
+
+/// Some browsers may not read the file that they are given.
+constexpr std::chrono::seconds kPatienceWithBrowser{10};
 
 struct OpenOptions {
     std::string song; ///< empty: the songs that were opened last are shown
@@ -62,7 +66,8 @@ void open(const OpenOptions& options) {
     PracticeServer server({.api = {.access = {options.isOnNetwork, options.mayNetworkEdit},
                                    .documentFolder = place.folder,
                                    .language = {},
-                                   .recentSongs = &recentSongs},
+                                   .recentSongs = &recentSongs,
+                                   .rememberSong = &rememberSong},
                            .port = options.port});
     if (!options.song.empty()) {
         server.api().open(place.song);
@@ -77,9 +82,16 @@ void open(const OpenOptions& options) {
                   << server.addressWithToken() << "\n";
     printAddresses(server);
     std::cout << "Ctrl-C ends; so does closing the page." << std::endl;
+    auto late = std::chrono::steady_clock::now() + kPatienceWithBrowser;
     server.run([&] {
-        if (browser && server.api().wasVisited())
-            browser->removeFile();
+        if (browser && server.api().wasVisited()) {
+            browser.reset(); // it has read its file
+        } else if (browser && std::chrono::steady_clock::now() > late) {
+            late = std::chrono::steady_clock::time_point::max();
+            std::cout
+                << "Has no page appeared? Open this address in a browser on this machine; it works once:\n"
+                << server.addressWithToken() << std::endl;
+        }
         return InterruptWatch::isInterrupted();
     });
     trimCache(kLargestCache); // what cannot be removed does not spoil anything

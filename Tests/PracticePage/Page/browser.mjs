@@ -1,9 +1,11 @@
 // What tests do with a page that shows a song.
 import {after, test} from 'node:test';
+import {until} from './clock.mjs';
 import {closeBrowser, isReady, openWithTarn, show} from './driver.mjs';
 import {makeSong} from './song.mjs';
 
-export {desktop, isReady, openWithTarn, phone, show} from './driver.mjs';
+export {until} from './clock.mjs';
+export {desktop, isReady, openWithTarn, phone, show, startTarn} from './driver.mjs';
 
 after(closeBrowser);
 
@@ -11,7 +13,7 @@ after(closeBrowser);
 export function practise(title, sizes, body, options = {}) {
   for (const size of sizes)
     test(`${title} (${size.name})`, async () => {
-      const song = makeSong();
+      const song = (options.makeSong ?? makeSong)();
       const opened = await openWithTarn(song);
       try {
         await show(opened.address, size, async (page, context) => {
@@ -37,9 +39,23 @@ export async function isLaidOut(page) {
 /** Where the playhead is, in the page's words. */
 export const place = page => page.getAttribute('#seek', 'aria-valuetext');
 
-/** Waits until the playhead is there. */
+/** Waits until the playhead is there, while the song goes on if it is played. */
 export async function isAt(page, words) {
-  await page.waitForFunction(wanted => document.getElementById('seek').getAttribute('aria-valuetext') === wanted, words);
+  await until(page, wanted => document.getElementById('seek').getAttribute('aria-valuetext') === wanted, words);
+}
+
+/** Waits until an element says that. */
+export async function shows(page, what, text) {
+  await page.waitForFunction(([selector, wanted]) => document.querySelector(selector)?.textContent === wanted, [what, text]);
+}
+
+/** Waits until the page has drawn what was changed. */
+export const isDrawn = page =>
+  page.evaluate(() => new Promise(resolve => requestAnimationFrame(() => requestAnimationFrame(resolve))));
+
+/** Waits until the song is played, or no longer. */
+export async function isPlaying(page, wanted = true) {
+  await until(page, is => document.getElementById('play').classList.contains('playing') === is, wanted);
 }
 
 export async function openOptions(page) {

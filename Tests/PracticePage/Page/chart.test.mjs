@@ -1,5 +1,5 @@
 import assert from 'node:assert/strict';
-import {desktop, isAt, isLaidOut, openOptions, phone, place, pointOfBar, practise} from './browser.mjs';
+import {desktop, isAt, isLaidOut, isPlaying, openOptions, phone, pointOfBar, practise} from './browser.mjs';
 
 const texts = (page, what) => page.$$eval(what, all => all.map(each => each.firstChild?.textContent ?? ''));
 
@@ -11,12 +11,11 @@ practise('Rows show what the song has', [desktop, phone], async page => {
   assert.equal(numbers[0], 1);
   assert.equal((await texts(page, '.section text'))[0], 'Verse 1');
   assert.equal((await texts(page, '.region text'))[0], 'Riff');
-  const height = await page.$eval('[data-row="0"] .wave', wave => wave.getBBox().height);
-  assert.ok(height > 12, `the waveform is ${height} high`);
+  await page.waitForFunction(() => document.querySelector('[data-row="0"] .wave').getBBox().height > 30);
   await page.keyboard.press('1');
   await page.waitForSelector('.marker-name');
   assert.deepEqual(await texts(page, '.marker-name'), ['Solo']);
-  assert.equal(await place(page), 'Bar 9, beat 1');
+  await isAt(page, 'Bar 9, beat 1');
 });
 
 practise('Names from the song are text', [desktop], async page => {
@@ -55,19 +54,16 @@ practise('Rows suit the window', [desktop], async page => {
 
 practise('Keys, wheel and two fingers zoom', [desktop, phone], async (page, {context, size}) => {
   const bars = () => page.$$eval('.row', rows => Math.max(...rows.map(row => row.querySelectorAll('.number').length)));
-  const changesFrom = count =>
-    page.waitForFunction(before => {
+  const areBars = (least, most) =>
+    page.waitForFunction(([low, high]) => {
       const counts = [...document.querySelectorAll('.row')].map(row => row.querySelectorAll('.number').length);
-      return counts.length && Math.max(...counts) !== before;
-    }, count);
+      return counts.length && Math.max(...counts) >= low && Math.max(...counts) <= high;
+    }, [least, most]);
   const usual = await bars();
   for (let i = 0; i < 4; ++i) await page.keyboard.press('+');
-  await changesFrom(usual);
-  const large = await bars();
-  assert.ok(large < usual);
+  await areBars(1, usual / 2);
   for (let i = 0; i < 4; ++i) await page.keyboard.press('-');
-  await changesFrom(large);
-  assert.equal(await bars(), usual);
+  await areBars(usual, usual);
   const {x, y} = await pointOfBar(page, 2);
   if (size === desktop) {
     await page.mouse.move(x, y);
@@ -81,8 +77,7 @@ practise('Keys, wheel and two fingers zoom', [desktop, phone], async (page, {con
     for (const spread of [45, 60, 80, 100]) await cdp.send('Input.dispatchTouchEvent', {type: 'touchMove', touchPoints: fingers(spread)});
     await cdp.send('Input.dispatchTouchEvent', {type: 'touchEnd', touchPoints: []});
   }
-  await changesFrom(usual);
-  assert.ok(await bars() < usual);
+  await areBars(1, usual - 1);
 });
 
 practise('A click or tap goes there', [desktop, phone], async (page, {size}) => {
@@ -107,6 +102,7 @@ practise('Only rows in sight are drawn, and the playhead is always in view', [de
     assert.ok(shown <= fit + 4, `${shown} rows are drawn where ${fit.toFixed(1)} fit`);
   }
   await page.keyboard.press(' ');
+  await isPlaying(page);
   await isAt(page, 'Bar 19, beat 1');
   await page.waitForFunction(() => {
     const head = document.getElementById('playhead').getBoundingClientRect();

@@ -1,7 +1,5 @@
 import assert from 'node:assert/strict';
-import {desktop, isAt, openOptions, phone, place, practise} from './browser.mjs';
-
-const isPlaying = page => page.$eval('#play', play => play.classList.contains('playing'));
+import {desktop, isAt, isDrawn, isPlaying, openOptions, phone, place, practise, shows, until} from './browser.mjs';
 
 practise('Keys go by beats, bars, sections and marks', [desktop, phone], async page => {
   const steps = [
@@ -12,8 +10,7 @@ practise('Keys go by beats, bars, sections and marks', [desktop, phone], async p
   ];
   for (const [key, words] of steps) {
     await page.keyboard.press(key);
-    await page.waitForTimeout(30);
-    if (key === 'End') assert.equal(await page.textContent('#time'), await page.textContent('#length'));
+    if (key === 'End') await shows(page, '#time', await page.textContent('#length'));
     else await isAt(page, words);
   }
 });
@@ -22,26 +19,27 @@ practise('Space plays and stops; the playhead and the beat go on', [desktop, pho
   await page.keyboard.press('ArrowRight');
   await page.keyboard.press(' ');
   await isAt(page, 'Bar 1, beat 3');
-  assert.ok(await isPlaying(page));
+  await isPlaying(page);
   assert.equal(await page.textContent('#bar'), 'Bar 1');
   await isAt(page, 'Bar 2, beat 1');
   await page.keyboard.press('ArrowDown');
-  await page.waitForFunction(() => document.getElementById('bar').textContent === 'Bar 17');
+  await until(page, () => document.getElementById('bar').textContent === 'Bar 17');
   await page.keyboard.press(' ');
-  await page.waitForFunction(() => !document.getElementById('play').classList.contains('playing'));
+  await isPlaying(page, false);
+  await isDrawn(page);
   const rests = await place(page);
   await page.waitForTimeout(400);
   assert.equal(await place(page), rests);
-});
+}, {isLive: true});
 
 practise('The song stops at its end and begins again from its start', [desktop], async page => {
   await page.keyboard.press('End');
   await page.keyboard.press('ArrowLeft');
   await page.keyboard.press('ArrowLeft');
   await page.keyboard.press(' ');
-  await page.waitForFunction(() => document.getElementById('play').classList.contains('playing'));
-  await page.waitForFunction(() => !document.getElementById('play').classList.contains('playing'));
-  assert.equal(await page.textContent('#time'), await page.textContent('#length'));
+  await isPlaying(page);
+  await isPlaying(page, false);
+  await shows(page, '#time', await page.textContent('#length'));
   await page.keyboard.press(' ');
   await isAt(page, 'Bar 1, beat 1');
 });
@@ -52,23 +50,24 @@ practise('Keys keep off text fields and controls that use them', [desktop], asyn
   await page.keyboard.press('a');
   await page.keyboard.press('ArrowRight');
   await page.keyboard.press('b');
+  await isAt(page, 'Bar 1, beat 1');
   await page.fill('#loop-name', '');
   await page.focus('#loop-name');
   await page.keyboard.type('a b 1?');
   assert.equal(await page.inputValue('#loop-name'), 'a b 1?');
   assert.equal(await page.$eval('#keys', dialog => dialog.open), false);
-  assert.ok(!await isPlaying(page));
-  const before = await place(page);
+  await isPlaying(page, false);
   await page.focus('#panel [data-practice=speed]');
   await page.keyboard.press('ArrowLeft');
-  assert.equal(await page.textContent('#speed'), '99 %');
-  assert.equal(await place(page), before);
+  await shows(page, '#speed', '99 %');
+  await isDrawn(page);
+  assert.equal(await place(page), 'Bar 1, beat 1');
   await page.focus('#click');
   await page.keyboard.press(' ');
-  assert.equal(await page.getAttribute('#click', 'aria-pressed'), 'true');
-  assert.ok(!await isPlaying(page));
+  await page.waitForSelector('#click[aria-pressed=true]');
+  await isPlaying(page, false);
   await page.keyboard.press('ArrowRight'); // which a button does not use
-  assert.notEqual(await place(page), before);
+  await isAt(page, 'Bar 2, beat 1');
 });
 
 practise('The page of keys lists every key and closes', [desktop, phone], async page => {
@@ -77,9 +76,9 @@ practise('The page of keys lists every key and closes', [desktop, phone], async 
   for (const key of ['Space', '←', '→', 'Shift ←', '↑', '↓', 'Home', 'End', '1–9', 'A', 'B', 'L', 'C', '?'])
     assert.ok(keys.includes(key), `${key} is listed`);
   await page.keyboard.press(' ');
-  assert.ok(!await isPlaying(page));
+  await isPlaying(page, false);
   await page.keyboard.press('Escape');
-  assert.equal(await page.$eval('#keys', dialog => dialog.open), false);
+  await page.waitForSelector('#keys', {state: 'hidden'});
 });
 
 practise('Speed keeps within 25 and 200 %', [desktop, phone], async page => {

@@ -13,8 +13,11 @@ export const barCount = 40;
 /** The frame at which a bar begins, or one of its beats from 1. */
 export const frameOf = (bar, beatOfBar = 1) => firstBeat + beat * (4 * (bar - 1) + beatOfBar - 1);
 
-/** Stereo: the left channel is silent, so that it holds the page's own clicks alone when the song is played. */
-export function recording(frames) {
+/**
+ * Clicks on a drone of so many hertz. Stereo: the left channel is silent, so that it holds the page's own clicks alone
+ * when the song is played.
+ */
+export function recording(frames, drone = 220) {
   const bytes = Buffer.alloc(44 + frames * 4);
   bytes.write('RIFF', 0);
   bytes.writeUInt32LE(36 + frames * 4, 4);
@@ -29,7 +32,7 @@ export function recording(frames) {
   bytes.write('data', 36);
   bytes.writeUInt32LE(frames * 4, 40);
   for (let i = 0; i < frames; ++i) {
-    let value = 0.1 * Math.sin((2 * Math.PI * 220 * i) / rate);
+    let value = 0.1 * Math.sin((2 * Math.PI * drone * i) / rate);
     const since = (i - firstBeat) % beat;
     if (i >= firstBeat && since < 400) value += 0.7 * Math.cos((2 * Math.PI * 1000 * since) / rate) * (1 - since / 400);
     bytes.writeInt16LE(Math.round(value * 32767), 46 + i * 4);
@@ -40,11 +43,18 @@ export function recording(frames) {
 const folder = mkdtempSync(join(tmpdir(), 'practice-'));
 let made = '';
 
-/** The recording alone; several times as long where that is asked for. */
-export function makeRecording(name = 'take.wav', times = 1) {
+/** The recording alone; several times as long, or with another drone, where that is asked for. */
+export function makeRecording(name = 'take.wav', times = 1, drone = 220) {
   const at = mkdtempSync(join(folder, 'take-'));
-  writeFileSync(join(at, name), recording(firstBeat + times * barCount * 4 * beat + beat));
+  writeFileSync(join(at, name), recording(firstBeat + times * barCount * 4 * beat + beat, drone));
   return join(at, name);
+}
+
+/** A song of which no more is known than is found, tuned to an A4 of so many hertz. */
+export function makeTunedSong(standardPitch) {
+  const wave = makeRecording('tuned.wav', 1, standardPitch / 2);
+  execFileSync(tarn, ['analyze', wave], {stdio: 'pipe'});
+  return join(wave, '..', 'tuned.tarn');
 }
 
 /** A copy of its own of the song: forty bars of four beats, a second in. */

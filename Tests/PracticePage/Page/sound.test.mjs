@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
-import {desktop, isAt, loopBars, openOptions, practise} from './browser.mjs';
-import {beat, rate} from './song.mjs';
-import {distances, isWithin, longestGap, onsets, pitch, recorded, recording} from './tap.mjs';
+import {desktop, isAt, loopBars, openOptions, practise, until} from './browser.mjs';
+import {beat, makeTunedSong, rate} from './song.mjs';
+import {distances, isWithin, listen, longestGap, onsets, pitch, recorded, recording} from './tap.mjs';
 
 /** Five milliseconds. */
 const near = 0.005 * rate;
@@ -9,12 +9,12 @@ const clickLevel = 0.12;
 const songLevel = 0.35;
 
 const waitForRound = (page, round) =>
-  page.waitForFunction(wanted => document.getElementById('loop-round').textContent === `Round ${wanted}`, round, {timeout: 60000});
+  until(page, wanted => document.getElementById('loop-round').textContent === `Round ${wanted}`, round, {timeout: 60000});
 
 async function stop(page) {
   await page.evaluate(() => document.activeElement.blur());
   await page.keyboard.press(' ');
-  await page.waitForTimeout(200);
+  await listen(page, 0.2);
 }
 
 /** Each of the song's own clicks but the first and last has one of the page's beside it. */
@@ -111,18 +111,19 @@ practise('A change of speed while playing leaves no gap', [desktop], async page 
   followsBeats(clicks.slice(-6 * beat), song.slice(-6 * beat));
 }, recorded);
 
-practise('Count-in: a bar before the start, and before each round', [desktop], async page => {
+practise('Count-in: two bars before the start, and one before each round', [desktop], async page => {
   await loopBars(page, 5, 5);
-  await page.selectOption('[data-practice=countIn]', '1');
+  await page.selectOption('[data-practice=countIn]', '2');
   await page.click('#play');
   await waitForRound(page, 2);
   await stop(page);
   const once = await recording(page);
   const start = onsets(once.song, songLevel)[0];
   const counted = onsets(once.clicks, clickLevel, 1000);
-  assert.equal(counted.length, 4);
-  counted.forEach((at, i) => assert.ok(isWithin(start - at, (4 - i) * beat, near), `${start - at} before the start`));
+  assert.equal(counted.length, 8);
+  counted.forEach((at, i) => assert.ok(isWithin(start - at, (8 - i) * beat, near), `${start - at} before the start`));
 
+  await page.selectOption('[data-practice=countIn]', '1');
   await page.check('[data-practice=countInEach]');
   await page.click('#presets button:has-text("80 %")');
   await page.evaluate(() => (window.recordedBlocks.length = 0));
@@ -160,6 +161,17 @@ practise('The trainer adds per cent up to its goal', [desktop], async page => {
   assert.ok(longestGap(song) < 20, `${longestGap(song)} ms`);
 }, recorded);
 
+practise('A song in another tuning is tuned to 440 Hz', [desktop], async page => {
+  await openOptions(page);
+  await page.check('[data-practice=tune]');
+  await page.evaluate(() => document.activeElement.blur());
+  await page.keyboard.press(' ');
+  await listen(page, 1);
+  const {song} = await recording(page);
+  const tone = pitch(song.slice(song.length - rate / 2));
+  assert.ok(isWithin(tone, 220, 0.4), `${tone.toFixed(2)} Hz`);
+}, {...recorded, makeSong: () => makeTunedSong(446)});
+
 practise('The sound is shifted, silenced and a chord is heard', [desktop], async page => {
   await openOptions(page);
   for (let i = 0; i < 2; ++i) await page.click('[data-step="semitones 1"]');
@@ -171,12 +183,12 @@ practise('The sound is shifted, silenced and a chord is heard', [desktop], async
   const at = onsets(song, songLevel)[1] + beat / 2;
   assert.ok(isWithin(pitch(song.slice(at, at + beat / 3)), 220 * 2 ** (2 / 12), 2.5));
   await page.fill('[data-practice="volumes.song"]', '0');
-  await page.waitForTimeout(500);
+  await listen(page, 0.5);
   const silenced = (await recording(page)).song;
   assert.ok(silenced.slice(-2000).every(value => Math.abs(value) < 0.001));
   await stop(page);
   await page.evaluate(() => (window.recordedBlocks.length = 0));
   await page.click('#hear');
-  await page.waitForTimeout(600);
+  await listen(page, 0.6);
   assert.ok((await recording(page)).clicks.some(value => Math.abs(value) > 0.05));
 }, recorded);

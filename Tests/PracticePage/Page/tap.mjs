@@ -1,4 +1,5 @@
 // Records what the page's graph plays, sample by sample, and measures it.
+import {until} from './clock.mjs';
 import {rate} from './song.mjs';
 
 /** Hands all that goes to the loudspeaker to a recorder as well; to be run before the page's own scripts. */
@@ -38,8 +39,18 @@ const record = () => {
 /** Options of practise() for a page that is recorded. */
 export const recorded = {bypassCSP: true, before: page => page.addInitScript(record)};
 
+/** Lets the sound go on for so many seconds. */
+export async function listen(page, seconds) {
+  const end = await page.evaluate(length => window.recordedContext.currentTime + length, seconds);
+  await until(page, time => window.recordedContext.currentTime >= time, end);
+}
+
 /** What has been played so far: the left channel holds the clicks, their difference the song. */
 export async function recording(page) {
+  await page.waitForFunction(() => {
+    const last = window.recordedBlocks.at(-1)?.[0] ?? 0;
+    return last + 256 > window.recordedContext.currentTime * window.recordedContext.sampleRate;
+  });
   const text = await page.evaluate(() => {
     const first = window.recordedBlocks[0][0];
     const last = window.recordedBlocks.at(-1)[0] + 128;
