@@ -146,21 +146,28 @@ HTTPResponse PracticeAPI::goodbye(const Call& /*call*/) {
 
 HTTPResponse PracticeAPI::recent(const Call& /*call*/) {
     auto songs = json::array();
-    const auto recent = mOptions.recentSongs ? mOptions.recentSongs() : std::vector<RecentSong>();
+    auto recent = mOptions.recentSongs ? mOptions.recentSongs() : std::vector<RecentSong>();
     for (const RecentSong& song : recent)
         songs.push_back({{"title", song.title},
                          {"artist", song.artist},
                          {"fileName", song.document.filename().string()},
                          {"folder", song.document.parent_path().string()}});
+    {
+        const std::lock_guard guard(mMutex);
+        mListed = std::move(recent);
+    }
     return jsonAnswer({{"songs", std::move(songs)}});
 }
 
 HTTPResponse PracticeAPI::openRecent(const Call& call) {
-    const auto recent = mOptions.recentSongs ? mOptions.recentSongs() : std::vector<RecentSong>();
     const auto index = wholeMember(objectIn(call.request.body), "index", 0, 1000);
-    if (index >= static_cast<std::int64_t>(recent.size()))
-        return errorAnswer(404, "There is no such song.");
-    const auto& document = recent[static_cast<std::size_t>(index)].document;
+    std::filesystem::path document;
+    {
+        const std::lock_guard guard(mMutex);
+        if (index >= static_cast<std::int64_t>(mListed.size()))
+            return errorAnswer(404, "There is no such song.");
+        document = mListed[static_cast<std::size_t>(index)].document;
+    }
     open({document});
     if (mOptions.rememberSong)
         mOptions.rememberSong(document);

@@ -94,6 +94,7 @@ private:
     SoundStreams mStreams;
     mutable std::mutex mMutex;
     std::shared_ptr<PracticeSession> mSession;
+    std::vector<RecentSong> mListed; ///< as a page was told last, whatever has become of them
     std::atomic<bool> mWasVisited = false;
     std::atomic<std::chrono::steady_clock::duration> mLastRequest;
 };

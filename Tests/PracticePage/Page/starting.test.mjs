@@ -44,15 +44,20 @@ test('Without a browser the address is printed', async () => {
 });
 
 test('Recent songs are listed, and the one that is chosen is opened', async () => {
-  await (await openWithTarn(makeSong())).end();
+  const broken = makeSong();
+  for (const song of [broken, makeSong()]) await (await openWithTarn(song)).end();
   const opened = await openWithTarn();
   try {
     await show(opened.address, phone, async page => {
       await page.waitForSelector('#recent-list button');
+      writeFileSync(broken, 'no document');
+      await page.click('#recent-list li:nth-child(2) button');
+      await page.waitForFunction(() => document.getElementById('recent-trouble').textContent !== '');
+      assert.equal(await page.$('#sheet .row'), null);
       await page.click('#recent-list li:first-child button');
       await isReady(page);
       await page.waitForSelector('#recent', {state: 'hidden'});
-    }, {title: 'recent', expectedErrors: /404/}); // no song is open yet
+    }, {title: 'recent', expectedErrors: /404|409/}); // no song is open, and then one cannot be
   } finally {
     await opened.end();
   }
