@@ -1,10 +1,12 @@
 // Learned by scripts/train-chord-model; not to be edited by hand.
 #pragma once
 
+#include "Platform/Export.h"
+
 #include <array>
 #include <cstddef>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Profiles of twelve pitch classes, and single numbers, that the model sees.
 inline constexpr std::size_t kChordInputProfiles = 22;

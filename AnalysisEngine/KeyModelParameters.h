@@ -2,10 +2,11 @@
 #pragma once
 
 #include "AnalysisEngine/ChordVocabulary.h"
+#include "Platform/Export.h"
 
 #include <array>
 
-namespace tarn {
+namespace TARN_PUBLIC tarn {
 
 /// Weights of what chords a song has, by the degree above the tonic and the family of the chord.
 struct KeyModel {

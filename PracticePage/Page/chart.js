@@ -95,7 +95,10 @@ export class Chart {
     if (look === this.#look && !isForced) return;
     this.#look = look;
     this.#anchor ??= {frame, y: this.#yInWindow(frame)};
-    this.#rows.lay({width, scale, simple}, frame).catch(() => (this.#look = ''));
+    this.#rows.lay({width, scale, simple}, frame).catch(() => {
+      this.#look = '';
+      setTimeout(() => this.lay(), 1000);
+    });
   }
 
   /** @param {number} factor @param {number} [frame] that keeps its height in the window */

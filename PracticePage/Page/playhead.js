@@ -3,6 +3,8 @@
 
 /** How long rows that were scrolled away by hand stay in sight while the song plays, in milliseconds. */
 const patience = 4000;
+/** How long a scroll may take, in milliseconds. */
+const arrival = 800;
 
 /** Draws the playhead on the chart and keeps it in view. */
 export class Playhead {
@@ -55,14 +57,17 @@ export class Playhead {
       this.#index = -1;
       begin();
     });
-    chart.sheet.addEventListener('laid', () => {
-      if (this.#isByHand) return;
-      this.#index = -1;
-      begin();
-    });
+    chart.sheet.addEventListener('laid', () => this.#seek());
     chart.sheet.addEventListener('drawn', () => {
       this.#place(this.#frame(performance.now()));
     });
+  }
+
+  /** Brings the playhead into view, unless other rows were chosen by hand. */
+  #seek() {
+    if (this.#isByHand) return;
+    this.#index = -1;
+    this.#begin();
   }
 
   /** Draws once more, although nothing moves. */
@@ -125,8 +130,10 @@ export class Playhead {
     const target = top;
     const isCalm = matchMedia('(prefers-reduced-motion: reduce)').matches;
     const isNear = Math.abs(target - pane.scrollTop) < room * 1.5;
-    if (target === this.#scroll.target && performance.now() - this.#scroll.at < 800) return; // on its way
+    if (target === this.#scroll.target && performance.now() - this.#scroll.at < arrival) return; // on its way
     this.#scroll = {target, at: performance.now()};
+    // Rows that come meanwhile may put it elsewhere.
+    setTimeout(() => this.#seek(), arrival + 50);
     pane.scrollTo({top: target, behavior: isCalm || !isNear ? 'auto' : 'smooth'});
   }
 }

@@ -115,10 +115,15 @@ practise('Low confidence is lighter', [desktop], async page => {
   const lightness = () => page.$$eval('[data-row="0"] .chord', all => all.map(each => getComputedStyle(each).fill));
   const before = await lightness();
   assert.equal(new Set(before.slice(-3)).size, 1);
-  await page.route('**/api/rows*', async route => {
-    const answer = await (await route.fetch()).json();
-    for (const row of answer.rows) row.chords.forEach((chord, i) => (chord.confidence = i % 2 ? 0.2 : 0.9));
-    await route.fulfill({json: answer});
+  await page.evaluate(() => {
+    const fetched = window.fetch;
+    window.fetch = async (path, options) => {
+      const answer = await fetched(path, options);
+      if (!String(path).startsWith('/api/rows')) return answer;
+      const rows = await answer.json();
+      for (const row of rows.rows) row.chords.forEach((chord, i) => (chord.confidence = i % 2 ? 0.2 : 0.9));
+      return new Response(JSON.stringify(rows));
+    };
   });
   await page.keyboard.press('+');
   await page.waitForSelector('.chord.unsure');
