@@ -70,3 +70,11 @@ practise('What another program changes is shown at once', [desktop], async (page
   await shows(page, '#title', 'Renamed');
   await page.waitForFunction(() => [...document.querySelectorAll('.section text')].some(each => each.textContent.startsWith('Bridge')));
 });
+
+practise('Every module is fetched as soon as the page is', [desktop], async page => {
+  const [fetched, told] = await page.evaluate(() => [
+    performance.getEntriesByType('resource').map(each => new URL(each.name).pathname).filter(path => path.endsWith('.js')),
+    [...document.querySelectorAll('link[rel=modulepreload], script')].map(each => each.getAttribute('href') ?? each.getAttribute('src')),
+  ]);
+  assert.deepEqual([...new Set(fetched)].sort(), told.sort());
+});
