@@ -14,10 +14,9 @@ struct DetectedKey {
     double probability; ///< 0 to 1
 };
 
-/// Empty for material without chords. A
-/// softmax regression over the keys of what chords the song has, recognised without a key: how long it dwells
-/// on each, with which it begins and ends, and how it comes to the tonic and the dominant. Its weights are
-/// learned (KeyModelParameters.h) and the same for all tonics.
+/// Empty for material without chords. A softmax regression over the keys of what chords the song has: how
+/// long it dwells on each, with which it begins and ends, and how it comes to the tonic and the dominant. Its
+/// weights are learned (KeyModelParameters.h) and the same for all tonics.
 std::optional<DetectedKey> detectKey(const SpectralFeatures& features, double tuningFrequency,
                                      const StageMonitor& monitor = {});
 

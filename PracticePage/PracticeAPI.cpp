@@ -165,7 +165,7 @@ HTTPResponse PracticeAPI::openRecent(const Call& call) {
     {
         const std::lock_guard guard(mMutex);
         if (index >= static_cast<std::int64_t>(mListed.size()))
-            return errorAnswer(404, "There is no such song.");
+            return errorAnswer(404, "The list has fewer songs.");
         document = mListed[static_cast<std::size_t>(index)].document;
     }
     open({document});

@@ -31,7 +31,7 @@ public:
 
     /// Why it cannot be heard, as a sentence; nothing where it can.
     [[nodiscard]] std::optional<std::string> reason() const;
-    /// The file, wherever links lead, that the user has to agree to; nothing where there is no question.
+    /// The file, wherever links lead, that the user has to agree to; empty when nothing is to be asked.
     [[nodiscard]] std::optional<std::string> question() const;
     void agree();
 

